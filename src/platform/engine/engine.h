@@ -1,0 +1,188 @@
+// The database operations that the program works with, on an SQLite 3 file.
+//
+// Names in the file. A table bears its own name. SQLite wants the names of
+// indexes unique in the file, while here nearly every table has an index
+// CHIAVE, so in the file an index bears the table's name, a point and its own:
+// "PERCPARCELLE.CHIAVE". Key columns are declared COLLATE RTRIM: a text
+// filled up with blanks at the right equals the same text without them, in
+// Seek and in SQL texts alike, through the index.
+//
+// At rest. A recordset may hold a running statement, and with it a shared lock
+// on the file, only while one event of the form runs. Whoever runs the events
+// calls Rest() behind each of them and before each wait for the user. The
+// file is then whole by itself, unlocked, and has no side files: rollback
+// journal, every commit synchronised before the call returns.
+//
+// Every call may throw Error, and nothing else, but for want of memory. A call
+// that throws has changed neither the file nor the current row. A lock of
+// another process is waited for, up to 5 seconds. One thread.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace engine {
+
+// Numbers of Error that callers tell apart or tests name.
+enum ErrorNumber : int {
+  kNoObject = 91,            // the variable holds no database or recordset
+  kNotFound = 3024,          // no such file
+  kNoCurrentRow = 3021,      // a row is needed and there is none
+  kNotEditing = 3020,        // Update or SetValue without AddNew or Edit
+  kDuplicateKey = 3022,      // a unique index refuses the row
+  kDiskFull = 3026,          // no room left
+  kReadOnly = 3027,          // file or folder can't be written
+  kNoTable = 3078,           // no such table
+  kNoIndex = 3015,           // no such index on the table
+  kSyntax = 3075,            // an SQL text that isn't one of those understood
+  kRowGone = 3167,           // the current row has been deleted
+  kLocked = 3260,            // another process held its lock for too long
+  kNoColumn = 3265,          // no such column
+  kNotADatabase = 3343,      // not a database, or a damaged one
+  kClosed = 3420,            // the object is closed
+  kIo = 3043,                // reading or writing the disk failed
+  kOther = 3000,             // anything else
+};
+
+class Error : public std::runtime_error {
+ public:
+  Error(int number, std::u16string text);
+  int Number() const { return number_; }
+  // Italian, for the user: says what failed and names file, table or index.
+  const std::u16string& Text() const { return text_; }
+
+ private:
+  int number_;
+  std::u16string text_;
+};
+
+// Value of a column: a text, or Null.
+using Value = std::optional<std::u16string>;
+
+class RecordsetState;
+class DatabaseState;
+
+// One column of a recordset's current row. Lives no longer than the recordset
+// stands where it stood when Fields() gave it.
+class Field {
+ public:
+  // The value in the row; between AddNew or Edit and Update the value set, if
+  // one was. Throws kNoCurrentRow, kRowGone.
+  Value Get() const;
+  // The same with Null as the empty text.
+  std::u16string Text() const;
+  // The same without a copy; valid until the next call on the recordset.
+  std::u16string_view View() const;
+  // Throws kNotEditing outside AddNew or Edit ... Update.
+  void Set(Value value);
+
+ private:
+  friend class Recordset;
+  Field(RecordsetState& recordset, int column) : recordset_(&recordset), column_(column) {}
+  RecordsetState* recordset_;
+  int column_;
+};
+
+// A variable for a recordset; empty at first, and a copy means the same
+// recordset. On an empty variable every call throws kNoObject (91), after
+// Close kClosed (3420).
+//
+// Two kinds. A table recordset, opened by a bare name, walks the table along
+// the index set with Index (before that in the order of insertion); its rows
+// are read from the table at each move. A query recordset, opened from
+// "SELECT * FROM table [WHERE ...] [ORDER BY ...]", walks the rows that the
+// text finds when the walk begins, each met once, in the text's order, whatever
+// is written meanwhile; rows can be edited and deleted there too.
+//
+// After opening, and after Index, the first row is the current one, if there
+// is a row; otherwise Bof and Eof are both true.
+class Recordset {
+ public:
+  Recordset() = default;
+
+  // Table recordsets only. Later Seek and moves follow the index. An index has
+  // one key column. Throws kNoIndex.
+  void Index(std::u16string_view name);
+
+  // Table recordsets with an index. `comparison` is "=". Places the recordset
+  // on the first row with that key and sets NoMatch. When nothing matches
+  // there is no current row until the next Seek or MoveFirst.
+  void Seek(std::u16string_view comparison, const Value& key);
+  bool NoMatch() const;
+
+  void MoveFirst();     // On an empty recordset Bof and Eof become true.
+  void MoveNext();      // From before the first row: to the first one.
+  void MovePrevious();  // From behind the last row: to the last one.
+
+  // True when a move passed the first row, the last row. (Not BOF and EOF: the
+  // C library owns the second name.)
+  bool Bof();
+  bool Eof();
+
+  // 0 when there is no row, otherwise 1: no caller wants the number, and
+  // counting a million rows takes time.
+  long RecordCount();
+
+  // Column by name, upper and lower case alike. Throws kNoColumn.
+  Field Fields(std::u16string_view name);
+
+  // AddNew: a new row, columns not set stay Null or take their default. Edit:
+  // the current row. A move, Seek or Index before Update gives the change up.
+  void AddNew();
+  void Edit();
+  // Writes the row; done on disk when the call returns. After Edit the row
+  // stays current, at its place in the index by its new key; after AddNew the
+  // current row is the one from before.
+  void Update();
+  // The current row goes. Until the next move there is no current row; MoveNext
+  // and MovePrevious go to the deleted row's neighbours.
+  void Delete();
+
+  void Close();
+
+ private:
+  friend class Database;
+  explicit Recordset(std::shared_ptr<RecordsetState> state) : state_(std::move(state)) {}
+  RecordsetState& State() const;
+  std::shared_ptr<RecordsetState> state_;
+};
+
+// A variable for an open database, with the same rules for empty and closed.
+// Closing it closes its recordsets.
+class Database {
+ public:
+  Database() = default;
+
+  // `source` is a bare table name or a SELECT text. Throws kNoTable, kSyntax.
+  Recordset OpenRecordset(std::u16string_view source);
+
+  // Runs "delete * from table [where ...]". Throws kNoTable, kSyntax.
+  void Execute(std::u16string_view sql);
+
+  void Close();
+
+ private:
+  friend Database OpenDatabase(std::u16string_view);
+  explicit Database(std::shared_ptr<DatabaseState> state) : state_(std::move(state)) {}
+  DatabaseState& State() const;
+  std::shared_ptr<DatabaseState> state_;
+};
+
+// Opens an existing file for reading and writing. The name's backslashes mean
+// the folder separator and letter case doesn't count (platform/system/paths.h).
+// Throws kNotFound, kNotADatabase, kReadOnly, kLocked, kIo.
+Database OpenDatabase(std::u16string_view name);
+
+// Ends the running statements of all open databases (see At rest). Query
+// recordsets keep the rows still to come. Never throws; does nothing, fast,
+// where nothing runs.
+void Rest() noexcept;
+
+// `text` for use between apostrophes in an SQL text: each apostrophe doubled.
+std::u16string Quoted(std::u16string_view text);
+
+}  // namespace engine

@@ -1,0 +1,32 @@
+// Whole-file operations.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace sys {
+
+// A file operation failed. Text() is Italian, for the user, and names the file
+// and the cause.
+class FileError : public std::runtime_error {
+ public:
+  explicit FileError(std::u16string text);
+  const std::u16string& Text() const { return text_; }
+
+ private:
+  std::u16string text_;
+};
+
+// True when the file can be opened for reading (a folder can't). Names as in
+// paths.h.
+bool OpensForReading(std::u16string_view name);
+
+// Copies `from` to the new file `to`. `to` never exists as a half file, even
+// when the process dies on the way, and is on disk when the call returns. An
+// existing `to` is never touched: the call throws. The new file can be read
+// and written by its owner alone, or by owner and group in a folder that its
+// group may write. Throws FileError.
+void FileCopy(std::u16string_view from, std::u16string_view to);
+
+}  // namespace sys

@@ -1,0 +1,20 @@
+// File names of the suite on this system. The names come as texts with
+// backslashes between folders; each means the folder separator here, and a
+// file or folder is found whatever the case of its letters.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace sys {
+
+// The path that `name` means: each part as it is written if it exists, else
+// the existing entry that differs in letter case only (the first by code where
+// there are several), else as it is written.
+std::filesystem::path ResolvePath(std::u16string_view name);
+
+// The path as a text for the user.
+std::u16string PathText(const std::filesystem::path& path);
+
+}  // namespace sys

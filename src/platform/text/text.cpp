@@ -1,0 +1,146 @@
+#include "platform/text/text.h"
+
+#include <locale.h>
+#include <wctype.h>
+
+namespace text {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+void AppendUtf16(std::u16string& out, char32_t c) {
+  if (c < 0x10000) {
+    out.push_back(static_cast<char16_t>(c));
+  } else {
+    c -= 0x10000;
+    out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
+    out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+  }
+}
+
+void AppendUtf8(std::string& out, char32_t c) {
+  auto put = [&out](char32_t byte) { out.push_back(static_cast<char>(byte)); };
+  if (c < 0x80) {
+    put(c);
+  } else if (c < 0x800) {
+    put(0xC0 | (c >> 6));
+    put(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    put(0xE0 | (c >> 12));
+    put(0x80 | ((c >> 6) & 0x3F));
+    put(0x80 | (c & 0x3F));
+  } else {
+    put(0xF0 | (c >> 18));
+    put(0x80 | ((c >> 12) & 0x3F));
+    put(0x80 | ((c >> 6) & 0x3F));
+    put(0x80 | (c & 0x3F));
+  }
+}
+
+// The character that starts at `i`, which moves behind it; kReplacement for a
+// sequence that is cut, overlong, a surrogate or past U+10FFFF.
+char32_t NextUtf8(std::string_view s, std::size_t& i) {
+  const auto lead = static_cast<unsigned char>(s[i++]);
+  if (lead < 0x80) {
+    return lead;
+  }
+  int more = 0;
+  char32_t c = 0;
+  char32_t least = 0;
+  if ((lead & 0xE0) == 0xC0) {
+    more = 1, c = lead & 0x1F, least = 0x80;
+  } else if ((lead & 0xF0) == 0xE0) {
+    more = 2, c = lead & 0x0F, least = 0x800;
+  } else if ((lead & 0xF8) == 0xF0) {
+    more = 3, c = lead & 0x07, least = 0x10000;
+  } else {
+    return kReplacement;
+  }
+  for (; more > 0; --more) {
+    if (i >= s.size() || (static_cast<unsigned char>(s[i]) & 0xC0) != 0x80) {
+      return kReplacement;
+    }
+    c = (c << 6) | (static_cast<unsigned char>(s[i++]) & 0x3F);
+  }
+  const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
+  return c < least || surrogate || c > 0x10FFFF ? kReplacement : c;
+}
+
+}  // namespace
+
+std::u16string FromUtf8(std::string_view bytes) {
+  std::u16string out;
+  out.reserve(bytes.size());
+  for (std::size_t i = 0; i < bytes.size();) {
+    AppendUtf16(out, NextUtf8(bytes, i));
+  }
+  return out;
+}
+
+std::string ToUtf8(std::u16string_view units) {
+  std::string out;
+  out.reserve(units.size());
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    char32_t c = units[i];
+    if (IsHighSurrogate(units[i]) && i + 1 < units.size() && IsLowSurrogate(units[i + 1])) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = kReplacement;
+    }
+    AppendUtf8(out, c);
+  }
+  return out;
+}
+
+std::u16string_view TrimLeft(std::u16string_view s) {
+  const auto first = s.find_first_not_of(u' ');
+  return first == s.npos ? std::u16string_view() : s.substr(first);
+}
+
+std::u16string_view TrimRight(std::u16string_view s) {
+  const auto last = s.find_last_not_of(u' ');
+  return last == s.npos ? std::u16string_view() : s.substr(0, last + 1);
+}
+
+std::u16string_view Trim(std::u16string_view s) { return TrimLeft(TrimRight(s)); }
+
+std::u16string Fit(std::u16string_view s, std::size_t width) {
+  std::u16string out(s.substr(0, width));
+  out.resize(width, u' ');
+  return out;
+}
+
+std::u16string_view Mid(std::u16string_view s, std::size_t start, std::size_t length) {
+  return start > s.size() ? std::u16string_view() : s.substr(start - 1, length);
+}
+
+std::u16string Decimal(long long n) {
+  const std::string digits = std::to_string(n);
+  return {digits.begin(), digits.end()};
+}
+
+char16_t Upper(char16_t c) {
+  if (c < 0x80) {
+    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
+  }
+  // A locale object of our own, so that nothing the process or the user sets
+  // has a say. C.UTF-8 is part of the C library's own package.
+  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const wint_t upper = unicode != nullptr ? towupper_l(c, unicode) : c;
+  return upper < 0x10000 ? static_cast<char16_t>(upper) : c;
+}
+
+std::u16string Upper(std::u16string_view s) {
+  std::u16string out(s);
+  for (char16_t& c : out) {
+    c = Upper(c);
+  }
+  return out;
+}
+
+bool IsControl(char16_t c) {
+  return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x2028 || c == 0x2029;
+}
+
+}  // namespace text

@@ -1,0 +1,42 @@
+// The one text type of the program: std::u16string, counted as the screen
+// counts. Blank means code 32 and nothing else.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace text {
+
+// UTF-8 to UTF-16 and back. What is not valid in the source becomes U+FFFD.
+std::u16string FromUtf8(std::string_view bytes);
+std::string ToUtf8(std::u16string_view units);
+
+// Without blanks at the left, at the right, at both ends.
+std::u16string_view TrimLeft(std::u16string_view s);
+std::u16string_view TrimRight(std::u16string_view s);
+std::u16string_view Trim(std::u16string_view s);
+
+// `width` characters: `s` filled up with blanks at the right, or cut.
+std::u16string Fit(std::u16string_view s, std::size_t width);
+
+// The part of `s` from the 1-based position `start`, at most `length`
+// characters; what lies outside the text is left out.
+std::u16string_view Mid(std::u16string_view s, std::size_t start,
+                        std::size_t length = std::u16string_view::npos);
+
+// Decimal text, with a minus in front of a negative number.
+std::u16string Decimal(long long n);
+
+// Upper case by Unicode's simple mapping, whatever the system's locale;
+// a character that has no single upper-case partner is itself.
+char16_t Upper(char16_t c);
+std::u16string Upper(std::u16string_view s);
+
+// Codes that no single-line text may take in: C0, DEL, C1, and the line and
+// paragraph separators.
+bool IsControl(char16_t c);
+
+inline bool IsHighSurrogate(char16_t c) { return (c & 0xFC00) == 0xD800; }
+inline bool IsLowSurrogate(char16_t c) { return (c & 0xFC00) == 0xDC00; }
+
+}  // namespace text
