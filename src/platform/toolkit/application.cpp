@@ -1,0 +1,88 @@
+#include "platform/toolkit/application.h"
+
+namespace toolkit {
+
+ScreenObject Screen;
+
+Application& App() {
+  static Application application;
+  return application;
+}
+
+namespace {
+
+Message Describe(std::u16string_view text, int flags, std::u16string_view title) {
+  Message message;
+  message.text = text;
+  message.flags = flags;
+  message.title = title;
+  switch (flags & 0x0F) {
+    case kYesNoCancel:
+      message.buttons = {{kYes, u"&Sì"}, {kNo, u"&No"}, {kCancel, u"Annulla"}};
+      message.escape = kCancel;
+      break;
+    case kYesNo:  // a question that wants an answer: Escape gives none
+      message.buttons = {{kYes, u"&Sì"}, {kNo, u"&No"}};
+      break;
+    default:
+      message.buttons = {{kOk, u"OK"}};
+      message.escape = kOk;
+  }
+  switch (flags & 0xF0) {
+    case kCritical:
+      message.icon = MessageIcon::Critical;
+      break;
+    case kQuestion:
+      message.icon = MessageIcon::Question;
+      break;
+    case kInformation:
+      message.icon = MessageIcon::Information;
+      break;
+    default:
+      break;
+  }
+  return message;
+}
+
+}  // namespace
+
+int MsgBox(std::u16string_view text, int flags, std::u16string_view title) {
+  Application& app = App();
+  const Message message = Describe(text, flags, title);
+  if (app.atRest) {
+    app.atRest();
+  }
+  const int answer = app.view != nullptr ? app.view->Ask(message) : message.buttons[0].code;
+  if (app.witness != nullptr) {
+    app.witness->MessageShown(message, answer);
+  }
+  return answer;
+}
+
+void Beep() {
+  if (App().view != nullptr) {
+    App().view->Beep();
+  }
+  if (App().witness != nullptr) {
+    App().witness->Beeped();
+  }
+}
+
+bool AppActivate(std::u16string_view title) {
+  const bool found = App().activate && App().activate(title);
+  if (App().witness != nullptr) {
+    App().witness->Activated(title, found);
+  }
+  return found;
+}
+
+bool Shell(std::u16string_view path) {
+  if (App().witness != nullptr) {
+    App().witness->Started(path);
+  }
+  return App().start && App().start(path);
+}
+
+void End(int status) { throw ProgramEnd{status}; }
+
+}  // namespace toolkit

@@ -1,0 +1,96 @@
+// What stands around the form: the screen, message boxes, the end of the
+// process, other programs. One of each in the process.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace toolkit {
+
+struct MessageButton {
+  int code;
+  std::u16string caption;
+};
+
+enum class MessageIcon { None, Critical, Question, Information };
+
+struct Message {
+  std::u16string text;  // lines divided by code 13
+  int flags = 0;
+  std::u16string title;
+  std::vector<MessageButton> buttons;  // the first one is the default
+  MessageIcon icon = MessageIcon::None;
+  int escape = 0;  // what the Escape key answers; 0: nothing
+};
+
+// A screen. Its members are called while an event runs.
+class View {
+ public:
+  virtual ~View() = default;
+  // Shows the box and waits for the user; gives the code of a button.
+  virtual int Ask(const Message& message) = 0;
+  virtual void Beep() = 0;
+  // Shows what has changed, now.
+  virtual void Repaint() = 0;
+  virtual std::u16string Clipboard() = 0;
+  virtual void SetClipboard(std::u16string_view text) = 0;
+};
+
+// Who listens to what the program does towards the outside.
+class Witness {
+ public:
+  virtual ~Witness() = default;
+  virtual void MessageShown(const Message& message, int answer) = 0;
+  virtual void Beeped() = 0;
+  virtual void Activated(std::u16string_view title, bool found) = 0;
+  virtual void Started(std::u16string_view path) = 0;
+  virtual void Ended(int status) = 0;
+};
+
+// Set up once by the program's main function, before the form is loaded.
+struct Application {
+  View* view = nullptr;  // null: no screen; boxes answer their first button
+  Witness* witness = nullptr;
+  std::u16string commandLine;  // behind the program's name
+  std::function<bool(std::u16string_view title)> activate;
+  std::function<bool(std::u16string_view path)> start;
+  // Called when an event has run to its end, and before a message box waits.
+  std::function<void()> atRest;
+  // Told of an exception that left a handler.
+  std::function<void(const std::exception&)> unhandled;
+  bool ended = false;
+  int status = 0;
+};
+Application& App();
+
+struct ScreenObject {
+  int Width = 28800, Height = 16200;  // twips
+  int MousePointer = 0;               // 0 normal, 11 busy
+};
+extern ScreenObject Screen;
+
+// Flags of a message box: buttons plus icon. Results: the button's code.
+enum MsgBoxFlags { kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4 };
+enum MsgBoxIcon { kCritical = 16, kQuestion = 32, kInformation = 64 };
+enum MsgBoxResult { kOk = 1, kCancel = 2, kYes = 6, kNo = 7 };
+
+// Modal message box; a line end in the text is code 13.
+int MsgBox(std::u16string_view text, int flags, std::u16string_view title);
+void Beep();
+// False when there is no window of that title.
+bool AppActivate(std::u16string_view title);
+// Starts a program, hidden, without waiting; false when it can't be started.
+bool Shell(std::u16string_view path);
+
+// Ends the program here: no handler goes on. It is an exception so that what
+// is open is closed; only the form's events catch it.
+struct ProgramEnd {
+  int status;
+};
+[[noreturn]] void End(int status = 0);
+
+}  // namespace toolkit

@@ -1,0 +1,331 @@
+// The controls of the form, as a model: what they hold, how they behave under
+// the user's hands, which events they raise. Nothing here draws; a screen
+// that shows the model reads it (view.h), and the model is the only truth.
+//
+// Measures are twips (1440 to an inch, 15 to a pixel at 96 dpi), texts are
+// counted in UTF-16 units, colours are red + 256 * green + 65536 * blue.
+// Event members are filled by the form's code and may be empty.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace toolkit {
+
+class Form;
+
+using Color = std::uint32_t;
+constexpr Color kBlack = 0;
+constexpr Color kWhite = 16777215;
+constexpr Color kYellow = 65535;
+
+// A use of the toolkit that can't be: a fault of the program, not of the user.
+class Misuse : public std::logic_error {
+  using std::logic_error::logic_error;
+};
+
+enum class Kind { Frame, Label, TextBox, ListBox, CommandButton, OptionButton, StatusBar, Shape };
+enum class Font { Normal, Bold, Fixed };  // Fixed: Courier New 8.25
+enum class Border { None, Line, Sunken };
+
+// How a control stands on the form before any code has run.
+struct Design {
+  int Left = 0, Top = 0, Width = 0, Height = 0;
+  const char16_t* Caption = u"";  // the text, for a text box
+  int TabIndex = -1;              // -1: no place in the tab order
+  int MaxLength = 0;
+  bool Visible = true;
+  bool Enabled = true;
+  bool Locked = false;
+  Color BackColor = kWhite;
+  Color ForeColor = kBlack;
+  Font Face = Font::Normal;
+  Border Edge = Border::None;
+};
+
+class Control {
+ public:
+  // `index` is the place in a control array, -1 for a control of its own.
+  Control(Kind kind, std::u16string name, int index);
+  virtual ~Control() = default;
+  Control(const Control&) = delete;
+  Control& operator=(const Control&) = delete;
+
+  Kind Type() const { return kind_; }
+  int Index() const { return index_; }
+  const std::u16string& Name() const { return name_; }
+  std::u16string FullName() const;  // "Text1(4)"
+  // The frame that holds the control; null for one directly on the form.
+  Control* Container() const { return container_; }
+  // The label that stands by the control, which tells what it is; null if none.
+  Control* Label() const { return label_; }
+
+  int Left() const { return left_; }
+  int Top() const { return top_; }
+  int Width() const { return width_; }
+  int Height() const { return height_; }
+  void SetLeft(int twips) { Assign(left_, twips); }
+  void SetTop(int twips) { Assign(top_, twips); }
+  void SetWidth(int twips) { Assign(width_, twips); }
+  void SetHeight(int twips) { Assign(height_, twips); }
+
+  // The control's own switches; Showing and Usable look at its frames too.
+  bool Visible() const { return visible_; }
+  bool Enabled() const { return enabled_; }
+  void SetVisible(bool on) { Assign(visible_, on); }
+  void SetEnabled(bool on) { Assign(enabled_, on); }
+  bool Showing() const;
+  bool Usable() const;    // showing and enabled
+  bool CanFocus() const;  // usable, and of a kind that takes the focus
+
+  const std::u16string& Caption() const { return caption_; }
+  void SetCaption(std::u16string_view caption);
+  Color ForeColor() const { return foreColor_; }
+  Color BackColor() const { return backColor_; }
+  void SetForeColor(Color color) { Assign(foreColor_, color); }
+  void SetBackColor(Color color) { Assign(backColor_, color); }
+  const std::u16string& ToolTipText() const { return toolTip_; }
+  void SetToolTipText(std::u16string_view text);
+  int TabIndex() const { return tabIndex_; }
+  Font Face() const { return face_; }
+  Border Edge() const { return edge_; }
+
+  // Gives the control the focus, after the LostFocus of the one that has it,
+  // which may take it back. Throws Misuse where CanFocus is false.
+  void SetFocus();
+  // Repaints at once what has changed; more often than the eye can follow it
+  // is left out.
+  void Refresh();
+
+  std::function<void()> Click, GotFocus, LostFocus;
+  // Key code (13, 27, ...), which the handler may set to 0, and shift state.
+  std::function<void(std::int16_t& keyCode, std::int16_t shift)> KeyDown;
+
+ protected:
+  friend class Form;
+  virtual void Reset(const Design& design);  // back to how it was designed
+  void Touch();  // the screen has to look at this control again
+
+  template <class T>
+  void Assign(T& member, T value) {
+    if (member != value) {
+      member = value;
+      Touch();
+    }
+  }
+
+  Form* form_ = nullptr;
+
+ private:
+  Kind kind_;
+  int index_;
+  std::u16string name_;
+  Control* container_ = nullptr;
+  Control* label_ = nullptr;
+  int left_ = 0, top_ = 0, width_ = 0, height_ = 0;
+  bool visible_ = true, enabled_ = true;
+  std::u16string caption_, toolTip_;
+  Color foreColor_ = kBlack, backColor_ = kWhite;
+  int tabIndex_ = -1;
+  Font face_ = Font::Normal;
+  Border edge_ = Border::None;
+  bool touched_ = false;
+};
+
+template <Kind kKind>
+class Plain : public Control {
+ public:
+  explicit Plain(std::u16string name, int index = -1) : Control(kKind, std::move(name), index) {}
+};
+using Frame = Plain<Kind::Frame>;
+using Label = Plain<Kind::Label>;
+using CommandButton = Plain<Kind::CommandButton>;
+using Shape = Plain<Kind::Shape>;
+
+// Single-line text box.
+class TextBox : public Control {
+ public:
+  explicit TextBox(std::u16string name, int index = -1)
+      : Control(Kind::TextBox, std::move(name), index) {}
+
+  const std::u16string& Text() const { return text_; }
+  // The text that the box already holds: nothing happens. Another one: it
+  // stands, whatever MaxLength says, the caret goes to 0, and Change comes
+  // before the call returns.
+  void SetText(std::u16string_view text);
+  int MaxLength() const { return maxLength_; }  // of typing and pasting; 0: none
+  bool Locked() const { return locked_; }       // takes no typing, raises KeyPress
+  // Caret, as an offset from 0, and length of the selection behind it. Setting
+  // SelStart past the end means the end, and drops the selection.
+  int SelStart() const { return selStart_; }
+  int SelLength() const { return selLength_; }
+  void SetSelStart(int offset);
+  void SetSelLength(int length);
+
+  std::function<void()> Change;
+  // The key's code; what the handler leaves there is what the box acts on,
+  // 0 for nothing. Besides characters: 8 Backspace, 13 Enter, 27 Escape,
+  // 22 paste, 24 cut, 26 undo.
+  std::function<void(std::int16_t& keyCode)> KeyPress;
+
+ protected:
+  void Reset(const Design& design) override;
+
+ private:
+  friend class Form;
+  struct State {
+    std::u16string text;
+    int selStart = 0;
+  };
+
+  void Press(char16_t code);
+  void PressPair(char16_t high, char16_t low);
+  void ActOn(char16_t code);
+  void Insert(std::u16string_view units);
+  void Paste(std::u16string_view clipboard);
+  void Undo();
+  void DeleteRange(int start, int length);
+  void Replace(int start, int length, std::u16string_view with, bool typing);
+  void MoveCaret(int offset, bool extend);
+  int StepLeft(int offset) const;
+  int StepRight(int offset) const;
+  int ActiveEnd() const { return activeAtStart_ ? selStart_ : selStart_ + selLength_; }
+
+  std::u16string text_;
+  int maxLength_ = 0;
+  bool locked_ = false;
+  int selStart_ = 0, selLength_ = 0;
+  bool activeAtStart_ = false;  // which end of the selection Shift+arrow moves
+  State before_;                // what undo brings back
+  bool canUndo_ = false;
+  bool typing_ = false;  // the last edit was a typed character: the next one joins it
+};
+
+// List box, unsorted, one row selected or none.
+class ListBox : public Control {
+ public:
+  static constexpr int kRowHeight = 210;  // twips
+  static constexpr int kInset = 30;       // twips, border on each side
+
+  explicit ListBox(std::u16string name, int index = -1)
+      : Control(Kind::ListBox, std::move(name), index) {}
+
+  void AddItem(std::u16string_view row);
+  void Clear();
+  // The row's text; empty for -1. Throws Misuse for any other row that isn't
+  // there. Valid until Clear.
+  std::u16string_view List(int row) const;
+  int ListCount() const { return count_; }
+  int ListIndex() const { return listIndex_; }  // -1: nothing selected
+  std::u16string Text() const { return std::u16string(List(listIndex_)); }
+  // Rows that fit into the list's height at once.
+  int VisibleRows() const { return (Height() - 2 * kInset) / kRowHeight; }
+
+  // Counts up at each AddItem and Clear, so that a screen sees that rows have changed.
+  std::uint64_t Revision() const { return revision_; }
+
+  std::function<void()> DblClick;
+
+ protected:
+  void Reset(const Design& design) override;
+
+ private:
+  friend class Form;
+  // Rows lie end to end in blocks, so that a million of them take little more
+  // room than their characters.
+  static constexpr int kBlockRows = 1024;
+  struct Block {
+    std::u16string text;
+    std::vector<std::uint32_t> ends;
+  };
+
+  void Select(int row);  // raises Click when the row is another one
+  bool Key(std::int16_t keyCode);
+  void Search(char16_t c);
+
+  std::vector<std::unique_ptr<Block>> blocks_;
+  int count_ = 0;
+  int listIndex_ = -1;
+  std::uint64_t revision_ = 0;
+  std::u16string typed_;  // letters of the search under way
+  std::int64_t typedAt_ = 0;
+};
+
+class OptionButton : public Control {
+ public:
+  explicit OptionButton(std::u16string name, int index = -1)
+      : Control(Kind::OptionButton, std::move(name), index) {}
+
+  bool Value() const { return value_; }
+  // On: the others in the same frame go off, and Click comes. No Click where
+  // the value stays what it was.
+  void SetValue(bool on);
+
+ protected:
+  void Reset(const Design& design) override;
+
+ private:
+  bool value_ = false;
+};
+
+class StatusBar : public Control {
+ public:
+  class Panel {
+   public:
+    const std::u16string& Text() const { return text_; }
+    void SetText(std::u16string_view text);
+
+   private:
+    friend class StatusBar;
+    StatusBar* bar_ = nullptr;
+    std::u16string text_;
+  };
+
+  explicit StatusBar(std::u16string name, int index = -1);
+  // Counted from 1. Throws Misuse.
+  Panel& Panels(int n);
+  int PanelCount() const { return static_cast<int>(panels_.size()); }
+
+ protected:
+  void Reset(const Design& design) override;
+
+ private:
+  std::vector<Panel> panels_;
+};
+
+// Controls of one name, told apart by an index that may have gaps.
+template <class T>
+class ControlArray {
+ public:
+  ControlArray(std::u16string name, std::initializer_list<int> indices) : name_(std::move(name)) {
+    for (const int i : indices) {
+      if (static_cast<int>(members_.size()) <= i) {
+        members_.resize(static_cast<std::size_t>(i) + 1);
+      }
+      members_[static_cast<std::size_t>(i)] = std::make_unique<T>(name_, i);
+    }
+  }
+  // Throws Misuse for a member that doesn't exist.
+  T& operator()(int index) {
+    if (!Has(index)) {
+      throw Misuse("no such member of a control array");
+    }
+    return *members_[static_cast<std::size_t>(index)];
+  }
+  bool Has(int index) const {
+    return index >= 0 && index < Bound() && members_[static_cast<std::size_t>(index)];
+  }
+  int Bound() const { return static_cast<int>(members_.size()); }  // highest index + 1
+
+ private:
+  std::u16string name_;
+  std::vector<std::unique_ptr<T>> members_;
+};
+
+}  // namespace toolkit

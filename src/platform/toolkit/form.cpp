@@ -1,0 +1,607 @@
+#include "platform/toolkit/form.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/text/text.h"
+#include "platform/toolkit/application.h"
+
+namespace toolkit {
+
+void Form::Build(std::span<const Placed> table, std::u16string_view caption, Color backColor) {
+  controls_.clear();
+  tabOrder_.clear();
+  touched_.clear();
+  focus_ = nullptr;
+  lastTab_ = -1;
+  loaded_ = running_ = false;
+  left_ = top_ = width_ = height_ = 0;
+  caption_ = caption;
+  backColor_ = backColor;
+  for (const Placed& row : table) {
+    Control& control = row.control;
+    control.form_ = this;
+    control.container_ = row.container;
+    control.label_ = row.label;
+    control.touched_ = false;
+    control.Reset(row.design);
+    controls_.push_back(&control);
+    if (control.TabIndex() >= 0) {
+      tabOrder_.push_back(&control);
+    }
+  }
+  std::ranges::stable_sort(tabOrder_, {}, &Control::TabIndex);
+  for (Control* control : controls_) {
+    control->touched_ = false;
+    control->Touch();
+  }
+}
+
+void Form::SetWidth(int twips) {
+  if (std::exchange(width_, twips) != twips && ResizeEvent) {
+    ResizeEvent();
+  }
+}
+
+void Form::SetHeight(int twips) {
+  if (std::exchange(height_, twips) != twips && ResizeEvent) {
+    ResizeEvent();
+  }
+}
+
+// --- Events
+
+bool Form::Event(const std::function<bool()>& action) {
+  if (App().ended || running_) {
+    return false;
+  }
+  running_ = true;
+  bool done = true;
+  auto guarded = [](const auto& what) {
+    try {
+      what();
+    } catch (const ProgramEnd& end) {
+      App().ended = true;
+      App().status = end.status;
+      if (App().witness != nullptr) {
+        App().witness->Ended(end.status);
+      }
+    }
+  };
+  guarded([&] {
+    try {
+      done = action();
+      SettleFocus();
+    } catch (const std::exception& e) {
+      if (!App().unhandled) {
+        throw;
+      }
+      Screen.MousePointer = 0;
+      App().unhandled(e);
+      SettleFocus();
+    }
+  });
+  if (App().atRest) {
+    App().atRest();
+  }
+  running_ = false;
+  return done;
+}
+
+bool Form::Load() {
+  Event([this] {
+    if (LoadEvent) {
+      LoadEvent();
+    }
+    loaded_ = true;
+    return true;
+  });
+  return !App().ended;
+}
+
+void Form::Unload() {
+  loaded_ = false;
+  if (UnloadEvent) {
+    UnloadEvent();
+  }
+}
+
+bool Form::UserClose() {
+  return Event([this] {
+    Unload();
+    return true;
+  });
+}
+
+// --- Focus
+
+// Moves the focus to `target`, unless the LostFocus of the old control puts it
+// elsewhere or makes the target unfit. True when the target has it.
+bool Form::MoveFocus(Control* target) {
+  if (focus_ == target) {
+    return true;
+  }
+  // Without the focus while its LostFocus runs, so that the handler's own
+  // SetFocus, on itself too, is a move like any other.
+  Control* old = std::exchange(focus_, nullptr);
+  if (old != nullptr && old->LostFocus) {
+    old->LostFocus();
+    if (focus_ != nullptr) {
+      return focus_ == target;
+    }
+  }
+  if (target == nullptr || !target->CanFocus()) {
+    return false;
+  }
+  focus_ = target;
+  lastTab_ = target->TabIndex();
+  if (target->GotFocus) {
+    target->GotFocus();
+  }
+  return focus_ == target;
+}
+
+// The focused control may have gone while the handlers ran, or there may be
+// none: the next one in tab order takes over, once everything stands.
+void Form::SettleFocus() {
+  if (!loaded_) {
+    return;
+  }
+  for (int attempts = 0; attempts < 3; ++attempts) {
+    if (focus_ != nullptr && focus_->CanFocus()) {
+      return;
+    }
+    Control* next = NextInTab(lastTab_, false);
+    MoveFocus(next);
+    if (next == nullptr) {
+      return;
+    }
+  }
+}
+
+// In a group of option buttons Tab goes to the one that is on.
+bool Form::IsTabStop(const Control& control) const {
+  if (!control.CanFocus()) {
+    return false;
+  }
+  if (control.Type() != Kind::OptionButton ||
+      static_cast<const OptionButton&>(control).Value()) {
+    return true;
+  }
+  return std::ranges::none_of(controls_, [&](const Control* other) {
+    return other->Type() == Kind::OptionButton && other->Container() == control.Container() &&
+           static_cast<const OptionButton*>(other)->Value();
+  });
+}
+
+Control* Form::NextInTab(int from, bool backwards) const {
+  const auto n = static_cast<int>(tabOrder_.size());
+  int start = 0;
+  while (start < n && tabOrder_[static_cast<std::size_t>(start)]->TabIndex() <= from) {
+    ++start;
+  }
+  // `start` is the first one behind `from`; backwards begins before `from`.
+  if (backwards) {
+    start -= from >= 0 && start > 0 ? 2 : 1;
+  }
+  for (int i = 0; i < n; ++i) {
+    const int at = ((start + (backwards ? -i : i)) % n + n) % n;
+    Control* control = tabOrder_[static_cast<std::size_t>(at)];
+    if (IsTabStop(*control)) {
+      return control;
+    }
+  }
+  return nullptr;
+}
+
+// --- The user's hands
+
+bool Form::UserFocus(Control& control) {
+  return Event([&] {
+    if (!control.CanFocus()) {
+      return false;
+    }
+    MoveFocus(&control);
+    return true;
+  });
+}
+
+bool Form::PressButton(Control& control) {
+  if (!MoveFocus(&control)) {
+    return true;
+  }
+  if (control.Type() == Kind::OptionButton) {
+    static_cast<OptionButton&>(control).SetValue(true);
+  } else if (control.Click) {
+    control.Click();
+  }
+  return true;
+}
+
+bool Form::UserClick(Control& control, int caret) {
+  return Event([&] {
+    if (!control.Usable()) {
+      return false;
+    }
+    switch (control.Type()) {
+      case Kind::CommandButton:
+      case Kind::OptionButton:
+        return PressButton(control);
+      case Kind::TextBox:
+        if (MoveFocus(&control)) {
+          static_cast<TextBox&>(control).SetSelStart(caret);
+        }
+        return true;
+      case Kind::ListBox:
+        MoveFocus(&control);
+        return true;
+      default:
+        if (control.Click) {
+          control.Click();
+        }
+        return true;
+    }
+  });
+}
+
+bool Form::UserSelect(TextBox& box, int from, int to) {
+  return Event([&] {
+    if (focus_ != &box) {
+      return false;
+    }
+    box.MoveCaret(from, false);
+    box.MoveCaret(to, true);
+    return true;
+  });
+}
+
+bool Form::UserClickRow(ListBox& list, int row) {
+  return Event([&] {
+    const int filled = list.ListCount();
+    if (!list.Usable() || row >= filled || (row < 0 && filled >= list.VisibleRows())) {
+      return false;
+    }
+    if (MoveFocus(&list) && row >= 0) {
+      list.Select(row);
+    }
+    return true;
+  });
+}
+
+// The empty space below the rows answers a double click too; it is then about
+// the row that is selected, if any.
+bool Form::UserDblClickRow(ListBox& list, int row) {
+  return Event([&] {
+    const bool wasThere = list.Usable() && focus_ == &list && row < list.ListCount();
+    if (wasThere && list.DblClick) {
+      list.DblClick();
+    }
+    return wasThere;
+  });
+}
+
+TextBox* Form::FocusedText() const {
+  return focus_ != nullptr && focus_->Type() == Kind::TextBox ? static_cast<TextBox*>(focus_)
+                                                              : nullptr;
+}
+
+namespace {
+
+std::int16_t KeyCode(const KeyStroke& stroke) {
+  switch (stroke.key) {
+    case Key::Backspace:
+      return 8;
+    case Key::Tab:
+      return 9;
+    case Key::Enter:
+      return 13;
+    case Key::Escape:
+      return 27;
+    case Key::PageUp:
+      return 33;
+    case Key::PageDown:
+      return 34;
+    case Key::End:
+      return 35;
+    case Key::Home:
+      return 36;
+    case Key::Left:
+      return 37;
+    case Key::Up:
+      return 38;
+    case Key::Right:
+      return 39;
+    case Key::Down:
+      return 40;
+    case Key::Delete:
+      return 46;
+    case Key::Character:
+      break;
+  }
+  return stroke.text.empty() ? std::int16_t{0}
+                             : static_cast<std::int16_t>(text::Upper(stroke.text[0]));
+}
+
+}  // namespace
+
+bool Form::UserKey(const KeyStroke& stroke) {
+  return Event([&] {
+    if (stroke.key == Key::Tab) {
+      Control* next = NextInTab(lastTab_, stroke.shift);
+      if (next == nullptr) {
+        return false;
+      }
+      MoveFocus(next);
+      return true;
+    }
+    if (focus_ == nullptr) {
+      return false;
+    }
+    Control& control = *focus_;
+    if (control.KeyDown) {
+      std::int16_t code = KeyCode(stroke);
+      const int shift = (stroke.shift ? 1 : 0) | (stroke.control ? 2 : 0);
+      control.KeyDown(code, static_cast<std::int16_t>(shift));
+      if (code == 0 || focus_ != &control || !control.CanFocus()) {
+        return true;
+      }
+    }
+    switch (control.Type()) {
+      case Kind::TextBox:
+        return TextKey(static_cast<TextBox&>(control), stroke);
+      case Kind::ListBox:
+        return ListKey(static_cast<ListBox&>(control), stroke);
+      case Kind::OptionButton:
+        return OptionKey(static_cast<OptionButton&>(control), stroke);
+      default:
+        if (stroke.key == Key::Enter || stroke.text == u" ") {
+          return PressButton(control);
+        }
+        return true;
+    }
+  });
+}
+
+bool Form::TextKey(TextBox& box, const KeyStroke& stroke) {
+  const int caret = box.ActiveEnd();
+  const int end = static_cast<int>(box.Text().size());
+  const bool collapse = box.SelLength() > 0 && !stroke.shift && !stroke.control;
+  // Where a step of the caret ends; with Control at the next word's beginning.
+  auto wordLeft = [&](int at) {
+    const auto& s = box.Text();
+    while (at > 0 && s[static_cast<std::size_t>(at) - 1] == u' ') --at;
+    while (at > 0 && s[static_cast<std::size_t>(at) - 1] != u' ') --at;
+    return at;
+  };
+  auto wordRight = [&](int at) {
+    const auto& s = box.Text();
+    while (at < end && s[static_cast<std::size_t>(at)] != u' ') ++at;
+    while (at < end && s[static_cast<std::size_t>(at)] == u' ') ++at;
+    return at;
+  };
+  switch (stroke.key) {
+    case Key::Character:
+      if (stroke.text.size() == 1) {
+        box.Press(stroke.text[0]);
+      } else if (stroke.text.size() == 2) {
+        box.PressPair(stroke.text[0], stroke.text[1]);
+      }
+      break;
+    case Key::Backspace:
+      box.Press(8);
+      break;
+    case Key::Enter:
+      box.Press(13);
+      break;
+    case Key::Escape:
+      box.Press(27);
+      break;
+    case Key::Delete:
+      if (box.SelLength() > 0) {
+        box.DeleteRange(box.SelStart(), box.SelLength());
+      } else {
+        box.DeleteRange(caret, box.StepRight(caret) - caret);
+      }
+      break;
+    case Key::Left:
+    case Key::Up:
+      box.MoveCaret(collapse         ? box.SelStart()
+                    : stroke.control ? wordLeft(caret)
+                                     : box.StepLeft(caret),
+                    stroke.shift);
+      break;
+    case Key::Right:
+    case Key::Down:
+      box.MoveCaret(collapse         ? box.SelStart() + box.SelLength()
+                    : stroke.control ? wordRight(caret)
+                                     : box.StepRight(caret),
+                    stroke.shift);
+      break;
+    case Key::Home:
+      box.MoveCaret(0, stroke.shift);
+      break;
+    case Key::End:
+      box.MoveCaret(end, stroke.shift);
+      break;
+    default:
+      break;
+  }
+  return true;
+}
+
+bool Form::ListKey(ListBox& list, const KeyStroke& stroke) {
+  if (stroke.key == Key::Character) {
+    if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
+      list.Search(stroke.text[0]);
+    }
+    return true;
+  }
+  return list.Key(KeyCode(stroke));
+}
+
+// Arrows go round the group and switch on what they reach.
+bool Form::OptionKey(OptionButton& option, const KeyStroke& stroke) {
+  const bool back = stroke.key == Key::Left || stroke.key == Key::Up;
+  const bool on = stroke.key == Key::Right || stroke.key == Key::Down;
+  if (stroke.text == u" ") {
+    return PressButton(option);
+  }
+  if (!back && !on) {
+    return true;
+  }
+  std::vector<Control*> group;
+  for (Control* other : tabOrder_) {
+    if (other->Type() == Kind::OptionButton && other->Container() == option.Container() &&
+        other->CanFocus()) {
+      group.push_back(other);
+    }
+  }
+  const auto here = std::ranges::find(group, &option) - group.begin();
+  const auto size = std::ssize(group);
+  return PressButton(*group[static_cast<std::size_t>((here + (back ? size - 1 : 1)) % size)]);
+}
+
+char16_t Form::AccessKey(std::u16string_view caption) {
+  for (std::size_t i = 0; i + 1 < caption.size(); ++i) {
+    if (caption[i] == u'&') {
+      if (caption[i + 1] != u'&') {
+        return text::Upper(caption[i + 1]);
+      }
+      ++i;
+    }
+  }
+  return 0;
+}
+
+bool Form::UserAccess(char16_t letter) {
+  return Event([&] {
+    const char16_t wanted = text::Upper(letter);
+    // The next one behind the focus, so that two with one letter take turns.
+    const auto behind = std::ranges::find_if(
+        tabOrder_, [this](const Control* c) { return c->TabIndex() > lastTab_; });
+    std::vector<Control*> order(behind, tabOrder_.end());
+    order.insert(order.end(), tabOrder_.begin(), behind);
+    for (Control* control : order) {
+      const bool button =
+          control->Type() == Kind::CommandButton || control->Type() == Kind::OptionButton;
+      if (button && control->CanFocus() && AccessKey(control->Caption()) == wanted) {
+        return PressButton(*control);
+      }
+    }
+    return false;
+  });
+}
+
+bool Form::UserCopy() {
+  return Event([this] {
+    TextBox* box = FocusedText();
+    if (box == nullptr || box->SelLength() == 0) {
+      return false;
+    }
+    if (App().view != nullptr) {
+      App().view->SetClipboard(text::Mid(box->Text(), static_cast<std::size_t>(box->SelStart()) + 1,
+                                         static_cast<std::size_t>(box->SelLength())));
+    }
+    return true;
+  });
+}
+
+bool Form::UserCut() {
+  return Event([this] {
+    TextBox* box = FocusedText();
+    return box != nullptr && (box->Press(24), true);
+  });
+}
+
+bool Form::UserPaste() {
+  return Event([this] {
+    TextBox* box = FocusedText();
+    return box != nullptr && (box->Press(22), true);
+  });
+}
+
+bool Form::UserUndo() {
+  return Event([this] {
+    TextBox* box = FocusedText();
+    return box != nullptr && (box->Press(26), true);
+  });
+}
+
+bool Form::UserSelectAll() {
+  return Event([this] {
+    TextBox* box = FocusedText();
+    if (box == nullptr) {
+      return false;
+    }
+    box->MoveCaret(0, false);
+    box->MoveCaret(static_cast<int>(box->Text().size()), true);
+    return true;
+  });
+}
+
+// --- For screens
+
+Point Form::Origin(const Control& control) const {
+  Point p{control.Left(), control.Top()};
+  for (const Control* c = control.Container(); c != nullptr; c = c->Container()) {
+    p.x += c->Left();
+    p.y += c->Top();
+  }
+  return p;
+}
+
+// The uppermost control that shows at a place: what lies in a frame lies over
+// the frame, and a later frame over an earlier one with all that it holds.
+Control* Form::At(Point p) const {
+  Control* found = nullptr;
+  for (;;) {
+    Control* inside = nullptr;
+    for (Control* control : controls_) {
+      const Point at = Origin(*control);
+      if (control->Container() == found && control->Visible() && p.x >= at.x && p.y >= at.y &&
+          p.x < at.x + control->Width() && p.y < at.y + control->Height() &&
+          control->Type() != Kind::Shape) {
+        inside = control;
+      }
+    }
+    if (inside == nullptr) {
+      return found;
+    }
+    found = inside;
+  }
+}
+
+std::optional<Point> Form::PlaceToClick(const Control& control) const {
+  if (!control.Usable()) {
+    return std::nullopt;
+  }
+  constexpr int kMargin = 60, kStep = 45;
+  const Point origin = Origin(control);
+  const int y0 = control.Type() == Kind::ListBox ? origin.y + ListBox::kInset
+                                                 : origin.y + control.Height() / 2;
+  for (int x = control.Width() - kMargin; x >= kMargin; x -= kStep) {
+    const Point p{origin.x + x, y0};
+    if (At(p) == &control) {
+      return p;
+    }
+  }
+  // A frame may be covered at its middle: any place will do.
+  for (int y = kMargin; y < control.Height(); y += kStep) {
+    for (int x = kMargin; x < control.Width(); x += kStep) {
+      const Point p{origin.x + x, origin.y + y};
+      if (At(p) == &control) {
+        return p;
+      }
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<Control*> Form::TakeTouched() {
+  for (Control* control : touched_) {
+    control->touched_ = false;
+  }
+  return std::exchange(touched_, {});
+}
+
+}  // namespace toolkit

@@ -1,0 +1,156 @@
+// The form: its controls, the focus, the tab order, and what the user can do
+// to it. A screen, a script or a test calls the User... members; each of them
+// is one event: handlers run to their end, then the focus settles, then the
+// program is at rest until the next one.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/toolkit/control.h"
+
+namespace toolkit {
+
+// A row of the table from which the form is built.
+struct Placed {
+  Control& control;
+  Control* container;  // null: directly on the form
+  Control* label;      // what tells the user what it is; null if nothing
+  Design design;
+};
+
+enum class Key {
+  Character,
+  Backspace,
+  Delete,
+  Left,
+  Right,
+  Home,
+  End,
+  Up,
+  Down,
+  PageUp,
+  PageDown,
+  Enter,
+  Escape,
+  Tab,
+};
+
+struct KeyStroke {
+  Key key = Key::Character;
+  std::u16string_view text = {};  // of Key::Character: one character, maybe two units
+  bool shift = false;
+  bool control = false;  // with Left, Right: by words; Home, End as without
+};
+
+struct Point {
+  int x = 0, y = 0;  // twips, from the form's upper left corner
+};
+
+class Form {
+ public:
+  explicit Form(std::u16string name) : name_(std::move(name)) {}
+
+  // Lays out the form anew, every control as designed; later rows lie over
+  // earlier ones. `caption` is the one of design time.
+  void Build(std::span<const Placed> table, std::u16string_view caption, Color backColor);
+
+  const std::u16string& Name() const { return name_; }
+  const std::u16string& Caption() const { return caption_; }
+  void SetCaption(std::u16string_view caption) { caption_ = caption; }
+  int Left() const { return left_; }
+  int Top() const { return top_; }
+  int Width() const { return width_; }
+  int Height() const { return height_; }
+  void SetLeft(int twips) { left_ = twips; }
+  void SetTop(int twips) { top_ = twips; }
+  // Changing width or height raises Resize.
+  void SetWidth(int twips);
+  void SetHeight(int twips);
+  Color BackColor() const { return backColor_; }
+
+  const std::vector<Control*>& Controls() const { return controls_; }
+  Control* Focus() const { return focus_; }
+  bool Loaded() const { return loaded_; }
+
+  // Raises Load, then settles the first focus. False when the program ended
+  // meanwhile, so that there is nothing to show.
+  bool Load();
+  // For handlers: raises Unload, after which the form is gone.
+  void Unload();
+
+  std::function<void()> LoadEvent, ResizeEvent, UnloadEvent;
+
+  // --- What the user does. False: a user could not do that now, and nothing
+  // happened. Afterwards the program may have ended (application.h).
+
+  // Focus on a control, without a click. The old control's LostFocus comes
+  // first; if it takes the focus back, that is where it stays (true all the
+  // same: the user did it).
+  bool UserFocus(Control& control);
+  // A click on anything but a list's row. A button is clicked only if it got
+  // the focus. In a text box it puts the caret at `caret` (past the end: end).
+  bool UserClick(Control& control, int caret = 1 << 20);
+  // Selects from one offset to another in the focused box, as dragging does.
+  bool UserSelect(TextBox& box, int from, int to);
+  // Row from 0; -1 is the empty space below the rows, which takes the focus,
+  // selects nothing and raises no Click.
+  bool UserClickRow(ListBox& list, int row);
+  // The second click of a double click; the first one was UserClickRow.
+  bool UserDblClickRow(ListBox& list, int row);
+  bool UserKey(const KeyStroke& stroke);
+  bool UserAccess(char16_t letter);  // Alt and a letter
+  bool UserCopy();
+  bool UserCut();
+  bool UserPaste();
+  bool UserUndo();
+  bool UserSelectAll();
+  bool UserClose();  // by the window's frame
+
+  // --- For screens.
+
+  // A place where a click meets the control and nothing that lies over it, in
+  // a text box as far right as there is one; nothing where it is hidden,
+  // disabled or covered. Row as in UserClickRow; for a list row the place is
+  // right for a list that shows the row at its top.
+  std::optional<Point> PlaceToClick(const Control& control) const;
+  // The controls that have changed since the last call.
+  std::vector<Control*> TakeTouched();
+  // Letter behind "&" in a caption, in upper case; 0 without one.
+  static char16_t AccessKey(std::u16string_view caption);
+
+ private:
+  friend class Control;
+  friend class ListBox;
+
+  bool Event(const std::function<bool()>& action);
+  bool MoveFocus(Control* target);
+  void SettleFocus();
+  Control* NextInTab(int from, bool backwards) const;
+  bool IsTabStop(const Control& control) const;
+  Control* At(Point p) const;
+  Point Origin(const Control& control) const;
+  bool PressButton(Control& control);
+  bool TextKey(TextBox& box, const KeyStroke& stroke);
+  bool ListKey(ListBox& list, const KeyStroke& stroke);
+  bool OptionKey(OptionButton& option, const KeyStroke& stroke);
+  TextBox* FocusedText() const;
+
+  std::u16string name_;
+  std::u16string caption_;
+  int left_ = 0, top_ = 0, width_ = 0, height_ = 0;
+  Color backColor_ = kWhite;
+  std::vector<Control*> controls_;
+  std::vector<Control*> tabOrder_;
+  std::vector<Control*> touched_;
+  Control* focus_ = nullptr;
+  int lastTab_ = -1;     // where the focus was last, in the tab order
+  bool loaded_ = false;
+  bool running_ = false;  // inside an event
+};
+
+}  // namespace toolkit

@@ -1,0 +1,147 @@
+#include <algorithm>
+#include <chrono>
+
+#include "platform/text/text.h"
+#include "platform/toolkit/control.h"
+
+namespace toolkit {
+
+namespace {
+
+// Letters that follow one another faster than this search together.
+constexpr std::int64_t kSearchPause = 1000;  // milliseconds
+
+std::int64_t Now() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+bool BeginsWith(std::u16string_view row, std::u16string_view upper) {
+  return row.size() >= upper.size() &&
+         std::equal(upper.begin(), upper.end(), row.begin(),
+                    [](char16_t a, char16_t b) { return a == b || a == text::Upper(b); });
+}
+
+}  // namespace
+
+void ListBox::Reset(const Design& design) {
+  Control::Reset(design);
+  Clear();
+}
+
+void ListBox::AddItem(std::u16string_view row) {
+  if (count_ % kBlockRows == 0) {
+    auto block = std::make_unique<Block>();
+    block->ends.reserve(kBlockRows);
+    if (!blocks_.empty()) {  // rows of one list are mostly alike
+      block->text.reserve(blocks_.back()->text.size());
+    }
+    blocks_.push_back(std::move(block));
+  }
+  Block& block = *blocks_.back();
+  block.text += row;
+  block.ends.push_back(static_cast<std::uint32_t>(block.text.size()));
+  ++count_;
+  ++revision_;
+  Touch();
+}
+
+void ListBox::Clear() {
+  blocks_.clear();
+  count_ = 0;
+  listIndex_ = -1;
+  typed_.clear();
+  ++revision_;
+  Touch();
+}
+
+std::u16string_view ListBox::List(int row) const {
+  if (row == -1) {
+    return {};
+  }
+  if (row < 0 || row >= count_) {
+    throw Misuse("no such row of a list box");
+  }
+  const Block& block = *blocks_[static_cast<std::size_t>(row / kBlockRows)];
+  const auto i = static_cast<std::size_t>(row % kBlockRows);
+  const std::size_t start = i == 0 ? 0 : block.ends[i - 1];
+  return std::u16string_view(block.text).substr(start, block.ends[i] - start);
+}
+
+void ListBox::Select(int row) {
+  Assign(listIndex_, row);
+  if (Click) {
+    Click();
+  }
+}
+
+bool ListBox::Key(std::int16_t keyCode) {
+  if (count_ == 0) {
+    return true;
+  }
+  const int page = std::max(1, VisibleRows() - 1);
+  int row = listIndex_;
+  switch (keyCode) {
+    case 33:  // Page Up
+      row -= page;
+      break;
+    case 34:  // Page Down
+      row += page;
+      break;
+    case 35:  // End
+      row = count_ - 1;
+      break;
+    case 36:  // Home
+      row = 0;
+      break;
+    case 37:  // Left
+    case 38:  // Up
+      --row;
+      break;
+    case 39:  // Right
+    case 40:  // Down
+      ++row;
+      break;
+    default:
+      return true;
+  }
+  row = std::clamp(row, 0, count_ - 1);
+  if (row != listIndex_) {
+    Select(row);
+  }
+  return true;
+}
+
+void ListBox::Search(char16_t c) {
+  const std::int64_t now = Now();
+  if (now - typedAt_ > kSearchPause) {
+    typed_.clear();
+  }
+  typedAt_ = now;
+  if (c == u' ' && typed_.empty()) {
+    return;
+  }
+  typed_.push_back(text::Upper(c));
+  // From `first` on and around the end, the first row that begins so; -1 if none.
+  auto find = [this](int first, std::u16string_view what) {
+    for (int i = 0; i < count_; ++i) {
+      const int row = (first + i) % count_;
+      if (BeginsWith(List(row), what)) {
+        return row;
+      }
+    }
+    return -1;
+  };
+  // A search of several letters may stay where it is; the same letter again
+  // goes through the rows that begin with it.
+  int row = find(typed_.size() > 1 ? std::max(listIndex_, 0) : listIndex_ + 1, typed_);
+  const bool repeated = typed_.find_first_not_of(typed_[0]) == typed_.npos;
+  if (row < 0 && repeated) {
+    row = find(listIndex_ + 1, std::u16string_view(typed_).substr(0, 1));
+  }
+  if (row >= 0 && row != listIndex_) {
+    Select(row);
+  }
+}
+
+}  // namespace toolkit
