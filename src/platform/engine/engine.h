@@ -29,23 +29,23 @@ namespace engine {
 
 // Numbers of Error that callers tell apart or tests name.
 enum ErrorNumber : int {
-  kNoObject = 91,            // the variable holds no database or recordset
-  kNotFound = 3024,          // no such file
-  kNoCurrentRow = 3021,      // a row is needed and there is none
-  kNotEditing = 3020,        // Update or SetValue without AddNew or Edit
-  kDuplicateKey = 3022,      // a unique index refuses the row
-  kDiskFull = 3026,          // no room left
-  kReadOnly = 3027,          // file or folder can't be written
-  kNoTable = 3078,           // no such table
-  kNoIndex = 3015,           // no such index on the table
-  kSyntax = 3075,            // an SQL text that isn't one of those understood
-  kRowGone = 3167,           // the current row has been deleted
-  kLocked = 3260,            // another process held its lock for too long
-  kNoColumn = 3265,          // no such column
-  kNotADatabase = 3343,      // not a database, or a damaged one
-  kClosed = 3420,            // the object is closed
-  kIo = 3043,                // reading or writing the disk failed
-  kOther = 3000,             // anything else
+  kNoObject = 91,        // the variable holds no database or recordset
+  kNotFound = 3024,      // no such file
+  kNoCurrentRow = 3021,  // a row is needed and there is none
+  kNotEditing = 3020,    // Update or SetValue without AddNew or Edit
+  kDuplicateKey = 3022,  // a unique index refuses the row
+  kDiskFull = 3026,      // no room left
+  kReadOnly = 3027,      // file or folder can't be written
+  kNoTable = 3078,       // no such table
+  kNoIndex = 3015,       // no such index on the table
+  kSyntax = 3075,        // an SQL text that isn't one of those understood
+  kRowGone = 3167,       // the current row has been deleted
+  kLocked = 3260,        // another process held its lock for too long
+  kNoColumn = 3265,      // no such column
+  kNotADatabase = 3343,  // not a database, or a damaged one
+  kClosed = 3420,        // the object is closed
+  kIo = 3043,            // reading or writing the disk failed
+  kOther = 3000,         // anything else
 };
 
 class Error : public std::runtime_error {
@@ -181,6 +181,10 @@ Database OpenDatabase(std::u16string_view name);
 // recordsets keep the rows still to come. Never throws; does nothing, fast,
 // where nothing runs.
 void Rest() noexcept;
+
+// Name of the file in which the engine keeps what it needs to take back a write
+// that was cut off; it lies beside the database only while one is under way.
+std::u16string SideFile(std::u16string_view name);
 
 // `text` for use between apostrophes in an SQL text: each apostrophe doubled.
 std::u16string Quoted(std::u16string_view text);

@@ -11,7 +11,8 @@ namespace sys {
 
 // The path that `name` means: each part as it is written if it exists, else
 // the existing entry that differs in letter case only (the first by code where
-// there are several), else as it is written.
+// there are several), else, or where the folder may not be read, as it is
+// written. Slashes separate, too; several in a row are one.
 std::filesystem::path ResolvePath(std::u16string_view name);
 
 // The path as a text for the user.

@@ -8,17 +8,20 @@ namespace sys {
 
 // True when another process of this user's session holds the program's
 // lock; otherwise this process holds it from now on, until it ends, however it
-// ends. The lock is a file in $XDG_RUNTIME_DIR, or, where that isn't set, in a
-// folder of the user's own under the temporary folder. Where no lock file can
-// be made the answer is false: the database's own locks still guard the data.
+// ends. The lock is a file in $XDG_RUNTIME_DIR, or, where that isn't set or
+// can't be used, in a folder of the user's own under the temporary folder.
+// Where no lock file can be made the answer is false: the database's own locks
+// still guard the data.
 bool PrevInstance();
 
 // Brings the window with exactly this title to the front and gives it the
-// keyboard. False when there is no such window, or no display to look on.
+// keyboard. False when there is no such window, or no display to look on, or
+// its server doesn't answer within a few seconds.
 bool ActivateWindow(std::u16string_view title);
 
 // Starts the program `path` (names as in paths.h), without waiting for it and
-// without handing on open files. False when it can't be started.
+// without handing on open files: not even the standard ones, so that nobody who
+// reads our output waits for its end. False when it can't be started.
 bool StartProgram(std::u16string_view path);
 
 }  // namespace sys

@@ -74,9 +74,9 @@ struct ScreenObject {
 extern ScreenObject Screen;
 
 // Flags of a message box: buttons plus icon. Results: the button's code.
-enum MsgBoxFlags { kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4 };
-enum MsgBoxIcon { kCritical = 16, kQuestion = 32, kInformation = 64 };
-enum MsgBoxResult { kOk = 1, kCancel = 2, kYes = 6, kNo = 7 };
+constexpr int kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4;
+constexpr int kCritical = 16, kQuestion = 32, kInformation = 64;
+constexpr int kOk = 1, kCancel = 2, kYes = 6, kNo = 7;
 
 // Modal message box; a line end in the text is code 13.
 int MsgBox(std::u16string_view text, int flags, std::u16string_view title);

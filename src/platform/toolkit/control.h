@@ -165,6 +165,9 @@ class TextBox : public Control {
   // SelStart past the end means the end, and drops the selection.
   int SelStart() const { return selStart_; }
   int SelLength() const { return selLength_; }
+  // The end of the selection where the caret stands.
+  int ActiveEnd() const { return activeAtStart_ ? selStart_ : selStart_ + selLength_; }
+  bool CanUndo() const { return canUndo_; }
   void SetSelStart(int offset);
   void SetSelLength(int length);
 
@@ -195,7 +198,6 @@ class TextBox : public Control {
   void MoveCaret(int offset, bool extend);
   int StepLeft(int offset) const;
   int StepRight(int offset) const;
-  int ActiveEnd() const { return activeAtStart_ ? selStart_ : selStart_ + selLength_; }
 
   std::u16string text_;
   int maxLength_ = 0;

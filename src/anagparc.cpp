@@ -1,0 +1,24 @@
+// anagparc: the program. Its whole command line is text for the status bar.
+#include <QApplication>
+
+#include "frame/ANAGPARC.h"
+#include "platform/desktop/desktop.h"
+#include "platform/text/text.h"
+
+int main(int argc, char** argv) {
+  std::string commandLine;
+  for (int i = 1; i < argc; ++i) {
+    commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
+  }
+  int one = 1;  // nothing of it is for Qt
+  QApplication application(one, argv);
+  ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
+  desktop::Window window(ANAGPARC::Me);
+  toolkit::App().view = &window;
+  if (ANAGPARC::Me.Load()) {
+    window.Show();
+    QApplication::exec();
+  }
+  toolkit::App().view = nullptr;
+  return toolkit::App().status;
+}

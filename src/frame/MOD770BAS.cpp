@@ -1,0 +1,230 @@
+#include "frame/MOD770BAS.h"
+
+#include <array>
+
+#include "platform/system/files.h"
+#include "platform/system/process.h"
+#include "platform/system/registry.h"
+#include "platform/text/text.h"
+#include "platform/toolkit/application.h"
+#include "record/LibrAgg770.h"
+
+namespace MOD770BAS {
+
+std::u16string PercorsoArchivi;
+std::u16string PercorsoProgrammi;
+
+engine::Database DbDichiarazione;
+engine::Recordset TabFRONTESPIZIO, TabANAGSOSTITUTI, TabPERCPARCELLE, TabPERCETTORI, TabQUADROLAUT,
+    TabQUADROLDIP1, TabQUADROLDIP2, TabQUADROLDIP3, TabQUADROLDIP4, TabQUADROLDIP5, TabQUADROST,
+    TabQUADROSV, TabQUADROSX, TabQUADROSS, TabQUADROSY, TabRELEASE, TabTABMIN_PROV, TabTABMIN_SA,
+    TabTABMIN_SB, TabTABMIN_SC, TabTABMIN_SD, TabTABMIN_SE, TabTABMIN_SF, TabTABMIN_SG,
+    TabTABhelpDIP, TabANAFORNMAGNETICO, TabTABCOMUNI, TabTABAPPOSTAMPA, TabSUPPMAGNETICO;
+engine::Recordset RecLista;
+
+std::int16_t FlagVariazioni = 0;
+std::int16_t FlagErroreCampi = 0;
+std::int16_t FlagNuovaAnagrafica = 0;
+std::int16_t RispostaUtente = 0;
+double IndiceCampo = 0;
+
+// --- Folders
+
+namespace {
+
+constexpr std::u16string_view kAnno = u"2015";
+constexpr std::u16string_view kRadice = u"HKEY_CURRENT_USER";
+constexpr std::u16string_view kChiave = u"SOFTWARE\\CALVENZA\\MORVENNA";
+
+template <class... Parts>
+std::u16string Join(Parts... parts) {
+  return (std::u16string() + ... + std::u16string(parts));
+}
+
+}  // namespace
+
+std::u16string ArchivioModello() { return Join(PercorsoArchivi, u"\\SQ4RXXXX.MDB"); }
+std::u16string ArchivioAnnuale() { return Join(PercorsoArchivi, u"\\S770", kAnno, u".MDB"); }
+std::u16string ProgrammaPadre() { return Join(PercorsoProgrammi, u"\\770", kAnno, u".EXE"); }
+
+namespace {
+
+// Text of a value as its bytes give it.
+std::u16string LEGGIVALORECHIAVE(const sys::RegistryValue& valore) {
+  const auto& data = valore.data;
+  if (valore.type == sys::kRegSz) {
+    std::u16string testo;
+    for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
+      const auto unit = static_cast<char16_t>(data[i] | (data[i + 1] << 8));
+      if (unit == 0) {
+        return testo;
+      }
+      testo.push_back(unit);
+    }
+    return {};  // without its NUL the text has no end
+  }
+  if (valore.type == sys::kRegDword && data.size() <= 4) {
+    const int basso = data.empty() ? 0 : data[0];
+    const int alto = data.size() < 2 ? 0 : data[1];
+    return text::Decimal(static_cast<std::int16_t>(basso | (alto << 8)));
+  }
+  return {};
+}
+
+}  // namespace
+
+std::u16string LEGGIVALOREREGISTRO(std::u16string_view radice, std::u16string_view chiave,
+                                   std::u16string_view nome) {
+  const auto valore = sys::ReadRegistry(radice, chiave, nome);
+  return valore ? LEGGIVALORECHIAVE(*valore) : std::u16string();
+}
+
+void LEGGIPERCORSIREGISTRO() {
+  if (sys::PrevInstance()) {
+    toolkit::End();
+  }
+  PercorsoArchivi = LEGGIVALOREREGISTRO(kRadice, kChiave, u"PERCORSOARCHIVI");
+  PercorsoProgrammi = LEGGIVALOREREGISTRO(kRadice, kChiave, u"PERCORSOPROGRAMMI");
+}
+
+void IMPOSTAPERCORSI() {
+  PercorsoArchivi.clear();
+  PercorsoProgrammi.clear();
+  LEGGIPERCORSIREGISTRO();
+  if (PercorsoArchivi.empty()) {
+    toolkit::MsgBox(u"Non trovata procedura Morvenna\r\rContattare Calvenza Servizi",
+                    toolkit::kCritical, u"Controllo procedura 770/2015 Semplificato");
+    toolkit::End();
+  }
+  if (!LibrAgg770::ESISTEFILE(ArchivioModello())) {
+    toolkit::MsgBox(Join(u"Attenzione !!!!\rNon esiste file ", ArchivioModello(),
+                         u"\rContattare la Calvenza servizi"),
+                    toolkit::kCritical, kTitoloProcedura);
+    toolkit::End();
+  }
+  if (!LibrAgg770::ESISTEFILE(ArchivioAnnuale())) {
+    // The engine would play the rest of an interrupted write into the new file.
+    const std::u16string giornale = engine::SideFile(ArchivioAnnuale());
+    if (LibrAgg770::ESISTEFILE(giornale)) {
+      throw sys::FileError(Join(u"Manca l'archivio ", ArchivioAnnuale(),
+                                u", ma è rimasto il suo file di una scrittura interrotta: ",
+                                giornale));
+    }
+    sys::FileCopy(ArchivioModello(), ArchivioAnnuale());
+  }
+}
+
+// --- The year database
+
+namespace {
+
+struct Tabella {
+  engine::Recordset& recordset;
+  std::u16string_view nome;
+  std::u16string_view indice;  // empty: none
+};
+
+// In the order of opening.
+const std::array<Tabella, 29>& Tabelle() {
+  static const std::array<Tabella, 29> tabelle{{
+      {TabFRONTESPIZIO, u"FRONTESPIZIO", u"CHIAVE"},
+      {TabANAGSOSTITUTI, u"ANAGSOSTITUTI", u"CHIAVE"},
+      {TabPERCPARCELLE, u"PERCPARCELLE", u"CHIAVE"},
+      {TabPERCETTORI, u"PERCETTORI", u"CHIAVE"},
+      {TabQUADROLAUT, u"QUADROLAUT", u"CHIAVE"},
+      {TabQUADROLDIP1, u"QUADROLDIP1", u"CHIAVE"},
+      {TabQUADROLDIP2, u"QUADROLDIP2", u"CHIAVE"},
+      {TabQUADROLDIP3, u"QUADROLDIP3", u"CHIAVE"},
+      {TabQUADROLDIP4, u"QUADROLDIP4", u"CHIAVE"},
+      {TabQUADROLDIP5, u"QUADROLDIP5", u"CHIAVE"},
+      {TabQUADROST, u"QUADROST", u"CHIAVE"},
+      {TabQUADROSV, u"QUADROSV", u"CHIAVE"},
+      {TabQUADROSX, u"QUADROSX", u"CHIAVE"},
+      {TabQUADROSS, u"QUADROSS", u"CHIAVE"},
+      {TabQUADROSY, u"QUADROSY", u"CHIAVE"},
+      {TabRELEASE, u"RELEASE", u""},
+      {TabTABMIN_PROV, u"TABMIN_PROV", u"CHIAVE"},
+      {TabTABMIN_SA, u"TABMIN_SA", u"CHIAVE"},
+      {TabTABMIN_SB, u"TABMIN_SB", u"CHIAVE"},
+      {TabTABMIN_SC, u"TABMIN_SC", u"CHIAVE"},
+      {TabTABMIN_SD, u"TABMIN_SD", u"CHIAVE"},
+      {TabTABMIN_SE, u"TABMIN_SE", u"CHIAVE"},
+      {TabTABMIN_SF, u"TABMIN_SF", u"CHIAVE"},
+      {TabTABMIN_SG, u"TABMIN_SG", u"CHIAVE2"},
+      {TabTABhelpDIP, u"TABhelpDIP", u"CHIAVE"},
+      {TabANAFORNMAGNETICO, u"ANAFORNMAGNETICO", u"CHIAVE"},
+      {TabTABCOMUNI, u"TABCOMUNI", u"CHIAVE"},
+      {TabTABAPPOSTAMPA, u"TABAPPOSTAMPA", u""},
+      {TabSUPPMAGNETICO, u"SUPPMAGNETICO", u""},
+  }};
+  return tabelle;
+}
+
+// Closes; false when the closing has to end here.
+template <class T>
+bool Chiudi(T& oggetto, std::initializer_list<int> sorvola) {
+  try {
+    oggetto.Close();
+  } catch (const engine::Error& e) {
+    for (const int numero : sorvola) {
+      if (e.Number() == numero) {
+        return true;
+      }
+    }
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void APRIDATABASE() { DbDichiarazione = engine::OpenDatabase(ArchivioAnnuale()); }
+
+void APRITABELLE() {
+  for (const Tabella& tabella : Tabelle()) {
+    tabella.recordset = DbDichiarazione.OpenRecordset(tabella.nome);
+    if (!tabella.indice.empty()) {
+      tabella.recordset.Index(tabella.indice);
+    }
+  }
+}
+
+void CHIUDITABELLE() {
+  auto chiudi = [](engine::Recordset& recordset) {
+    return Chiudi(recordset, {engine::kNoObject, engine::kClosed});
+  };
+  for (std::size_t i = 0; i < 24; ++i) {
+    if (!chiudi(Tabelle()[i].recordset)) {
+      return;
+    }
+  }
+  for (engine::Recordset* recordset : {&TabTABAPPOSTAMPA, &TabSUPPMAGNETICO, &RecLista,
+                                       &TabTABCOMUNI, &TabTABhelpDIP, &TabANAFORNMAGNETICO}) {
+    if (!chiudi(*recordset)) {
+      return;
+    }
+  }
+}
+
+void CHIUDIDATABASE() {
+  CHIUDITABELLE();
+  Chiudi(DbDichiarazione, {engine::kNoObject});
+}
+
+std::u16string CHIAVECODICE(std::u16string_view codice) {
+  return text::Fit(text::Trim(codice), 16);
+}
+
+void AZZERASTATO() {
+  PercorsoArchivi.clear();
+  PercorsoProgrammi.clear();
+  for (const Tabella& tabella : Tabelle()) {
+    tabella.recordset = {};
+  }
+  RecLista = {};
+  DbDichiarazione = {};
+  FlagVariazioni = FlagErroreCampi = FlagNuovaAnagrafica = RispostaUtente = 0;
+  IndiceCampo = 0;
+}
+
+}  // namespace MOD770BAS

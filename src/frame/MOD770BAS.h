@@ -1,0 +1,75 @@
+// MOD770BAS: what the form and the other procedures share. The suite's
+// folders, the year database with its tables, the flags of the record screen.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/engine/engine.h"
+
+namespace MOD770BAS {
+
+// --- Folders, set once at start. Texts of the registry, unchanged; a file's
+// name brings its own leading backslash.
+
+extern std::u16string PercorsoArchivi;    // template and year database
+extern std::u16string PercorsoProgrammi;  // the parent's executable; may be empty
+
+inline constexpr std::u16string_view kTitoloProcedura =
+    u" Gestione Modello 770/2015 (Semplificato) - ";
+
+// The names that follow from the folders and the year.
+std::u16string ArchivioModello();  // the template
+std::u16string ArchivioAnnuale();  // the year database
+std::u16string ProgrammaPadre();
+inline constexpr std::u16string_view kTitoloPadre = u"7702015";
+
+// Text of a registry value under the given hive and key: of a text what stands
+// before its first NUL, of a number its low 16 bits with sign, in decimal; ""
+// for anything else, a missing value and any failure.
+std::u16string LEGGIVALOREREGISTRO(std::u16string_view radice, std::u16string_view chiave,
+                                   std::u16string_view nome);
+// Ends the process if another copy runs; then reads both folders.
+void LEGGIPERCORSIREGISTRO();
+// Everything that must hold before the database is opened. Ends the process,
+// after a message, where the suite isn't there; makes the year database from
+// the template where it is missing. Throws sys::FileError when that fails.
+void IMPOSTAPERCORSI();
+
+// --- The year database
+
+extern engine::Database DbDichiarazione;
+extern engine::Recordset TabFRONTESPIZIO, TabANAGSOSTITUTI, TabPERCPARCELLE, TabPERCETTORI,
+    TabQUADROLAUT, TabQUADROLDIP1, TabQUADROLDIP2, TabQUADROLDIP3, TabQUADROLDIP4, TabQUADROLDIP5,
+    TabQUADROST, TabQUADROSV, TabQUADROSX, TabQUADROSS, TabQUADROSY, TabRELEASE, TabTABMIN_PROV,
+    TabTABMIN_SA, TabTABMIN_SB, TabTABMIN_SC, TabTABMIN_SD, TabTABMIN_SE, TabTABMIN_SF,
+    TabTABMIN_SG, TabTABhelpDIP, TabANAFORNMAGNETICO, TabTABCOMUNI, TabTABAPPOSTAMPA,
+    TabSUPPMAGNETICO;
+// For short-lived queries; closed by the procedure that opened it.
+extern engine::Recordset RecLista;
+
+// Both throw engine::Error at the first thing that is missing.
+void APRIDATABASE();
+void APRITABELLE();
+// Pass over what was never opened or is closed already; any other failure ends
+// the closing, in silence.
+void CHIUDITABELLE();
+void CHIUDIDATABASE();
+
+// A code without blanks at either end, filled up or cut to 16 characters: what
+// every search by code passes.
+std::u16string CHIAVECODICE(std::u16string_view codice);
+
+// --- State of the record screen
+
+extern std::int16_t FlagVariazioni;       // 1: the user has touched the record on screen
+extern std::int16_t FlagErroreCampi;      // 1: the last test of the fields found a fault
+extern std::int16_t FlagNuovaAnagrafica;  // 1: a new recipient, not saved since
+extern std::int16_t RispostaUtente;       // button that closed the last question
+extern double IndiceCampo;                // index of every loop over Text1
+
+// As a process finds it at its start.
+void AZZERASTATO();
+
+}  // namespace MOD770BAS

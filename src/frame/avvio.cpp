@@ -1,0 +1,91 @@
+// Start and end of the program.
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "platform/engine/engine.h"
+#include "platform/system/files.h"
+#include "platform/system/process.h"
+#include "platform/text/text.h"
+
+namespace ANAGPARC {
+
+using namespace MOD770BAS;
+
+namespace {
+
+constexpr int kAltezza = 9120, kLarghezza = 12120;  // twips
+
+// Without its data the program shows no form: one box that says what is wrong
+// and what to do, then the end, with status 1 so that the caller can tell.
+[[noreturn]] void AVVIOIMPOSSIBILE(const std::u16string& causa) {
+  toolkit::MsgBox(causa +
+                      u"\r\rIl programma non può essere avviato. Ripristinare l'archivio da una "
+                      u"copia di sicurezza, oppure contattare Calvenza Servizi.",
+                  toolkit::kCritical, Titolo());
+  CHIUDIDATABASE();
+  toolkit::End(1);
+}
+
+void AVVIO() {
+  IMPOSTAPERCORSI();
+  APRIDATABASE();
+  APRITABELLE();
+  SistemaToolTipText();
+  IMPOSTAFRAME();
+  Me.SetHeight(kAltezza);
+  Me.SetWidth(kLarghezza);
+  Me.SetLeft((toolkit::Screen.Width - Me.Width()) / 2);
+  Me.SetTop((toolkit::Screen.Height - Me.Height()) / 2);
+  FlagFormCaricato = 0;
+  Option1(0).SetValue(true);
+  LISTAPERCETTORI();
+  FlagFormCaricato = 1;
+  StatusBar1.Panels(1).SetText(u"Release " +
+                               std::u16string(text::Mid(toolkit::App().commandLine, 3)));
+  TabellaAperta = 0;
+  FlagVariazioni = 0;
+  FlagErroreCampi = 0;
+}
+
+}  // namespace
+
+void PREPARAPROGRAMMA(std::u16string rigaDiComando) {
+  toolkit::Application& app = toolkit::App();
+  app.commandLine = std::move(rigaDiComando);
+  app.activate = sys::ActivateWindow;
+  app.start = sys::StartProgram;
+  app.atRest = engine::Rest;
+  app.unhandled = ERRORENONPREVISTO;
+  app.ended = false;
+  CARICAMODULO();
+}
+
+void Form_Load() {
+  Me.SetCaption(std::u16string(kTitoloProcedura) + std::u16string(text::Trim(Me.Caption())));
+  try {
+    AVVIO();
+  } catch (const engine::Error& e) {
+    AVVIOIMPOSSIBILE(e.Text());
+  } catch (const sys::FileError& e) {
+    AVVIOIMPOSSIBILE(e.Text());
+  }
+}
+
+void Form_Resize() {}
+
+void Form_Unload() {
+  CHIUDITABELLE();
+  CHIUDIDATABASE();
+  if (!toolkit::AppActivate(kTitoloPadre)) {
+    toolkit::Shell(ProgrammaPadre());
+  }
+  toolkit::End();
+}
+
+void ERRORENONPREVISTO(const std::exception& errore) {
+  const auto* motore = dynamic_cast<const engine::Error*>(&errore);
+  const std::u16string causa =
+      motore != nullptr ? motore->Text() : u"Errore interno: " + text::FromUtf8(errore.what());
+  toolkit::MsgBox(u"Operazione non riuscita.\r\r" + causa, toolkit::kCritical, Titolo());
+}
+
+}  // namespace ANAGPARC

@@ -1,0 +1,65 @@
+// The form on a desktop, with Qt's widgets. The window draws the model and
+// passes keys and clicks on to it; what they do, where the caret and the focus
+// are, is asked of the model after each event.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/toolkit/application.h"
+#include "platform/toolkit/form.h"
+
+class QAbstractButton;
+class QMessageBox;
+class QPoint;
+class QWidget;
+
+namespace desktop {
+
+class Window : public toolkit::View {
+ public:
+  // For a form that has been built, and before it is loaded: the form is placed
+  // by the size of the screen, which is told to the toolkit here. Needs a
+  // QApplication, whose style, palette and font become the form's. The window
+  // draws nothing until Show.
+  explicit Window(toolkit::Form& form);
+  ~Window() override;
+  Window(const Window&) = delete;
+  Window& operator=(const Window&) = delete;
+
+  // Shows the loaded form at its place. The event loop ends with App().status
+  // when an event ends the program.
+  void Show();
+  // Brings the widgets in line with the model. Needed only after the model was
+  // changed by other hands than the window's.
+  void Sync();
+
+  // For whoever works the window from outside, a test or a script.
+  QWidget& Widget();
+  // Null for a control that isn't the form's.
+  QWidget* WidgetOf(const toolkit::Control& control) const;
+  // Where a place of the model lies in the window, in its pixels.
+  QPoint PixelOf(toolkit::Point place) const;
+  // Scrolls until the row is in view and gives a place on it, in pixels of the
+  // window; for row -1 a place below the rows, if there is one in view.
+  std::optional<QPoint> ShowRow(const toolkit::ListBox& list, int row);
+  // The button of a message box that answers `code`; null if none does.
+  static QAbstractButton* AnswerButton(const QMessageBox& box, int code);
+  // Called when a message box is up and waits.
+  std::function<void(QMessageBox&, const toolkit::Message&)> whenAsked;
+
+  int Ask(const toolkit::Message& message) override;
+  void Beep() override;
+  void Repaint() override;
+  std::u16string Clipboard() override;
+  void SetClipboard(std::u16string_view text) override;
+
+ private:
+  class Hands;
+  std::unique_ptr<Hands> hands_;
+};
+
+}  // namespace desktop

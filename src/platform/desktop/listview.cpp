@@ -1,0 +1,160 @@
+#include "platform/desktop/listview.h"
+
+#include <QAccessible>
+#include <QPainter>
+#include <QScrollBar>
+#include <QtMath>
+#include <algorithm>
+
+#include "platform/desktop/look.h"
+#include "platform/text/text.h"
+
+namespace desktop {
+
+namespace {
+constexpr int kTextInset = 2;
+}
+
+ListView::ListView(const toolkit::ListBox& list, QWidget* parent)
+    : QAbstractScrollArea(parent), list_(list), rowHeight_(Pixels(toolkit::ListBox::kRowHeight)) {
+  setFrameStyle(QFrame::Box | QFrame::Plain);
+  setLineWidth(Pixels(toolkit::ListBox::kInset));
+  setFocusPolicy(Qt::TabFocus);
+  viewport()->setFocusPolicy(Qt::NoFocus);
+  // Rows are painted on the base colour, which is the list's own.
+  viewport()->setBackgroundRole(QPalette::Base);
+  for (QScrollBar* bar : {verticalScrollBar(), horizontalScrollBar()}) {
+    bar->setFocusPolicy(Qt::NoFocus);
+    bar->setContextMenuPolicy(Qt::NoContextMenu);
+    QPalette palette = bar->palette();
+    palette.setColor(QPalette::Button, QColor(213, 226, 246));
+    palette.setColor(QPalette::Window, QColor(230, 238, 250));
+    bar->setPalette(palette);
+  }
+}
+
+void ListView::Apply() {
+  dress_.PutOn(*this, list_);
+  if (revision_ != list_.Revision()) {
+    // Each row added counts the revision up by one; anything beyond is a Clear.
+    const auto added = static_cast<std::uint64_t>(list_.ListCount() - measured_);
+    if (list_.ListCount() < measured_ || list_.Revision() - revision_ != added) {
+      measured_ = 0;
+      widest_ = 0;
+      verticalScrollBar()->setValue(0);
+      horizontalScrollBar()->setValue(0);
+      selected_ = -1;
+    }
+    revision_ = list_.Revision();
+    MeasureNewRows();
+    SetRanges();
+  }
+  if (selected_ != list_.ListIndex()) {
+    selected_ = list_.ListIndex();
+    if (selected_ >= 0) {
+      ScrollTo(selected_);
+    }
+    if (QAccessible::isActive() && hasFocus()) {
+      QAccessibleEvent change(this, QAccessible::Focus);
+      change.setChild(selected_ < 0 ? -1 : selected_ - TopRow());
+      QAccessible::updateAccessibility(&change);
+    }
+  }
+  viewport()->update();
+}
+
+void ListView::MeasureNewRows() {
+  for (; measured_ < list_.ListCount(); ++measured_) {
+    widest_ = std::max(widest_, text::TrimRight(list_.List(measured_)).size());
+  }
+}
+
+void ListView::SetRanges() {
+  const int width =
+      qCeil(static_cast<double>(widest_) * QFontMetricsF(font(), this).horizontalAdvance(u'0')) +
+      2 * kTextInset;
+  // Twice, since a bar that comes or goes changes the room for the other one.
+  for (int pass = 0; pass < 2; ++pass) {
+    verticalScrollBar()->setRange(0, std::max(0, list_.ListCount() - WholeRows()));
+    verticalScrollBar()->setPageStep(std::max(1, WholeRows()));
+    horizontalScrollBar()->setRange(0, std::max(0, width - viewport()->width()));
+    horizontalScrollBar()->setPageStep(viewport()->width());
+  }
+  horizontalScrollBar()->setSingleStep(20);
+}
+
+int ListView::TopRow() const { return verticalScrollBar()->value(); }
+
+int ListView::RowsInView() const {
+  const int room = (viewport()->height() + rowHeight_ - 1) / rowHeight_;
+  return std::clamp(list_.ListCount() - TopRow(), 0, room);
+}
+
+void ListView::ScrollTo(int row) {
+  if (row < TopRow()) {
+    verticalScrollBar()->setValue(row);
+  } else if (row >= TopRow() + WholeRows()) {
+    verticalScrollBar()->setValue(row - WholeRows() + 1);
+  }
+}
+
+int ListView::RowAt(const QPoint& place) const {
+  const int row = TopRow() + place.y() / rowHeight_;
+  return place.y() >= 0 && row < list_.ListCount() ? row : -1;
+}
+
+QRect ListView::RowRect(int row) const {
+  return QRect(0, (row - TopRow()) * rowHeight_, viewport()->width(), rowHeight_);
+}
+
+QString ListView::RowText(int row) const { return Display(list_.List(row)); }
+
+bool ListView::event(QEvent* event) {
+  if (event->type() == QEvent::Paint) {
+    QPainter painter(this);
+    const QRect line = rect().adjusted(0, 0, -1, -1);
+    painter.fillRect(rect(), palette().color(QPalette::Base));
+    painter.setPen(hasFocus() ? Highlight() : Line(palette().color(QPalette::Window)));
+    painter.drawRect(line);
+    if (hasFocus()) {
+      painter.drawRect(line.adjusted(1, 1, -1, -1));
+    }
+    return true;
+  }
+  if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) {
+    update();
+    viewport()->update();
+  }
+  return QAbstractScrollArea::event(event);
+}
+
+void ListView::paintEvent(QPaintEvent* event) {
+  QPainter painter(viewport());
+  painter.setFont(font());
+  const QFontMetricsF metrics(font(), this);
+  const double baseline = (rowHeight_ - metrics.height()) / 2 + metrics.ascent();
+  const int shift = kTextInset - horizontalScrollBar()->value();
+  const int end = TopRow() + RowsInView();
+  for (int row = TopRow(); row < end; ++row) {
+    const QRect place = RowRect(row);
+    if (!place.intersects(event->rect())) {
+      continue;
+    }
+    const bool on = row == list_.ListIndex();
+    if (on) {
+      painter.fillRect(place, isEnabled() ? Highlight() : palette().color(QPalette::Mid));
+    }
+    painter.setPen(palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text));
+    painter.drawText(QPointF(shift, place.top() + baseline), RowText(row));
+    if (on && hasFocus()) {
+      painter.setPen(QPen(Qt::white, 1, Qt::DotLine));
+      painter.drawRect(place.adjusted(0, 0, -1, -1));
+    }
+  }
+}
+
+void ListView::resizeEvent(QResizeEvent*) { SetRanges(); }
+
+void ListView::scrollContentsBy(int, int) { viewport()->update(); }
+
+}  // namespace desktop

@@ -1,0 +1,52 @@
+// A list box on the screen. It keeps no rows: those in view are read from the
+// model as they are painted, so a million rows cost what ten do.
+#pragma once
+
+#include <QAbstractScrollArea>
+#include <functional>
+#include <optional>
+
+#include "platform/desktop/widgets.h"
+#include "platform/toolkit/control.h"
+
+namespace desktop {
+
+class ListView : public QAbstractScrollArea {
+ public:
+  ListView(const toolkit::ListBox& list, QWidget* parent);
+  void Apply();
+
+  const toolkit::ListBox& Model() const { return list_; }
+  int TopRow() const;
+  // Rows of which at least a part shows.
+  int RowsInView() const;
+  void ScrollTo(int row);
+  // Row under a place of the viewport, -1 below the last one.
+  int RowAt(const QPoint& place) const;
+  QRect RowRect(int row) const;  // in the viewport
+  QString RowText(int row) const;
+
+  // Assistive technology picks a row, as a click would.
+  std::function<void(int row)> picked;
+
+ protected:
+  bool event(QEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+  void scrollContentsBy(int dx, int dy) override;
+
+ private:
+  void MeasureNewRows();
+  void SetRanges();
+  int WholeRows() const { return viewport()->height() / rowHeight_; }
+
+  const toolkit::ListBox& list_;
+  Dress dress_;
+  int rowHeight_;
+  std::uint64_t revision_ = 0;
+  int selected_ = -1;
+  int measured_ = 0;  // rows that `widest_` has looked at
+  std::size_t widest_ = 0;
+};
+
+}  // namespace desktop

@@ -1,0 +1,53 @@
+// How the form looks: measures, fonts, colours and the drawing of frames, the
+// same on every desktop whatever its own theme.
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+#include <QRect>
+#include <QString>
+#include <string_view>
+
+#include "platform/toolkit/control.h"
+
+class QPainter;
+class QStyle;
+
+namespace desktop {
+
+constexpr int kTwipsPerPixel = 15;
+
+// Place of a control in its frame. Edges are rounded, not sizes, so that what
+// touches in twips touches in pixels.
+QRect PixelRect(const toolkit::Control& control);
+int Pixels(int twips);
+
+QColor ToQt(toolkit::Color color);
+// Text colour of what is disabled: fainter, yet readable on `back`.
+QColor Faint(const QColor& fore, const QColor& back);
+// Line round a control on a background.
+QColor Line(const QColor& back);
+QColor Highlight();
+
+// Size in pixels, so that texts keep their proportion to the twips whatever
+// resolution the desktop claims.
+QFont FaceFont(toolkit::Font face, int pixelSize = 11);
+
+// What stands for `text` on the screen, unit for unit: control characters show
+// as blanks, halves of surrogate pairs as U+FFFD.
+QString Display(std::u16string_view text);
+// The same for texts of several lines, which end with code 13.
+QString DisplayLines(std::u16string_view text);
+// A caption without its access key mark and its outer blanks.
+QString Spoken(std::u16string_view caption);
+// A tooltip that is never taken for markup.
+QString PlainToolTip(std::u16string_view text);
+
+// Style and palette of the application: the form's own, and of its boxes.
+QStyle* MakeStyle();
+QPalette MakePalette();
+
+void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const QColor& back);
+
+}  // namespace desktop

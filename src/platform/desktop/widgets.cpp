@@ -1,0 +1,293 @@
+#include "platform/desktop/widgets.h"
+
+#include <QPainter>
+#include <QStyleOptionButton>
+#include <QStylePainter>
+#include <QTextLayout>
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+namespace desktop {
+
+void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
+  if (worn_ && fore_ == control.ForeColor() && back_ == control.BackColor()) {
+    return;
+  }
+  if (!worn_) {
+    widget.setFont(FaceFont(control.Face()));
+  }
+  worn_ = true;
+  fore_ = control.ForeColor();
+  back_ = control.BackColor();
+  const QColor fore = ToQt(fore_), back = ToQt(back_);
+  const bool box =
+      control.Type() == toolkit::Kind::TextBox || control.Type() == toolkit::Kind::ListBox;
+  QPalette palette = widget.palette();
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    palette.setColor(role, fore);
+    palette.setColor(QPalette::Disabled, role, Faint(fore, back));
+  }
+  // A box is outlined by the style in a shade of its surroundings.
+  const QColor around =
+      box && control.Container() != nullptr ? ToQt(control.Container()->BackColor()) : back;
+  for (const auto role : {QPalette::Window, QPalette::Button}) {
+    palette.setColor(role, around);
+  }
+  palette.setColor(QPalette::Base, box ? back : QColor(Qt::white));
+  palette.setColor(QPalette::Disabled, QPalette::Base, back.darker(106));
+  widget.setPalette(palette);
+}
+
+// --- Text box
+
+TextField::TextField(QWidget* parent) : QLineEdit(parent) {
+  setMaxLength(1 << 20);
+  setDragEnabled(false);
+  setAcceptDrops(false);
+  setFocusPolicy(Qt::TabFocus);
+}
+
+void TextField::Apply(const toolkit::TextBox& box, bool focused) {
+  dress_.PutOn(*this, box);
+  if (isReadOnly() != box.Locked()) {
+    setReadOnly(box.Locked());
+  }
+  if (const QString shown = Display(box.Text()); text() != shown) {
+    setText(shown);
+  }
+  const int start = box.SelStart(), length = focused ? box.SelLength() : 0;
+  if (length == 0) {
+    if (hasSelectedText()) {
+      deselect();
+    }
+    setCursorPosition(start);
+    return;
+  }
+  const int active = box.ActiveEnd();
+  if (selectionStart() != start || selectionLength() != length || cursorPosition() != active) {
+    active == start ? setSelection(start + length, -length) : setSelection(start, length);
+  }
+}
+
+// --- Buttons
+
+Button::Button(QWidget* parent) : QPushButton(parent) {
+  setAutoDefault(false);
+  setFocusPolicy(Qt::TabFocus);
+}
+
+void Button::Apply(const toolkit::CommandButton& button) {
+  dress_.PutOn(*this, button);
+  if (const QString caption = DisplayLines(button.Caption()); text() != caption) {
+    setText(caption);
+    // Alt and the letter are the model's, not a shortcut of Qt's.
+    setShortcut({});
+  }
+  if (!button.Usable()) {
+    setDown(false);
+  }
+}
+
+void Button::initStyleOption(QStyleOptionButton* option) const {
+  QPushButton::initStyleOption(option);
+  if (hasFocus()) {
+    option->state |= QStyle::State_KeyboardFocusChange;
+  }
+}
+
+void Button::paintEvent(QPaintEvent*) {
+  QStylePainter painter(this);
+  QStyleOptionButton option;
+  initStyleOption(&option);
+  painter.drawControl(QStyle::CE_PushButtonBevel, option);
+  constexpr int kFlags = Qt::AlignCenter | Qt::TextWordWrap | Qt::TextShowMnemonic;
+  QRect room = rect().adjusted(3, 2, -3, -2);
+  for (int size = 11; size > 8; --size) {
+    QFont face = font();
+    face.setPixelSize(size);
+    painter.setFont(face);
+    const QRect needed = QFontMetrics(face, this).boundingRect(room, kFlags, text());
+    if (needed.width() <= room.width() && needed.height() <= room.height()) {
+      break;
+    }
+  }
+  if (isDown()) {
+    room.translate(1, 1);
+  }
+  painter.drawItemText(room, kFlags, palette(), isEnabled(), text(), QPalette::ButtonText);
+  if (hasFocus()) {
+    painter.setPen(QPen(Highlight(), 1, Qt::DotLine));
+    painter.drawRect(rect().adjusted(4, 4, -5, -5));
+  }
+}
+
+Option::Option(QWidget* parent) : QRadioButton(parent) {
+  // Which of a group is on is the model's business.
+  setAutoExclusive(false);
+  setAutoFillBackground(true);
+  setFocusPolicy(Qt::TabFocus);
+}
+
+void Option::Apply(const toolkit::OptionButton& option) {
+  dress_.PutOn(*this, option);
+  if (const QString caption = Display(option.Caption()); text() != caption) {
+    setText(caption);
+    setShortcut({});
+  }
+  setChecked(option.Value());
+  if (!option.Usable()) {
+    setDown(false);
+  }
+}
+
+void Option::initStyleOption(QStyleOptionButton* option) const {
+  QRadioButton::initStyleOption(option);
+  if (hasFocus()) {
+    option->state |= QStyle::State_KeyboardFocusChange;
+  }
+}
+
+// --- Labels
+
+LabelBox::LabelBox(QWidget* parent) : QLabel(parent) { setTextFormat(Qt::PlainText); }
+
+void LabelBox::Apply(const toolkit::Label& label) {
+  dress_.PutOn(*this, label);
+  face_ = label.Face();
+  edge_ = label.Edge();
+  // Nothing is filled that looks the same without, so that a label hides no
+  // border which it overlaps.
+  const toolkit::Control* frame = label.Container();
+  setAutoFillBackground(edge_ != toolkit::Border::None || frame == nullptr ||
+                        frame->BackColor() != label.BackColor());
+  setText(DisplayLines(label.Caption()));
+}
+
+namespace {
+
+// The lines of a text broken at blanks; true when all of them fit.
+bool BreakLines(QTextLayout& layout, const QSize& room, qreal lineHeight,
+                std::vector<QTextLine>& lines) {
+  bool fits = true;
+  lines.clear();
+  layout.beginLayout();
+  for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+    line.setLineWidth(room.width());
+    fits = fits && line.naturalTextWidth() <= room.width() + 1;
+    lines.push_back(line);
+  }
+  layout.endLayout();
+  return fits && lineHeight * static_cast<qreal>(lines.size()) <= room.height() + 1;
+}
+
+}  // namespace
+
+void LabelBox::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  DrawEdge(painter, rect(), edge_, palette().color(QPalette::Window));
+  if (text().isEmpty()) {
+    return;
+  }
+  const bool bordered = edge_ != toolkit::Border::None;
+  const QRect room = bordered ? rect().adjusted(3, 1, -3, -1) : rect();
+  QString shown = text();
+  shown.replace('\n', QChar::LineSeparator);
+  std::vector<QTextLine> lines;
+  std::unique_ptr<QTextLayout> layout;
+  qreal height = 0;
+  for (int size = 11; size > 8; --size) {
+    const QFont face = FaceFont(face_, size);
+    layout = std::make_unique<QTextLayout>(shown, face, this);
+    QTextOption wrap;
+    wrap.setWrapMode(QTextOption::WordWrap);
+    layout->setTextOption(wrap);
+    height = QFontMetricsF(face, this).height();
+    if (BreakLines(*layout, room.size(), height, lines)) {
+      break;
+    }
+  }
+  const auto count = static_cast<qreal>(lines.size());
+  qreal y = room.top();
+  if (bordered || lines.size() == 1) {
+    y += std::max(0.0, std::floor((room.height() - count * height) / 2));
+  }
+  painter.setPen(
+      palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::WindowText));
+  for (const QTextLine& line : lines) {
+    line.draw(&painter, QPointF(room.left(), y - line.y()));
+    y += std::round(height);
+  }
+}
+
+// --- Frames, borders, status bar
+
+void FrameBox::Apply(const toolkit::Frame& frame) {
+  dress_.PutOn(*this, frame);
+  setAutoFillBackground(true);
+  edge_ = frame.Edge();
+  caption_ = Spoken(frame.Caption());
+  update();
+}
+
+void FrameBox::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  const QColor back = palette().color(QPalette::Window);
+  if (caption_.isEmpty()) {
+    DrawEdge(painter, rect(), edge_, back);
+    return;
+  }
+  const QFontMetrics metrics(font(), this);
+  DrawEdge(painter, rect().adjusted(0, metrics.height() / 2, 0, 0), toolkit::Border::Line, back);
+  const QRect title(8, 0, metrics.horizontalAdvance(caption_) + 6, metrics.height());
+  painter.fillRect(title, back);
+  painter.setPen(palette().color(QPalette::WindowText));
+  painter.drawText(title, Qt::AlignCenter, caption_);
+}
+
+ShapeBox::ShapeBox(QWidget* parent) : QWidget(parent) {
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+}
+
+void ShapeBox::Apply(const toolkit::Shape& shape) {
+  back_ = ToQt(shape.BackColor());
+  update();
+}
+
+void ShapeBox::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  DrawEdge(painter, rect(), toolkit::Border::Line, back_);
+}
+
+StatusBox::StatusBox(QWidget* parent) : QLabel(parent) {
+  setTextFormat(Qt::PlainText);
+  setAutoFillBackground(true);
+}
+
+void StatusBox::Apply(toolkit::StatusBar& bar) {
+  dress_.PutOn(*this, bar);
+  panels_.clear();
+  for (int i = 1; i <= bar.PanelCount(); ++i) {
+    panels_ += Display(bar.Panels(i).Text());
+  }
+  setText(panels_.join("  "));
+}
+
+void StatusBox::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  const QColor back = palette().color(QPalette::Window);
+  const auto count = static_cast<int>(panels_.size());
+  for (int i = 0; i < count; ++i) {
+    const int left = width() * i / count, right = width() * (i + 1) / count;
+    const QRect panel(left + 2, 2, right - left - 4, height() - 4);
+    DrawEdge(painter, panel, toolkit::Border::Sunken, back);
+    const QRect room = panel.adjusted(6, 0, -6, 0);
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.drawText(
+        room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+        QFontMetrics(font(), this).elidedText(panels_[i], Qt::ElideRight, room.width()));
+  }
+}
+
+}  // namespace desktop

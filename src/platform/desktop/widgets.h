@@ -1,0 +1,119 @@
+// One widget for each kind of control. They show what the model says and
+// leave keys and mouse to the window, which sees every event before them.
+#pragma once
+
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include "platform/desktop/look.h"
+#include "platform/toolkit/control.h"
+
+namespace desktop {
+
+// Colours and face of a widget; asked again only when one of them changes,
+// since a new palette is dear.
+class Dress {
+ public:
+  void PutOn(QWidget& widget, const toolkit::Control& control);
+
+ private:
+  toolkit::Color fore_ = 0, back_ = 0;
+  bool worn_ = false;
+};
+
+class TextField : public QLineEdit {
+ public:
+  explicit TextField(QWidget* parent);
+  // `focused`: only the box with the focus shows its selection.
+  void Apply(const toolkit::TextBox& box, bool focused);
+
+ private:
+  Dress dress_;
+};
+
+// Push button whose caption breaks into lines where it is too long for one.
+class Button : public QPushButton {
+ public:
+  explicit Button(QWidget* parent);
+  void Apply(const toolkit::CommandButton& button);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void initStyleOption(QStyleOptionButton* option) const override;
+
+ private:
+  Dress dress_;
+};
+
+class Option : public QRadioButton {
+ public:
+  explicit Option(QWidget* parent);
+  void Apply(const toolkit::OptionButton& option);
+
+ protected:
+  void initStyleOption(QStyleOptionButton* option) const override;
+
+ private:
+  Dress dress_;
+};
+
+// Text in lines. One that is too long for its place gets a smaller font before
+// anything of it is cut off.
+class LabelBox : public QLabel {
+ public:
+  explicit LabelBox(QWidget* parent);
+  void Apply(const toolkit::Label& label);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  Dress dress_;
+  toolkit::Font face_ = toolkit::Font::Normal;
+  toolkit::Border edge_ = toolkit::Border::None;
+};
+
+class FrameBox : public QFrame {
+ public:
+  explicit FrameBox(QWidget* parent) : QFrame(parent) {}
+  void Apply(const toolkit::Frame& frame);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  Dress dress_;
+  QString caption_;
+  toolkit::Border edge_ = toolkit::Border::None;
+};
+
+// A border that the mouse doesn't meet.
+class ShapeBox : public QWidget {
+ public:
+  explicit ShapeBox(QWidget* parent);
+  void Apply(const toolkit::Shape& shape);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QColor back_;
+};
+
+class StatusBox : public QLabel {
+ public:
+  explicit StatusBox(QWidget* parent);
+  void Apply(toolkit::StatusBar& bar);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  Dress dress_;
+  QStringList panels_;
+};
+
+}  // namespace desktop

@@ -1,0 +1,74 @@
+#include "platform/system/paths.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <system_error>
+
+#include "platform/text/text.h"
+
+namespace sys {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::u16string_view kSeparators = u"\\/";
+
+// The first entry of `folder`, by code, that is `part` but for the case of its
+// letters. Names that aren't UTF-8 have no text and match nothing.
+std::optional<std::string> EntryAnyCase(const fs::path& folder, std::u16string_view part) {
+  const std::u16string wanted = text::Upper(part);
+  std::optional<std::string> best;
+  std::error_code error;
+  fs::directory_iterator it(folder.empty() ? fs::path(".") : folder, error);
+  for (; !error && it != fs::directory_iterator(); it.increment(error)) {
+    std::string entry = it->path().filename().native();
+    if (best && *best <= entry) {
+      continue;
+    }
+    const std::u16string units = text::FromUtf8(entry);
+    if (text::Upper(units) == wanted && text::ToUtf8(units) == entry) {
+      best = std::move(entry);
+    }
+  }
+  return best;
+}
+
+}  // namespace
+
+fs::path ResolvePath(std::u16string_view name) {
+  fs::path path;
+  if (name.find_first_of(kSeparators) == 0) {
+    path = "/";
+  }
+  // Below a part that isn't there, nothing can be found.
+  bool found = true;
+  for (std::size_t at = 0; at < name.size();) {
+    const std::size_t end = std::min(name.find_first_of(kSeparators, at), name.size());
+    const std::u16string_view part = name.substr(at, end - at);
+    at = end + 1;
+    if (part.empty()) {
+      continue;
+    }
+    fs::path next = path / text::ToUtf8(part);
+    struct stat info;
+    if (found && lstat(next.c_str(), &info) != 0) {
+      const auto entry = errno == ENOENT ? EntryAnyCase(path, part) : std::nullopt;
+      found = entry.has_value();
+      if (entry) {
+        next = path / *entry;
+      }
+    }
+    path = std::move(next);
+  }
+  // A separator at the end stays: what bears one can only be a folder.
+  const bool closed = !name.empty() && kSeparators.find(name.back()) != kSeparators.npos;
+  return closed && path.has_filename() ? path / "" : path;
+}
+
+std::u16string PathText(const fs::path& path) { return text::FromUtf8(path.native()); }
+
+}  // namespace sys

@@ -1,0 +1,66 @@
+// LibrAgg770: the file test and the key routines of the fields. The routines
+// keep nothing from one key to the next: all they know they read from the
+// field at each call.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace LibrAgg770 {
+
+// True when the file can be opened for reading; one that exists but can't be
+// read counts as absent.
+bool ESISTEFILE(std::u16string_view percorso);
+
+// All that a key routine knows of a field: any control that has a text, a
+// MaxLength and a SelStart will do.
+class Campo {
+ public:
+  virtual ~Campo() = default;
+  virtual std::u16string Text() const = 0;
+  virtual void SetText(std::u16string_view testo) = 0;
+  virtual int MaxLength() const = 0;
+  virtual int SelStart() const = 0;
+  virtual void SetSelStart(int posizione) = 0;
+};
+
+template <class T>
+class CampoDi final : public Campo {
+ public:
+  explicit CampoDi(T& controllo) : controllo_(controllo) {}
+  std::u16string Text() const override { return controllo_.Text(); }
+  void SetText(std::u16string_view testo) override { controllo_.SetText(testo); }
+  int MaxLength() const override { return controllo_.MaxLength(); }
+  int SelStart() const override { return controllo_.SelStart(); }
+  void SetSelStart(int posizione) override { controllo_.SetSelStart(posizione); }
+
+ private:
+  T& controllo_;
+};
+
+// The text of an empty date.
+inline constexpr std::u16string_view kMascheraData = u"00/00/0000";
+
+// Passes a key whose character stands in `Consentiti`, and Backspace; sets any
+// other to 0. With `Maiuscolo` a to z become capitals. Gives the key as set.
+std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti,
+                             std::int16_t Maiuscolo);
+
+// Numeric editor: digits enter from the right, as on a pocket calculator. The
+// text stays aligned to the right of a field MaxLength wide; before an accepted
+// key it moves one place to the left, so that the key handed back, inserted at
+// the caret, fills the place left free. Gives the key to act on, or 0. `Segno`
+// and `Virgola` 1 allow a sign, a decimal comma; the other two say how many
+// digits the parts may have. Never reads the caret.
+std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno,
+                         std::int16_t Virgola, std::int16_t CifreIntere,
+                         std::int16_t CifreDecimali);
+
+// Overtyping editor on the date mask: a digit takes the place of the character
+// at the caret, which then jumps over the slashes; Backspace brings back the
+// mask; a digit that can't stand there, and any other key, gives a beep. Gives
+// the field's text; the key itself is never to be acted on.
+std::u16string EDITADATA(Campo& campo, std::int16_t Tasto);
+
+}  // namespace LibrAgg770

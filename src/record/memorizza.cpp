@@ -1,0 +1,116 @@
+// Saving the record on screen, and the question to whoever leaves it changed.
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "platform/text/text.h"
+
+namespace ANAGPARC {
+
+using namespace MOD770BAS;
+
+namespace {
+
+// DD/MM/YYYY as YYYYMMDD, by position.
+std::u16string DATAARCHIVIO(std::u16string_view testo) {
+  std::u16string data(text::Mid(testo, 7, 4));
+  data += text::Mid(testo, 4, 2);
+  data += text::Mid(testo, 1, 2);
+  return data;
+}
+
+void SCRIVIDATI() {
+  const std::u16string chiave = CHIAVECODICE(CFCorrente);
+  TabPERCPARCELLE.Seek(u"=", chiave);
+  if (TabPERCPARCELLE.NoMatch()) {
+    TabPERCPARCELLE.AddNew();
+    TabPERCPARCELLE.Fields(u"CFP").Set(CFCorrente);
+    TabPERCPARCELLE.Fields(u"APARC_1").Set(Text1(1).Text());
+    TabPERCPARCELLE.Fields(u"APARC_2").Set(Text1(2).Text());
+  } else {
+    TabPERCPARCELLE.Edit();
+  }
+  for (IndiceCampo = 1; IndiceCampo <= 17; ++IndiceCampo) {
+    if (ESISTECAMPO(IndiceCampo)) {
+      const int indice = static_cast<int>(IndiceCampo);
+      const std::u16string& testo = Text1(indice).Text();
+      TabPERCPARCELLE.Fields(COLONNA(indice)).Set(indice == 4 ? DATAARCHIVIO(testo) : testo);
+    }
+  }
+  TabPERCPARCELLE.Update();
+  FlagVariazioni = 0;
+  if (FlagNuovaAnagrafica == 1) {
+    FlagNuovaAnagrafica = 0;
+    cmdparcprec.SetEnabled(true);
+    cmdparcsuc.SetEnabled(true);
+  }
+  TabPERCPARCELLE.Seek(u"=", chiave);
+  if (!TabPERCPARCELLE.NoMatch()) {
+    IMPOSTATESTATA();
+    CARICADATI();
+  }
+  CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
+}
+
+}  // namespace
+
+// A save that the engine refuses counts like a broken rule: the user stays on
+// the record, nothing of it is lost, and the next Memorizza tries again.
+void MEMORIZZADATI() {
+  try {
+    CONTROLLOCAMPI();
+    if (FlagErroreCampi != 1) {
+      SCRIVIDATI();
+    }
+  } catch (const engine::Error& e) {
+    FlagErroreCampi = 1;
+    toolkit::MsgBox(u"Registrazione non eseguita.\r\r" + e.Text() +
+                        u"\r\rI dati digitati restano sullo schermo: eliminata la causa, "
+                        u"premere di nuovo Memorizza.",
+                    toolkit::kCritical, Titolo());
+  }
+}
+
+void MESSAGGIOVARIAZ() {
+  RispostaUtente = static_cast<std::int16_t>(
+      toolkit::MsgBox(u"Sono state effettuate delle variazioni\rSalvare ?",
+                      toolkit::kYesNoCancel | toolkit::kQuestion, Titolo()));
+  if (RispostaUtente == toolkit::kYes) {
+    MEMORIZZADATI();
+    if (FlagErroreCampi != 1) {
+      FlagVariazioni = 0;
+    }
+  } else if (RispostaUtente == toolkit::kNo) {
+    FlagVariazioni = 0;
+  }
+}
+
+bool VARIAZIONIRISOLTE() {
+  if (FlagVariazioni != 1) {
+    return true;
+  }
+  MESSAGGIOVARIAZ();
+  if (RispostaUtente == toolkit::kCancel) {
+    return false;
+  }
+  if (RispostaUtente == toolkit::kNo) {
+    FlagErroreCampi = 0;
+    FlagVariazioni = 0;
+  }
+  return FlagErroreCampi != 1;
+}
+
+void cmdmemorizza_Click() { MEMORIZZADATI(); }
+
+void cmduscita_Click(int Index) {
+  if (Index == 1) {  // the selection screen never asks
+    FlagVariazioni = 0;
+  }
+  if (VARIAZIONIRISOLTE()) {
+    Me.Unload();
+  }
+}
+
+void cmdmemorizza_GotFocus() { Framecodif.SetVisible(false); }
+
+void cmduscita_GotFocus(int) { Framecodif.SetVisible(false); }
+
+}  // namespace ANAGPARC

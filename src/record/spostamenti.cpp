@@ -1,0 +1,66 @@
+// From one recipient to the next, along the table's codes and not along the
+// list, and back to the selection screen.
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+
+namespace ANAGPARC {
+
+using namespace MOD770BAS;
+
+std::u16string CFPrecedente;
+
+namespace {
+
+struct Verso {
+  bool (engine::Recordset::*finita)();
+  void (engine::Recordset::*sposta)();
+  std::u16string_view messaggio;
+};
+
+void SPOSTA(const Verso& verso) {
+  if (FlagVariazioni == 1) {
+    MESSAGGIOVARIAZ();
+    if (RispostaUtente == toolkit::kCancel) {
+      return;
+    }
+    if (RispostaUtente == toolkit::kYes && FlagErroreCampi == 1) {
+      return;
+    }
+  }
+  CFPrecedente = CFCorrente;
+  if (!(TabPERCPARCELLE.*verso.finita)()) {
+    (TabPERCPARCELLE.*verso.sposta)();
+  }
+  if ((TabPERCPARCELLE.*verso.finita)()) {
+    toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
+    TabPERCPARCELLE.Seek(u"=", CHIAVECODICE(CFPrecedente));
+  } else {
+    CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
+    TabPERCPARCELLE.Seek(u"=", CHIAVECODICE(CFCorrente));
+  }
+  IMPOSTATESTATA();
+  PULISCICAMPI();
+  CARICADATI();
+}
+
+}  // namespace
+
+void cmdparcprec_Click() {
+  SPOSTA({&engine::Recordset::Bof, &engine::Recordset::MovePrevious, u"Prima Anagrafica"});
+}
+
+void cmdparcsuc_Click() {
+  SPOSTA({&engine::Recordset::Eof, &engine::Recordset::MoveNext, u"Ultima Anagrafica"});
+}
+
+void cmdselprec_Click() {
+  if (VARIAZIONIRISOLTE()) {
+    RITORNASELEZDIC();
+  }
+}
+
+void cmdparcprec_GotFocus() { Framecodif.SetVisible(false); }
+void cmdparcsuc_GotFocus() { Framecodif.SetVisible(false); }
+void cmdselprec_GotFocus() { Framecodif.SetVisible(false); }
+
+}  // namespace ANAGPARC

@@ -1,0 +1,109 @@
+// The list of recipients. It is never brought up to date in place: it is
+// thrown away and built anew. A row holds only text; the way back to the
+// record is the code in its first 16 characters.
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "platform/text/text.h"
+
+namespace ANAGPARC {
+
+using namespace MOD770BAS;
+
+namespace {
+
+constexpr std::u16string_view kRigaInserimento =
+    u"---------------- INSERIMENTO NUOVA ANAGRAFICA  ----------------";
+constexpr std::size_t kColonneCodice = 16, kColonneNome = 45;
+
+void MOSTRAAVANZAMENTO(long esaminati) {
+  Label2(8).SetCaption(u"Percettori esaminati N." + text::Decimal(esaminati));
+  Label2(8).Refresh();
+}
+
+// The row of the query's current recipient, 62 characters, into `riga`.
+void COMPONIRIGA(std::u16string& riga) {
+  riga.assign(text::Trim(RecLista.Fields(u"CFP").View()).substr(0, kColonneCodice));
+  riga.resize(kColonneCodice + 1, u' ');
+  riga.append(text::Trim(RecLista.Fields(u"APARC_1").View()).substr(0, kColonneNome));
+  riga.push_back(u' ');
+  riga.append(text::Trim(RecLista.Fields(u"APARC_2").View()).substr(0, kColonneNome));
+  riga.resize(kColonneCodice + 1 + kColonneNome, u' ');
+}
+
+}  // namespace
+
+void LISTAPERCETTORI() {
+  long esaminati = 0;
+  Cmdcancella.SetEnabled(false);
+  CmdCambia.SetEnabled(false);
+  List1.SetVisible(false);
+  Label2(8).SetVisible(true);
+  MOSTRAAVANZAMENTO(esaminati);
+  List1.Clear();
+  RecLista = DbDichiarazione.OpenRecordset(
+      Option1(0).Value() ? u"SELECT * FROM PERCPARCELLE  order by cfp"
+                         : u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2");
+  List1.AddItem(kRigaInserimento);
+  if (RecLista.RecordCount() != 0) {
+    std::u16string riga;
+    RecLista.MoveFirst();
+    while (!RecLista.Eof()) {
+      COMPONIRIGA(riga);
+      List1.AddItem(riga);
+      MOSTRAAVANZAMENTO(++esaminati);
+      RecLista.MoveNext();
+    }
+  }
+  RecLista.Close();
+  Label2(8).SetVisible(false);
+  Label2(8).Refresh();
+  List1.SetVisible(true);
+}
+
+void Option1_Click(int) {
+  if (FlagFormCaricato == 1) {
+    LISTAPERCETTORI();
+  }
+}
+
+void List1_Click() {
+  FrmInserimento.SetVisible(false);
+  const bool percettore = List1.Text() != kRigaInserimento;
+  Cmdcancella.SetEnabled(percettore);
+  CmdCambia.SetEnabled(percettore);
+}
+
+void List1_DblClick() {
+  if (FrmInserimento.Visible()) {
+    FrmInserimento.SetVisible(false);
+  }
+  const std::u16string riga = List1.Text();
+  if (text::Trim(riga).empty()) {
+    return;
+  }
+  if (riga == kRigaInserimento) {
+    for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME}) {
+      ASPETTONORMALE(*casella);
+    }
+    for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME}) {
+      casella->SetText(u"");
+    }
+    FrmInserimento.SetVisible(true);
+    TEXTCF.SetFocus();
+    PULISCICAMPI();
+    return;
+  }
+  TabPERCPARCELLE.Seek(u"=", riga.substr(0, kColonneCodice));
+  if (TabPERCPARCELLE.NoMatch()) {
+    return;
+  }
+  IMPOSTATESTATA();
+  PULISCICAMPI();
+  CARICADATI();
+  FrmSelezione.SetVisible(false);
+  Frmmoduli(0).SetVisible(true);
+  Frmbottoni.SetVisible(true);
+  Frmtestata.SetVisible(true);
+}
+
+}  // namespace ANAGPARC

@@ -1,0 +1,509 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/system/files.h"
+#include "platform/system/paths.h"
+#include "platform/system/process.h"
+#include "platform/system/registry.h"
+#include "platform/text/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+void Write(const fs::path& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string Read(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool Eventually(const std::function<bool()>& condition) {
+  for (int i = 0; i < 1000 && !condition(); ++i) {
+    std::this_thread::sleep_for(10ms);
+  }
+  return condition();
+}
+
+// A process of its own; what `job` returns is its exit status. It never comes
+// back into the test runner.
+pid_t Fork(const std::function<int()>& job) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    try {
+      _exit(job());
+    } catch (const std::exception& error) {
+      fprintf(stderr, "%s\n", error.what());
+      _exit(98);
+    }
+  }
+  return pid;
+}
+
+int Wait(pid_t pid) {
+  int status = -1;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int InFork(const std::function<int()>& job) { return Wait(Fork(job)); }
+
+class System : public testing::Test {
+ protected:
+  System() {
+    std::string name = (fs::temp_directory_path() / "system_test.XXXXXX").native();
+    dir_ = mkdtemp(name.data());
+    setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
+    setenv("HOME", dir_.c_str(), 1);
+  }
+  ~System() override { fs::remove_all(dir_); }
+
+  std::u16string Name(std::string_view rest) const {
+    return sys::PathText(dir_) + text::FromUtf8(rest);
+  }
+  std::size_t Entries(const fs::path& folder) const {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(System, PathsFindEachPartWhateverItsCase) {
+  fs::create_directories(dir_ / "Archivi/Città");
+  for (const char* file : {"Archivi/S770.mdb", "Archivi/s770.MDB", "Archivi/S770.Mdb",
+                           "Archivi/città/x", "Archivi/Città/File", "Archivi/\xFF"}) {
+    Write(dir_ / file, "");
+  }
+  const struct {
+    const char* name;
+    const char* path;
+  } cases[] = {
+      {"\\Archivi\\s770.MDB", "/Archivi/s770.MDB"},
+      {"\\ARCHIVI\\S770.MDB", "/Archivi/S770.Mdb"},
+      {"/archivi\\\\CITTÀ/file", "/Archivi/Città/File"},
+      {"\\archivi\\..\\ARCHIVI\\.\\nuovo.MDB", "/Archivi/../Archivi/./nuovo.MDB"},
+      {"\\archivi\\Manca\\S770.MDB", "/Archivi/Manca/S770.MDB"},
+      {"\\archivi\\S770.mdb\\x", "/Archivi/S770.mdb/x"},
+      {"\\archivi\\", "/Archivi/"},
+      {"\\archivi\\\xEF\xBF\xBD", "/Archivi/\xEF\xBF\xBD"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(sys::ResolvePath(Name(c.name)).native(), dir_.native() + c.path);
+  }
+  EXPECT_EQ(sys::ResolvePath(u""), "");
+  EXPECT_EQ(sys::ResolvePath(u"\\\\"), "/");
+
+  const fs::path before = fs::current_path();
+  fs::current_path(dir_);
+  EXPECT_EQ(sys::ResolvePath(u"ARCHIVI\\s770.mdb"), "Archivi/S770.Mdb");
+  fs::current_path(before);
+}
+
+TEST_F(System, OpensForReadingOnlyWhatIsAFile) {
+  Write(dir_ / "File", "x");
+  fs::create_symlink("manca", dir_ / "link");
+  EXPECT_TRUE(sys::OpensForReading(Name("\\FILE")));
+  for (const auto& name : {Name(""), Name("\\manca"), Name("\\link"), Name("\\file\\"),
+                           Name("\\File") + u'\0' + u"x", std::u16string()}) {
+    EXPECT_FALSE(sys::OpensForReading(name)) << text::ToUtf8(name);
+  }
+  fs::permissions(dir_ / "File", fs::perms::none);
+  EXPECT_EQ(sys::OpensForReading(Name("\\file")), geteuid() == 0);
+}
+
+// Lets `call` fail with EOPNOTSUPP, or only where `bits` are all set in its
+// argument `argument`. The process keeps it to its end.
+void Deny(unsigned call, unsigned argument = 0, unsigned bits = 0) {
+  const auto low = static_cast<unsigned>(offsetof(seccomp_data, args) + 8 * argument);
+  sock_filter code[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 4),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, low),
+      BPF_STMT(BPF_ALU | BPF_AND | BPF_K, bits),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, bits, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program = {std::size(code), code};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    _exit(99);
+  }
+}
+
+// Each way down that a file system may force on a copy.
+const struct {
+  const char* name;
+  void (*deny)();
+} kDisks[] = {
+    {"whole", [] {}},
+    {"without O_TMPFILE", [] { Deny(SYS_openat, 2, O_TMPFILE); }},
+    {"without links", [] { Deny(SYS_linkat); }},
+    {"without copy_file_range", [] { Deny(SYS_copy_file_range); }},
+};
+
+TEST_F(System, CopyIsWholeAndForWhomTheFolderIs) {
+  std::string bytes(3'000'001, '\0');
+  std::generate(bytes.begin(), bytes.end(), std::minstd_rand());
+  Write(dir_ / "Modello.mdb", bytes);
+  for (const auto& disk : kDisks) {
+    for (const mode_t folder_mode : {0700U, 0755U, 0770U}) {
+      for (const mode_t mask : {0U, 0777U}) {
+        const fs::path folder = dir_ / "Archivi";
+        fs::create_directory(folder);
+        chmod(folder.c_str(), folder_mode);
+        const auto copy = [&] {
+          umask(mask);
+          disk.deny();
+          sys::FileCopy(Name("\\MODELLO.MDB"), Name("\\ARCHIVI\\Nuovo.MDB"));
+          return 0;
+        };
+        ASSERT_EQ(InFork(copy), 0) << disk.name;
+        struct stat info = {};
+        ASSERT_EQ(stat((folder / "Nuovo.MDB").c_str(), &info), 0) << disk.name;
+        EXPECT_EQ(info.st_mode & 07777, (folder_mode & S_IWGRP) != 0 ? 0660 : 0600) << disk.name;
+        EXPECT_TRUE(Read(folder / "Nuovo.MDB") == bytes) << disk.name;
+        EXPECT_EQ(Entries(folder), 1U) << disk.name;
+        fs::remove_all(folder);
+      }
+    }
+  }
+}
+
+TEST_F(System, CopyThatCannotBeDoneTouchesNothingAndNamesFileAndCause) {
+  Write(dir_ / "modello", "nuovo");
+  Write(dir_ / "Esiste", "vecchio");
+  chmod((dir_ / "Esiste").c_str(), 0);
+  fs::create_symlink("altrove", dir_ / "Link");
+  const struct {
+    const char* from;
+    const char* to;
+    const char* file;
+    const char* cause;
+  } cases[] = {
+      {"\\modello", "\\Esiste", "/Esiste", "esiste già"},
+      {"\\modello", "\\ESISTE", "/Esiste", "esiste già"},
+      {"\\modello", "\\link", "/Link", "esiste già"},
+      {"\\modello", "\\", "/", "non è valido"},
+      {"\\manca", "\\x", "/manca", "non esiste"},
+      {"", "\\x", "", "è una cartella"},
+      {"\\modello", "\\manca\\x", "/manca/x", "non esiste"},
+      {"\\modello", "\\modello\\x", "/modello/x", "non è una cartella"},
+  };
+  for (const auto& c : cases) {
+    try {
+      sys::FileCopy(Name(c.from), Name(c.to));
+      ADD_FAILURE() << c.to;
+    } catch (const sys::FileError& error) {
+      const std::string told = text::ToUtf8(error.Text());
+      EXPECT_NE(told.find(dir_.native() + c.file + ": "), told.npos) << told;
+      EXPECT_NE(told.find(c.cause), told.npos) << told;
+    }
+  }
+  // Full disk, and a target that comes up behind the first look at its name.
+  for (const auto& disk : kDisks) {
+    EXPECT_EQ(InFork([&] {
+                signal(SIGXFSZ, SIG_IGN);
+                const rlimit limit = {3, 3};
+                setrlimit(RLIMIT_FSIZE, &limit);
+                disk.deny();
+                try {
+                  sys::FileCopy(Name("\\modello"), Name("\\x"));
+                } catch (const sys::FileError& error) {
+                  return error.Text().find(u"troppo grande") != std::u16string::npos ? 0 : 1;
+                }
+                return 2;
+              }),
+              0)
+        << disk.name;
+    EXPECT_EQ(InFork([&] {
+                disk.deny();
+                Deny(SYS_newfstatat, 3, AT_SYMLINK_NOFOLLOW);
+                try {
+                  sys::FileCopy(Name("\\modello"), Name("\\Esiste"));
+                } catch (const sys::FileError& error) {
+                  return error.Text().find(u"esiste già") != std::u16string::npos ? 0 : 1;
+                }
+                return 2;
+              }),
+              0)
+        << disk.name;
+  }
+  EXPECT_EQ(Entries(dir_), 3U);
+  chmod((dir_ / "Esiste").c_str(), 0600);
+  EXPECT_EQ(Read(dir_ / "Esiste"), "vecchio");
+}
+
+TEST_F(System, CopyKilledAtAnyMomentLeavesAllOrNothing) {
+  constexpr std::uintmax_t kSize = 48 << 20;
+  Write(dir_ / "da", std::string(kSize, 'x'));
+  std::minstd_rand random(20150731);
+  for (int i = 0; i < 24; ++i) {
+    const auto& disk = kDisks[static_cast<std::size_t>(i) % std::size(kDisks)];
+    fs::create_directory(dir_ / "zu");
+    const pid_t child = Fork([&] {
+      disk.deny();
+      sys::FileCopy(Name("\\da"), Name("\\zu\\a"));
+      return 0;
+    });
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 120'000));
+    kill(child, SIGKILL);
+    const int end = Wait(child);
+    EXPECT_TRUE(end == 0 || end == -SIGKILL) << disk.name << ": " << end;
+    std::error_code missing;
+    const std::uintmax_t size = fs::file_size(dir_ / "zu/a", missing);
+    EXPECT_TRUE(size == kSize || (missing && end != 0)) << disk.name << ": " << size;
+    fs::remove_all(dir_ / "zu");
+  }
+}
+
+std::string Utf16(std::string_view utf8) {
+  std::string bytes = "\xFF\xFE";
+  for (const char16_t c : text::FromUtf8(utf8)) {
+    bytes += static_cast<char>(c & 0xFF);
+    bytes += static_cast<char>(c >> 8);
+  }
+  return bytes;
+}
+
+TEST_F(System, RegistryReadsAllFormsOfAValue) {
+  const std::string v5 = "Windows Registry Editor Version 5.00\r\n\r\n";
+  const std::string key = "[HKEY_CURRENT_USER\\Software\\CALVENZA\\Morvenna]\r\n";
+  const std::string other = "[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\ALTRO]\r\n";
+  const std::string one = "\"Nome\"=\"1\"\r\n";
+  const std::string is_one =
+      "1:3100"
+      "0000";
+  const struct {
+    std::string file;
+    std::string value;  // type:bytes, or empty for nothing
+  } cases[] = {
+      {v5 + key + one, is_one},
+      {Utf16(v5 + key + "\"NOME\"=\"à€\"\r\n"), "1:e000ac200000"},
+      {"\xEF\xBB\xBF" + v5 + key + "\"nome\"=\"à\"", "1:e0000000"},
+      {v5 + key + "\"nome\"=\"à\"", "1:e0000000"},
+      {"REGEDIT4\n" + key + "\"nome\"=\"\xE0\x80\"\n", "1:e000ac200000"},
+      {v5 + key + " \"nome\" = \"\" ; commento\r\n", "1:0000"},
+      {v5 + key + "\"nome\"=\"\\\\\\\"\\a\"", "1:5c0022005c0061000000"},
+      {v5 + key + "\"nome\"=dword:0001fFfe", "4:feff0100"},
+      {v5 + key + "\"nome\"=hex:", "3:"},
+      {v5 + key + "\"nome\"=hex:0,FF, 7f", "3:00ff7f"},
+      {v5 + key + "\"nome\"=hex(1):41,00,\\\r\n  42,\\ ; segue\r\n  00\r\n", "1:41004200"},
+      {"REGEDIT4\n" + key + "\"nome\"=hex(2):41,80,\\\n  00\n", "2:4100ac200000"},
+      {"REGEDIT4\n" + key + "\"nome\"=hex(b):41,80", "11:4180"},
+      // A good value after another, and what takes it away.
+      {v5 + key + "\"nome\"=\"2\"\r\n" + other + "\"nome\"=\"3\"\r\n" + key + one, is_one},
+      {v5 + key + one + "\"nome\"=-", ""},
+      {v5 + key + one + "[-HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA]\r\n", ""},
+      {v5 + key + one + "[-HKEY_CURRENT_USER\\SOFTWARE\\CALV]\r\n", is_one},
+      {v5 + "[-" + key.substr(1) + one, ""},
+      {v5 + other + one, ""},
+      // What is malformed is as if it weren't there.
+      {v5 + key + one + "\"nome\"=\"2\r\n\"nome=\"3\"\r\n\"nome\"\"4\"\r\n\"nome\"=\"5\"x\r\n",
+       is_one},
+      {v5 + key + one + "\"nome\"=dword:123456789\r\n\"nome\"=dword:\r\n\"nome\"=dword:1x", is_one},
+      {v5 + key + one + "\"nome\"=hex:100\r\n\"nome\"=hex:1 2\r\n\"nome\"=hex(:1\r\n", is_one},
+      {v5 + key + one + "\"nome\"=hex(123456789):1\r\n\"nome\"=hex:1,,2\r\n\"nome\"=hex:1,\\",
+       is_one},
+      {v5 + key + "\"nome\"=hex:01,\\\r\n" + one, is_one},
+      {v5 + key + "[HKEY_CURRENT_USER\\ALTRO\r\n" + one, ""},
+      {v5 + key + ";" + one, ""},
+      {"; a mano\r\n\r\nREGEDIT4\r\n" + key + one, is_one},
+      {key + one, ""},
+      {"REGEDIT5\r\n" + key + one, ""},
+      {"", ""},
+  };
+  setenv("MORVENNA_REGISTRO", (dir_ / "registro").c_str(), 1);
+  for (const auto& c : cases) {
+    Write(dir_ / "registro", c.file);
+    const auto found =
+        sys::ReadRegistry(u"HKEY_CURRENT_USER", u"SOFTWARE\\CALVENZA\\MORVENNA", u"NOME");
+    std::string value = found ? std::to_string(found->type) + ':' : "";
+    for (const std::uint8_t byte : found ? found->data : std::vector<std::uint8_t>()) {
+      value += "0123456789abcdef"[byte >> 4];
+      value += "0123456789abcdef"[byte & 15];
+    }
+    EXPECT_EQ(value, c.value) << c.file;
+  }
+}
+
+TEST_F(System, RegistryFileIsWhereTheEnvironmentSays) {
+  const auto type = [](std::u16string_view name) {
+    const auto found = sys::ReadRegistry(u"HKEY_CURRENT_USER", u"K", name);
+    return found ? found->type : 0;
+  };
+  const std::string file = "REGEDIT4\n[HKEY_CURRENT_USER\\K]\n@=";
+  fs::create_directories(dir_ / "xdg/morvenna");
+  fs::create_directories(dir_ / ".config/morvenna");
+  Write(dir_ / ".config/morvenna/registro.reg", file + "hex(5):");
+  Write(dir_ / "xdg/morvenna/registro.reg", file + "hex(6):");
+  Write(dir_ / "mio", file + "hex(7):");
+  setenv("XDG_CONFIG_HOME", "", 1);
+  unsetenv("MORVENNA_REGISTRO");
+  EXPECT_EQ(type(u""), 5U);
+  setenv("XDG_CONFIG_HOME", (dir_ / "xdg").c_str(), 1);
+  EXPECT_EQ(type(u""), 6U);
+  setenv("MORVENNA_REGISTRO", (dir_ / "mio").c_str(), 1);
+  EXPECT_EQ(type(u""), 7U);
+  setenv("MORVENNA_REGISTRO", dir_.c_str(), 1);
+  EXPECT_EQ(type(u""), 0U);
+}
+
+int Locked() { return sys::PrevInstance() ? 1 : 0; }
+
+TEST_F(System, LockIsFreeAgainHoweverItsHolderEnds) {
+  for (const bool session : {true, false}) {
+    setenv("TMPDIR", dir_.c_str(), 1);
+    session ? setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1) : unsetenv("XDG_RUNTIME_DIR");
+    const fs::path file = session
+                              ? dir_ / "anagparc.lock"
+                              : dir_ / ("anagparc-" + std::to_string(geteuid())) / "anagparc.lock";
+    const pid_t holder = Fork([&] {
+      if (Locked() == 0 && Locked() == 0) {
+        Write(dir_ / "held", "");
+        pause();
+      }
+      return 1;
+    });
+    ASSERT_TRUE(Eventually([&] { return fs::exists(dir_ / "held"); }));
+    EXPECT_TRUE(fs::exists(file));
+    EXPECT_EQ(InFork(Locked), 1);
+    kill(holder, SIGKILL);
+    EXPECT_EQ(Wait(holder), -SIGKILL);
+    EXPECT_EQ(InFork(Locked), 0);
+    fs::remove(dir_ / "held");
+  }
+  // A folder that others have laid out for us isn't used, and no lock is no
+  // other copy.
+  const fs::path own = dir_ / ("anagparc-" + std::to_string(geteuid()));
+  fs::remove_all(own);
+  fs::create_directory(dir_ / "trappola");
+  fs::create_symlink("trappola", own);
+  EXPECT_EQ(InFork(Locked), 0);
+  EXPECT_TRUE(fs::is_empty(dir_ / "trappola"));
+  unsetenv("TMPDIR");
+}
+
+TEST_F(System, StartedProgramLivesOnWithoutOurFilesAndLock) {
+  Write(dir_ / "Padre.exe",
+        "#!/bin/sh\nls -l /proc/self/fd >\"$0.fd\"\necho $$ >\"$0.tmp\"\n"
+        "mv \"$0.tmp\" \"$0.pid\"\nexec sleep 60\n");
+  chmod((dir_ / "Padre.exe").c_str(), 0700);
+  Write(dir_ / "testo", "x");
+  EXPECT_EQ(InFork([&] {
+              const int open_file = open((dir_ / "testo").c_str(), O_RDONLY);
+              const bool refused = !sys::StartProgram(Name("\\manca")) &&
+                                   !sys::StartProgram(Name("\\testo")) &&
+                                   !sys::StartProgram(Name("")) && !sys::StartProgram(u"");
+              const bool started = Locked() == 0 && sys::StartProgram(Name("\\PADRE.EXE"));
+              const bool no_child = waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+              return open_file >= 0 && refused && started && no_child ? 0 : 1;
+            }),
+            0);
+  ASSERT_TRUE(Eventually([&] { return fs::exists(dir_ / "Padre.exe.pid"); }));
+  const pid_t program = std::stoi(Read(dir_ / "Padre.exe.pid"));
+  EXPECT_EQ(kill(program, 0), 0);
+  EXPECT_NE(getsid(program), getsid(0));
+  EXPECT_EQ(InFork(Locked), 0);
+  const std::string files = Read(dir_ / "Padre.exe.fd");
+  EXPECT_EQ(files.find("testo"), files.npos) << files;
+  EXPECT_EQ(files.find(".lock"), files.npos) << files;
+  kill(program, SIGKILL);
+}
+
+// A program of this machine, run to the end of the test.
+class Program {
+ public:
+  explicit Program(std::vector<const char*> words) {
+    words.push_back(nullptr);
+    pid_ = Fork([&] { return execvp(words[0], const_cast<char* const*>(words.data())); });
+  }
+  ~Program() {
+    kill(pid_, SIGKILL);
+    Wait(pid_);
+  }
+
+ private:
+  pid_t pid_;
+};
+
+TEST_F(System, ActivatesTheWindowOfExactlyThisTitle) {
+  setenv("DISPLAY", ":none", 1);
+  EXPECT_FALSE(sys::ActivateWindow(u"7702015"));
+#ifndef ANAGPARC_XCB
+  GTEST_SKIP() << "built without xcb";
+#endif
+  for (const char* tool : {"Xvfb", "xev", "xdotool"}) {
+    if (std::system((std::string("command -v >/dev/null ") + tool).c_str()) != 0) {
+      GTEST_SKIP() << "no " << tool;
+    }
+  }
+  for (const bool managed : {false, true}) {
+    if (managed && std::system("command -v >/dev/null openbox") != 0) {
+      GTEST_SKIP() << "no openbox";
+    }
+    const std::string number = (dir_ / "display").native();
+    fs::remove(number);
+    const Program server(
+        {"sh", "-c", "exec Xvfb -noreset -displayfd 3 3>\"$0\" 2>/dev/null", number.c_str()});
+    ASSERT_TRUE(Eventually([&] { return Read(number).ends_with('\n'); }));
+    setenv("DISPLAY", (":" + Read(number).substr(0, Read(number).find('\n'))).c_str(), 1);
+    const auto shell = [&](const std::string& command) {
+      return std::system((command + " >" + number + ".out 2>/dev/null").c_str()) == 0
+                 ? Read(number + ".out")
+                 : "";
+    };
+    std::optional<Program> manager;
+    if (managed) {
+      manager.emplace(std::vector<const char*>{"openbox"});
+      ASSERT_TRUE(Eventually([&] { return shell("xdotool get_num_desktops") != ""; }));
+    }
+    const char* const quiet = "exec xev -name \"$0\" >/dev/null";
+    const Program parent({"sh", "-c", quiet, "7702015"});
+    ASSERT_TRUE(Eventually([&] { return shell("xdotool search --name 7702015") != ""; }));
+    const Program longer({"sh", "-c", quiet, "7702015 bis"});
+    const auto has_focus = [&](const std::string& title) {
+      return Eventually(
+          [&] { return shell("xdotool getwindowfocus getwindowname") == title + "\n"; });
+    };
+    ASSERT_TRUE(Eventually([&] { return sys::ActivateWindow(u"7702015 bis"); }));
+    EXPECT_TRUE(has_focus("7702015 bis"));
+    EXPECT_TRUE(sys::ActivateWindow(u"7702015"));
+    EXPECT_TRUE(has_focus("7702015"));
+    EXPECT_FALSE(sys::ActivateWindow(u"770201"));
+    EXPECT_FALSE(sys::ActivateWindow(u"7702015 BIS"));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,181 @@
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <string>
+
+#include "archivio/archivio.h"
+#include "archivio/schema.h"
+#include "archivio/sqlite.h"
+#include "platform/system/paths.h"
+#include "platform/text/text.h"
+
+namespace archivio {
+
+namespace {
+
+std::string Upper(std::string_view name) {
+  std::string upper(name);
+  for (char& c : upper) {
+    c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  }
+  return upper;
+}
+
+bool Same(std::string_view a, std::string_view b) { return Upper(a) == Upper(b); }
+
+// SQLite's own rule for which declared types keep a text as it is: others turn
+// the code 002 into the number 2.
+bool KeepsText(std::string_view type) {
+  const std::string upper = Upper(type);
+  const auto has = [&upper](const char* part) { return upper.find(part) != std::string::npos; };
+  return !has("INT") && (has("CHAR") || has("CLOB") || has("TEXT"));
+}
+
+class Checker {
+ public:
+  Checker(const std::filesystem::path& file, std::vector<std::string>& findings)
+      : database_(file, Sqlite::Mode::kRead), findings_(findings) {}
+
+  void Run() {
+    // All that follows sees one state of the file.
+    database_.Run("BEGIN");
+    CheckPages();
+    for (const Table& table : Tables()) {
+      CheckTable(table);
+    }
+  }
+
+ private:
+  struct FoundColumn {
+    std::string name;
+    std::string type;
+  };
+
+  void Find(std::string text) { findings_.push_back(std::move(text)); }
+
+  void CheckPages() {
+    Statement check(database_, "PRAGMA integrity_check");
+    while (check.Next()) {
+      if (const std::string fault = check.Text(0); fault != "ok") {
+        Find("File danneggiato: " + fault + ".");
+      }
+    }
+  }
+
+  void CheckTable(const Table& table) {
+    const std::string label = "Tabella " + std::string(table.name) + ": ";
+    Statement table_query(
+        database_, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = ? COLLATE NOCASE");
+    if (!table_query.Bind(1, table.name).Next()) {
+      Find(label + "manca.");
+      return;
+    }
+    std::vector<FoundColumn> found;
+    Statement column_query(database_, "SELECT name, type FROM pragma_table_info(?)");
+    column_query.Bind(1, table.name);
+    while (column_query.Next()) {
+      found.push_back({column_query.Text(0), column_query.Text(1)});
+    }
+    for (const Column& column : Columns(table)) {
+      const auto same = std::find_if(found.begin(), found.end(), [&](const FoundColumn& candidate) {
+        return Same(candidate.name, column.name);
+      });
+      if (column.needed && same == found.end()) {
+        Find(label + "manca la colonna " + std::string(column.name) + ".");
+      } else if (column.needed && !KeepsText(same->type)) {
+        Find(label + "la colonna " + same->name + " non è di tipo testo.");
+      }
+    }
+    for (const Index& index : table.indexes) {
+      if (index.use != Use::kOrder) {
+        CheckIndex(table, index);
+      }
+    }
+  }
+
+  void CheckIndex(const Table& table, const Index& index) {
+    const std::string name = std::string(table.name) + "." + std::string(index.name);
+    const std::string label = "Indice " + name + ": ";
+    Statement list(database_,
+                   "SELECT \"unique\", partial FROM pragma_index_list(?) "
+                   "WHERE name = ? COLLATE NOCASE");
+    if (!list.Bind(1, table.name).Bind(2, name).Next()) {
+      Find(label + "manca.");
+      return;
+    }
+    if (index.use == Use::kUniqueKey && !list.Flag(0)) {
+      Find(label + "ammette chiavi doppie.");
+    }
+    if (list.Flag(1)) {
+      Find(label + "non comprende tutte le righe.");
+    }
+    std::vector<std::array<std::string, 2>> keys;
+    Statement key_query(database_,
+                        "SELECT name, coll, \"desc\" FROM pragma_index_xinfo(?) WHERE key");
+    key_query.Bind(1, name);
+    while (key_query.Next()) {
+      keys.push_back({key_query.Text(0), key_query.Text(1)});
+      if (key_query.Flag(2)) {
+        Find(label + "è in ordine decrescente.");
+      }
+    }
+    // Where the program doesn't know the columns any one may be the key.
+    const std::vector<Column> columns = Columns(table);
+    const bool known = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
+      return column.needed && column.name == index.columns;
+    });
+    if (keys.size() != 1 || keys[0][0].empty() || (known && !Same(keys[0][0], index.columns))) {
+      Find(label + "la chiave non è " +
+           (known ? "la colonna " + std::string(index.columns) : "una sola colonna") + ".");
+    } else if (!Same(keys[0][1], "RTRIM") || !Same(ColumnCollation(table, keys[0][0]), "RTRIM")) {
+      Find(label + "la chiave distingue gli spazi finali (manca COLLATE RTRIM).");
+    }
+  }
+
+  std::string ColumnCollation(const Table& table, const std::string& column) {
+    const char* collation = nullptr;
+    const std::string name(table.name);
+    if (sqlite3_table_column_metadata(database_.Handle(), nullptr, name.c_str(), column.c_str(),
+                                      nullptr, &collation, nullptr, nullptr,
+                                      nullptr) != SQLITE_OK) {
+      database_.Fail();
+    }
+    return collation;
+  }
+
+  Sqlite database_;
+  std::vector<std::string>& findings_;
+};
+
+}  // namespace
+
+std::vector<std::string> Check(const std::filesystem::path& file) {
+  const std::string label = "File " + text::ToUtf8(sys::PathText(file)) + ": ";
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(file, error)) {
+    return {label + "non esiste o non è un file."};
+  }
+  // The write-ahead mode is told by the file's head: opening such a file would
+  // leave others beside it.
+  std::array<char, 20> head = {};
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) {
+    return {label + "non si può leggere."};
+  }
+  if (!stream.read(head.data(), head.size()) ||
+      std::string_view(head.data(), 16) != std::string_view("SQLite format 3", 16)) {
+    return {label + "non è un archivio."};
+  }
+  if (head[18] != 1 || head[19] != 1) {
+    return {label + "è in modalità WAL, il programma vuole il giornale di ripristino."};
+  }
+  std::vector<std::string> findings;
+  try {
+    Checker(file, findings).Run();
+  } catch (const Failure& failure) {
+    findings.push_back(failure.what());
+  }
+  return findings;
+}
+
+}  // namespace archivio

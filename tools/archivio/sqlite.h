@@ -1,0 +1,56 @@
+// The little of SQLite that archives are made and checked with.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace archivio {
+
+// A connection. All its failures, and those of its statements, are Failure.
+class Sqlite {
+ public:
+  enum class Mode { kRead, kWrite };
+
+  // The file must exist.
+  Sqlite(const std::filesystem::path& file, Mode mode);
+
+  void Run(const std::string& sql);
+  [[noreturn]] void Fail() const;
+  sqlite3* Handle() const { return handle_.get(); }
+
+ private:
+  struct Closer {
+    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+  };
+  std::filesystem::path file_;
+  std::unique_ptr<sqlite3, Closer> handle_;
+};
+
+class Statement {
+ public:
+  Statement(const Sqlite& database, std::string_view sql);
+
+  // Parameters count from 1. The text must live until the statement has run.
+  Statement& Bind(int parameter, std::string_view text);
+  // The next row, or false behind the last one; then it can run again.
+  bool Next();
+  // Columns of the row count from 0; Null gives the empty text.
+  std::string Text(int column) const;
+  bool Flag(int column) const { return sqlite3_column_int(handle_.get(), column) != 0; }
+
+ private:
+  struct Finalizer {
+    void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
+  };
+  const Sqlite& database_;
+  std::unique_ptr<sqlite3_stmt, Finalizer> handle_;
+};
+
+// `name` as an identifier in an SQL text.
+std::string Name(std::string_view name);
+
+}  // namespace archivio

@@ -1,0 +1,94 @@
+// anagparc-script: runs the program from a text of user actions.
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "frame/ANAGPARC.h"
+#include "platform/text/text.h"
+#include "script.h"
+#ifdef ANAGPARC_WITH_QT
+#include "qt_hands.h"
+#endif
+
+namespace {
+
+constexpr std::string_view kUsage =
+    "uso: anagparc-script [--screen none|qt] [--command-line TESTO] [FILE]\n";
+
+struct Options {
+  bool qt = false;
+  std::string commandLine;
+  std::string file;  // empty: standard input
+};
+
+std::optional<Options> Read(int argc, char** argv) {
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (word == "--screen" && i + 1 < argc) {
+      const std::string_view screen = argv[++i];
+      if (screen != "none" && screen != "qt") {
+        return std::nullopt;
+      }
+      options.qt = screen == "qt";
+    } else if (word == "--command-line" && i + 1 < argc) {
+      options.commandLine = argv[++i];
+    } else if (options.file.empty() && !word.empty() && !word.starts_with("--")) {
+      options.file = word;
+    } else {
+      return std::nullopt;
+    }
+  }
+  return options;
+}
+
+int RunScript(std::istream& lines, script::Answers& answers, script::Hands& hands) {
+  script::Printer printer(std::cout);
+  toolkit::App().witness = &printer;
+  if (ANAGPARC::Me.Load()) {
+    hands.Begin();
+    script::Run(lines, std::cout, answers, hands);
+  }
+  std::cout.flush();
+  toolkit::App().witness = nullptr;
+  return toolkit::App().ended ? toolkit::App().status : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto options = Read(argc, argv);
+  if (!options) {
+    std::cerr << kUsage;
+    return 2;
+  }
+  std::ifstream file;
+  if (!options->file.empty()) {
+    file.open(options->file);
+    if (!file) {
+      std::cerr << "impossibile leggere " << options->file << '\n';
+      return 2;
+    }
+  }
+  std::istream& lines = options->file.empty() ? std::cin : file;
+
+  ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(options->commandLine));
+  script::Answers answers;
+  if (options->qt) {
+#ifdef ANAGPARC_WITH_QT
+    const auto hands = script::MakeQtHands(answers);
+    return RunScript(lines, answers, *hands);
+#else
+    std::cerr << "anagparc-script: compilato senza Qt, --screen qt non c'è\n";
+    return 2;
+#endif
+  }
+  script::NoScreen screen(answers);
+  script::ModelHands hands;
+  toolkit::App().view = &screen;
+  const int status = RunScript(lines, answers, hands);
+  toolkit::App().view = nullptr;
+  return status;
+}

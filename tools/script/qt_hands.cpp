@@ -1,0 +1,234 @@
+#include "qt_hands.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QClipboard>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPixmap>
+#include <QTest>
+#include <QTimer>
+#include <QWidget>
+#include <QWindow>
+
+#include "frame/ANAGPARC.h"
+#include "platform/desktop/desktop.h"
+#include "platform/text/text.h"
+
+namespace script {
+
+namespace {
+
+using toolkit::Control;
+using toolkit::KeyStroke;
+using toolkit::ListBox;
+
+Qt::Key QtKey(toolkit::Key key) {
+  switch (key) {
+    case toolkit::Key::Backspace:
+      return Qt::Key_Backspace;
+    case toolkit::Key::Delete:
+      return Qt::Key_Delete;
+    case toolkit::Key::Left:
+      return Qt::Key_Left;
+    case toolkit::Key::Right:
+      return Qt::Key_Right;
+    case toolkit::Key::Home:
+      return Qt::Key_Home;
+    case toolkit::Key::End:
+      return Qt::Key_End;
+    case toolkit::Key::Up:
+      return Qt::Key_Up;
+    case toolkit::Key::Down:
+      return Qt::Key_Down;
+    case toolkit::Key::PageUp:
+      return Qt::Key_PageUp;
+    case toolkit::Key::PageDown:
+      return Qt::Key_PageDown;
+    case toolkit::Key::Enter:
+      return Qt::Key_Return;
+    case toolkit::Key::Escape:
+      return Qt::Key_Escape;
+    case toolkit::Key::Tab:
+      return Qt::Key_Tab;
+    case toolkit::Key::Character:
+      break;
+  }
+  return Qt::Key_unknown;
+}
+
+// The key that bears a character, as far as it is one of the common ones.
+Qt::Key CharacterKey(std::u16string_view text) {
+  const char16_t c = text.size() == 1 ? text::Upper(text[0]) : u'\0';
+  return c >= 0x20 && c < 0x7F ? static_cast<Qt::Key>(c) : Qt::Key_unknown;
+}
+
+// The model says first whether a user could do the thing; then the events are
+// sent to the window, which finds the widget under the mouse or with the focus
+// by itself.
+class QtHands : public Hands {
+ public:
+  explicit QtHands(Answers& answers) : answers_(answers) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static char name[] = "anagparc-script";
+    static char* argv[] = {name, nullptr};
+    static int argc = 1;
+    application_ = std::make_unique<QApplication>(argc, argv);
+    const toolkit::ScreenObject screen = toolkit::Screen;
+    window_ = std::make_unique<desktop::Window>(ANAGPARC::Me);
+    toolkit::Screen = screen;  // the same one as without a window
+    window_->whenAsked = [this](QMessageBox& box, const toolkit::Message& message) {
+      Answer(box, message);
+    };
+    toolkit::App().view = window_.get();
+  }
+  ~QtHands() override { toolkit::App().view = nullptr; }
+
+  void Begin() override {
+    window_->Show();
+    [[maybe_unused]] const bool active = QTest::qWaitForWindowActive(&window_->Widget());
+  }
+
+  bool Click(Control& control) override {
+    const auto place = ANAGPARC::Me.PlaceToClick(control);
+    if (!place) {
+      return false;
+    }
+    Mouse(window_->PixelOf(*place));
+    return true;
+  }
+
+  bool ClickRow(ListBox& list, int row) override {
+    const auto pixel = RowPixel(list, row);
+    if (!pixel) {
+      return false;
+    }
+    Mouse(*pixel);
+    return true;
+  }
+
+  bool DblClickRow(ListBox& list, int row) override {
+    const auto pixel = RowPixel(list, row);
+    if (!pixel) {
+      return false;
+    }
+    Mouse(*pixel);
+    if (!toolkit::App().ended) {
+      QTest::mouseDClick(Target(), Qt::LeftButton, {}, *pixel);
+    }
+    return true;
+  }
+
+  bool Focus(Control& control) override {
+    window_->WidgetOf(control)->setFocus(Qt::OtherFocusReason);
+    return true;
+  }
+
+  bool Caret(int offset) override {
+    Send(Qt::Key_Home);
+    for (int i = 0; i < offset; ++i) {
+      const auto* box = static_cast<toolkit::TextBox*>(ANAGPARC::Me.Focus());
+      if (box->SelStart() >= offset || box->SelStart() >= static_cast<int>(box->Text().size())) {
+        break;
+      }
+      Send(Qt::Key_Right);
+    }
+    return true;
+  }
+
+  bool Key(const KeyStroke& stroke) override {
+    const bool tab = stroke.key == toolkit::Key::Tab;
+    if (!tab && ANAGPARC::Me.Focus() == nullptr) {
+      return false;
+    }
+    if (stroke.key == toolkit::Key::Character) {
+      Send(CharacterKey(stroke.text), {}, QString::fromUtf16(stroke.text.data(),
+                                                             std::ssize(stroke.text)));
+    } else if (tab && stroke.shift) {
+      Send(Qt::Key_Backtab, Qt::ShiftModifier);
+    } else {
+      Send(QtKey(stroke.key));
+    }
+    return true;
+  }
+
+  bool Paste(std::u16string_view clipboard) override {
+    window_->SetClipboard(clipboard);
+    Send(Qt::Key_V, Qt::ControlModifier);
+    return true;
+  }
+
+  bool Access(char16_t letter) override {
+    if (!HasAccess(letter)) {
+      return false;
+    }
+    Send(CharacterKey({&letter, 1}), Qt::AltModifier, QString(QChar(letter)));
+    return true;
+  }
+
+  bool Close() override {
+    window_->Widget().close();
+    return true;
+  }
+
+  bool Screenshot(const std::string& file) override {
+    QApplication::processEvents();
+    if (!window_->Widget().grab().save(QString::fromStdString(file), "PNG")) {
+      throw Error{u"impossibile scrivere " + text::FromUtf8(file)};
+    }
+    return true;
+  }
+
+ private:
+  QWindow* Target() { return window_->Widget().windowHandle(); }
+
+  void Mouse(QPoint pixel) { QTest::mouseClick(Target(), Qt::LeftButton, {}, pixel); }
+
+  void Send(Qt::Key key, Qt::KeyboardModifiers modifiers = {}, const QString& text = {}) {
+    if (!toolkit::App().ended) {
+      QTest::sendKeyEvent(QTest::Click, Target(), key, text, modifiers);
+    }
+  }
+
+  std::optional<QPoint> RowPixel(const ListBox& list, int row) {
+    if (row >= list.ListCount()) {
+      return std::nullopt;
+    }
+    return window_->ShowRow(list, row);
+  }
+
+  bool HasAccess(char16_t letter) const {
+    for (const Control* control : ANAGPARC::Me.Controls()) {
+      if (control->CanFocus() && toolkit::Form::AccessKey(control->Caption()) ==
+                                     text::Upper(letter)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // Clicks the button once the box waits in its own loop.
+  void Answer(QMessageBox& box, const toolkit::Message& message) {
+    int code = 0;
+    try {
+      code = answers_.Next(message);
+    } catch (const Error& error) {
+      Fail(error);
+    }
+    QAbstractButton* button = desktop::Window::AnswerButton(box, code);
+    QTimer::singleShot(0, &box, [&box, button] {
+      [[maybe_unused]] const bool active = QTest::qWaitForWindowExposed(&box);
+      QTest::mouseClick(button, Qt::LeftButton);
+    });
+  }
+
+  Answers& answers_;
+  std::unique_ptr<QApplication> application_;
+  std::unique_ptr<desktop::Window> window_;
+};
+
+}  // namespace
+
+std::unique_ptr<Hands> MakeQtHands(Answers& answers) { return std::make_unique<QtHands>(answers); }
+
+}  // namespace script

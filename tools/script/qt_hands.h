@@ -1,0 +1,15 @@
+// The user's hands on real widgets, by real events, on a platform of Qt's that
+// needs no display.
+#pragma once
+
+#include <memory>
+
+#include "script.h"
+
+namespace script {
+
+// Makes the application and the window; they live as long as the hands.
+// The result is also the toolkit's screen.
+std::unique_ptr<Hands> MakeQtHands(Answers& answers);
+
+}  // namespace script

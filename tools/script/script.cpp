@@ -1,0 +1,515 @@
+#include "script.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "platform/text/text.h"
+
+namespace script {
+
+using toolkit::Control;
+using toolkit::Key;
+using toolkit::KeyStroke;
+using toolkit::Kind;
+using toolkit::ListBox;
+using toolkit::TextBox;
+
+namespace {
+
+int g_line = 0;  // being run; 0 before the first
+
+std::string Text(std::u16string_view s) { return text::ToUtf8(s); }
+
+}  // namespace
+
+std::string Quote(std::u16string_view text) {
+  std::string out = "\"";
+  for (const char c : Text(text)) {
+    switch (c) {
+      case '"':
+      case '\\':
+        out += '\\';
+        out += c;
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out + '"';
+}
+
+void Fail(const Error& error) {
+  std::cout.flush();
+  std::cerr << "riga " << g_line << ": " << Text(error.text) << std::endl;
+  std::_Exit(2);
+}
+
+// --- What the program tells
+
+int Answers::Next(const toolkit::Message& message) {
+  if (message.buttons.size() == 1) {
+    return message.buttons[0].code;
+  }
+  if (codes_.empty()) {
+    throw Error{u"nessuna risposta pronta per la domanda: " + message.text};
+  }
+  const int code = codes_.front();
+  codes_.pop_front();
+  for (const auto& button : message.buttons) {
+    if (button.code == code) {
+      return code;
+    }
+  }
+  throw Error{u"la domanda non ha il pulsante " + text::Decimal(code) + u": " + message.text};
+}
+
+int NoScreen::Ask(const toolkit::Message& message) {
+  try {
+    return answers_.Next(message);
+  } catch (const Error& error) {
+    Fail(error);
+  }
+}
+
+void Printer::MessageShown(const toolkit::Message& message, int answer) {
+  out_ << "MsgBox flags=" << message.flags << " answer=" << answer
+       << " title=" << Quote(message.title) << " text=" << Quote(message.text) << '\n';
+}
+void Printer::Beeped() { out_ << "Beep\n"; }
+void Printer::Activated(std::u16string_view title, bool found) {
+  out_ << "Activate " << Quote(title) << " = " << (found ? 1 : 0) << '\n';
+}
+void Printer::Started(std::u16string_view path) { out_ << "Shell " << Quote(path) << '\n'; }
+void Printer::Ended(int status) { out_ << "End " << status << '\n'; }
+
+// --- Hands on the model alone
+
+namespace {
+
+toolkit::Form& Form() { return ANAGPARC::Me; }
+
+}  // namespace
+
+bool ModelHands::Click(Control& control) { return Form().UserClick(control); }
+bool ModelHands::ClickRow(ListBox& list, int row) { return Form().UserClickRow(list, row); }
+bool ModelHands::DblClickRow(ListBox& list, int row) {
+  if (!Form().UserClickRow(list, row)) {
+    return false;
+  }
+  Form().UserDblClickRow(list, row);
+  return true;
+}
+bool ModelHands::Focus(Control& control) { return Form().UserFocus(control); }
+bool ModelHands::Caret(int offset) { return Form().UserClick(*Form().Focus(), offset); }
+bool ModelHands::Key(const KeyStroke& stroke) { return Form().UserKey(stroke); }
+bool ModelHands::Paste(std::u16string_view clipboard) {
+  toolkit::App().view->SetClipboard(clipboard);
+  return Form().UserPaste();
+}
+bool ModelHands::Access(char16_t letter) { return Form().UserAccess(letter); }
+bool ModelHands::Close() { return Form().UserClose(); }
+bool ModelHands::Screenshot(const std::string&) { return false; }
+
+// --- Words of a line
+
+namespace {
+
+struct Word {
+  std::u16string text;
+  bool quoted = false;
+};
+
+std::vector<Word> Split(std::u16string_view line) {
+  std::vector<Word> words;
+  std::size_t i = 0;
+  while (i < line.size()) {
+    if (line[i] == u' ' || line[i] == u'\t') {
+      ++i;
+      continue;
+    }
+    Word word;
+    if (line[i] != u'"') {
+      while (i < line.size() && line[i] != u' ' && line[i] != u'\t') {
+        word.text += line[i++];
+      }
+      words.push_back(word);
+      continue;
+    }
+    word.quoted = true;
+    for (++i; i < line.size() && line[i] != u'"'; ++i) {
+      if (line[i] != u'\\') {
+        word.text += line[i];
+        continue;
+      }
+      const char16_t escaped = ++i < line.size() ? line[i] : u'\0';
+      switch (escaped) {
+        case u'"':
+        case u'\\':
+          word.text += escaped;
+          break;
+        case u'r':
+          word.text += u'\r';
+          break;
+        case u'n':
+          word.text += u'\n';
+          break;
+        default:
+          throw Error{u"dopo \\ sono ammessi \" \\ r n"};
+      }
+    }
+    if (i >= line.size()) {
+      throw Error{u"manca la virgoletta di chiusura"};
+    }
+    ++i;
+    words.push_back(word);
+  }
+  return words;
+}
+
+std::optional<int> Number(std::u16string_view s) {
+  const std::string digits = Text(s);
+  int n = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), n);
+  if (error != std::errc() || end != digits.data() + digits.size()) {
+    return std::nullopt;
+  }
+  return n;
+}
+
+int NumberOf(const Word& word) {
+  const auto n = word.quoted ? std::nullopt : Number(word.text);
+  if (!n) {
+    throw Error{u"non è un numero: " + word.text};
+  }
+  return *n;
+}
+
+// --- Names
+
+Control* FindControl(std::u16string_view name) {
+  for (Control* control : Form().Controls()) {
+    if (control->FullName() == name) {
+      return control;
+    }
+  }
+  return nullptr;
+}
+
+Control& ControlOf(const Word& word) {
+  Control* control = FindControl(word.text);
+  if (control == nullptr) {
+    throw Error{u"controllo sconosciuto: " + word.text};
+  }
+  return *control;
+}
+
+ListBox& ListOf(const Word& word) {
+  Control& control = ControlOf(word);
+  if (control.Type() != Kind::ListBox) {
+    throw Error{u"non è una lista: " + word.text};
+  }
+  return static_cast<ListBox&>(control);
+}
+
+using Shown = std::optional<std::string>;
+
+Shown Flag(bool on) { return on ? "1" : "0"; }
+Shown Int(long long n) { return std::to_string(n); }
+
+Shown Variable(std::u16string_view name) {
+  using namespace ANAGPARC;
+  using namespace MOD770BAS;
+  static const std::map<std::u16string_view, std::function<Shown()>> variables = {
+      {u"FlagFormCaricato", [] { return Int(FlagFormCaricato); }},
+      {u"FlagVariazioni", [] { return Int(FlagVariazioni); }},
+      {u"FlagErroreCampi", [] { return Int(FlagErroreCampi); }},
+      {u"FlagNuovaAnagrafica", [] { return Int(FlagNuovaAnagrafica); }},
+      {u"RispostaUtente", [] { return Int(RispostaUtente); }},
+      {u"TabellaAperta", [] { return Int(TabellaAperta); }},
+      {u"IndiceCampo", [] { return Int(static_cast<long long>(IndiceCampo)); }},
+      {u"CFCorrente", [] { return Quote(CFCorrente); }},
+      {u"CFPrecedente", [] { return Quote(CFPrecedente); }},
+      {u"PercorsoArchivi", [] { return Quote(PercorsoArchivi); }},
+      {u"PercorsoProgrammi", [] { return Quote(PercorsoProgrammi); }},
+  };
+  const auto found = variables.find(name);
+  return found == variables.end() ? std::nullopt : found->second();
+}
+
+Shown FormProperty(std::u16string_view property) {
+  toolkit::Form& form = Form();
+  if (property == u"Caption") return Quote(form.Caption());
+  if (property == u"BackColor") return Int(form.BackColor());
+  if (property == u"Left") return Int(form.Left());
+  if (property == u"Top") return Int(form.Top());
+  if (property == u"Width") return Int(form.Width());
+  if (property == u"Height") return Int(form.Height());
+  return std::nullopt;
+}
+
+Shown TextProperty(const TextBox& box, std::u16string_view property) {
+  if (property == u"Text") return Quote(box.Text());
+  if (property == u"SelStart") return Int(box.SelStart());
+  if (property == u"MaxLength") return Int(box.MaxLength());
+  if (property == u"Locked") return Flag(box.Locked());
+  return std::nullopt;
+}
+
+Shown ListProperty(const ListBox& list, std::u16string_view property) {
+  if (property == u"Text") return Quote(list.Text());
+  if (property == u"ListIndex") return Int(list.ListIndex());
+  if (property == u"ListCount") return Int(list.ListCount());
+  return std::nullopt;
+}
+
+Shown Property(Control& control, std::u16string_view property) {
+  if (property == u"Visible") return Flag(control.Visible());
+  if (property == u"Enabled") return Flag(control.Enabled());
+  if (property == u"ForeColor") return Int(control.ForeColor());
+  if (property == u"BackColor") return Int(control.BackColor());
+  if (property == u"ToolTipText") return Quote(control.ToolTipText());
+  if (property == u"TabIndex") return Int(control.TabIndex());
+  if (property == u"Left") return Int(control.Left());
+  if (property == u"Top") return Int(control.Top());
+  if (property == u"Width") return Int(control.Width());
+  if (property == u"Height") return Int(control.Height());
+  switch (control.Type()) {
+    case Kind::TextBox:
+      return TextProperty(static_cast<TextBox&>(control), property);
+    case Kind::ListBox:
+      return ListProperty(static_cast<ListBox&>(control), property);
+    case Kind::StatusBar:
+      return property == u"Panels(1)"
+                 ? Shown(Quote(static_cast<toolkit::StatusBar&>(control).Panels(1).Text()))
+                 : std::nullopt;
+    case Kind::OptionButton:
+      if (property == u"Value") {
+        return Flag(static_cast<toolkit::OptionButton&>(control).Value());
+      }
+      [[fallthrough]];
+    default:
+      return property == u"Caption" ? Shown(Quote(control.Caption())) : std::nullopt;
+  }
+}
+
+// What a control is asked for when no property is named.
+std::u16string_view MainProperty(const Control& control) {
+  switch (control.Type()) {
+    case Kind::TextBox:
+    case Kind::ListBox:
+      return u"Text";
+    case Kind::OptionButton:
+      return u"Value";
+    case Kind::StatusBar:
+      return u"Panels(1)";
+    default:
+      return u"Caption";
+  }
+}
+
+std::string Show(const std::u16string& name) {
+  if (name == u"Focus") {
+    const Control* focus = Form().Focus();
+    return "Focus =" + (focus != nullptr ? " " + Text(focus->FullName()) : std::string());
+  }
+  const auto point = name.find(u'.');
+  const std::u16string owner = name.substr(0, point);
+  const std::u16string property = point == name.npos ? u"" : name.substr(point + 1);
+  Shown value;
+  if (Control* control = FindControl(owner)) {
+    value = Property(*control, point == name.npos ? MainProperty(*control) : property);
+  } else if (owner == Form().Name()) {
+    value = FormProperty(property);
+  } else if (owner == u"Screen" && property == u"MousePointer") {
+    value = Int(toolkit::Screen.MousePointer);
+  } else {
+    value = Variable(name);
+  }
+  if (!value) {
+    throw Error{u"nome sconosciuto: " + name};
+  }
+  return Text(name) + " = " + *value;
+}
+
+// --- Actions
+
+const std::map<std::u16string_view, KeyStroke>& Keys() {
+  static const std::map<std::u16string_view, KeyStroke> keys = {
+      {u"Backspace", {Key::Backspace}},
+      {u"Delete", {Key::Delete}},
+      {u"Left", {Key::Left}},
+      {u"Right", {Key::Right}},
+      {u"Home", {Key::Home}},
+      {u"End", {Key::End}},
+      {u"Up", {Key::Up}},
+      {u"Down", {Key::Down}},
+      {u"Enter", {Key::Enter}},
+      {u"Escape", {Key::Escape}},
+      {u"Tab", {Key::Tab}},
+      {u"ShiftTab", {.key = Key::Tab, .shift = true}},
+  };
+  return keys;
+}
+
+KeyStroke StrokeOf(const Word& word) {
+  const auto found = Keys().find(word.text);
+  if (found == Keys().end()) {
+    throw Error{u"tasto sconosciuto: " + word.text};
+  }
+  return found->second;
+}
+
+// The characters one by one, until one can't be typed.
+bool Type(Hands& hands, std::u16string_view characters) {
+  for (std::size_t i = 0; i < characters.size();) {
+    const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
+                      text::IsLowSurrogate(characters[i + 1]);
+    const std::size_t length = pair ? 2 : 1;
+    if (!hands.Key({.text = characters.substr(i, length)})) {
+      return false;
+    }
+    if (toolkit::App().ended) {
+      return true;
+    }
+    i += length;
+  }
+  return true;
+}
+
+bool ClickAt(Hands& hands, const std::vector<Word>& words) {
+  Control& control = ControlOf(words[1]);
+  const bool list = control.Type() == Kind::ListBox;
+  if (list != (words.size() == 3)) {
+    throw Error{list ? u"manca la riga della lista" : u"la riga vale solo per una lista"};
+  }
+  const int row = list ? NumberOf(words[2]) : 0;
+  if (row < -1) {
+    throw Error{u"riga non valida: " + words[2].text};
+  }
+  if (!Form().PlaceToClick(control)) {
+    return false;
+  }
+  return list ? hands.ClickRow(static_cast<ListBox&>(control), row) : hands.Click(control);
+}
+
+bool DblClickAt(Hands& hands, const std::vector<Word>& words) {
+  ListBox& list = ListOf(words[1]);
+  const int row = NumberOf(words[2]);
+  return Form().PlaceToClick(list) && hands.DblClickRow(list, row);
+}
+
+struct Command {
+  std::size_t least, most;  // words behind the command's own
+  bool quoted;              // the one word stands between quotation marks
+  std::function<bool()> run;
+};
+
+void RunLine(const std::vector<Word>& words, std::ostream& out, Answers& answers, Hands& hands,
+             std::u16string_view line) {
+  const auto focusedText = [] {
+    const Control* focus = Form().Focus();
+    return focus != nullptr && focus->Type() == Kind::TextBox;
+  };
+  constexpr std::size_t kAny = 1000;
+  const std::map<std::u16string_view, Command> commands = {
+      {u"answer",
+       {1, kAny, false,
+        [&] {
+          for (std::size_t i = 1; i < words.size(); ++i) {
+            answers.Add(NumberOf(words[i]));
+          }
+          return true;
+        }}},
+      {u"click", {1, 2, false, [&] { return ClickAt(hands, words); }}},
+      {u"dblclick", {2, 2, false, [&] { return DblClickAt(hands, words); }}},
+      {u"focus",
+       {1, 1, false,
+        [&] {
+          Control& control = ControlOf(words[1]);
+          return control.CanFocus() && hands.Focus(control);
+        }}},
+      {u"caret",
+       {1, 1, false,
+        [&] {
+          const int offset = NumberOf(words[1]);
+          return focusedText() && hands.Caret(offset);
+        }}},
+      {u"type", {1, 1, true, [&] { return Type(hands, words[1].text); }}},
+      {u"key", {1, 1, false, [&] { return hands.Key(StrokeOf(words[1])); }}},
+      {u"paste", {1, 1, true, [&] { return focusedText() && hands.Paste(words[1].text); }}},
+      {u"access",
+       {1, 1, false,
+        [&] {
+          if (words[1].text.size() != 1) {
+            throw Error{u"serve una lettera sola"};
+          }
+          return hands.Access(words[1].text[0]);
+        }}},
+      {u"close", {0, 0, false, [&] { return hands.Close(); }}},
+      {u"show",
+       {1, 1, false,
+        [&] {
+          out << Show(words[1].text) << '\n';
+          return true;
+        }}},
+      {u"list",
+       {1, 1, false,
+        [&] {
+          const ListBox& list = ListOf(words[1]);
+          for (int row = 0; row < list.ListCount(); ++row) {
+            out << Text(words[1].text) << '(' << row << ") = " << Quote(list.List(row)) << '\n';
+          }
+          return true;
+        }}},
+      {u"screenshot", {1, 1, false, [&] { return hands.Screenshot(Text(words[1].text)); }}},
+  };
+  const auto found = commands.find(words[0].text);
+  if (found == commands.end()) {
+    throw Error{u"comando sconosciuto: " + words[0].text};
+  }
+  const Command& command = found->second;
+  const std::size_t given = words.size() - 1;
+  if (given < command.least || given > command.most || (command.quoted && !words[1].quoted)) {
+    throw Error{u"argomenti sbagliati per " + words[0].text};
+  }
+  if (!command.run()) {
+    out << "ignored " << Text(line) << '\n';
+  }
+}
+
+}  // namespace
+
+void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands) {
+  std::string bytes;
+  while (!toolkit::App().ended && std::getline(lines, bytes)) {
+    ++g_line;
+    if (bytes.ends_with('\r')) {
+      bytes.pop_back();
+    }
+    const std::u16string line(text::Trim(text::FromUtf8(bytes)));
+    if (line.empty() || line[0] == u'#') {
+      continue;
+    }
+    try {
+      RunLine(Split(line), out, answers, hands, line);
+    } catch (const Error& error) {
+      out.flush();
+      Fail(error);
+    }
+  }
+}
+
+}  // namespace script

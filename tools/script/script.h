@@ -1,0 +1,103 @@
+// The language of anagparc-script: a text of user actions and looks at the
+// state, one a line, run on the form ANAGPARC (docs/anagparc-script.md).
+#pragma once
+
+#include <deque>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+#include "platform/toolkit/application.h"
+#include "platform/toolkit/form.h"
+
+namespace script {
+
+// A wrong line, or one that can't go on. The text doesn't name the line.
+struct Error {
+  std::u16string text;
+};
+
+// Answers for the questions to come, in order.
+class Answers {
+ public:
+  void Add(int code) { codes_.push_back(code); }
+  // A box with one button answers itself. Otherwise takes the next answer;
+  // throws Error where there is none, or the box has no such button.
+  int Next(const toolkit::Message& message);
+
+ private:
+  std::deque<int> codes_;
+};
+
+// The user's hands. Each member does one action and tells whether a user could
+// do it. Done on the model alone, or by real events on real widgets.
+class Hands {
+ public:
+  virtual ~Hands() = default;
+  virtual void Begin() {}  // the form has been loaded
+  virtual bool Click(toolkit::Control& control) = 0;
+  virtual bool ClickRow(toolkit::ListBox& list, int row) = 0;
+  virtual bool DblClickRow(toolkit::ListBox& list, int row) = 0;
+  virtual bool Focus(toolkit::Control& control) = 0;
+  virtual bool Caret(int offset) = 0;
+  virtual bool Key(const toolkit::KeyStroke& stroke) = 0;
+  virtual bool Paste(std::u16string_view clipboard) = 0;
+  virtual bool Access(char16_t letter) = 0;
+  virtual bool Close() = 0;
+  virtual bool Screenshot(const std::string& file) = 0;
+};
+
+// The screen that isn't there.
+class NoScreen : public toolkit::View {
+ public:
+  explicit NoScreen(Answers& answers) : answers_(answers) {}
+  int Ask(const toolkit::Message& message) override;
+  void Beep() override {}
+  void Repaint() override {}
+  std::u16string Clipboard() override { return clipboard_; }
+  void SetClipboard(std::u16string_view text) override { clipboard_ = text; }
+
+ private:
+  Answers& answers_;
+  std::u16string clipboard_;
+};
+
+class ModelHands : public Hands {
+ public:
+  bool Click(toolkit::Control& control) override;
+  bool ClickRow(toolkit::ListBox& list, int row) override;
+  bool DblClickRow(toolkit::ListBox& list, int row) override;
+  bool Focus(toolkit::Control& control) override;
+  bool Caret(int offset) override;
+  bool Key(const toolkit::KeyStroke& stroke) override;
+  bool Paste(std::u16string_view clipboard) override;
+  bool Access(char16_t letter) override;
+  bool Close() override;
+  bool Screenshot(const std::string& file) override;
+};
+
+// Prints what the program does towards the outside, a line each.
+class Printer : public toolkit::Witness {
+ public:
+  explicit Printer(std::ostream& out) : out_(out) {}
+  void MessageShown(const toolkit::Message& message, int answer) override;
+  void Beeped() override;
+  void Activated(std::u16string_view title, bool found) override;
+  void Started(std::u16string_view path) override;
+  void Ended(int status) override;
+
+ private:
+  std::ostream& out_;
+};
+
+// The text between quotation marks, with \" \\ \r \n.
+std::string Quote(std::u16string_view text);
+
+// Ends the process with status 2, after telling the error and the line it is
+// about on standard error. Fit for the middle of an event: nothing unwinds.
+[[noreturn]] void Fail(const Error& error);
+
+// Runs the lines until they or the program end.
+void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands);
+
+}  // namespace script
