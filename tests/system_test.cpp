@@ -475,6 +475,8 @@ TEST_F(System, ActivatesTheWindowOfExactlyThisTitle) {
     }
     const std::string number = (dir_ / "display").native();
     fs::remove(number);
+    // Without -noreset the server starts afresh between two clients and loses
+    // one that comes at that moment.
     const Program server(
         {"sh", "-c", "exec Xvfb -noreset -displayfd 3 3>\"$0\" 2>/dev/null", number.c_str()});
     ASSERT_TRUE(Eventually([&] { return Read(number).ends_with('\n'); }));

@@ -18,8 +18,9 @@ constexpr int kAltezza = 9120, kLarghezza = 12120;  // twips
 // and what to do, then the end, with status 1 so that the caller can tell.
 [[noreturn]] void AVVIOIMPOSSIBILE(const std::u16string& causa) {
   toolkit::MsgBox(causa +
-                      u"\r\rIl programma non può essere avviato. Ripristinare l'archivio da una "
-                      u"copia di sicurezza, oppure contattare Calvenza Servizi.",
+                      u"\r\rIl programma non può essere avviato. Controllare i permessi del file, "
+                      u"ripristinare l'archivio da una copia di sicurezza, oppure contattare "
+                      u"Calvenza Servizi.",
                   toolkit::kCritical, Titolo());
   CHIUDIDATABASE();
   toolkit::End(1);

@@ -189,15 +189,15 @@ void CAMPI(Righe& t) {
   CAMPO(t, 1, 3780, 450, 3195, u"Cognome o Denominazione", 3195, {.TabIndex = 1, .MaxLength = 30});
   CAMPO(t, 2, 7125, 450, 2220, u"Nome / continuazione denominazione", 3300, {.TabIndex = 2, .MaxLength = 20});
 
-  CAMPO(t, 3, 1800, 1365, 345, u"\rSesso ( M/F )", 705, {.TabIndex = 3, .MaxLength = 1});
-  CAMPO(t, 4, 2610, 1365, 1230, u"Data di nascita", 1230, {.TabIndex = 4, .MaxLength = 10});
-  CAMPO(t, 5, 3990, 1365, 4200, u"Comune (o Stato estero) di nascita", 4200, {.TabIndex = 5, .MaxLength = 40});
-  CAMPO(t, 6, 8340, 1365, 435, u"Prov.(sigla)", 1005, {.TabIndex = 6, .MaxLength = 2});
-  APRILISTA(t, 0, 8775, 1365, 7);
-  CAMPO(t, 9, 9420, 1365, 435, u"\rCategorie Particolari", 960, {.TabIndex = 8, .MaxLength = 2, .Locked = true});
-  APRILISTA(t, 2, 9855, 1365, 9);
-  CAMPO(t, 16, 10500, 1365, 345, u"\rEventi eccezionali", 1050, {.TabIndex = 10, .MaxLength = 1, .Locked = true});
-  APRILISTA(t, 4, 10845, 1365, 11);
+  CAMPO(t, 3, 1800, 1365, 345, u"Sesso ( M/F )", 1140, {.TabIndex = 3, .MaxLength = 1});
+  CAMPO(t, 4, 3000, 1365, 1230, u"Data di nascita", 1290, {.TabIndex = 4, .MaxLength = 10});
+  CAMPO(t, 5, 4350, 1365, 4200, u"Comune (o Stato estero) di nascita", 4200, {.TabIndex = 5, .MaxLength = 40});
+  CAMPO(t, 6, 8670, 1365, 435, u"Prov.(sigla)", 990, {.TabIndex = 6, .MaxLength = 2});
+  APRILISTA(t, 0, 9105, 1365, 7);
+  CAMPO(t, 9, 9660, 1365, 435, u"\rCategorie Particolari", 900, {.TabIndex = 8, .MaxLength = 2, .Locked = true});
+  APRILISTA(t, 2, 10095, 1365, 9);
+  CAMPO(t, 16, 10605, 1365, 345, u"\rEventi eccezionali", 960, {.TabIndex = 10, .MaxLength = 1, .Locked = true});
+  APRILISTA(t, 4, 10950, 1365, 11);
 
   ETICHETTA(t, testate3(18), f, {1800, 1935, 4500, 225}, u"Domicilio fiscale  all' 01/01/2014", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   CAMPO(t, 7, 1800, 2400, 4200, u"Comune", 4200, {.TabIndex = 12, .MaxLength = 40});

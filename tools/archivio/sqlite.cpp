@@ -38,7 +38,8 @@ std::string Cause(sqlite3* handle) {
 
 }  // namespace
 
-Sqlite::Sqlite(const std::filesystem::path& file, Mode mode) : file_(file) {
+Sqlite::Sqlite(const std::filesystem::path& file, Mode mode, const std::filesystem::path& name)
+    : name_(name) {
   sqlite3* handle = nullptr;
   const int flags = mode == Mode::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
   const int result = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
@@ -56,7 +57,7 @@ void Sqlite::Run(const std::string& sql) {
 }
 
 void Sqlite::Fail() const {
-  throw Failure("Archivio " + text::ToUtf8(sys::PathText(file_)) + ": " + Cause(handle_.get()) +
+  throw Failure("Archivio " + text::ToUtf8(sys::PathText(name_)) + ": " + Cause(handle_.get()) +
                 ".");
 }
 

@@ -15,8 +15,9 @@ class Sqlite {
  public:
   enum class Mode { kRead, kWrite };
 
-  // The file must exist.
-  Sqlite(const std::filesystem::path& file, Mode mode);
+  // The file must exist. `name` is what messages call it.
+  Sqlite(const std::filesystem::path& file, Mode mode, const std::filesystem::path& name);
+  Sqlite(const std::filesystem::path& file, Mode mode) : Sqlite(file, mode, file) {}
 
   void Run(const std::string& sql);
   [[noreturn]] void Fail() const;
@@ -26,7 +27,7 @@ class Sqlite {
   struct Closer {
     void operator()(sqlite3* handle) const { sqlite3_close(handle); }
   };
-  std::filesystem::path file_;
+  std::filesystem::path name_;
   std::unique_ptr<sqlite3, Closer> handle_;
 };
 

@@ -101,7 +101,7 @@ class NewArchive {
   }
 
   void Fill(std::optional<long> recipients) {
-    Sqlite database(growing_, Sqlite::Mode::kWrite);
+    Sqlite database(growing_, Sqlite::Mode::kWrite, file_);
     database.Run(
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"

@@ -1,6 +1,7 @@
 #include "platform/desktop/listview.h"
 
 #include <QAccessible>
+#include <QCoreApplication>
 #include <QPainter>
 #include <QScrollBar>
 #include <QtMath>
@@ -48,6 +49,11 @@ void ListView::Apply() {
     revision_ = list_.Revision();
     MeasureNewRows();
     SetRanges();
+    // Scroll bars come and go now, not at the next turn of the event loop: where
+    // rows lie is asked for before that. Each resizing of the view sets the
+    // ranges again.
+    QEvent layout(QEvent::LayoutRequest);
+    QCoreApplication::sendEvent(this, &layout);
   }
   if (selected_ != list_.ListIndex()) {
     selected_ = list_.ListIndex();
@@ -73,13 +79,10 @@ void ListView::SetRanges() {
   const int width =
       qCeil(static_cast<double>(widest_) * QFontMetricsF(font(), this).horizontalAdvance(u'0')) +
       2 * kTextInset;
-  // Twice, since a bar that comes or goes changes the room for the other one.
-  for (int pass = 0; pass < 2; ++pass) {
-    verticalScrollBar()->setRange(0, std::max(0, list_.ListCount() - WholeRows()));
-    verticalScrollBar()->setPageStep(std::max(1, WholeRows()));
-    horizontalScrollBar()->setRange(0, std::max(0, width - viewport()->width()));
-    horizontalScrollBar()->setPageStep(viewport()->width());
-  }
+  verticalScrollBar()->setRange(0, std::max(0, list_.ListCount() - WholeRows()));
+  verticalScrollBar()->setPageStep(std::max(1, WholeRows()));
+  horizontalScrollBar()->setRange(0, std::max(0, width - viewport()->width()));
+  horizontalScrollBar()->setPageStep(viewport()->width());
   horizontalScrollBar()->setSingleStep(20);
 }
 
@@ -153,7 +156,12 @@ void ListView::paintEvent(QPaintEvent* event) {
   }
 }
 
-void ListView::resizeEvent(QResizeEvent*) { SetRanges(); }
+void ListView::resizeEvent(QResizeEvent*) {
+  SetRanges();
+  if (selected_ >= 0) {
+    ScrollTo(selected_);
+  }
+}
 
 void ListView::scrollContentsBy(int, int) { viewport()->update(); }
 

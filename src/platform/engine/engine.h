@@ -32,7 +32,7 @@ enum ErrorNumber : int {
   kNoObject = 91,        // the variable holds no database or recordset
   kNotFound = 3024,      // no such file
   kNoCurrentRow = 3021,  // a row is needed and there is none
-  kNotEditing = 3020,    // Update or SetValue without AddNew or Edit
+  kNotEditing = 3020,    // Update or Set without AddNew or Edit
   kDuplicateKey = 3022,  // a unique index refuses the row
   kDiskFull = 3026,      // no room left
   kReadOnly = 3027,      // file or folder can't be written
@@ -92,11 +92,14 @@ class Field {
 // Close kClosed (3420).
 //
 // Two kinds. A table recordset, opened by a bare name, walks the table along
-// the index set with Index (before that in the order of insertion); its rows
-// are read from the table at each move. A query recordset, opened from
+// the index set with Index (before that in the order of insertion), each
+// move going by the table as it is then. A query recordset, opened from
 // "SELECT * FROM table [WHERE ...] [ORDER BY ...]", walks the rows that the
 // text finds when the walk begins, each met once, in the text's order, whatever
 // is written meanwhile; rows can be edited and deleted there too.
+//
+// A column is read when it is asked for, so that it shows what was written
+// since the move; on a row that someone else has deleted it throws kRowGone.
 //
 // After opening, and after Index, the first row is the current one, if there
 // is a row; otherwise Bof and Eof are both true.
@@ -110,10 +113,13 @@ class Recordset {
 
   // Table recordsets with an index. `comparison` is "=". Places the recordset
   // on the first row with that key and sets NoMatch. When nothing matches
-  // there is no current row until the next Seek or MoveFirst.
+  // there is no current row until the next Seek or MoveFirst. Throws kNoIndex
+  // when no index is set.
   void Seek(std::u16string_view comparison, const Value& key);
   bool NoMatch() const;
 
+  // Where there is nothing to move from (past that end already, no rows, a Seek
+  // without a match) MoveNext and MovePrevious throw kNoCurrentRow.
   void MoveFirst();     // On an empty recordset Bof and Eof become true.
   void MoveNext();      // From before the first row: to the first one.
   void MovePrevious();  // From behind the last row: to the last one.
@@ -136,7 +142,8 @@ class Recordset {
   void Edit();
   // Writes the row; done on disk when the call returns. After Edit the row
   // stays current, at its place in the index by its new key; after AddNew the
-  // current row is the one from before.
+  // current row is the one from before. When it fails, the change stays open:
+  // Update can be tried again, a move gives it up.
   void Update();
   // The current row goes. Until the next move there is no current row; MoveNext
   // and MovePrevious go to the deleted row's neighbours.
@@ -174,7 +181,8 @@ class Database {
 
 // Opens an existing file for reading and writing. The name's backslashes mean
 // the folder separator and letter case doesn't count (platform/system/paths.h).
-// Throws kNotFound, kNotADatabase, kReadOnly, kLocked, kIo.
+// A file in a folder that can't be written is kReadOnly, too: there is no room
+// for the journal. Throws kNotFound, kNotADatabase, kReadOnly, kLocked, kIo.
 Database OpenDatabase(std::u16string_view name);
 
 // Ends the running statements of all open databases (see At rest). Query

@@ -1,0 +1,408 @@
+// From the model to the screen.
+#include <QApplication>
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScopedValueRollback>
+#include <QScreen>
+#include <QTimer>
+#include <algorithm>
+#include <utility>
+
+#include "platform/desktop/hands.h"
+#include "platform/desktop/listview.h"
+#include "platform/desktop/look.h"
+#include "platform/desktop/widgets.h"
+
+namespace desktop {
+
+using toolkit::Kind;
+
+namespace {
+
+// The form's measures are those of a window with its frame, whose borders and
+// title take this much. What is left is the inner size here, where the desktop
+// adds a frame of its own.
+constexpr int kBorders = 105, kTitle = 375;
+
+template <class T>
+const T& As(const Control& control) {
+  return static_cast<const T&>(control);
+}
+
+// A message box that Escape and the frame's button close only where they have
+// an answer to give; Qt would take "No" for one.
+class Box : public QMessageBox {
+ public:
+  Box(QWidget* parent, bool escapable) : QMessageBox(parent), escapable_(escapable) {}
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    if (escapable_ || !event->matches(QKeySequence::Cancel)) {
+      QMessageBox::keyPressEvent(event);
+    }
+  }
+  void closeEvent(QCloseEvent* event) override {
+    if (escapable_) {
+      QMessageBox::closeEvent(event);
+    } else {
+      event->ignore();
+    }
+  }
+
+ private:
+  bool escapable_;
+};
+
+QMessageBox::ButtonRole RoleOf(int code) {
+  switch (code) {
+    case toolkit::kYes:
+      return QMessageBox::YesRole;
+    case toolkit::kNo:
+      return QMessageBox::NoRole;
+    case toolkit::kCancel:
+      return QMessageBox::RejectRole;
+    default:
+      return QMessageBox::AcceptRole;
+  }
+}
+
+QMessageBox::Icon IconOf(toolkit::MessageIcon icon) {
+  switch (icon) {
+    case toolkit::MessageIcon::Critical:
+      return QMessageBox::Critical;
+    case toolkit::MessageIcon::Question:
+      return QMessageBox::Question;
+    case toolkit::MessageIcon::Information:
+      return QMessageBox::Information;
+    case toolkit::MessageIcon::None:
+      break;
+  }
+  return QMessageBox::NoIcon;
+}
+
+}  // namespace
+
+Window::Hands::Hands(toolkit::Form& form, Window& window) : form_(form), window_(window) {
+  root.setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                      Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                      Qt::WindowCloseButtonHint);
+  root.installEventFilter(this);
+  QPalette palette = root.palette();
+  palette.setColor(QPalette::Window, ToQt(form.BackColor()));
+  root.setPalette(palette);
+  const QScopedValueRollback quiet(syncing_, true);
+  for (Control* control : form.Controls()) {
+    Make(*control);
+  }
+  for (Control* control : form.Controls()) {
+    widgets_.at(control)->raise();
+    if (control->Label() != nullptr) {
+      labelled_[control->Label()].push_back(control);
+    }
+  }
+  for (Control* control : form.Controls()) {
+    Apply(*control);
+  }
+}
+
+Window::Hands::~Hands() {
+  asking_ = syncing_ = true;
+  ShowBusy(false);
+}
+
+void Window::Hands::Own(QWidget& widget, Control& control) {
+  controls_[&widget] = &control;
+  widget.installEventFilter(this);
+}
+
+// Assistive technology works widgets without keys or mouse; what it does goes
+// to the model as if the user had done it by hand.
+void Window::Hands::Make(Control& control) {
+  if (widgets_.contains(&control)) {
+    return;
+  }
+  QWidget* parent = &root;
+  if (control.Container() != nullptr) {
+    Make(*control.Container());
+    parent = widgets_.at(control.Container());
+  }
+  QWidget* made = nullptr;
+  switch (control.Type()) {
+    case Kind::TextBox: {
+      auto* field = new TextField(parent);
+      auto& box = static_cast<toolkit::TextBox&>(control);
+      connect(field, &QLineEdit::textChanged, this, [this, &box] {
+        if (!syncing_) {
+          Apply(box);
+        }
+      });
+      connect(field, &QLineEdit::cursorPositionChanged, this, [this, &box, field](int, int to) {
+        if (!syncing_ && field->hasFocus()) {
+          form_.UserSelect(box, to, to);
+          After();
+        }
+      });
+      made = field;
+      break;
+    }
+    case Kind::ListBox: {
+      auto& list = static_cast<toolkit::ListBox&>(control);
+      auto* view = new ListView(list, parent);
+      view->picked = [this, &list](int row) {
+        form_.UserClickRow(list, row);
+        After();
+      };
+      Own(*view->viewport(), control);
+      made = view;
+      break;
+    }
+    case Kind::CommandButton: {
+      auto* button = new Button(parent);
+      connect(button, &QAbstractButton::clicked, this, [this, &control] {
+        form_.UserClick(control);
+        After();
+      });
+      made = button;
+      break;
+    }
+    case Kind::OptionButton: {
+      auto* button = new Option(parent);
+      connect(button, &QAbstractButton::toggled, this, [this, &control](bool on) {
+        if (!syncing_) {
+          if (on) {
+            form_.UserClick(control);
+          }
+          Apply(control);
+          After();
+        }
+      });
+      made = button;
+      break;
+    }
+    case Kind::Label:
+      made = new LabelBox(parent);
+      break;
+    case Kind::Frame:
+      made = new FrameBox(parent);
+      break;
+    case Kind::Shape:
+      made = new ShapeBox(parent);
+      break;
+    case Kind::StatusBar:
+      made = new StatusBox(parent);
+      break;
+  }
+  made->setObjectName(QString::fromStdU16String(control.FullName()));
+  widgets_[&control] = made;
+  Own(*made, control);
+}
+
+void Window::Hands::Apply(Control& control) {
+  const QScopedValueRollback quiet(syncing_, true);
+  QWidget& widget = *widgets_.at(&control);
+  if (const QRect place = PixelRect(control); widget.geometry() != place) {
+    widget.setGeometry(place);
+  }
+  switch (control.Type()) {
+    case Kind::TextBox:
+      static_cast<TextField&>(widget).Apply(As<toolkit::TextBox>(control),
+                                            form_.Focus() == &control);
+      break;
+    case Kind::ListBox:
+      static_cast<ListView&>(widget).Apply();
+      break;
+    case Kind::CommandButton:
+      static_cast<Button&>(widget).Apply(As<toolkit::CommandButton>(control));
+      break;
+    case Kind::OptionButton:
+      static_cast<Option&>(widget).Apply(As<toolkit::OptionButton>(control));
+      break;
+    case Kind::Label:
+      static_cast<LabelBox&>(widget).Apply(As<toolkit::Label>(control));
+      TellLabels(control);
+      break;
+    case Kind::Frame:
+      static_cast<FrameBox&>(widget).Apply(As<toolkit::Frame>(control));
+      break;
+    case Kind::Shape:
+      static_cast<ShapeBox&>(widget).Apply(As<toolkit::Shape>(control));
+      break;
+    case Kind::StatusBar:
+      static_cast<StatusBox&>(widget).Apply(static_cast<toolkit::StatusBar&>(control));
+      break;
+  }
+  if (const QString tip = PlainToolTip(control.ToolTipText()); widget.toolTip() != tip) {
+    widget.setToolTip(tip);
+  }
+  widget.setEnabled(control.Enabled());
+  widget.setVisible(control.Visible());
+}
+
+// Tells what stands by a label, for those who hear the form instead of seeing it.
+void Window::Hands::TellLabels(const Control& label) {
+  const auto found = labelled_.find(&label);
+  if (found == labelled_.end()) {
+    return;
+  }
+  const QString name = DisplayLines(label.Caption()).simplified();
+  for (const Control* control : found->second) {
+    QWidget& widget = *widgets_.at(control);
+    if (control->Type() == Kind::OptionButton) {
+      if (control->Container() != nullptr) {
+        widgets_.at(control->Container())->setAccessibleName(name);
+      }
+    } else if (control->Type() != Kind::CommandButton ||
+               std::ranges::none_of(Spoken(control->Caption()),
+                                    [](QChar c) { return c.isLetter(); })) {
+      widget.setAccessibleName(name);
+    }
+  }
+}
+
+QSize Window::Hands::InnerSize() const {
+  int right = form_.Width() - kBorders, bottom = form_.Height() - kTitle;
+  for (const Control* control : form_.Controls()) {
+    if (control->Container() == nullptr && control->Visible()) {
+      right = std::max(right, control->Left() + control->Width());
+      bottom = std::max(bottom, control->Top() + control->Height());
+    }
+  }
+  return QSize(Pixels(right), Pixels(bottom));
+}
+
+void Window::Hands::Show() {
+  Sync();
+  const QScreen* screen = root.screen();
+  const QRect room = screen->availableGeometry();
+  const QPoint wanted =
+      screen->geometry().topLeft() + QPoint(Pixels(form_.Left()), Pixels(form_.Top()));
+  auto within = [](int at, int from, int length, int needed) {
+    return std::max(from, std::min(at, from + length - needed));
+  };
+  root.move(within(wanted.x(), room.x(), room.width(), Pixels(form_.Width())),
+            within(wanted.y(), room.y(), room.height(), Pixels(form_.Height())));
+  {
+    const QScopedValueRollback quiet(syncing_, true);
+    root.show();
+  }
+  shown_ = true;
+  Sync();
+  root.activateWindow();
+}
+
+void Window::Hands::Sync() {
+  const QScopedValueRollback quiet(syncing_, true);
+  for (Control* control : form_.TakeTouched()) {
+    Apply(*control);
+  }
+  if (const QString title = Display(form_.Caption()); root.windowTitle() != title) {
+    root.setWindowTitle(title);
+  }
+  if (const std::pair size(form_.Width(), form_.Height()); formSize_ != size) {
+    formSize_ = size;
+    root.setFixedSize(InnerSize());
+  }
+  ApplyFocus();
+  ShowBusy(toolkit::Screen.MousePointer == 11);
+}
+
+void Window::Hands::ApplyFocus() {
+  const Control* now = form_.Focus();
+  if (now != focus_) {
+    for (const Control* control : {std::exchange(focus_, now), now}) {
+      if (control != nullptr && control->Type() == Kind::TextBox) {
+        static_cast<TextField&>(*widgets_.at(control))
+            .Apply(As<toolkit::TextBox>(*control), control == now);
+      }
+    }
+  }
+  QWidget* wanted = now != nullptr ? widgets_.at(now) : &root;
+  if (shown_ && root.focusWidget() != wanted) {
+    wanted->setFocus(Qt::OtherFocusReason);
+  }
+}
+
+void Window::Hands::ShowBusy(bool busy) {
+  if (std::exchange(busy_, busy) != busy) {
+    busy ? QGuiApplication::setOverrideCursor(Qt::WaitCursor)
+         : QGuiApplication::restoreOverrideCursor();
+  }
+}
+
+// Called for each row of a long list: more often than the eye can follow it
+// costs a look at the clock.
+void Window::Hands::Repaint() {
+  constexpr auto kFrame = std::chrono::microseconds(16667);
+  const auto now = std::chrono::steady_clock::now();
+  if (!shown_ || now - painted_ < kFrame) {
+    return;
+  }
+  painted_ = now;
+  Sync();
+  // Paints what is dirty, at once, and lets no other event in.
+  QEvent paint(QEvent::UpdateRequest);
+  QCoreApplication::sendEvent(&root, &paint);
+}
+
+int Window::Hands::Ask(const toolkit::Message& message) {
+  Sync();
+  const bool wasBusy = busy_;
+  ShowBusy(false);
+  pressed_ = nullptr;
+  Box box(shown_ ? &root : nullptr, message.escape != 0);
+  box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                     Qt::WindowSystemMenuHint |
+                     (message.escape != 0 ? Qt::WindowCloseButtonHint : Qt::WindowFlags()));
+  box.setWindowTitle(Display(message.title));
+  box.setTextFormat(Qt::PlainText);
+  box.setText(DisplayLines(message.text));
+  box.setIcon(IconOf(message.icon));
+  for (const toolkit::MessageButton& button : message.buttons) {
+    QPushButton* made = box.addButton(Display(button.caption), RoleOf(button.code));
+    made->setProperty(kAnswer, button.code);
+    if (&button == &message.buttons.front()) {
+      box.setDefaultButton(made);
+    }
+    if (button.code == message.escape) {
+      box.setEscapeButton(made);
+    }
+  }
+  if (window_.whenAsked) {
+    QTimer::singleShot(0, &box, [&] { window_.whenAsked(box, message); });
+  }
+  {
+    const QScopedValueRollback asking(asking_, true);
+    box.exec();
+  }
+  ShowBusy(wasBusy);
+  // No button where the whole application is being closed from outside: what
+  // does least is the last one.
+  return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
+         : message.escape != 0          ? message.escape
+                                        : message.buttons.back().code;
+}
+
+QWidget* Window::Hands::WidgetOf(const Control& control) const {
+  const auto found = widgets_.find(&control);
+  return found != widgets_.end() ? found->second : nullptr;
+}
+
+std::optional<QPoint> Window::Hands::ShowRow(const toolkit::ListBox& list, int row) {
+  auto& view = static_cast<ListView&>(*widgets_.at(&list));
+  Sync();
+  QPoint place(view.viewport()->width() / 3, view.viewport()->height() - 2);
+  if (row >= 0) {
+    if (row >= list.ListCount()) {
+      return std::nullopt;
+    }
+    view.ScrollTo(row);
+    place.setY(view.RowRect(row).center().y());
+  } else if (view.RowAt(place) >= 0) {
+    return std::nullopt;
+  }
+  return view.viewport()->mapTo(&root, place);
+}
+
+}  // namespace desktop

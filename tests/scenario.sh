@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Runs one scenario on one screen and compares what it prints.
+#
+#   scenario.sh PROGRAMS none|qt FILE.scenario
+#
+# A scenario is a text of anagparc-script with, behind each action, the lines
+# that must come out, marked "> ". The archive holds the recipients of base.sql.
+# Lines of its own:
+#   #@ sh COMMAND      before the run, in the scenario's folder; $A is the year database
+#   #@ arg TEXT        the program's command line
+#   #@ after COMMAND   behind the run; its output counts like the run's
+#   #@ status N        the exit status expected, 0 if not given
+#   #@ screen none|qt  the only screen that it is for
+# In the output the form's caption reads @CAPTION@, the folder @DIR@.
+set -u
+programs=$(realpath "$1") screen=$2 scenario=$(realpath -e "$3") || exit 1
+here=$(cd "$(dirname "$0")" && pwd)
+dir=$(mktemp -d) || exit 1
+trap 'chmod -R u+rwX "$dir"; rm -rf "$dir"' EXIT
+mkdir -m 700 "$dir/run"
+export XDG_RUNTIME_DIR=$dir/run MORVENNA_REGISTRO=$dir/registro.reg
+export A=$dir/archivi/S7702015.MDB DIR=$dir PROGRAMS=$programs
+unset DISPLAY WAYLAND_DISPLAY
+
+directive() { sed -n "s/^#@ $1 //p" "$scenario"; }
+only=$(directive screen)
+if [ -n "$only" ] && [ "$only" != "$screen" ]; then exit 0; fi
+
+"$programs/anagparc-archivio" crea "$dir/archivi" >/dev/null || exit 1
+cp "$dir/archivi/SQ4RXXXX.MDB" "$A" || exit 1
+sqlite3 -bail "$A" <"$here/scenari/base.sql" || exit 1
+cat >"$MORVENNA_REGISTRO" <<REG
+REGEDIT4
+
+[HKEY_CURRENT_USER\\Software\\Calvenza\\Morvenna]
+"PERCORSOARCHIVI"="$dir/archivi"
+"PERCORSOPROGRAMMI"="$dir/programmi"
+REG
+cd "$dir" || exit 1
+while IFS= read -r command; do
+  bash -c "$command" || { echo "set-up failed: $command"; exit 1; }
+done < <(directive sh)
+
+grep -v '^>' "$scenario" >"$dir/script"
+"$programs/anagparc-script" --screen "$screen" --command-line "$(directive arg)" "$dir/script" \
+  >"$dir/out" 2>"$dir/err"
+status=$?
+while IFS= read -r command; do
+  bash -c "$command" >>"$dir/out" 2>&1
+done < <(directive after)
+
+caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro autonomo / Provvigioni / Redditi diversi'
+sed -n 's/^> \{0,1\}//p' "$scenario" >"$dir/expected"
+sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" "$dir/out" >"$dir/got"
+failed=0
+diff "$dir/expected" "$dir/got" || failed=1
+if [ "$status" != "$(directive status | grep . || echo 0)" ]; then
+  echo "exit status $status"
+  failed=1
+fi
+# Qt grumbles about its offscreen platform; anything else on standard error counts.
+if [ "$status" != 2 ] && grep -v 'propagateSizeHints' "$dir/err"; then failed=1; fi
+exit $failed

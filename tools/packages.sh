@@ -1,0 +1,33 @@
+# What the program needs of Debian 12, installed if it is missing. Read by ./run
+# and ./test.
+required=(g++ cmake ninja-build pkg-config sqlite3 libsqlite3-dev)
+# Without these the window is left out; everything else is built.
+window=(qt6-base-dev fonts-liberation libxcb1-dev)
+testing=(libgtest-dev)
+# For the tests that look for real windows; left out, those tests are skipped.
+display=(xvfb xdotool openbox x11-utils)
+
+missing() { # PACKAGE ...
+  local package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package"
+  done
+}
+
+install_packages() { # PACKAGE ...; fails when something stays missing
+  local wanted as_root=()
+  mapfile -t wanted < <(missing "$@")
+  [ ${#wanted[@]} -eq 0 ] && return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! sudo -n true 2>/dev/null; then
+      echo "Missing packages: ${wanted[*]} (as root: apt-get install ${wanted[*]})" >&2
+      return 1
+    fi
+    as_root=(sudo -n)
+  fi
+  echo "Installing: ${wanted[*]}"
+  local quiet=(-qq -o Dpkg::Use-Pty=0)
+  "${as_root[@]}" apt-get "${quiet[@]}" update >/dev/null || return 1
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get "${quiet[@]}" install -y --no-install-recommends "${wanted[@]}" >/dev/null
+}
