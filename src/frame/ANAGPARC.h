@@ -56,6 +56,8 @@ extern std::int16_t FlagFormCaricato;  // 1 once the first list stands
 extern std::int16_t TabellaAperta;     // button that last opened the lookup panel
 extern std::u16string CFCorrente;      // code of the recipient in hand
 extern std::u16string CFPrecedente;    // code of the recipient being left by a move
+extern std::u16string CFNuovo;         // new code, in key form
+extern std::u16string RigaSelezionata;  // list row of the recipient whose code changes
 
 // Builds the form as it was designed, ties the handlers to their events and
 // puts all variables in their first state: what a process begins with.
@@ -126,6 +128,27 @@ void cmdselprec_GotFocus();
 std::int16_t MAIUSCOLA(std::int16_t Tasto);
 // A day of the calendar as DD/MM/YYYY, the year not 0000.
 bool DATAVALIDA(std::u16string_view testo);
+
+// --- Lookup panel (reference/)
+
+void CMDAPRILIST_Click(int Index);
+void ListTabmin_DblClick();
+void ListTabmin_KeyDown(std::int16_t KeyCode);
+
+// --- Recipients that come, change their code, go (lifecycle/)
+
+void CmdInserimento_Click(int Index);  // 0 confirms, 1 gives up
+void Cmdcancella_Click();
+void CmdCambia_Click();
+void CmdAnnullaCF_Click();
+void CmdConfermaCF_Click();
+// From CFCorrente to CFNuovo, on all certifications and on the recipient's row:
+// all or nothing. Throws engine::Error.
+void CAMBIACF();
+// What the boxes for a code and a name (TEXTCF, TextCOGNO, TextNOME, Text2)
+// have in common: the caret goes to the end, keys are raised to capitals.
+void CASELLACODICE_GotFocus(toolkit::TextBox& casella);
+void CASELLACODICE_KeyPress(std::int16_t& KeyAscii);
 
 // A box in its normal look, or marked as wrong.
 void ASPETTONORMALE(toolkit::TextBox& casella);

@@ -215,6 +215,18 @@ std::u16string CHIAVECODICE(std::u16string_view codice) {
   return text::Fit(text::Trim(codice), 16);
 }
 
+bool CERCAPERCETTORE(std::u16string_view codice) {
+  std::u16string chiave = CHIAVECODICE(codice);
+  for (;;) {
+    TabPERCPARCELLE.Seek(u"=", chiave);
+    if (!TabPERCPARCELLE.NoMatch() || !chiave.ends_with(u' ')) {
+      return !TabPERCPARCELLE.NoMatch();
+    }
+    chiave.insert(0, 1, u' ');
+    chiave.pop_back();
+  }
+}
+
 void AZZERASTATO() {
   PercorsoArchivi.clear();
   PercorsoProgrammi.clear();

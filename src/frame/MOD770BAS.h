@@ -61,6 +61,12 @@ void CHIUDIDATABASE();
 // every search by code passes.
 std::u16string CHIAVECODICE(std::u16string_view codice);
 
+// Places TabPERCPARCELLE on the recipient with this code, in whatever of its
+// forms, and tells whether there is one. The search passes the key form; a
+// code stored with blanks in front, as an insertion may take it in, is found
+// all the same, so that no recipient of the list is out of reach.
+bool CERCAPERCETTORE(std::u16string_view codice);
+
 // --- State of the record screen
 
 extern std::int16_t FlagVariazioni;       // 1: the user has touched the record on screen

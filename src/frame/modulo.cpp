@@ -89,9 +89,9 @@ void ETICHETTA(Righe& t, Control& label, Control* contenitore, const Posto& p,
   AGGIUNGI(t, label, contenitore, nullptr, p, testo, d);
 }
 void PULSANTE(Righe& t, Control& pulsante, Control* contenitore, const Posto& p,
-              const char16_t* testo, Design d) {
+              const char16_t* testo, Design d, Control* etichetta = nullptr) {
   d.BackColor = kSfondo;
-  AGGIUNGI(t, pulsante, contenitore, nullptr, p, testo, d);
+  AGGIUNGI(t, pulsante, contenitore, etichetta, p, testo, d);
 }
 // Text box or list, with the label that stands by it.
 void CASELLA(Righe& t, Control& casella, Control* contenitore, Control& etichetta, const Posto& p,
@@ -115,8 +115,8 @@ void SELEZIONE(Righe& t) {
   ETICHETTA(t, Label2(8), f, {180, 4500, 6675, 435}, u"", {.Visible = false, .Edge = Border::Line});
   RIQUADRO(t, Frame2, f, {180, 4950, 5295, 765}, u"");
   ETICHETTA(t, Label3, &Frame2, {150, 180, 1815, 195}, u"Tipo ordinamento per");
-  PULSANTE(t, Option1(0), &Frame2, {2370, 180, 2235, 285}, u"codice fiscale", {.TabIndex = 35});
-  PULSANTE(t, Option1(1), &Frame2, {2370, 480, 2685, 195}, u"cognome nome / denominazione", {.TabIndex = 36});
+  PULSANTE(t, Option1(0), &Frame2, {2370, 180, 2235, 285}, u"codice fiscale", {.TabIndex = 35}, &Label3);
+  PULSANTE(t, Option1(1), &Frame2, {2370, 480, 2685, 195}, u"cognome nome / denominazione", {.TabIndex = 36}, &Label3);
   BORDO(t, Shape1, f, {6960, 810, 4575, 3105});
   ETICHETTA(t, Label1(2), f, {7050, 870, 4485, 375}, u"Doppio  click  del  mouse  su  una anagrafica  esistente per gestirla");
   ETICHETTA(t, Label1(3), f, {7050, 1320, 4395, 435}, u"Doppio click del mouse su 'INSERIMENTO NUOVA ANAGRAFICA ' per inserirne una nuova.");
@@ -173,8 +173,9 @@ void CAMPO(Righe& t, int n, int left, int top, int largo, const char16_t* titolo
   ETICHETTA(t, testate3(n), f, {left, top - (dueRighe ? 435 : 225), titoloLargo, dueRighe ? 420 : 210}, dueRighe ? titolo + 1 : titolo, {.Enabled = d.Enabled});
   CASELLA(t, Text1(n), f, testate3(n), {left, top, largo, 315}, u"", d);
 }
-void APRILISTA(Righe& t, int n, int left, int top, int tab) {
-  PULSANTE(t, CMDAPRILIST(n), &Frmmoduli(0), {left, top, 300, 315}, u"...", {.TabIndex = tab});
+// The lookup button behind a field.
+void APRILISTA(Righe& t, int n, int campo, int left, int top, int tab) {
+  PULSANTE(t, CMDAPRILIST(n), &Frmmoduli(0), {left, top, 300, 315}, u"...", {.TabIndex = tab}, &testate3(campo));
 }
 
 void CAMPI(Righe& t) {
@@ -193,25 +194,25 @@ void CAMPI(Righe& t) {
   CAMPO(t, 4, 3000, 1365, 1230, u"Data di nascita", 1290, {.TabIndex = 4, .MaxLength = 10});
   CAMPO(t, 5, 4350, 1365, 4200, u"Comune (o Stato estero) di nascita", 4200, {.TabIndex = 5, .MaxLength = 40});
   CAMPO(t, 6, 8670, 1365, 435, u"Prov.(sigla)", 990, {.TabIndex = 6, .MaxLength = 2});
-  APRILISTA(t, 0, 9105, 1365, 7);
+  APRILISTA(t, 0, 6, 9105, 1365, 7);
   CAMPO(t, 9, 9660, 1365, 435, u"\rCategorie Particolari", 900, {.TabIndex = 8, .MaxLength = 2, .Locked = true});
-  APRILISTA(t, 2, 10095, 1365, 9);
+  APRILISTA(t, 2, 9, 10095, 1365, 9);
   CAMPO(t, 16, 10605, 1365, 345, u"\rEventi eccezionali", 960, {.TabIndex = 10, .MaxLength = 1, .Locked = true});
-  APRILISTA(t, 4, 10950, 1365, 11);
+  APRILISTA(t, 4, 16, 10950, 1365, 11);
 
   ETICHETTA(t, testate3(18), f, {1800, 1935, 4500, 225}, u"Domicilio fiscale  all' 01/01/2014", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   CAMPO(t, 7, 1800, 2400, 4200, u"Comune", 4200, {.TabIndex = 12, .MaxLength = 40});
   CAMPO(t, 8, 6150, 2400, 435, u"Prov.(sigla)", 1050, {.TabIndex = 13, .MaxLength = 2});
-  APRILISTA(t, 1, 6585, 2400, 14);
+  APRILISTA(t, 1, 8, 6585, 2400, 14);
   CAMPO(t, 17, 7350, 2400, 630, u"Codice comune", 1350, {.TabIndex = 15, .MaxLength = 4, .Locked = true});
-  APRILISTA(t, 5, 7980, 2400, 16);
+  APRILISTA(t, 5, 17, 7980, 2400, 16);
 
   ETICHETTA(t, testate3(166), f, {240, 3450, 1440, 840}, u"RISERVATO AI PERCIPIENTI ESTERI", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   CAMPO(t, 11, 1800, 3600, 3195, u"Codice di identificazione fiscale estero", 3195, {.TabIndex = 17, .MaxLength = 30});
   CAMPO(t, 12, 5280, 3600, 4200, u"Località di residenza estera", 4200, {.TabIndex = 18, .MaxLength = 40});
   CAMPO(t, 13, 1800, 4650, 3705, u"Frazione,via e numero civico", 3705, {.TabIndex = 19, .MaxLength = 35});
   CAMPO(t, 14, 5790, 4650, 540, u"Codice stato estero", 1800, {.TabIndex = 20, .MaxLength = 3, .Locked = true});
-  APRILISTA(t, 3, 6330, 4650, 21);
+  APRILISTA(t, 3, 14, 6330, 4650, 21);
 
   ETICHETTA(t, testate3(177), f, {240, 5205, 11265, 435}, u"N.B. Se inserito campo 'Nome' vengono richiesti obbligatoriamente                 'data di nascita','comune(o stato estero) di nascita,'provincia di nascita ,'sesso'");
 }
@@ -226,11 +227,13 @@ void BOTTONI(Righe& t) {
   PULSANTE(t, cmdmemorizza, f, {9420, 150, 2205, 645}, u"Memorizza", {.TabIndex = 26});
 }
 
-// The list's own place and size follow the panel's at each opening.
+// The list's own place and size follow the panel's at each opening. It has no
+// place in the tab order: from it the order goes on behind the button that has
+// opened it, with Tab and when Escape closes it.
 void TABELLE(Righe& t) {
   RIQUADRO(t, Framecodif, nullptr, {4150, 2790, 5085, 3840}, u"Tabelle", {.Visible = false, .Edge = Border::Line});
   ETICHETTA(t, LabTabmin, &Framecodif, {50, 240, 4985, 255}, u"", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  CASELLA(t, ListTabmin, &Framecodif, LabTabmin, {50, 540, 4985, 3240}, u"", {.TabIndex = 27});
+  CASELLA(t, ListTabmin, &Framecodif, LabTabmin, {50, 540, 4985, 3240}, u"", {});
 }
 
 // clang-format on
@@ -257,6 +260,25 @@ void COLLEGAEVENTI() {
       Text1(i).LostFocus = [i] { Text1_LostFocus(i); };
     }
   }
+  for (int i = 0; i < CMDAPRILIST.Bound(); ++i) {
+    CMDAPRILIST(i).Click = [i] { CMDAPRILIST_Click(i); };
+  }
+  ListTabmin.DblClick = ListTabmin_DblClick;
+  ListTabmin.KeyDown = [](std::int16_t& tasto, std::int16_t) { ListTabmin_KeyDown(tasto); };
+
+  for (const int i : {0, 1}) {
+    CmdInserimento(i).Click = [i] { CmdInserimento_Click(i); };
+  }
+  for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME, &Text2}) {
+    casella->Change = [casella] { ASPETTONORMALE(*casella); };
+    casella->GotFocus = [casella] { CASELLACODICE_GotFocus(*casella); };
+    casella->KeyPress = CASELLACODICE_KeyPress;
+  }
+  Cmdcancella.Click = Cmdcancella_Click;
+  CmdCambia.Click = CmdCambia_Click;
+  CmdAnnullaCF.Click = CmdAnnullaCF_Click;
+  CmdConfermaCF.Click = CmdConfermaCF_Click;
+
   cmdparcprec.Click = cmdparcprec_Click;
   cmdparcprec.GotFocus = cmdparcprec_GotFocus;
   cmdparcsuc.Click = cmdparcsuc_Click;
@@ -285,6 +307,8 @@ void CARICAMODULO() {
   FlagFormCaricato = TabellaAperta = 0;
   CFCorrente.clear();
   CFPrecedente.clear();
+  CFNuovo.clear();
+  RigaSelezionata.clear();
   toolkit::Screen.MousePointer = 0;
 }
 

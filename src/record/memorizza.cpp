@@ -18,15 +18,13 @@ std::u16string DATAARCHIVIO(std::u16string_view testo) {
 }
 
 void SCRIVIDATI() {
-  const std::u16string chiave = CHIAVECODICE(CFCorrente);
-  TabPERCPARCELLE.Seek(u"=", chiave);
-  if (TabPERCPARCELLE.NoMatch()) {
+  if (CERCAPERCETTORE(CFCorrente)) {
+    TabPERCPARCELLE.Edit();
+  } else {
     TabPERCPARCELLE.AddNew();
     TabPERCPARCELLE.Fields(u"CFP").Set(CFCorrente);
     TabPERCPARCELLE.Fields(u"APARC_1").Set(Text1(1).Text());
     TabPERCPARCELLE.Fields(u"APARC_2").Set(Text1(2).Text());
-  } else {
-    TabPERCPARCELLE.Edit();
   }
   for (IndiceCampo = 1; IndiceCampo <= 17; ++IndiceCampo) {
     if (ESISTECAMPO(IndiceCampo)) {
@@ -42,12 +40,15 @@ void SCRIVIDATI() {
     cmdparcprec.SetEnabled(true);
     cmdparcsuc.SetEnabled(true);
   }
-  TabPERCPARCELLE.Seek(u"=", chiave);
-  if (!TabPERCPARCELLE.NoMatch()) {
+}
+
+// The screen shows what the table holds.
+void RICARICADATI() {
+  if (CERCAPERCETTORE(CFCorrente)) {
     IMPOSTATESTATA();
     CARICADATI();
+    CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
   }
-  CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
 }
 
 }  // namespace
@@ -57,16 +58,19 @@ void SCRIVIDATI() {
 void MEMORIZZADATI() {
   try {
     CONTROLLOCAMPI();
-    if (FlagErroreCampi != 1) {
-      SCRIVIDATI();
+    if (FlagErroreCampi == 1) {
+      return;
     }
+    SCRIVIDATI();
   } catch (const engine::Error& e) {
     FlagErroreCampi = 1;
     toolkit::MsgBox(u"Registrazione non eseguita.\r\r" + e.Text() +
                         u"\r\rI dati digitati restano sullo schermo: eliminata la causa, "
                         u"premere di nuovo Memorizza.",
                     toolkit::kCritical, Titolo());
+    return;
   }
+  RICARICADATI();
 }
 
 void MESSAGGIOVARIAZ() {

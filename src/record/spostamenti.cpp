@@ -33,10 +33,10 @@ void SPOSTA(const Verso& verso) {
   }
   if ((TabPERCPARCELLE.*verso.finita)()) {
     toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
-    TabPERCPARCELLE.Seek(u"=", CHIAVECODICE(CFPrecedente));
+    CERCAPERCETTORE(CFPrecedente);
   } else {
     CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
-    TabPERCPARCELLE.Seek(u"=", CHIAVECODICE(CFCorrente));
+    CERCAPERCETTORE(CFCorrente);
   }
   IMPOSTATESTATA();
   PULISCICAMPI();

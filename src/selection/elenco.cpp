@@ -30,16 +30,8 @@ void COMPONIRIGA(std::u16string& riga) {
   riga.resize(kColonneCodice + 1 + kColonneNome, u' ');
 }
 
-}  // namespace
-
-void LISTAPERCETTORI() {
+void RIEMPIELENCO() {
   long esaminati = 0;
-  Cmdcancella.SetEnabled(false);
-  CmdCambia.SetEnabled(false);
-  List1.SetVisible(false);
-  Label2(8).SetVisible(true);
-  MOSTRAAVANZAMENTO(esaminati);
-  List1.Clear();
   RecLista = DbDichiarazione.OpenRecordset(
       Option1(0).Value() ? u"SELECT * FROM PERCPARCELLE  order by cfp"
                          : u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2");
@@ -55,6 +47,26 @@ void LISTAPERCETTORI() {
     }
   }
   RecLista.Close();
+}
+
+}  // namespace
+
+void LISTAPERCETTORI() {
+  Cmdcancella.SetEnabled(false);
+  CmdCambia.SetEnabled(false);
+  List1.SetVisible(false);
+  Label2(8).SetVisible(true);
+  MOSTRAAVANZAMENTO(0);
+  List1.Clear();
+  try {
+    RIEMPIELENCO();
+  } catch (...) {
+    // A list cut short, but in sight; the failure is told by who handles it.
+    RecLista = {};
+    Label2(8).SetVisible(false);
+    List1.SetVisible(true);
+    throw;
+  }
   Label2(8).SetVisible(false);
   Label2(8).Refresh();
   List1.SetVisible(true);
@@ -93,8 +105,7 @@ void List1_DblClick() {
     PULISCICAMPI();
     return;
   }
-  TabPERCPARCELLE.Seek(u"=", riga.substr(0, kColonneCodice));
-  if (TabPERCPARCELLE.NoMatch()) {
+  if (!CERCAPERCETTORE(riga.substr(0, kColonneCodice))) {
     return;
   }
   IMPOSTATESTATA();

@@ -242,6 +242,8 @@ Shown Variable(std::u16string_view name) {
       {u"IndiceCampo", [] { return Int(static_cast<long long>(IndiceCampo)); }},
       {u"CFCorrente", [] { return Quote(CFCorrente); }},
       {u"CFPrecedente", [] { return Quote(CFPrecedente); }},
+      {u"CFNuovo", [] { return Quote(CFNuovo); }},
+      {u"RigaSelezionata", [] { return Quote(RigaSelezionata); }},
       {u"PercorsoArchivi", [] { return Quote(PercorsoArchivi); }},
       {u"PercorsoProgrammi", [] { return Quote(PercorsoProgrammi); }},
   };

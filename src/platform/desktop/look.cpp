@@ -77,7 +77,6 @@ class Style : public QProxyStyle {
       case SH_UnderlineShortcut:
         return 1;
       case SH_DialogButtonLayout:  // yes, no, cancel
-        return 0;
       case SH_DialogButtonBox_ButtonsHaveIcons:
         return 0;
       case SH_MessageBox_TextInteractionFlags:

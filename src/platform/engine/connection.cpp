@@ -162,10 +162,22 @@ int Connection::Write(sqlite3_stmt* statement, std::string_view table) {
   if (code == SQLITE_DONE) {
     return changed;
   }
+  Rollback();
+  Fail(code, table);
+}
+
+void Connection::Run(const char* sql) {
+  const int code = sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) {
+    Rollback();
+    Fail(code);
+  }
+}
+
+void Connection::Rollback() noexcept {
   if (sqlite3_get_autocommit(handle_.get()) == 0) {
     sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }
-  Fail(code, table);
 }
 
 std::string Connection::FindTable(std::string_view name) {

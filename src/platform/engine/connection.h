@@ -56,6 +56,10 @@ class Connection {
   // number of rows it changed. When it fails, no transaction stays open.
   int Write(sqlite3_stmt* statement, std::string_view table);
 
+  // Runs BEGIN or COMMIT. When it fails, no transaction stays open.
+  void Run(const char* sql);
+  void Rollback() noexcept;
+
   // The table's name in the file's own letter case. A view is no table. Throws
   // kNoTable.
   std::string FindTable(std::string_view name);

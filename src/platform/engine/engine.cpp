@@ -185,6 +185,21 @@ void Database::Execute(std::u16string_view source) {
   connection.Write(statement.get(), table);
 }
 
+void Database::BeginTrans() {
+  Connection& connection = State().Use();
+  Rest();
+  connection.Run("BEGIN IMMEDIATE");
+}
+
+void Database::CommitTrans() { State().Use().Run("COMMIT"); }
+
+void Database::Rollback() noexcept {
+  if (state_ != nullptr && !state_->Closed()) {
+    Rest();
+    state_->Use().Rollback();
+  }
+}
+
 void Database::Close() { State().Close(); }
 
 Database OpenDatabase(std::u16string_view name) {

@@ -170,6 +170,14 @@ class Database {
   // Runs "delete * from table [where ...]". Throws kNoTable, kSyntax.
   void Execute(std::u16string_view sql);
 
+  // What is written between BeginTrans and CommitTrans is on disk whole when
+  // CommitTrans returns, or, after Rollback, a failure or a crash, not at all.
+  // A failing write inside takes everything back by itself. Rollback does
+  // nothing where no transaction is open, and never throws.
+  void BeginTrans();
+  void CommitTrans();
+  void Rollback() noexcept;
+
   void Close();
 
  private:

@@ -134,7 +134,9 @@ bool Form::MoveFocus(Control* target) {
     return false;
   }
   focus_ = target;
-  lastTab_ = target->TabIndex();
+  if (target->TabIndex() >= 0) {
+    lastTab_ = target->TabIndex();
+  }
   if (target->GotFocus) {
     target->GotFocus();
   }

@@ -1,0 +1,126 @@
+// The change of a recipient's code, written at once on its certifications and
+// on its own row.
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "lifecycle/codici.h"
+#include "platform/text/text.h"
+
+namespace ANAGPARC {
+
+using namespace MOD770BAS;
+
+std::u16string CFNuovo;
+std::u16string RigaSelezionata;
+
+namespace {
+
+// The list and what acts on it stand still while the panel is open, so that
+// CFCorrente goes on naming the selected recipient.
+void ABILITASELEZIONE(bool abilita) {
+  Cmdcancella.SetEnabled(abilita);
+  CmdCambia.SetEnabled(abilita);
+  List1.SetEnabled(abilita);
+  Option1(0).SetEnabled(abilita);
+  Option1(1).SetEnabled(abilita);
+}
+
+void ATTESA(bool inCorso) {
+  toolkit::Screen.MousePointer = inCorso ? 11 : 0;
+  Label2(15).SetVisible(inCorso);
+  Label2(15).Refresh();
+}
+
+}  // namespace
+
+void CmdCambia_Click() {
+  const std::u16string riga = List1.Text();
+  if (text::Trim(riga).empty()) {
+    toolkit::MsgBox(u"Nessuna anagrafica sostituto selezionata per il cambio codice fiscale",
+                    toolkit::kInformation, Titolo());
+    return;
+  }
+  RigaSelezionata = riga;
+  CFCorrente = riga.substr(0, 16);
+  Label2(11).SetCaption(CFCorrente);
+  Label2(7).SetCaption(u" Percettore:" + std::u16string(text::Trim(text::Mid(riga, 18))));
+  FrameCambiaCf.SetVisible(true);
+  ABILITASELEZIONE(false);
+  Text2.SetText(u"");
+  Text2.SetFocus();
+}
+
+void CmdAnnullaCF_Click() {
+  FrameCambiaCf.SetVisible(false);
+  ABILITASELEZIONE(true);
+}
+
+void CmdConfermaCF_Click() {
+  CFNuovo = CHIAVECODICE(Text2.Text());
+  if (text::Trim(Text2.Text()).empty()) {
+    Text2.SetFocus();
+    return;
+  }
+  if (CERCAPERCETTORE(CFNuovo)) {
+    CODICEESISTENTE();
+    FERMASU(Text2);
+    return;
+  }
+  if (!CODICEACCETTATO(CFNuovo)) {
+    FERMASU(Text2);
+    return;
+  }
+  RispostaUtente = static_cast<std::int16_t>(
+      toolkit::MsgBox(u"Il codice fiscale del percettore selezionato sara' cambiato\r\r"
+                      u"Proseguo ???",
+                      toolkit::kYesNo | toolkit::kCritical, Titolo()));
+  if (RispostaUtente != toolkit::kYes) {
+    FlagVariazioni = 0;
+    CmdAnnullaCF_Click();
+    return;
+  }
+  ATTESA(true);
+  try {
+    CAMBIACF();
+  } catch (const engine::Error& e) {
+    ATTESA(false);
+    toolkit::MsgBox(u"Cambio codice fiscale non eseguito.\r\r" + e.Text() +
+                        u"\r\rL'anagrafica e le certificazioni hanno ancora il codice vecchio.",
+                    toolkit::kCritical, Titolo());
+    return;
+  }
+  ATTESA(false);
+  toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
+                      u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " + CFNuovo,
+                  toolkit::kInformation, Titolo());
+  LISTAPERCETTORI();
+  CmdAnnullaCF_Click();
+}
+
+// All rows bear the new code when it returns, or none does: a half-rewritten
+// recipient would have its certifications under two codes.
+void CAMBIACF() {
+  DbDichiarazione.BeginTrans();
+  try {
+    RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE CFP = '" +
+                                             engine::Quoted(CFCorrente) + u"'");
+    while (!RecLista.Eof()) {
+      RecLista.Edit();
+      RecLista.Fields(u"CFP").Set(CFNuovo);
+      RecLista.Update();
+      RecLista.MoveNext();
+    }
+    RecLista.Close();
+    if (CERCAPERCETTORE(CFCorrente)) {
+      TabPERCPARCELLE.Edit();
+      TabPERCPARCELLE.Fields(u"CFP").Set(CFNuovo);
+      TabPERCPARCELLE.Update();
+    }
+    DbDichiarazione.CommitTrans();
+  } catch (...) {
+    RecLista = {};
+    DbDichiarazione.Rollback();
+    throw;
+  }
+}
+
+}  // namespace ANAGPARC
