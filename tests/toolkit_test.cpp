@@ -224,11 +224,11 @@ TEST_F(ToolkitTest, ListRowsAcrossBlocksAndSelection) {
 }
 
 TEST_F(ToolkitTest, TypingSearchesTheList) {
-  for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA"}) list.AddItem(row);
+  for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"}) list.AddItem(row);
   form.UserFocus(list);
   const auto search = [&](std::u16string_view letters) {
     list.Clear();
-    for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA"}) list.AddItem(row);
+    for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"}) list.AddItem(row);
     Type(letters);
     return std::u16string(list.Text());
   };
@@ -236,6 +236,7 @@ TEST_F(ToolkitTest, TypingSearchesTheList) {
   EXPECT_EQ(search(u"bar"), u"bari");
   EXPECT_EQ(search(u"barl"), u"BARLETTA");
   EXPECT_EQ(search(u"bb"), u"bari") << "the same letter again goes on to the next";
+  EXPECT_EQ(search(u"citta"), u"CITTÀ");
   EXPECT_EQ(search(u"z"), u"");
 }
 

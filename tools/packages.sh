@@ -1,9 +1,9 @@
 # What the program needs of Debian 12, installed if it is missing. Read by ./run
 # and ./test.
-required=(g++ cmake ninja-build pkg-config sqlite3 libsqlite3-dev)
+required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
 # Without these the window is left out; everything else is built.
 window=(qt6-base-dev fonts-liberation libxcb1-dev)
-testing=(libgtest-dev)
+testing=(libgtest-dev sqlite3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
 

@@ -214,7 +214,7 @@ void CAMPI(Righe& t) {
   CAMPO(t, 14, 5790, 4650, 540, u"Codice stato estero", 1800, {.TabIndex = 20, .MaxLength = 3, .Locked = true});
   APRILISTA(t, 3, 14, 6330, 4650, 21);
 
-  ETICHETTA(t, testate3(177), f, {240, 5205, 11265, 435}, u"N.B. Se inserito campo 'Nome' vengono richiesti obbligatoriamente                 'data di nascita','comune(o stato estero) di nascita,'provincia di nascita ,'sesso'");
+  ETICHETTA(t, testate3(177), f, {240, 5205, 5985, 435}, u"N.B. Se inserito campo 'Nome' vengono richiesti obbligatoriamente                 'data di nascita','comune(o stato estero) di nascita,'provincia di nascita ,'sesso'");
 }
 
 void BOTTONI(Righe& t) {

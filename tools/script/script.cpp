@@ -401,7 +401,7 @@ bool ClickAt(Hands& hands, const std::vector<Word>& words) {
   if (row < -1) {
     throw Error{u"riga non valida: " + words[2].text};
   }
-  if (!Form().PlaceToClick(control)) {
+  if (!control.Usable()) {
     return false;
   }
   return list ? hands.ClickRow(static_cast<ListBox&>(control), row) : hands.Click(control);
@@ -410,7 +410,7 @@ bool ClickAt(Hands& hands, const std::vector<Word>& words) {
 bool DblClickAt(Hands& hands, const std::vector<Word>& words) {
   ListBox& list = ListOf(words[1]);
   const int row = NumberOf(words[2]);
-  return Form().PlaceToClick(list) && hands.DblClickRow(list, row);
+  return list.Usable() && hands.DblClickRow(list, row);
 }
 
 struct Command {

@@ -16,10 +16,21 @@ std::int64_t Now() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-bool BeginsWith(std::u16string_view row, std::u16string_view upper) {
-  return row.size() >= upper.size() &&
-         std::equal(upper.begin(), upper.end(), row.begin(),
-                    [](char16_t a, char16_t b) { return a == b || a == text::Upper(b); });
+// What a letter is searched by: its capital, without the accent of the western
+// European ones, which not every keyboard has.
+char16_t Unaccented(char16_t c) {
+  if (c < 0x80) {
+    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
+  }
+  constexpr std::u16string_view kPlain = u"AAAAAAÆCEEEEIIIIÐNOOOOO×OUUUUYÞß";
+  const char16_t upper = text::Upper(c);
+  return upper >= 0xC0 && upper <= 0xDF ? kPlain[upper - 0xC0u] : upper;
+}
+
+bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
+  return row.size() >= plain.size() &&
+         std::equal(plain.begin(), plain.end(), row.begin(),
+                    [](char16_t a, char16_t b) { return a == Unaccented(b); });
 }
 
 }  // namespace
@@ -121,7 +132,7 @@ void ListBox::Search(char16_t c) {
   if (c == u' ' && typed_.empty()) {
     return;
   }
-  typed_.push_back(text::Upper(c));
+  typed_.push_back(Unaccented(c));
   // From `first` on and around the end, the first row that begins so; -1 if none.
   auto find = [this](int first, std::u16string_view what) {
     for (int i = 0; i < count_; ++i) {
