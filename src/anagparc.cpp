@@ -1,7 +1,8 @@
 // anagparc: the program. Its whole command line is text for the status bar.
+#include "frame/ANAGPARC.h"
+
 #include <QApplication>
 
-#include "frame/ANAGPARC.h"
 #include "platform/desktop/desktop.h"
 #include "platform/text/text.h"
 

@@ -36,15 +36,26 @@ class ToolkitTest : public testing::Test {
     const std::vector<Placed> table = {
         {panel, nullptr, nullptr, {.Left = 100, .Top = 100, .Width = 3000, .Height = 3000}},
         {one, &panel, nullptr, {.Width = 1000, .Height = 300, .TabIndex = 1, .MaxLength = 5}},
-        {two, &panel, nullptr, {.Top = 400, .Width = 1000, .Height = 300, .TabIndex = 2,
-                                .MaxLength = 3, .Locked = true}},
+        {two,
+         &panel,
+         nullptr,
+         {.Top = 400, .Width = 1000, .Height = 300, .TabIndex = 2, .MaxLength = 3, .Locked = true}},
         {list, &panel, nullptr, {.Top = 800, .Width = 1000, .Height = 900, .TabIndex = 3}},
         {first, &panel, nullptr, {.TabIndex = 4}},
         {second, &panel, nullptr, {.TabIndex = 5}},
-        {go, nullptr, nullptr, {.Left = 200, .Top = 4000, .Width = 900, .Height = 400,
-                                .Caption = u"&Via", .TabIndex = 6}},
-        {cover, nullptr, nullptr, {.Left = 100, .Top = 100, .Width = 600, .Height = 300,
-                                   .Visible = false}},
+        {go,
+         nullptr,
+         nullptr,
+         {.Left = 200,
+          .Top = 4000,
+          .Width = 900,
+          .Height = 400,
+          .Caption = u"&Via",
+          .TabIndex = 6}},
+        {cover,
+         nullptr,
+         nullptr,
+         {.Left = 100, .Top = 100, .Width = 600, .Height = 300, .Visible = false}},
     };
     form.Build(table, u"prova", kWhite);
     one.Change = [this] { log.push_back(u"change " + one.Text()); };
@@ -224,11 +235,13 @@ TEST_F(ToolkitTest, ListRowsAcrossBlocksAndSelection) {
 }
 
 TEST_F(ToolkitTest, TypingSearchesTheList) {
-  for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"}) list.AddItem(row);
+  for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"})
+    list.AddItem(row);
   form.UserFocus(list);
   const auto search = [&](std::u16string_view letters) {
     list.Clear();
-    for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"}) list.AddItem(row);
+    for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"})
+      list.AddItem(row);
     Type(letters);
     return std::u16string(list.Text());
   };
@@ -275,12 +288,11 @@ TEST_F(ToolkitTest, MessageBoxesByFlags) {
     MessageIcon icon;
     int escape;
   };
-  for (const Case& c : {Case{16, {1}, MessageIcon::Critical, 1},
-                        Case{20, {6, 7}, MessageIcon::Critical, 0},
-                        Case{35, {6, 7, 2}, MessageIcon::Question, 2},
-                        Case{36, {6, 7}, MessageIcon::Question, 0},
-                        Case{64, {1}, MessageIcon::Information, 1},
-                        Case{68, {6, 7}, MessageIcon::Information, 0}}) {
+  for (const Case& c :
+       {Case{16, {1}, MessageIcon::Critical, 1}, Case{20, {6, 7}, MessageIcon::Critical, 0},
+        Case{35, {6, 7, 2}, MessageIcon::Question, 2}, Case{36, {6, 7}, MessageIcon::Question, 0},
+        Case{64, {1}, MessageIcon::Information, 1},
+        Case{68, {6, 7}, MessageIcon::Information, 0}}) {
     EXPECT_EQ(MsgBox(u"t", c.flags, u"titolo"), c.codes[0]);
     const Message& m = view.asked.back();
     std::vector<int> codes;
@@ -324,9 +336,9 @@ TEST(Conversion, NumbersAndDates) {
     EXPECT_EQ(IsNumeric(text), numeric) << text::ToUtf8(text);
   }
   const std::vector<std::pair<std::u16string, bool>> dates = {
-      {u"29/02/1960", true},  {u"29/02/1900", false}, {u"29/02/2000", true},
-      {u"31/04/2014", false}, {u"31/12/2999", true},  {u"01/13/2014", false},
-      {u"00/01/2014", false}, {u"1/1/2014", false},   {u"//", false},
+      {u"29/02/1960", true},  {u"29/02/1900", false},  {u"29/02/2000", true},
+      {u"31/04/2014", false}, {u"31/12/2999", true},   {u"01/13/2014", false},
+      {u"00/01/2014", false}, {u"1/1/2014", false},    {u"//", false},
       {u"01-01-2014", false}, {u"01/01/20145", false}, {u"0a/01/2014", false}};
   for (const auto& [text, date] : dates) {
     EXPECT_EQ(IsDate(text), date) << text::ToUtf8(text);

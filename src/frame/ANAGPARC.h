@@ -52,11 +52,11 @@ extern toolkit::ListBox ListTabmin;
 
 // --- Variables of the form
 
-extern std::int16_t FlagFormCaricato;  // 1 once the first list stands
-extern std::int16_t TabellaAperta;     // button that last opened the lookup panel
-extern std::u16string CFCorrente;      // code of the recipient in hand
-extern std::u16string CFPrecedente;    // code of the recipient being left by a move
-extern std::u16string CFNuovo;         // new code, in key form
+extern std::int16_t FlagFormCaricato;   // 1 once the first list stands
+extern std::int16_t TabellaAperta;      // button that last opened the lookup panel
+extern std::u16string CFCorrente;       // code of the recipient in hand
+extern std::u16string CFPrecedente;     // code of the recipient being left by a move
+extern std::u16string CFNuovo;          // new code, in key form
 extern std::u16string RigaSelezionata;  // list row of the recipient whose code changes
 
 // Builds the form as it was designed, ties the handlers to their events and

@@ -23,8 +23,7 @@ toolkit::StatusBar StatusBar1(u"StatusBar1");
 
 toolkit::ListBox List1(u"List1");
 toolkit::ControlArray<toolkit::Label> Label1(u"Label1", {0, 1, 2, 3, 4, 8, 9});
-toolkit::ControlArray<toolkit::Label> Label2(u"Label2",
-                                             {1, 2, 3, 4, 5, 7, 8, 11, 12, 13, 14, 15});
+toolkit::ControlArray<toolkit::Label> Label2(u"Label2", {1, 2, 3, 4, 5, 7, 8, 11, 12, 13, 14, 15});
 toolkit::Label Label3(u"Label3");
 toolkit::Shape Shape1(u"Shape1");
 toolkit::ControlArray<toolkit::Shape> Shape2(u"Shape2", {0, 1, 2});
@@ -38,9 +37,9 @@ toolkit::CommandButton CmdAnnullaCF(u"CmdAnnullaCF"), CmdConfermaCF(u"CmdConferm
 
 toolkit::ControlArray<toolkit::TextBox> Text1(u"Text1", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13,
                                                          14, 16, 17});
-toolkit::ControlArray<toolkit::Label> testate3(u"testate3", {0,  1,  2,  3,  4,  5,  6,   7,   8,  9,
-                                                             11, 12, 13, 14, 16, 17, 18, 155, 166,
-                                                             177});
+toolkit::ControlArray<toolkit::Label> testate3(u"testate3",
+                                               {0,  1,  2,  3,  4,  5,  6,  7,   8,   9,
+                                                11, 12, 13, 14, 16, 17, 18, 155, 166, 177});
 toolkit::ControlArray<toolkit::CommandButton> CMDAPRILIST(u"CMDAPRILIST", {0, 1, 2, 3, 4, 5});
 toolkit::Label LabCOGNODEN(u"LabCOGNODEN"), LabCF(u"LabCF"), Label5(u"Label5");
 toolkit::CommandButton cmdparcprec(u"cmdparcprec"), cmdparcsuc(u"cmdparcsuc"),

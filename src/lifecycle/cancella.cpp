@@ -22,9 +22,9 @@ void CANCELLAZIONEINTERROTTA(const engine::Error& errore, std::u16string_view fa
   } catch (const engine::Error&) {
     // The cause is the same, and one message is enough.
   }
-  toolkit::MsgBox(u"Cancellazione non completata.\r\r" + errore.Text() + u"\r\r" +
-                      std::u16string(fatto),
-                  toolkit::kCritical, Titolo());
+  toolkit::MsgBox(
+      u"Cancellazione non completata.\r\r" + errore.Text() + u"\r\r" + std::u16string(fatto),
+      toolkit::kCritical, Titolo());
 }
 
 }  // namespace
@@ -63,8 +63,9 @@ void Cmdcancella_Click() {
     DbDichiarazione.Execute(u"delete * from QUADROLAUT where  CFP = '" +
                             engine::Quoted(CFCorrente) + u"'");
   } catch (const engine::Error& e) {
-    CANCELLAZIONEINTERROTTA(e, u"Non è stato cancellato nulla: né l'anagrafica né le "
-                               u"certificazioni.");
+    CANCELLAZIONEINTERROTTA(e,
+                            u"Non è stato cancellato nulla: né l'anagrafica né le "
+                            u"certificazioni.");
     return;
   }
   try {
@@ -72,8 +73,9 @@ void Cmdcancella_Click() {
       TabPERCPARCELLE.Delete();
     }
   } catch (const engine::Error& e) {
-    CANCELLAZIONEINTERROTTA(e, u"Le certificazioni del percettore sono state cancellate; la sua "
-                               u"anagrafica no. Ripetere la cancellazione.");
+    CANCELLAZIONEINTERROTTA(e,
+                            u"Le certificazioni del percettore sono state cancellate; la sua "
+                            u"anagrafica no. Ripetere la cancellazione.");
     return;
   }
   toolkit::Screen.MousePointer = 0;

@@ -59,9 +59,7 @@ void CmdInserimento_Click(int Index) {
   Frmtestata.SetVisible(true);
 }
 
-void CASELLACODICE_GotFocus(toolkit::TextBox& casella) {
-  casella.SetSelStart(casella.MaxLength());
-}
+void CASELLACODICE_GotFocus(toolkit::TextBox& casella) { casella.SetSelStart(casella.MaxLength()); }
 
 void CASELLACODICE_KeyPress(std::int16_t& KeyAscii) { KeyAscii = MAIUSCOLA(KeyAscii); }
 

@@ -58,9 +58,8 @@ bool ValeZero(std::u16string_view testo, std::int16_t CifreDecimali) {
 
 }  // namespace
 
-std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno,
-                         std::int16_t Virgola, std::int16_t CifreIntere,
-                         std::int16_t CifreDecimali) {
+std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
+                         std::int16_t CifreIntere, std::int16_t CifreDecimali) {
   if (ValeZero(campo.Text(), CifreDecimali)) {
     campo.SetText(u"");
   }
@@ -106,8 +105,7 @@ std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno,
     Tasto = u'0';
     return scrivi();
   }
-  if (static_cast<int>(text::Trim(Testo).size()) ==
-      Segno + Virgola + CifreIntere + CifreDecimali) {
+  if (static_cast<int>(text::Trim(Testo).size()) == Segno + Virgola + CifreIntere + CifreDecimali) {
     return scrivi();
   }
   if (!conVirgola && !conSegno && toolkit::Val(Testo) == 0 && Testo.ends_with(u'0')) {

@@ -53,9 +53,8 @@ std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti
 // the caret, fills the place left free. Gives the key to act on, or 0. `Segno`
 // and `Virgola` 1 allow a sign, a decimal comma; the other two say how many
 // digits the parts may have. Never reads the caret.
-std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno,
-                         std::int16_t Virgola, std::int16_t CifreIntere,
-                         std::int16_t CifreDecimali);
+std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
+                         std::int16_t CifreIntere, std::int16_t CifreDecimali);
 
 // Overtyping editor on the date mask: a digit takes the place of the character
 // at the caret, which then jumps over the slashes; Backspace brings back the

@@ -98,8 +98,8 @@ constexpr Uso kUsi[] = {
     {14, u" Tabella stati esteri", 2840, 2600, 2700, 5085,
      [] { PEROGNIRIGA(TabTABMIN_SG, RIGASTATO); }, 3, Codice::Fine, 3, false},
     {16, u" Eventi eccezionali", 4665, 2000, 2790, 9300, EVENTI, 1, Codice::Inizio, 1, true},
-    {17, u" Codice Comune", 2935, 5200, 3750, 6105,
-     [] { PEROGNIRIGA(TabTABCOMUNI, RIGACOMUNE); }, 1, Codice::Fine, 4, true},
+    {17, u" Codice Comune", 2935, 5200, 3750, 6105, [] { PEROGNIRIGA(TabTABCOMUNI, RIGACOMUNE); },
+     1, Codice::Fine, 4, true},
 };
 
 bool ECONTINUAZIONE(std::u16string_view riga, const Uso& uso) {

@@ -12,8 +12,7 @@ void COLLOCA(toolkit::Control& controllo, int left, int top, int width, int heig
   controllo.SetHeight(height);
 }
 
-void COLLOCAFRAME(toolkit::Frame& frame, bool visibile, int left, int top, int width,
-                  int height) {
+void COLLOCAFRAME(toolkit::Frame& frame, bool visibile, int left, int top, int width, int height) {
   frame.SetCaption(u"");
   frame.SetVisible(visibile);
   COLLOCA(frame, left, top, width, height);

@@ -122,6 +122,12 @@ class QtHands : public Hands {
   }
 
   bool Focus(Control& control) override {
+    // A closed message box leaves no window active: there is no desktop here
+    // that would choose the next one.
+    if (!window_->Widget().isActiveWindow()) {
+      window_->Widget().activateWindow();
+      [[maybe_unused]] const bool active = QTest::qWaitForWindowActive(&window_->Widget());
+    }
     window_->WidgetOf(control)->setFocus(Qt::OtherFocusReason);
     return true;
   }
@@ -144,8 +150,8 @@ class QtHands : public Hands {
       return false;
     }
     if (stroke.key == toolkit::Key::Character) {
-      Send(CharacterKey(stroke.text), {}, QString::fromUtf16(stroke.text.data(),
-                                                             std::ssize(stroke.text)));
+      Send(CharacterKey(stroke.text), {},
+           QString::fromUtf16(stroke.text.data(), std::ssize(stroke.text)));
     } else if (tab && stroke.shift) {
       Send(Qt::Key_Backtab, Qt::ShiftModifier);
     } else {
@@ -201,8 +207,8 @@ class QtHands : public Hands {
 
   bool HasAccess(char16_t letter) const {
     for (const Control* control : ANAGPARC::Me.Controls()) {
-      if (control->CanFocus() && toolkit::Form::AccessKey(control->Caption()) ==
-                                     text::Upper(letter)) {
+      if (control->CanFocus() &&
+          toolkit::Form::AccessKey(control->Caption()) == text::Upper(letter)) {
         return true;
       }
     }

@@ -110,7 +110,7 @@ class Control {
  protected:
   friend class Form;
   virtual void Reset(const Design& design);  // back to how it was designed
-  void Touch();  // the screen has to look at this control again
+  void Touch();                              // the screen has to look at this control again
 
   template <class T>
   void Assign(T& member, T value) {

@@ -166,8 +166,7 @@ bool Form::IsTabStop(const Control& control) const {
   if (!control.CanFocus()) {
     return false;
   }
-  if (control.Type() != Kind::OptionButton ||
-      static_cast<const OptionButton&>(control).Value()) {
+  if (control.Type() != Kind::OptionButton || static_cast<const OptionButton&>(control).Value()) {
     return true;
   }
   return std::ranges::none_of(controls_, [&](const Control* other) {

@@ -148,7 +148,7 @@ class Form {
   std::vector<Control*> tabOrder_;
   std::vector<Control*> touched_;
   Control* focus_ = nullptr;
-  int lastTab_ = -1;     // where the focus was last, in the tab order
+  int lastTab_ = -1;  // where the focus was last, in the tab order
   bool loaded_ = false;
   bool running_ = false;  // inside an event
 };
