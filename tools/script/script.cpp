@@ -64,7 +64,7 @@ int Answers::Next(const toolkit::Message& message) {
     return message.buttons[0].code;
   }
   if (codes_.empty()) {
-    throw Error{u"nessuna risposta pronta per la domanda: " + message.text};
+    throw Error{u"nessuna risposta pronta per la domanda: " + text::FromUtf8(Quote(message.text))};
   }
   const int code = codes_.front();
   codes_.pop_front();
@@ -73,7 +73,8 @@ int Answers::Next(const toolkit::Message& message) {
       return code;
     }
   }
-  throw Error{u"la domanda non ha il pulsante " + text::Decimal(code) + u": " + message.text};
+  throw Error{u"la domanda non ha il pulsante " + text::Decimal(code) + u": " +
+              text::FromUtf8(Quote(message.text))};
 }
 
 int NoScreen::Ask(const toolkit::Message& message) {
