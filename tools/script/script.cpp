@@ -1,6 +1,7 @@
 #include "script.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
@@ -31,21 +32,24 @@ std::string Text(std::u16string_view s) { return text::ToUtf8(s); }
 
 std::string Quote(std::u16string_view text) {
   std::string out = "\"";
-  for (const char c : Text(text)) {
-    switch (c) {
-      case '"':
-      case '\\':
-        out += '\\';
-        out += c;
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      default:
-        out += c;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    const bool high = text::IsHighSurrogate(c);
+    if (high && i + 1 < text.size() && text::IsLowSurrogate(text[i + 1])) {
+      out += Text(text.substr(i++, 2));
+    } else if (c == u'"' || c == u'\\') {
+      out += '\\';
+      out += static_cast<char>(c);
+    } else if (c == u'\r' || c == u'\n') {
+      out += c == u'\r' ? "\\r" : "\\n";
+    } else if (high || text::IsLowSurrogate(c) || text::IsControl(c)) {
+      constexpr char kDigits[] = "0123456789ABCDEF";
+      out += "\\u";
+      for (int shift = 12; shift >= 0; shift -= 4) {
+        out += kDigits[c >> shift & 15];
+      }
+    } else {
+      out += Text({&c, 1});
     }
   }
   return out + '"';
@@ -115,7 +119,23 @@ bool ModelHands::DblClickRow(ListBox& list, int row) {
 }
 bool ModelHands::Focus(Control& control) { return Form().UserFocus(control); }
 bool ModelHands::Caret(int offset) { return Form().UserClick(*Form().Focus(), offset); }
-bool ModelHands::Key(const KeyStroke& stroke) { return Form().UserKey(stroke); }
+bool ModelHands::Key(const KeyStroke& stroke) {
+  if (!stroke.control || stroke.key != toolkit::Key::Character) {
+    return Form().UserKey(stroke);
+  }
+  switch (stroke.text[0]) {
+    case u'A':
+      return Form().UserSelectAll();
+    case u'C':
+      return Form().UserCopy();
+    case u'V':
+      return Form().UserPaste();
+    case u'X':
+      return Form().UserCut();
+    default:
+      return Form().UserUndo();
+  }
+}
 bool ModelHands::Paste(std::u16string_view clipboard) {
   toolkit::App().view->SetClipboard(clipboard);
   return Form().UserPaste();
@@ -128,10 +148,33 @@ bool ModelHands::Screenshot(const std::string&) { return false; }
 
 namespace {
 
-struct Word {
-  std::u16string text;
-  bool quoted = false;
-};
+// What stands behind a backslash, from `i` on, which moves to its last character.
+char16_t Escaped(std::u16string_view line, std::size_t& i) {
+  const char16_t c = i < line.size() ? line[i] : u'\0';
+  switch (c) {
+    case u'"':
+    case u'\\':
+      return c;
+    case u'r':
+      return u'\r';
+    case u'n':
+      return u'\n';
+    case u'u': {
+      const std::string digits = Text(line.substr(i + 1, 4));
+      std::uint16_t unit = 0;
+      const auto end = std::from_chars(digits.data(), digits.data() + digits.size(), unit, 16).ptr;
+      if (digits.size() == 4 && end == digits.data() + 4) {
+        i += 4;
+        return unit;
+      }
+      [[fallthrough]];
+    }
+    default:
+      throw Error{u"dopo \\ sono ammessi \" \\ r n uXXXX"};
+  }
+}
+
+}  // namespace
 
 std::vector<Word> Split(std::u16string_view line) {
   std::vector<Word> words;
@@ -151,25 +194,7 @@ std::vector<Word> Split(std::u16string_view line) {
     }
     word.quoted = true;
     for (++i; i < line.size() && line[i] != u'"'; ++i) {
-      if (line[i] != u'\\') {
-        word.text += line[i];
-        continue;
-      }
-      const char16_t escaped = ++i < line.size() ? line[i] : u'\0';
-      switch (escaped) {
-        case u'"':
-        case u'\\':
-          word.text += escaped;
-          break;
-        case u'r':
-          word.text += u'\r';
-          break;
-        case u'n':
-          word.text += u'\n';
-          break;
-        default:
-          throw Error{u"dopo \\ sono ammessi \" \\ r n"};
-      }
+      word.text += line[i] == u'\\' ? Escaped(line, ++i) : line[i];
     }
     if (i >= line.size()) {
       throw Error{u"manca la virgoletta di chiusura"};
@@ -179,6 +204,8 @@ std::vector<Word> Split(std::u16string_view line) {
   }
   return words;
 }
+
+namespace {
 
 std::optional<int> Number(std::u16string_view s) {
   const std::string digits = Text(s);
@@ -202,7 +229,7 @@ int NumberOf(const Word& word) {
 
 Control* FindControl(std::u16string_view name) {
   for (Control* control : Form().Controls()) {
-    if (control->FullName() == name) {
+    if (name.starts_with(control->Name()) && control->FullName() == name) {
       return control;
     }
   }
@@ -349,6 +376,8 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
+constexpr std::u16string_view kEditing = u"ACVXZ";
+
 const std::map<std::u16string_view, KeyStroke>& Keys() {
   static const std::map<std::u16string_view, KeyStroke> keys = {
       {u"Backspace", {Key::Backspace}},
@@ -361,27 +390,43 @@ const std::map<std::u16string_view, KeyStroke>& Keys() {
       {u"Down", {Key::Down}},
       {u"Enter", {Key::Enter}},
       {u"Escape", {Key::Escape}},
+      {u"PageUp", {Key::PageUp}},
+      {u"PageDown", {Key::PageDown}},
       {u"Tab", {Key::Tab}},
-      {u"ShiftTab", {.key = Key::Tab, .shift = true}},
   };
   return keys;
 }
 
+// A key's name, with Ctrl, Shift or both in front; with Ctrl also one of the
+// letters that copy, cut, paste, undo and select all.
 KeyStroke StrokeOf(const Word& word) {
-  const auto found = Keys().find(word.text);
-  if (found == Keys().end()) {
+  std::u16string_view name = word.text;
+  const auto with = [&name](std::u16string_view modifier) {
+    const bool there = name.starts_with(modifier);
+    name.remove_prefix(there ? modifier.size() : 0);
+    return there;
+  };
+  const bool control = with(u"Ctrl");
+  const bool shift = with(u"Shift");
+  if (control && !shift && name.size() == 1 && kEditing.find(name[0]) != kEditing.npos) {
+    return {.text = name, .control = true};
+  }
+  const auto found = Keys().find(name);
+  if (found == Keys().end() || (control && found->second.key == Key::Tab)) {
     throw Error{u"tasto sconosciuto: " + word.text};
   }
-  return found->second;
+  return {.key = found->second.key, .shift = shift, .control = control};
 }
 
-// The characters one by one, until one can't be typed.
+// The characters one by one, until one can't be typed; a line end is Enter.
 bool Type(Hands& hands, std::u16string_view characters) {
   for (std::size_t i = 0; i < characters.size();) {
     const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
                       text::IsLowSurrogate(characters[i + 1]);
     const std::size_t length = pair ? 2 : 1;
-    if (!hands.Key({.text = characters.substr(i, length)})) {
+    const bool lineEnd = characters[i] == u'\r' || characters[i] == u'\n';
+    if (!hands.Key(lineEnd ? KeyStroke{Key::Enter}
+                           : KeyStroke{.text = characters.substr(i, length)})) {
       return false;
     }
     if (toolkit::App().ended) {
@@ -420,8 +465,16 @@ struct Command {
   std::function<bool()> run;
 };
 
-void RunLine(const std::vector<Word>& words, std::ostream& out, Answers& answers, Hands& hands,
-             std::u16string_view line) {
+}  // namespace
+
+void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hands& hands) {
+  if (line.starts_with(u'#')) {
+    return;
+  }
+  const std::vector<Word> words = Split(line);
+  if (words.empty()) {
+    return;
+  }
   const auto focusedText = [] {
     const Control* focus = Form().Focus();
     return focus != nullptr && focus->Type() == Kind::TextBox;
@@ -493,8 +546,6 @@ void RunLine(const std::vector<Word>& words, std::ostream& out, Answers& answers
   }
 }
 
-}  // namespace
-
 void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands) {
   std::string bytes;
   while (!toolkit::App().ended && std::getline(lines, bytes)) {
@@ -503,11 +554,8 @@ void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands)
       bytes.pop_back();
     }
     const std::u16string line(text::Trim(text::FromUtf8(bytes)));
-    if (line.empty() || line[0] == u'#') {
-      continue;
-    }
     try {
-      RunLine(Split(line), out, answers, hands, line);
+      RunLine(line, out, answers, hands);
     } catch (const Error& error) {
       out.flush();
       Fail(error);

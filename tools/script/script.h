@@ -6,6 +6,7 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/toolkit/application.h"
 #include "platform/toolkit/form.h"
@@ -90,14 +91,26 @@ class Printer : public toolkit::Witness {
   std::ostream& out_;
 };
 
-// The text between quotation marks, with \" \\ \r \n.
+// The text between quotation marks, with \" \\ \r \n; other control characters
+// and halves of a surrogate pair as \uXXXX.
 std::string Quote(std::u16string_view text);
+
+struct Word {
+  std::u16string text;
+  bool quoted = false;
+};
+
+// The words of a line. Throws Error.
+std::vector<Word> Split(std::u16string_view line);
 
 // Ends the process with status 2, after telling the error and the line it is
 // about on standard error. Fit for the middle of an event: nothing unwinds.
 [[noreturn]] void Fail(const Error& error);
 
-// Runs the lines until they or the program end.
+// Runs one line. Throws Error.
+void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hands& hands);
+
+// Runs the lines until they or the program end; a wrong one ends the process.
 void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands);
 
 }  // namespace script

@@ -232,7 +232,7 @@ class ListBox : public Control {
   // Counts up at each AddItem and Clear, so that a screen sees that rows have changed.
   std::uint64_t Revision() const { return revision_; }
 
-  std::function<void()> DblClick;
+  std::function<void()> DblClick;  // also by Enter on the selected row
 
  protected:
   void Reset(const Design& design) override;

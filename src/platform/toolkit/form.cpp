@@ -230,7 +230,11 @@ bool Form::UserClick(Control& control, int caret) {
         return PressButton(control);
       case Kind::TextBox:
         if (MoveFocus(&control)) {
-          static_cast<TextBox&>(control).SetSelStart(caret);
+          auto& box = static_cast<TextBox&>(control);
+          box.SetSelStart(caret);
+          if (const int at = box.SelStart(); at > 0) {  // never amid a character of two units
+            box.SetSelStart(box.StepRight(box.StepLeft(at)));
+          }
         }
         return true;
       case Kind::ListBox:
@@ -382,7 +386,7 @@ bool Form::TextKey(TextBox& box, const KeyStroke& stroke) {
   };
   switch (stroke.key) {
     case Key::Character:
-      if (stroke.text.size() == 1) {
+      if (stroke.text.size() == 1 && !text::IsControl(stroke.text[0])) {
         box.Press(stroke.text[0]);
       } else if (stroke.text.size() == 2) {
         box.PressPair(stroke.text[0], stroke.text[1]);
@@ -434,6 +438,13 @@ bool Form::ListKey(ListBox& list, const KeyStroke& stroke) {
   if (stroke.key == Key::Character) {
     if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
       list.Search(stroke.text[0]);
+    }
+    return true;
+  }
+  // Enter stands for the double click, for hands that stay on the keyboard.
+  if (stroke.key == Key::Enter) {
+    if (list.ListIndex() >= 0 && list.DblClick) {
+      list.DblClick();
     }
     return true;
   }
@@ -576,13 +587,18 @@ std::optional<Point> Form::PlaceToClick(const Control& control) const {
   if (!control.Usable()) {
     return std::nullopt;
   }
-  constexpr int kMargin = 60, kStep = 45;
+  constexpr int kMargin = 60, kStep = 45, kPixel = 15;
   const Point origin = Origin(control);
+  // What lies beside the place may be drawn up to a pixel over it.
+  const auto free = [&](Point p) {
+    return At({p.x - kPixel, p.y - kPixel}) == &control &&
+           At({p.x + kPixel, p.y + kPixel}) == &control && At(p) == &control;
+  };
   const int y0 = control.Type() == Kind::ListBox ? origin.y + ListBox::kInset
                                                  : origin.y + control.Height() / 2;
   for (int x = control.Width() - kMargin; x >= kMargin; x -= kStep) {
     const Point p{origin.x + x, y0};
-    if (At(p) == &control) {
+    if (free(p)) {
       return p;
     }
   }
@@ -590,7 +606,7 @@ std::optional<Point> Form::PlaceToClick(const Control& control) const {
   for (int y = kMargin; y < control.Height(); y += kStep) {
     for (int x = kMargin; x < control.Width(); x += kStep) {
       const Point p{origin.x + x, origin.y + y};
-      if (At(p) == &control) {
+      if (free(p)) {
         return p;
       }
     }

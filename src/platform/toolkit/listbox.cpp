@@ -41,7 +41,7 @@ void ListBox::Reset(const Design& design) {
 }
 
 void ListBox::AddItem(std::u16string_view row) {
-  if (count_ % kBlockRows == 0) {
+  if (static_cast<std::size_t>(count_ / kBlockRows) == blocks_.size()) {
     auto block = std::make_unique<Block>();
     block->ends.reserve(kBlockRows);
     if (!blocks_.empty()) {  // rows of one list are mostly alike
@@ -58,7 +58,12 @@ void ListBox::AddItem(std::u16string_view row) {
 }
 
 void ListBox::Clear() {
-  blocks_.clear();
+  // A list is mostly filled again at once.
+  blocks_.resize(std::min<std::size_t>(blocks_.size(), 1));
+  for (const auto& block : blocks_) {
+    block->text.clear();
+    block->ends.clear();
+  }
   count_ = 0;
   listIndex_ = -1;
   typed_.clear();
