@@ -356,6 +356,7 @@ TEST_F(Engine, RewritingMeetsEachRowOnce) {
     spy_.begun.clear();
     Recordset query = database.OpenRecordset(text);
     std::multiset<std::string> met;
+    database.BeginTrans();
     while (!query.Eof()) {
       met.insert(met.size() % 50 == 0 ? Id(query) : "unread");
       query.Edit();
@@ -363,6 +364,7 @@ TEST_F(Engine, RewritingMeetsEachRowOnce) {
       query.Update();
       query.MoveNext();
     }
+    database.CommitTrans();
     EXPECT_EQ(met.size(), 100U);
     EXPECT_EQ(spy_.Begun("UPDATE"), 100);
     EXPECT_LE(spy_.begun.size(), 110U);

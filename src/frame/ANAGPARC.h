@@ -52,11 +52,12 @@ extern toolkit::ListBox ListTabmin;
 
 // --- Variables of the form
 
-extern std::int16_t FlagFormCaricato;   // 1 once the first list stands
-extern std::int16_t TabellaAperta;      // button that last opened the lookup panel
-extern std::u16string CFCorrente;       // code of the recipient in hand
-extern std::u16string CFPrecedente;     // code of the recipient being left by a move
-extern std::u16string CFNuovo;          // new code, in key form
+extern std::int16_t FlagFormCaricato;  // 1 once the first list stands
+extern std::int16_t TabellaAperta;     // button that last opened the lookup panel
+extern std::u16string CFCorrente;      // code of the recipient in hand
+extern std::u16string CFPrecedente;    // code of the recipient being left by a move
+extern bool FuoriPosto;         // after a failure the table may have left the record on screen
+extern std::u16string CFNuovo;  // new code, in key form
 extern std::u16string RigaSelezionata;  // list row of the recipient whose code changes
 
 // Builds the form as it was designed, ties the handlers to their events and
@@ -96,6 +97,9 @@ void SistemaToolTipText();
 void CARICADATI();      // the table must stand on a row
 void IMPOSTATESTATA();  // the table must stand on a row
 void PULISCICAMPI();
+// Reads all that the screen shows of the current row, so that a failure comes
+// before the record on screen is touched.
+void PROVARIGA();
 
 // The key code left in KeyAscii is what the field acts on.
 void Text1_KeyPress(int Index, std::int16_t& KeyAscii);

@@ -4,7 +4,6 @@
 
 #include "platform/system/files.h"
 #include "platform/system/process.h"
-#include "platform/system/registry.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/application.h"
 #include "record/LibrAgg770.h"
@@ -13,6 +12,7 @@ namespace MOD770BAS {
 
 std::u16string PercorsoArchivi;
 std::u16string PercorsoProgrammi;
+bool ArchivioCreato = false;
 
 engine::Database DbDichiarazione;
 engine::Recordset TabFRONTESPIZIO, TabANAGSOSTITUTI, TabPERCPARCELLE, TabPERCETTORI, TabQUADROLAUT,
@@ -33,8 +33,6 @@ double IndiceCampo = 0;
 namespace {
 
 constexpr std::u16string_view kAnno = u"2015";
-constexpr std::u16string_view kRadice = u"HKEY_CURRENT_USER";
-constexpr std::u16string_view kChiave = u"SOFTWARE\\CALVENZA\\MORVENNA";
 
 template <class... Parts>
 std::u16string Join(Parts... parts) {
@@ -47,43 +45,11 @@ std::u16string ArchivioModello() { return Join(PercorsoArchivi, u"\\SQ4RXXXX.MDB
 std::u16string ArchivioAnnuale() { return Join(PercorsoArchivi, u"\\S770", kAnno, u".MDB"); }
 std::u16string ProgrammaPadre() { return Join(PercorsoProgrammi, u"\\770", kAnno, u".EXE"); }
 
-namespace {
-
-// Text of a value as its bytes give it.
-std::u16string LEGGIVALORECHIAVE(const sys::RegistryValue& valore) {
-  const auto& data = valore.data;
-  if (valore.type == sys::kRegSz) {
-    std::u16string testo;
-    for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
-      const auto unit = static_cast<char16_t>(data[i] | (data[i + 1] << 8));
-      if (unit == 0) {
-        return testo;
-      }
-      testo.push_back(unit);
-    }
-    return {};  // without its NUL the text has no end
-  }
-  if (valore.type == sys::kRegDword && data.size() <= 4) {
-    const int basso = data.empty() ? 0 : data[0];
-    const int alto = data.size() < 2 ? 0 : data[1];
-    return text::Decimal(static_cast<std::int16_t>(basso | (alto << 8)));
-  }
-  return {};
-}
-
-}  // namespace
-
-std::u16string LEGGIVALOREREGISTRO(std::u16string_view radice, std::u16string_view chiave,
-                                   std::u16string_view nome) {
-  const auto valore = sys::ReadRegistry(radice, chiave, nome);
-  return valore ? LEGGIVALORECHIAVE(*valore) : std::u16string();
-}
-
 void LEGGIPERCORSIREGISTRO() {
   if (sys::PrevInstance()) {
     toolkit::End();
   }
-  PercorsoArchivi = LEGGIVALOREREGISTRO(kRadice, kChiave, u"PERCORSOARCHIVI");
+  PercorsoArchivi = LEGGIVALOREREGISTRO(kRadice, kChiave, kValoreArchivi);
   PercorsoProgrammi = LEGGIVALOREREGISTRO(kRadice, kChiave, u"PERCORSOPROGRAMMI");
 }
 
@@ -104,13 +70,13 @@ void IMPOSTAPERCORSI() {
   }
   if (!LibrAgg770::ESISTEFILE(ArchivioAnnuale())) {
     // The engine would play the rest of an interrupted write into the new file.
-    const std::u16string giornale = engine::SideFile(ArchivioAnnuale());
-    if (LibrAgg770::ESISTEFILE(giornale)) {
+    if (engine::WriteCutOff(ArchivioAnnuale())) {
       throw sys::FileError(Join(u"Manca l'archivio ", ArchivioAnnuale(),
                                 u", ma è rimasto il suo file di una scrittura interrotta: ",
-                                giornale));
+                                engine::SideFile(ArchivioAnnuale())));
     }
     sys::FileCopy(ArchivioModello(), ArchivioAnnuale());
+    ArchivioCreato = true;
   }
 }
 
@@ -230,6 +196,7 @@ bool CERCAPERCETTORE(std::u16string_view codice) {
 void AZZERASTATO() {
   PercorsoArchivi.clear();
   PercorsoProgrammi.clear();
+  ArchivioCreato = false;
   for (const Tabella& tabella : Tabelle()) {
     tabella.recordset = {};
   }

@@ -15,6 +15,7 @@ namespace MOD770BAS {
 
 extern std::u16string PercorsoArchivi;    // template and year database
 extern std::u16string PercorsoProgrammi;  // the parent's executable; may be empty
+extern bool ArchivioCreato;               // this start has made the year database
 
 inline constexpr std::u16string_view kTitoloProcedura =
     u" Gestione Modello 770/2015 (Semplificato) - ";
@@ -24,6 +25,11 @@ std::u16string ArchivioModello();  // the template
 std::u16string ArchivioAnnuale();  // the year database
 std::u16string ProgrammaPadre();
 inline constexpr std::u16string_view kTitoloPadre = u"7702015";
+
+// Where the registry names the folders.
+inline constexpr std::u16string_view kRadice = u"HKEY_CURRENT_USER";
+inline constexpr std::u16string_view kChiave = u"SOFTWARE\\CALVENZA\\MORVENNA";
+inline constexpr std::u16string_view kValoreArchivi = u"PERCORSOARCHIVI";
 
 // Text of a registry value under the given hive and key: of a text what stands
 // before its first NUL, of a number its low 16 bits with sign, in decimal; ""

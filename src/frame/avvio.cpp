@@ -26,6 +26,21 @@ constexpr int kAltezza = 9120, kLarghezza = 12120;  // twips
   toolkit::End(1);
 }
 
+// A year database made just now from a template that can't be used goes again:
+// it would stand in the way of a mended template.
+std::u16string CAUSA(const engine::Error& errore) {
+  const int n = errore.Number();
+  const bool guasto = n == engine::kNotADatabase || n == engine::kNoTable ||
+                      n == engine::kNoIndex || n == engine::kNoColumn;
+  if (!ArchivioCreato || !guasto) {
+    return errore.Text();
+  }
+  CHIUDIDATABASE();
+  sys::RemoveFile(ArchivioAnnuale());
+  return u"Il modello " + ArchivioModello() +
+         u" non è utilizzabile; la sua copia è stata tolta.\r\r" + errore.Text();
+}
+
 void AVVIO() {
   IMPOSTAPERCORSI();
   APRIDATABASE();
@@ -65,7 +80,7 @@ void Form_Load() {
   try {
     AVVIO();
   } catch (const engine::Error& e) {
-    AVVIOIMPOSSIBILE(e.Text());
+    AVVIOIMPOSSIBILE(CAUSA(e));
   } catch (const sys::FileError& e) {
     AVVIOIMPOSSIBILE(e.Text());
   }

@@ -306,6 +306,7 @@ void CARICAMODULO() {
   FlagFormCaricato = TabellaAperta = 0;
   CFCorrente.clear();
   CFPrecedente.clear();
+  FuoriPosto = false;
   CFNuovo.clear();
   RigaSelezionata.clear();
   toolkit::Screen.MousePointer = 0;

@@ -92,7 +92,12 @@ void CmdConfermaCF_Click() {
   toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
                       u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " + CFNuovo,
                   toolkit::kInformation, Titolo());
-  LISTAPERCETTORI();
+  try {
+    LISTAPERCETTORI();
+  } catch (const engine::Error& e) {
+    toolkit::MsgBox(u"Il codice è stato cambiato, ma l'elenco non si può rileggere.\r\r" + e.Text(),
+                    toolkit::kCritical, Titolo());
+  }
   CmdAnnullaCF_Click();
 }
 

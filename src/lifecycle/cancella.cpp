@@ -79,7 +79,14 @@ void Cmdcancella_Click() {
     return;
   }
   toolkit::Screen.MousePointer = 0;
-  LISTAPERCETTORI();
+  try {
+    LISTAPERCETTORI();
+  } catch (const engine::Error& e) {
+    toolkit::MsgBox(
+        u"Il percettore è stato cancellato, ma l'elenco non si può rileggere.\r\r" + e.Text(),
+        toolkit::kCritical, Titolo());
+    return;
+  }
   toolkit::MsgBox(u"Cancellazione effettuata", toolkit::kInformation, Titolo());
   toolkit::Screen.MousePointer = 0;
 }

@@ -40,7 +40,7 @@ std::u16string DATAASCHERMO(std::u16string_view valore) {
 
 // The column as the field shows it.
 std::u16string TESTOCAMPO(int indice) {
-  const std::u16string valore = TabPERCPARCELLE.Fields(COLONNA(indice)).Text();
+  std::u16string valore = TabPERCPARCELLE.Fields(COLONNA(indice)).Text();
   switch (indice) {
     case kCampoData:
       return DATAASCHERMO(valore);
@@ -82,6 +82,14 @@ void SistemaToolTipText() {
                   {12, u"41"}, {13, u"42"}, {14, u"43"}, {16, u"09"}, {17, u"22"}};
   for (const auto& [indice, casella] : kCaselle) {
     Text1(indice).SetToolTipText(std::u16string(u"Casella ") + casella);
+  }
+}
+
+void PROVARIGA() {
+  for (int indice = 0; indice <= kUltimoCampo; ++indice) {
+    if (ESISTECAMPO(indice)) {
+      TESTOCAMPO(indice);
+    }
   }
 }
 

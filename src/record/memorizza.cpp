@@ -45,6 +45,7 @@ void SCRIVIDATI() {
 // The screen shows what the table holds.
 void RICARICADATI() {
   if (CERCAPERCETTORE(CFCorrente)) {
+    PROVARIGA();
     IMPOSTATESTATA();
     CARICADATI();
     CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
@@ -54,23 +55,29 @@ void RICARICADATI() {
 }  // namespace
 
 // A save that the engine refuses counts like a broken rule: the user stays on
-// the record, nothing of it is lost, and the next Memorizza tries again.
+// the record, nothing of it is lost, and the next Memorizza tries again. So does
+// one that stands but can't be read back, only that nothing is left to save.
 void MEMORIZZADATI() {
+  bool scritti = false;
   try {
     CONTROLLOCAMPI();
     if (FlagErroreCampi == 1) {
       return;
     }
     SCRIVIDATI();
+    scritti = true;
+    RICARICADATI();
   } catch (const engine::Error& e) {
     FlagErroreCampi = 1;
-    toolkit::MsgBox(u"Registrazione non eseguita.\r\r" + e.Text() +
-                        u"\r\rI dati digitati restano sullo schermo: eliminata la causa, "
-                        u"premere di nuovo Memorizza.",
-                    toolkit::kCritical, Titolo());
-    return;
+    FuoriPosto = true;
+    toolkit::MsgBox(
+        scritti ? u"La registrazione è stata eseguita, ma i dati non si possono rileggere.\r\r" +
+                      e.Text() + u"\r\rEliminata la causa, premere di nuovo Memorizza."
+                : u"Registrazione non eseguita.\r\r" + e.Text() +
+                      u"\r\rI dati digitati restano sullo schermo: eliminata la causa, premere "
+                      u"di nuovo Memorizza.",
+        toolkit::kCritical, Titolo());
   }
-  RICARICADATI();
 }
 
 void MESSAGGIOVARIAZ() {

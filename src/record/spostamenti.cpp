@@ -8,6 +8,7 @@ namespace ANAGPARC {
 using namespace MOD770BAS;
 
 std::u16string CFPrecedente;
+bool FuoriPosto = false;
 
 namespace {
 
@@ -16,6 +17,24 @@ struct Verso {
   void (engine::Recordset::*sposta)();
   std::u16string_view messaggio;
 };
+
+// Takes the table to the neighbour, or at the end back to the same row.
+void PASSA(const Verso& verso) {
+  if (FuoriPosto) {
+    CERCAPERCETTORE(CFCorrente);
+    FuoriPosto = false;
+  }
+  if (!(TabPERCPARCELLE.*verso.finita)()) {
+    (TabPERCPARCELLE.*verso.sposta)();
+  }
+  if ((TabPERCPARCELLE.*verso.finita)()) {
+    toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
+    CERCAPERCETTORE(CFPrecedente);
+  } else {
+    CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
+    CERCAPERCETTORE(CFCorrente);
+  }
+}
 
 void SPOSTA(const Verso& verso) {
   if (FlagVariazioni == 1) {
@@ -28,15 +47,15 @@ void SPOSTA(const Verso& verso) {
     }
   }
   CFPrecedente = CFCorrente;
-  if (!(TabPERCPARCELLE.*verso.finita)()) {
-    (TabPERCPARCELLE.*verso.sposta)();
-  }
-  if ((TabPERCPARCELLE.*verso.finita)()) {
-    toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
-    CERCAPERCETTORE(CFPrecedente);
-  } else {
-    CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
-    CERCAPERCETTORE(CFCorrente);
+  try {
+    PASSA(verso);
+    PROVARIGA();
+  } catch (...) {
+    // The record still on screen keeps its code, or Memorizza would write its
+    // texts to the neighbour.
+    CFCorrente = CFPrecedente;
+    FuoriPosto = true;
+    throw;
   }
   IMPOSTATESTATA();
   PULISCICAMPI();

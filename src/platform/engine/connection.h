@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -36,6 +37,7 @@ std::string Identifier(std::string_view name);
 struct IndexColumn {
   std::string index;   // name in the file
   std::string column;  // its one key column
+  bool unique = false;
 };
 
 class Connection {
@@ -46,7 +48,9 @@ class Connection {
   // Prepares exactly one statement. What SQLite doesn't understand is kSyntax.
   StatementPtr Prepare(std::string_view sql);
 
-  void Bind(sqlite3_stmt* statement, int parameter, const StoredValue& value);
+  // SQLITE_STATIC spares a copy where the value outlives the run.
+  void Bind(sqlite3_stmt* statement, int parameter, const StoredValue& value,
+            sqlite3_destructor_type lifetime = SQLITE_TRANSIENT);
   void Bind(sqlite3_stmt* statement, int parameter, std::int64_t value);
 
   // True on a row, false at the end. A statement that fails is reset.
@@ -56,8 +60,10 @@ class Connection {
   // number of rows it changed. When it fails, no transaction stays open.
   int Write(sqlite3_stmt* statement, std::string_view table);
 
-  // Runs BEGIN or COMMIT. When it fails, no transaction stays open.
-  void Run(const char* sql);
+  // When one of the two fails, no transaction stays open and nothing of it in
+  // the file.
+  void Begin();
+  void Commit();
   void Rollback() noexcept;
 
   // The table's name in the file's own letter case. A view is no table. Throws
@@ -79,10 +85,17 @@ class Connection {
   // First column of the answer, as a number or as a text.
   std::int64_t Number(std::string_view sql);
   std::string Text(std::string_view sql);
+  int Exec(const char* sql);
   [[noreturn]] void Fail(int code, std::string_view table = {});
+  [[noreturn]] void FailAndRollback(int code, std::string_view table = {});
 
+  // A read that failed has made SQLite take the open transaction back. Its
+  // failure, which whoever read may keep to himself, stops every write up to
+  // the next Begin or Rollback: they would stand each by itself.
+  std::exception_ptr lost_;
   std::u16string file_;
   std::unique_ptr<sqlite3, CloseHandle> handle_;
+  StatementPtr find_table_, find_index_;
 };
 
 }  // namespace engine

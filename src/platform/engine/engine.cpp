@@ -1,6 +1,8 @@
 #include "platform/engine/engine.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "platform/engine/recordset.h"
 #include "platform/system/paths.h"
@@ -75,11 +77,27 @@ Error::Error(int number, std::u16string text)
 
 std::u16string SideFile(std::u16string_view name) { return std::u16string(name) + u"-journal"; }
 
+bool WriteCutOff(std::u16string_view name) {
+  const std::filesystem::path path = sys::ResolvePath(SideFile(name));
+  std::error_code ignored;
+  if (!std::filesystem::exists(path, ignored)) {
+    return false;
+  }
+  // SQLite's own test: a journal that isn't good yet, or any more, begins with 0.
+  std::ifstream journal(path, std::ios::binary);
+  char first = 0;
+  return !journal || (journal.get(first) && first != 0);
+}
+
 std::u16string Quoted(std::u16string_view text) {
   std::u16string out;
   out.reserve(text.size());
   for (const char16_t c : text) {
-    out.append(c == u'\'' ? 2 : 1, c);
+    if (c == u'\0') {  // the end of an SQL text, wherever it stands
+      out += u"'||char(0)||'";
+    } else {
+      out.append(c == u'\'' ? 2 : 1, c);
+    }
   }
   return out;
 }
@@ -188,10 +206,10 @@ void Database::Execute(std::u16string_view source) {
 void Database::BeginTrans() {
   Connection& connection = State().Use();
   Rest();
-  connection.Run("BEGIN IMMEDIATE");
+  connection.Begin();
 }
 
-void Database::CommitTrans() { State().Use().Run("COMMIT"); }
+void Database::CommitTrans() { State().Use().Commit(); }
 
 void Database::Rollback() noexcept {
   if (state_ != nullptr && !state_->Closed()) {

@@ -201,8 +201,11 @@ void Rest() noexcept;
 // Name of the file in which the engine keeps what it needs to take back a write
 // that was cut off; it lies beside the database only while one is under way.
 std::u16string SideFile(std::u16string_view name);
+// True when that file holds something to take back. What a write that was cut
+// off before it touched the database leaves counts for nothing.
+bool WriteCutOff(std::u16string_view name);
 
-// `text` for use between apostrophes in an SQL text: each apostrophe doubled.
+// `text` for use between apostrophes in an SQL text, whatever it holds.
 std::u16string Quoted(std::u16string_view text);
 
 }  // namespace engine

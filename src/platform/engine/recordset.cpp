@@ -1,6 +1,7 @@
 #include "platform/engine/recordset.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "platform/text/text.h"
 
@@ -47,12 +48,14 @@ RecordsetState::RecordsetState(std::shared_ptr<DatabaseState> database, std::str
     : table_(std::move(table)),
       from_("SELECT rowid, * FROM " + Identifier(table_)),
       database_(std::move(database)) {
-  sqlite3_stmt* const any = Prepared(from_ + " WHERE rowid = ?1");
+  database_->Add(this);
+}
+
+void RecordsetState::NameColumns(sqlite3_stmt* any) {
   for (int i = 0; i < sqlite3_column_count(any); ++i) {
     columns_.push_back(text::FromUtf8(sqlite3_column_name(any, i)));
   }
   texts_.resize(columns_.size());
-  database_->Add(this);
 }
 
 void RecordsetState::Close() noexcept {
@@ -242,17 +245,30 @@ std::string RecordsetState::WritingText() const {
              : "UPDATE " + Identifier(table_) + " SET " + names + " WHERE rowid = ?";
 }
 
+// A loop writes the same columns row by row.
+sqlite3_stmt* RecordsetState::Writing() {
+  const auto column = &std::pair<int, Value>::first;
+  if (writes_ != change_ || !std::ranges::equal(values_, written_, {}, column)) {
+    writing_ = Prepared(WritingText());
+    writes_ = change_;
+    written_.clear();
+    std::ranges::transform(values_, std::back_inserter(written_), column);
+  }
+  return writing_;
+}
+
 void RecordsetState::Update() {
   if (change_ == Change::kNone) {
     FailForTable(kNotEditing, u"nessuna modifica da scrivere");
   }
   const bool edit = change_ == Change::kEdit;
   if (!edit || !values_.empty()) {
-    sqlite3_stmt* const statement = Prepared(WritingText());
+    sqlite3_stmt* const statement = Writing();
     std::vector<std::pair<int, StoredValue>> stored;
+    stored.reserve(values_.size());  // what is bound stays where it is
     for (const auto& [column, value] : values_) {
       stored.emplace_back(column, StoredValue::Of(value));
-      Use().Bind(statement, static_cast<int>(stored.size()), stored.back().second);
+      Use().Bind(statement, static_cast<int>(stored.size()), stored.back().second, SQLITE_STATIC);
     }
     if (edit) {
       Use().Bind(statement, static_cast<int>(stored.size()) + 1, row_);
@@ -297,6 +313,7 @@ void RecordsetState::FailForTable(int number, std::u16string_view what) {
 
 TableState::TableState(std::shared_ptr<DatabaseState> database, std::string table)
     : RecordsetState(std::move(database), std::move(table)) {
+  NameColumns(Prepared(from_ + " WHERE rowid = ?1"));
   paths_.push_back(std::make_unique<Path>());
   path_ = paths_.back().get();
 }
@@ -409,8 +426,12 @@ bool TableState::Advance(Direction direction) {
     row = StepLive(live_);
   } else if (place_ != Place::kRow && place_ != Place::kGap) {
     row = Begin(direction, kAll);
+  } else if (path_->column == 0) {
+    row = Begin(direction, kBeyondRow);
   } else {
-    row = Begin(direction, path_->column == 0 ? kBeyondRow : kSameKey);
+    // Where a row is deleted, another may bear its key by now.
+    const bool alone = path_->index.unique && place_ == Place::kRow && key_.type != SQLITE_NULL;
+    row = Begin(direction, alone ? kBeyondKey : kSameKey);
   }
   while (!row && NextPiece(direction) != kAll) {
     row = Begin(direction, NextPiece(direction));
@@ -463,7 +484,9 @@ void TableState::ColumnWritten(int column, StoredValue value) noexcept {
 
 QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string table,
                        const std::string& rest)
-    : RecordsetState(std::move(database), std::move(table)), query_(Prepared(from_ + rest)) {}
+    : RecordsetState(std::move(database), std::move(table)), query_(Prepared(from_ + rest)) {
+  NameColumns(query_);
+}
 
 // Meets one more row; false when there is none.
 bool QueryState::Fetch() {

@@ -88,6 +88,8 @@ class RecordsetState {
   };
 
   Connection& Use() { return database_->Use(); }
+  // The columns are those of any statement that begins with from_.
+  void NameColumns(sqlite3_stmt* any);
   // The statement of this text, prepared once.
   sqlite3_stmt* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
@@ -125,6 +127,8 @@ class RecordsetState {
   enum class Change { kNone, kAdd, kEdit };
 
   sqlite3_stmt* Row();
+  // The statement that writes the values set.
+  sqlite3_stmt* Writing();
   std::string WritingText() const;
 
   std::shared_ptr<DatabaseState> database_;
@@ -132,6 +136,9 @@ class RecordsetState {
   std::map<std::string, StatementPtr> statements_;
   Change change_ = Change::kNone;
   std::vector<std::pair<int, Value>> values_;          // set since AddNew or Edit
+  sqlite3_stmt* writing_ = nullptr;                    // the last one used,
+  Change writes_ = Change::kNone;                      // for what change
+  std::vector<int> written_;                           // of which columns
   std::vector<std::u16string> texts_;                  // of the columns read, by column
   std::vector<std::pair<std::u16string, int>> asked_;  // names that Column has met
   std::size_t next_asked_ = 0;

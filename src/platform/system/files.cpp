@@ -92,7 +92,8 @@ Fd OpenForReading(const fs::path& path) {
 // One run of FileCopy, from the target's folder on.
 class Copy {
  public:
-  Copy(const fs::path& from, const fs::path& to) : from_(from), to_(to) {}
+  Copy(const fs::path& from, const fs::path& to, Access access)
+      : from_(from), to_(to), access_(access) {}
 
   void Run() {
     OpenSource();
@@ -231,7 +232,7 @@ class Copy {
     if (fstat(file_.Get(), &info) != 0) {
       FailCreating(to_, errno);
     }
-    const bool shared = (folder_info_.st_mode & S_IWGRP) != 0 &&
+    const bool shared = access_ == Access::kAsFolder && (folder_info_.st_mode & S_IWGRP) != 0 &&
                         (info.st_gid == folder_info_.st_gid ||
                          fchown(file_.Get(), static_cast<uid_t>(-1), folder_info_.st_gid) == 0);
     // EPERM and EOPNOTSUPP: a file system without modes, where its mount says
@@ -255,6 +256,7 @@ class Copy {
 
   const fs::path& from_;
   const fs::path& to_;
+  const Access access_;
   std::string name_;
   Fd source_;
   Fd folder_;
@@ -273,10 +275,12 @@ bool OpensForReading(std::u16string_view name) {
   return file && fstat(file.Get(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
-void FileCopy(std::u16string_view from, std::u16string_view to) {
+void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {
   const fs::path source = ResolvePath(from);
   const fs::path target = ResolvePath(to);
-  Copy(source, target).Run();
+  Copy(source, target, access).Run();
 }
+
+void RemoveFile(std::u16string_view name) { unlink(ResolvePath(name).c_str()); }
 
 }  // namespace sys

@@ -25,8 +25,14 @@ bool OpensForReading(std::u16string_view name);
 // Copies `from` to the new file `to`. `to` never exists as a half file, even
 // when the process dies on the way, and is on disk when the call returns. An
 // existing `to`, in whatever case of letters, is never touched: the call throws.
-// The new file can be read and written by its owner alone, or, in a folder that
-// its group may write, by that group too. Throws FileError.
-void FileCopy(std::u16string_view from, std::u16string_view to);
+// Throws FileError.
+enum class Access {
+  kAsFolder,  // its owner, and in a folder that its group may write that group too
+  kOwner,     // its owner alone
+};
+void FileCopy(std::u16string_view from, std::u16string_view to, Access access = Access::kAsFolder);
+
+// Removes a file, if it is there and can be removed.
+void RemoveFile(std::u16string_view name);
 
 }  // namespace sys

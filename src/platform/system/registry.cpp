@@ -6,17 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include "platform/system/fd.h"
 #include "platform/text/text.h"
 
 namespace sys {
-
-namespace {
-
-constexpr std::size_t kMaxFile = std::size_t{64} << 20;
 
 std::filesystem::path RegistryFile() {
   auto variable = [](const char* name) {
@@ -36,6 +31,10 @@ std::filesystem::path RegistryFile() {
   }
   return folder / "morvenna" / "registro.reg";
 }
+
+namespace {
+
+constexpr std::size_t kMaxFile = std::size_t{64} << 20;
 
 // Empty where there is nothing to read, or too much.
 std::string ReadFile(const std::filesystem::path& path) {

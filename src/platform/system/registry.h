@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,9 @@ enum RegistryType : std::uint32_t {
   kRegBinary = 3,
   kRegDword = 4,
 };
+
+// The file's path, whether it is there or not; empty where the user has no home.
+std::filesystem::path RegistryFile();
 
 // Type and raw bytes of a value. Texts are UTF-16, low byte first, with the
 // terminating NUL if the file has it ("NAME"="text" always has one; hex(1):

@@ -1,0 +1,45 @@
+// An SQLite file system over the usual one that fails when it is told to, or
+// ends the process there, and keeps count. One of it in the process; no threads.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace fault {
+
+enum class Cause {
+  kDiskFull,  // making a file, writing (half is written), synchronising
+  kIo,        // every call
+  kReadOnly,  // making a file, writing, truncating, deleting
+  kBusy,      // locking
+  kKill,      // every call that changes a file: SIGKILL, in a write when half is done
+};
+inline constexpr Cause kFailures[] = {Cause::kDiskFull, Cause::kIo, Cause::kReadOnly, Cause::kBusy};
+const char* Name(Cause cause);
+
+// Becomes the default for files opened from now on.
+void Install();
+
+// Fails the nth call from now on that the cause can hit; `lasting`: and all
+// such calls behind it. Deleting a file and synchronising its folder count as
+// two calls.
+void Arm(Cause cause, long nth, bool lasting = false);
+// From now on nothing fails. Answers whether anything did.
+bool Disarm();
+
+// Whether databases can be opened for reading only.
+void OpenReadOnly(bool on);
+
+// Milliseconds that the waits for locks would have taken, since the last call:
+// here they return at once.
+long TakeWaited();
+
+struct Opened {
+  std::string name;  // empty: a temporary file
+  mode_t mode;
+};
+std::vector<Opened> TakeOpened();
+
+}  // namespace fault
