@@ -50,7 +50,7 @@ class Archive : public testing::Test {
     std::ostringstream err;
     const int status = archivio::Run(arguments, out, err);
     const std::string command = arguments.empty() ? "" : arguments[0];
-    const bool silent = command == "crea" && status == 0;
+    const bool silent = (command == "crea" || command == "copia") && status == 0;
     const bool answers = status == 0 || (command == "verifica" && status == 1);
     EXPECT_EQ(!out.str().empty(), answers && !silent) << out.str();
     EXPECT_EQ(!err.str().empty(), !answers) << err.str();
@@ -265,6 +265,13 @@ TEST_F(Archive, WrongUsageIsTold) {
       {"crea", folder, "--dimostrazione", "3x"},
       {"crea", folder, "3", "--dimostrazione"},
       {"verifica", folder, folder},
+      {"copia", folder},
+      {"prepara"},
+      {"prepara", folder, "--salta"},
+      {"esporta"},
+      {"esporta", folder, folder, folder},
+      {"importa", folder},
+      {"importa", folder, folder, "--forza"},
   };
   for (const auto& arguments : cases) {
     EXPECT_EQ(Command(arguments), 2) << testing::PrintToString(arguments);

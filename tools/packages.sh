@@ -1,11 +1,17 @@
-# What the program needs of Debian 12, installed if it is missing. Read by ./run
-# and ./test.
+# What the program needs of Debian 12, installed if it is missing. Read by ./run,
+# ./test and ./package.
 required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
 # Without these the window is left out; everything else is built.
 window=(qt6-base-dev fonts-liberation libxcb1-dev)
 testing=(libgtest-dev sqlite3)
+benchmarks=(libbenchmark-dev sqlite3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
+# Without these the fuzz targets of ./test run without guidance by coverage.
+fuzzing=(clang libclang-rt-14-dev)
+packaging=(dpkg-dev gzip librsvg2-bin)
+# For trying the package.
+trial=(lintian appstream desktop-file-utils debootstrap xvfb xdotool)
 
 missing() { # PACKAGE ...
   local package

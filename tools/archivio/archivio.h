@@ -2,6 +2,7 @@
 // are copied from, and year databases filled for demonstration.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <iosfwd>
 #include <optional>
@@ -39,12 +40,62 @@ void WriteDemonstration(const std::filesystem::path& file, long recipients);
 // other isn't made either. Throws Failure.
 void Create(const std::filesystem::path& folder, std::optional<long> recipients);
 
+enum class Depth { kTables, kAll };  // with kAll every page is read as well
+
 // What `file` lacks as an archive of the program, one Italian sentence each;
 // empty for a sound one. Opens the file for reading only and changes nothing.
-std::vector<std::string> Check(const std::filesystem::path& file);
+std::vector<std::string> Check(const std::filesystem::path& file, Depth depth = Depth::kAll);
+
+// Copies a sound archive as it is at one moment, also while the program works
+// on it. `to` may be a folder, otherwise the rules of WriteTemplate hold.
+void Copy(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// The year database in the folder that the user's registry file names.
+std::filesystem::path YearArchive();
+
+// Writes all columns of all recipients into the new file `csv`, for its owner
+// alone, and returns their number: RFC 4180, UTF-8, the columns' names in the
+// first line; Null is an empty field, the empty text one in quotes.
+std::size_t Export(const std::filesystem::path& archive, const std::filesystem::path& csv);
+
+struct ImportOptions {
+  bool skip = false;     // wrong rows are left out; else one of them stops everything
+  bool update = false;   // recipients that exist take the row's values, but for the code
+  bool confirm = false;  // doubtful rows, see below, go in
+};
+
+struct ImportResult {
+  std::size_t added = 0;
+  std::size_t updated = 0;
+  std::size_t wrong = 0;
+  bool written = false;
+};
+
+// Takes in a file such as Export writes, in one transaction. `report` gets a
+// line for each row that is wrong or doubtful, `progress`, if any, the state of
+// the work. Columns may stand in any order; only those that the program never
+// uses may be missing.
+//
+// A row is wrong without a code, with one longer than the column, with the code
+// of an earlier row or, unless it updates, of a recipient that exists (blanks at
+// the ends aside), with a number of fields of its own, a NUL or a text that isn't
+// UTF-8. It is doubtful, which counts as wrong unless confirmed, where an
+// insertion asks or a save refuses, and where a text is wider than its field:
+// stored data can be so, and an export of them must find its way back.
+// An unreadable file, quotes out of place, columns missing or unknown, and an
+// archive that the program wouldn't open are Failure.
+ImportResult Import(const std::filesystem::path& csv, const std::filesystem::path& archive,
+                    const ImportOptions& options, std::ostream& report, std::ostream* progress);
+
+// Sets the user up to work on `folder`: makes the folder, the template and the
+// registry file where they are missing, and tells each step. What is there
+// stays as it is; a registry file that names another folder, or a template that
+// isn't one, stops everything. Throws Failure.
+void Prepare(const std::filesystem::path& folder, std::ostream& out);
 
 // The command line behind the program's name; returns the exit status: 0 done
-// or sound, 1 failed or not sound, 2 wrong usage.
-int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);
+// or sound, 1 failed or not sound, 2 wrong usage. `progress`: see Import.
+int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+        std::ostream* progress = nullptr);
 
 }  // namespace archivio

@@ -36,10 +36,14 @@ class Checker {
   Checker(const std::filesystem::path& file, std::vector<std::string>& findings)
       : database_(file, Sqlite::Mode::kRead), findings_(findings) {}
 
-  void Run() {
+  void Run(Depth depth) {
     // All that follows sees one state of the file.
     database_.Run("BEGIN");
-    CheckPages();
+    if (depth == Depth::kAll) {
+      for (const std::string& damage : database_.Damages()) {
+        Find("File danneggiato: " + damage + ".");
+      }
+    }
     for (const Table& table : Tables()) {
       CheckTable(table);
     }
@@ -52,15 +56,6 @@ class Checker {
   };
 
   void Find(std::string text) { findings_.push_back(std::move(text)); }
-
-  void CheckPages() {
-    Statement check(database_, "PRAGMA integrity_check");
-    while (check.Next()) {
-      if (const std::string fault = check.Text(0); fault != "ok") {
-        Find("File danneggiato: " + fault + ".");
-      }
-    }
-  }
 
   void CheckTable(const Table& table) {
     const std::string label = "Tabella " + std::string(table.name) + ": ";
@@ -149,7 +144,7 @@ class Checker {
 
 }  // namespace
 
-std::vector<std::string> Check(const std::filesystem::path& file) {
+std::vector<std::string> Check(const std::filesystem::path& file, Depth depth) {
   const std::string label = "File " + text::ToUtf8(sys::PathText(file)) + ": ";
   std::error_code error;
   if (!std::filesystem::is_regular_file(file, error)) {
@@ -171,7 +166,7 @@ std::vector<std::string> Check(const std::filesystem::path& file) {
   }
   std::vector<std::string> findings;
   try {
-    Checker(file, findings).Run();
+    Checker(file, findings).Run(depth);
   } catch (const Failure& failure) {
     findings.push_back(failure.what());
   }

@@ -1,12 +1,15 @@
 #include <charconv>
 #include <exception>
 #include <ostream>
+#include <set>
 
 #include "archivio/archivio.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
 namespace archivio {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -23,9 +26,30 @@ constexpr std::string_view kUsage =
     "      restano come sono.\n"
     "  anagparc-archivio verifica FILE\n"
     "      Dice che cosa manca all'archivio. Legge soltanto.\n"
+    "  anagparc-archivio prepara CARTELLA\n"
+    "      Prepara l'utente al lavoro: fa nascere la cartella degli archivi, il modello\n"
+    "      e il file di registro che la indica, dove mancano, e dice che cosa ha fatto.\n"
+    "      Quello che esiste già resta com'è.\n"
+    "  anagparc-archivio copia ARCHIVIO DESTINAZIONE\n"
+    "      Fa una copia integra, anche mentre il programma lavora. La destinazione è\n"
+    "      una cartella o un file che non esiste ancora.\n"
+    "  anagparc-archivio esporta FILE [ARCHIVIO]\n"
+    "      Scrive in FILE, che non deve esistere, tutti i percettori, in CSV con virgole,\n"
+    "      UTF-8, i nomi delle colonne nella prima riga. Un campo senza niente è un\n"
+    "      valore nullo, \"\" un testo vuoto. Senza ARCHIVIO vale l'archivio dell'anno\n"
+    "      nella cartella indicata dal registro.\n"
+    "  anagparc-archivio importa FILE ARCHIVIO [--salta] [--aggiorna] [--conferma]\n"
+    "      Prende i percettori da un CSV così fatto. Dice le righe sbagliate, una per\n"
+    "      una; se ce ne sono non scrive niente.\n"
+    "      --salta     scrive le righe buone e lascia fuori le altre.\n"
+    "      --aggiorna  un codice che c'è già non è un errore: quel percettore prende i\n"
+    "                  valori della riga.\n"
+    "      --conferma  accetta anche codici formalmente errati, date, province e stati\n"
+    "                  non validi, testi troppo lunghi: così rientra anche quello che\n"
+    "                  in un archivio è entrato per altre vie.\n"
     "  anagparc-archivio --help\n"
     "Stato di uscita: 0 fatto, o archivio in ordine; 1 non riuscito, o archivio non\n"
-    "in ordine; 2 uso errato.\n";
+    "in ordine, o import rifiutato; 2 uso errato.\n";
 
 std::optional<long> Count(const std::string& argument) {
   long number = 0;
@@ -48,21 +72,74 @@ int Verify(const std::string& file, std::ostream& out) {
   return findings.empty() ? kDone : kFailed;
 }
 
+int Take(const std::vector<std::string>& files, const std::set<std::string>& options,
+         std::ostream& out, std::ostream* progress) {
+  const ImportResult result = Import(files[0], files[1],
+                                     {.skip = options.contains("--salta"),
+                                      .update = options.contains("--aggiorna"),
+                                      .confirm = options.contains("--conferma")},
+                                     out, progress);
+  if (!result.written) {
+    out << "Righe sbagliate: " << result.wrong << ". L'archivio resta com'era.\n";
+    return kFailed;
+  }
+  out << "Percettori aggiunti: " << result.added << ", aggiornati: " << result.updated
+      << ", righe saltate: " << result.wrong << ".\n";
+  return kDone;
+}
+
+// The commands without an option that takes a value. Nothing if the usage is
+// wrong.
+std::optional<int> RunPlain(const std::string& command, const std::vector<std::string>& arguments,
+                            std::ostream& out, std::ostream* progress) {
+  std::vector<std::string> files;
+  std::set<std::string> options;
+  for (const std::string& argument : arguments) {
+    if (!argument.starts_with("--")) {
+      files.push_back(argument);
+    } else if (command == "importa" &&
+               (argument == "--salta" || argument == "--aggiorna" || argument == "--conferma")) {
+      options.insert(argument);
+    } else {
+      return std::nullopt;
+    }
+  }
+  const std::size_t count = files.size();
+  if (command == "verifica" && count == 1) {
+    return Verify(files[0], out);
+  }
+  if (command == "crea" && count == 1) {
+    Create(files[0], std::nullopt);
+    return kDone;
+  }
+  if (command == "prepara" && count == 1) {
+    Prepare(files[0], out);
+    return kDone;
+  }
+  if (command == "copia" && count == 2) {
+    Copy(files[0], files[1]);
+    return kDone;
+  }
+  if (command == "esporta" && (count == 1 || count == 2)) {
+    const std::size_t written = Export(count == 2 ? fs::path(files[1]) : YearArchive(), files[0]);
+    out << "Percettori scritti: " << written << ".\n";
+    return kDone;
+  }
+  if (command == "importa" && count == 2) {
+    return Take(files, options, out, progress);
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
-int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+        std::ostream* progress) {
   const std::size_t count = arguments.size();
   const std::string command = count > 0 ? arguments[0] : "";
   try {
     if (command == "--help" && count == 1) {
       out << kUsage;
-      return kDone;
-    }
-    if (command == "verifica" && count == 2) {
-      return Verify(arguments[1], out);
-    }
-    if (command == "crea" && count == 2 && !arguments[1].starts_with("--")) {
-      Create(arguments[1], std::nullopt);
       return kDone;
     }
     if (command == "crea" && count == 4) {
@@ -72,6 +149,12 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
       if (arguments[option] == "--dimostrazione" && recipients) {
         Create(arguments[option == 1 ? 3 : 1], recipients);
         return kDone;
+      }
+    }
+    if (count > 0) {
+      if (const auto status =
+              RunPlain(command, {arguments.begin() + 1, arguments.end()}, out, progress)) {
+        return *status;
       }
     }
   } catch (const std::exception& failure) {

@@ -1,7 +1,11 @@
+#include <unistd.h>
+
 #include <iostream>
 
 #include "archivio/archivio.h"
 
 int main(int argc, char** argv) {
-  return archivio::Run({argv + 1, argv + argc}, std::cout, std::cerr);
+  const bool watched = isatty(STDERR_FILENO) != 0;
+  return archivio::Run({argv + 1, argv + argc}, std::cout, std::cerr,
+                       watched ? &std::cerr : nullptr);
 }

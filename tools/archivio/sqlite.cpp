@@ -19,6 +19,8 @@ std::string Cause(sqlite3* handle) {
       return "il file è in uso da un altro programma";
     case SQLITE_CANTOPEN:
       return "il file non si apre";
+    case SQLITE_CONSTRAINT:
+      return std::string("l'archivio non ammette questi valori (") + sqlite3_errmsg(handle) + ")";
     case SQLITE_CORRUPT:
       return "il file è danneggiato";
     case SQLITE_FULL:
@@ -42,12 +44,16 @@ Sqlite::Sqlite(const std::filesystem::path& file, Mode mode, const std::filesyst
     : name_(name) {
   sqlite3* handle = nullptr;
   const int flags = mode == Mode::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-  const int result = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
+  // Names that don't begin with a slash may mean something else to SQLite.
+  const std::filesystem::path absolute = std::filesystem::absolute(file);
+  const int result = sqlite3_open_v2(absolute.c_str(), &handle, flags, nullptr);
   handle_.reset(handle);
   if (result != SQLITE_OK) {
     Fail();
   }
   sqlite3_busy_timeout(handle, kWaitMilliseconds);
+  // A file from elsewhere can't make its triggers run functions.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 }
 
 void Sqlite::Run(const std::string& sql) {
@@ -59,6 +65,29 @@ void Sqlite::Run(const std::string& sql) {
 void Sqlite::Fail() const {
   throw Failure("Archivio " + text::ToUtf8(sys::PathText(name_)) + ": " + Cause(handle_.get()) +
                 ".");
+}
+
+std::vector<std::string> Sqlite::Damages() const {
+  std::vector<std::string> damages;
+  Statement check(*this, "PRAGMA integrity_check");
+  while (check.Next()) {
+    if (std::string damage = check.Text(0); damage != "ok") {
+      damages.push_back(std::move(damage));
+    }
+  }
+  return damages;
+}
+
+std::vector<std::string> Sqlite::Columns(std::string_view table) const {
+  std::vector<std::string> columns;
+  Statement query(*this,
+                  "SELECT c.name FROM sqlite_schema AS t, pragma_table_info(t.name) AS c "
+                  "WHERE t.type = 'table' AND t.name = ? COLLATE NOCASE ORDER BY c.cid");
+  query.Bind(1, table);
+  while (query.Next()) {
+    columns.push_back(query.Text(0));
+  }
+  return columns;
 }
 
 Statement::Statement(const Sqlite& database, std::string_view sql) : database_(database) {
@@ -80,6 +109,20 @@ Statement& Statement::Bind(int parameter, std::string_view text) {
   return *this;
 }
 
+Statement& Statement::Bind(int parameter, std::int64_t number) {
+  if (sqlite3_bind_int64(handle_.get(), parameter, number) != SQLITE_OK) {
+    database_.Fail();
+  }
+  return *this;
+}
+
+Statement& Statement::BindNull(int parameter) {
+  if (sqlite3_bind_null(handle_.get(), parameter) != SQLITE_OK) {
+    database_.Fail();
+  }
+  return *this;
+}
+
 bool Statement::Next() {
   switch (sqlite3_step(handle_.get())) {
     case SQLITE_ROW:
@@ -92,9 +135,12 @@ bool Statement::Next() {
   }
 }
 
-std::string Statement::Text(int column) const {
+std::string_view Statement::Bytes(int column) const {
   const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle_.get(), column));
-  return bytes == nullptr ? std::string() : std::string(bytes);
+  return bytes == nullptr
+             ? std::string_view()
+             : std::string_view(
+                   bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column)));
 }
 
 std::string Name(std::string_view name) {

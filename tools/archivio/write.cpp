@@ -1,25 +1,19 @@
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <optional>
 #include <system_error>
 
 #include "archivio/archivio.h"
 #include "archivio/demonstration.h"
+#include "archivio/new_file.h"
 #include "archivio/reference_data.h"
 #include "archivio/schema.h"
 #include "archivio/sqlite.h"
-#include "platform/system/files.h"
 #include "platform/system/paths.h"
-#include "platform/text/text.h"
 
 namespace archivio {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Text(const fs::path& path) { return text::ToUtf8(sys::PathText(path)); }
 
 std::string Columns(std::string_view words) {
   std::string list;
@@ -70,38 +64,17 @@ void AddReferenceRows(Sqlite& database) {
   AddRows(database, "TABCOMUNI", MunicipalitiesByName());
 }
 
-// An archive that grows under another name beside its own, without a journal:
-// should we die on the way, it is never looked at again.
 class NewArchive {
  public:
-  explicit NewArchive(const fs::path& file) : file_(sys::ResolvePath(sys::PathText(file))) {
-    RefuseExisting(file_);
-    std::string name = (file_.parent_path() / ".anagparc-archivio-XXXXXX").native();
-    const int descriptor = mkstemp(name.data());
-    if (descriptor < 0) {
-      throw Failure("Impossibile scrivere nella cartella " +
-                    Text(file_.has_parent_path() ? file_.parent_path() : ".") + ".");
-    }
-    close(descriptor);
-    growing_ = name;
-  }
-  NewArchive(const NewArchive&) = delete;
-  NewArchive& operator=(const NewArchive&) = delete;
-  ~NewArchive() {
-    std::error_code ignored;
-    fs::remove(growing_, ignored);
-  }
-
-  static void RefuseExisting(const fs::path& file) {
-    const fs::path found = sys::ResolvePath(sys::PathText(file));
-    std::error_code ignored;
-    if (fs::symlink_status(found, ignored).type() != fs::file_type::not_found) {
-      throw Failure("Il file " + Text(found) + " esiste già e resta com'è.");
+  explicit NewArchive(const fs::path& file) : file_(file) {
+    // They would be taken for the new archive's own.
+    for (const char* const side : {"-journal", "-wal"}) {
+      NewFile::RefuseExisting(file_.Name().native() + side);
     }
   }
 
   void Fill(std::optional<long> recipients) {
-    Sqlite database(growing_, Sqlite::Mode::kWrite, file_);
+    Sqlite database(file_.Growing(), Sqlite::Mode::kWrite, file_.Name());
     database.Run(
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
@@ -121,17 +94,31 @@ class NewArchive {
     database.Run("COMMIT");
   }
 
-  void Place() {
-    try {
-      sys::FileCopy(sys::PathText(growing_), sys::PathText(file_));
-    } catch (const sys::FileError& error) {
-      throw Failure(error.what());
+  // `name` is the source's, for messages.
+  void FillFrom(const Sqlite& source, const fs::path& name) {
+    Sqlite database(file_.Growing(), Sqlite::Mode::kWrite, name);
+    database.Run(
+        "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
+    sqlite3_backup* const backup =
+        sqlite3_backup_init(database.Handle(), "main", source.Handle(), "main");
+    if (backup == nullptr) {
+      database.Fail();
+    }
+    // All pages in one step: the source can't change in between.
+    sqlite3_backup_step(backup, -1);
+    if (sqlite3_backup_finish(backup) != SQLITE_OK) {
+      database.Fail();
+    }
+    database.Run("PRAGMA journal_mode = DELETE");
+    if (const std::vector<std::string> damages = database.Damages(); !damages.empty()) {
+      throw Failure("L'archivio è danneggiato e non si può copiare: " + damages.front() + ".");
     }
   }
 
+  void Place() { file_.Place(sys::Access::kAsFolder); }
+
  private:
-  fs::path file_;
-  fs::path growing_;
+  NewFile file_;
 };
 
 }  // namespace
@@ -152,12 +139,12 @@ void Create(const fs::path& wanted, std::optional<long> recipients) {
   const fs::path folder = sys::ResolvePath(sys::PathText(wanted));
   std::error_code error;
   if (!fs::is_directory(folder) && !fs::create_directories(folder, error)) {
-    throw Failure("Impossibile creare la cartella " + Text(folder) + ".");
+    throw Failure("Impossibile creare la cartella " + NameOf(folder) + ".");
   }
   // The small one second: by then all that can be foreseen to fail has been.
   std::optional<NewArchive> year;
   if (recipients) {
-    NewArchive::RefuseExisting(folder / kTemplateName);
+    NewFile::RefuseExisting(folder / kTemplateName);
     year.emplace(folder / kYearName);
     year->Fill(recipients);
   }
@@ -167,6 +154,18 @@ void Create(const fs::path& wanted, std::optional<long> recipients) {
     year->Place();
   }
   model.Place();
+}
+
+void Copy(const fs::path& from, const fs::path& to) {
+  const fs::path source = sys::ResolvePath(sys::PathText(from));
+  const Sqlite database(source, Sqlite::Mode::kRead);
+  if (database.Columns("PERCPARCELLE").empty()) {
+    throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
+  }
+  const fs::path target = sys::ResolvePath(sys::PathText(to));
+  NewArchive copy(fs::is_directory(target) ? target / source.filename() : target);
+  copy.FillFrom(database, source);
+  copy.Place();
 }
 
 }  // namespace archivio

@@ -78,9 +78,24 @@ std::u16string FromUtf8(std::string_view bytes) {
   return out;
 }
 
+bool IsUtf8(std::string_view bytes) {
+  unsigned seen = 0;
+  for (const char c : bytes) {
+    seen |= static_cast<unsigned char>(c);
+  }
+  return seen < 0x80 || ToUtf8(FromUtf8(bytes)) == bytes;
+}
+
 std::string ToUtf8(std::u16string_view units) {
-  std::string out;
-  out.reserve(units.size());
+  std::string out(units.begin(), units.end());
+  unsigned seen = 0;
+  for (const char16_t c : units) {
+    seen |= c;
+  }
+  if (seen < 0x80) {
+    return out;
+  }
+  out.clear();
   for (std::size_t i = 0; i < units.size(); ++i) {
     char32_t c = units[i];
     if (IsHighSurrogate(units[i]) && i + 1 < units.size() && IsLowSurrogate(units[i + 1])) {

@@ -10,6 +10,7 @@ namespace text {
 // UTF-8 to UTF-16 and back. What is not valid in the source becomes U+FFFD.
 std::u16string FromUtf8(std::string_view bytes);
 std::string ToUtf8(std::u16string_view units);
+bool IsUtf8(std::string_view bytes);
 
 // Without blanks at the left, at the right, at both ends.
 std::u16string_view TrimLeft(std::u16string_view s);

@@ -1,0 +1,64 @@
+// Tables as text: RFC 4180, columns separated by commas.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <istream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace archivio {
+
+// Bytes of a row, a bound against files that aren't tables at all.
+inline constexpr std::size_t kLongestRow = std::size_t{1} << 20;
+
+struct CsvField {
+  std::string text;
+  bool quoted = false;
+
+  bool Null() const { return !quoted && text.empty(); }
+};
+
+class CsvReader {
+ public:
+  // `name` is what messages call the file.
+  CsvReader(std::istream& stream, std::string name);
+
+  // The next row; false at the end. Empty lines are passed over, the mark of
+  // UTF-8 in front of all too, and a line may end in LF alone. Where rows can't
+  // be told apart for certain (quotes left open or out of place, a stray CR, an
+  // endless row), nothing behind can be trusted: throws Failure.
+  bool Next(std::vector<CsvField>& fields);
+
+  // The line on which the last row began, from 1.
+  std::size_t Line() const { return row_line_; }
+  std::uint64_t BytesRead() const { return read_; }
+
+ private:
+  static constexpr int kEnd = -1;
+
+  int Peek() { return at_ < size_ || Load() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
+  int Take();
+  bool Load();
+  void TakeRow(std::vector<CsvField>& fields);
+  void TakeQuoted(std::string& text);
+  [[noreturn]] void Fail(const char* cause) const;
+
+  std::istream& stream_;
+  std::string name_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t at_ = 0;
+  std::size_t size_ = 0;
+  std::uint64_t read_ = 0;
+  std::size_t line_ = 1;
+  std::size_t row_line_ = 0;
+  std::size_t row_size_ = 0;
+};
+
+// Puts a field behind `row`; nothing is Null.
+void AppendField(std::string& row, std::optional<std::string_view> text);
+
+}  // namespace archivio

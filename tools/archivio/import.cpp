@@ -1,0 +1,401 @@
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <ostream>
+#include <system_error>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "archivio/archivio.h"
+#include "archivio/csv.h"
+#include "archivio/new_file.h"
+#include "archivio/schema.h"
+#include "archivio/sqlite.h"
+#include "identity/identity.h"
+#include "platform/system/paths.h"
+#include "platform/text/text.h"
+#include "platform/toolkit/conversion.h"
+
+namespace archivio {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kTable = "PERCPARCELLE";
+constexpr std::size_t kCodeWidth = 16;
+
+// Characters that the fields of the form let in.
+constexpr std::pair<std::string_view, std::size_t> kWidths[] = {
+    {"APARC_1", 30},  {"APARC_2", 20}, {"APARC_3", 1},  {"APARC_5", 40},  {"APARC_6", 2},
+    {"APARC_7", 40},  {"APARC_8", 2},  {"APARC_9", 2},  {"APARC_11", 30}, {"APARC_12", 40},
+    {"APARC_13", 35}, {"APARC_14", 3}, {"APARC_16", 1}, {"APARC_17", 4}};
+
+std::string_view TrimRight(std::string_view s) { return s.substr(0, s.find_last_not_of(' ') + 1); }
+
+std::string_view Trim(std::string_view s) {
+  s = TrimRight(s);
+  return s.substr(std::min(s.find_first_not_of(' '), s.size()));
+}
+
+bool SameName(std::string_view a, std::string_view b) {
+  return text::Upper(text::FromUtf8(a)) == text::Upper(text::FromUtf8(b));
+}
+
+// A text out of the file, fit for a line of the report.
+std::string Shown(std::string_view bytes) {
+  constexpr std::size_t kMost = 40;
+  std::u16string units = text::FromUtf8(bytes.substr(0, kMost));
+  std::replace_if(units.begin(), units.end(), text::IsControl, u'?');
+  return text::ToUtf8(units) + (bytes.size() > kMost ? "..." : "");
+}
+
+// Tells from time to time how far the work is.
+class Progress {
+ public:
+  Progress(std::ostream* out, std::uint64_t bytes) : out_(out), bytes_(bytes) {}
+  ~Progress() { Clear(); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void Clear() {
+    if (told_) {
+      *out_ << '\r' << std::string(40, ' ') << '\r' << std::flush;
+      told_ = false;
+    }
+  }
+
+  void Tell(std::size_t rows, std::uint64_t bytes) {
+    const auto now = std::chrono::steady_clock::now();
+    if (out_ == nullptr || rows % 1000 != 0 || now < next_) {
+      return;
+    }
+    next_ = now + std::chrono::milliseconds(500);
+    told_ = true;
+    *out_ << "\rRighe lette: " << rows;
+    if (bytes_ > 0) {
+      *out_ << " (" << std::min<std::uint64_t>(bytes * 100 / bytes_, 100) << "%)";
+    }
+    *out_ << std::flush;
+  }
+
+ private:
+  std::ostream* out_;
+  std::uint64_t bytes_;
+  std::chrono::steady_clock::time_point next_ =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+  bool told_ = false;
+};
+
+// Where a recipient's code stands already.
+struct Known {
+  std::int64_t rowid;
+  std::size_t line;  // of the file; 0 where it came from the archive
+};
+
+class Importer {
+ public:
+  Importer(CsvReader& reader, std::string name, const fs::path& archive,
+           const ImportOptions& options, std::ostream& report, Progress& progress)
+      : reader_(reader),
+        name_(std::move(name)),
+        options_(options),
+        report_(report),
+        progress_(progress),
+        database_(archive, Sqlite::Mode::kWrite) {}
+
+  ImportResult Run() {
+    // EXTRA keeps a power cut behind the commit from undoing it.
+    database_.Run("PRAGMA synchronous = EXTRA; PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
+    ReadHeader();
+    ReadArchive();
+    Statement insert(database_, InsertText());
+    Statement update(database_, UpdateText());
+    std::size_t rows = 0;
+    while (reader_.Next(fields_)) {
+      progress_.Tell(++rows, reader_.BytesRead());
+      TakeRow(insert, update);
+    }
+    result_.written = result_.wrong == 0 || options_.skip;
+    database_.Run(result_.written ? "COMMIT" : "ROLLBACK");
+    return result_;
+  }
+
+ private:
+  void ReadHeader() {
+    if (!reader_.Next(fields_)) {
+      throw Failure("Il file " + name_ + " è vuoto: manca la riga con i nomi delle colonne.");
+    }
+    const std::vector<std::string> existing = database_.Columns(kTable);
+    for (const CsvField& field : fields_) {
+      const auto same = [&field](std::string_view name) { return SameName(field.text, name); };
+      const auto found = std::find_if(existing.begin(), existing.end(), same);
+      if (found == existing.end()) {
+        throw Failure("File " + name_ + ": colonna sconosciuta \"" + Shown(field.text) +
+                      "\". La prima riga ha i nomi delle colonne, separati da virgole.");
+      }
+      if (std::find(columns_.begin(), columns_.end(), *found) != columns_.end()) {
+        throw Failure("File " + name_ + ": due colonne " + *found + ".");
+      }
+      columns_.push_back(*found);
+    }
+    for (const Table& table : Tables()) {
+      for (const Column& column : Columns(table)) {
+        if (table.name == kTable && column.needed && !Place(column.name)) {
+          throw Failure("File " + name_ + ": manca la colonna " + std::string(column.name) + ".");
+        }
+      }
+    }
+    code_ = *Place("CFP");
+    date_ = *Place("APARC_4");
+    birth_province_ = *Place("APARC_6");
+    home_province_ = *Place("APARC_8");
+    state_ = *Place("APARC_14");
+    for (const auto& [name, width] : kWidths) {
+      widths_.emplace_back(*Place(name), width);
+    }
+  }
+
+  std::optional<std::size_t> Place(std::string_view name) const {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (SameName(columns_[i], name)) {
+        return i;
+      }
+    }
+    return std::nullopt;
+  }
+
+  void ReadArchive() {
+    Statement recipients(database_, "SELECT rowid, CFP FROM PERCPARCELLE");
+    while (recipients.Next()) {
+      known_.try_emplace(std::string(Trim(recipients.Bytes(1))), Known{recipients.Number(0), 0});
+    }
+    Statement provinces(database_, "SELECT codprov FROM TABMIN_PROV WHERE codprov IS NOT NULL");
+    while (provinces.Next()) {
+      provinces_.emplace(TrimRight(provinces.Bytes(0)));
+    }
+    Statement states(database_, "SELECT cod_tmsg FROM TABMIN_SG WHERE cod_tmsg IS NOT NULL");
+    while (states.Next()) {
+      states_.emplace(TrimRight(states.Bytes(0)));
+    }
+  }
+
+  std::string InsertText() const {
+    std::string names;
+    std::string places;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      names += (i == 0 ? "" : ", ") + Name(columns_[i]);
+      places += (i == 0 ? "?" : ", ?") + std::to_string(i + 1);
+    }
+    return "INSERT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")";
+  }
+
+  // The code stays in the form in which it is stored.
+  std::string UpdateText() const {
+    std::string values;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (i != code_) {
+        values += (values.empty() ? "" : ", ") + Name(columns_[i]) + " = ?" + std::to_string(i + 1);
+      }
+    }
+    return "UPDATE PERCPARCELLE SET " + values + " WHERE rowid = ?" +
+           std::to_string(columns_.size() + 1);
+  }
+
+  void TakeRow(Statement& insert, Statement& update) {
+    faults_.clear();
+    doubts_.clear();
+    Known* known = nullptr;
+    if (fields_.size() != columns_.size()) {
+      faults_ =
+          std::to_string(fields_.size()) + " campi invece di " + std::to_string(columns_.size());
+    } else if (CheckTexts()) {
+      known = CheckCode();
+      CheckWidths();
+      CheckDate();
+      CheckProvinces();
+      CheckState();
+    }
+    const bool wrong = !faults_.empty() || (!doubts_.empty() && !options_.confirm);
+    if (wrong || !doubts_.empty()) {
+      Report(wrong);
+    }
+    if (wrong) {
+      ++result_.wrong;
+    } else if (known != nullptr) {
+      update.Bind(static_cast<int>(columns_.size()) + 1, known->rowid);
+      Write(update);
+      known->line = reader_.Line();
+      ++result_.updated;
+    } else {
+      Write(insert);
+      known_[std::string(Trim(fields_[code_].text))] = {0, reader_.Line()};
+      ++result_.added;
+    }
+  }
+
+  static void Add(std::string& list, const std::string& text) {
+    list += (list.empty() ? "" : "; ") + text;
+  }
+
+  bool CheckTexts() {
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      const std::string& bytes = fields_[i].text;
+      if (bytes.find('\0') != bytes.npos) {
+        Add(faults_, columns_[i] + " contiene un carattere NUL");
+      } else if (!text::IsUtf8(bytes)) {
+        Add(faults_, columns_[i] + " non è un testo UTF-8");
+      }
+    }
+    return faults_.empty();
+  }
+
+  // The recipient to update, if it is one.
+  Known* CheckCode() {
+    const std::u16string code = text::FromUtf8(fields_[code_].text);
+    const std::u16string_view trimmed = text::Trim(code);
+    if (trimmed.empty()) {
+      Add(faults_, "manca il codice");
+      return nullptr;
+    }
+    if (code.size() > kCodeWidth) {
+      Add(faults_, "codice più lungo di " + std::to_string(kCodeWidth) + " caratteri");
+      return nullptr;
+    }
+    const auto found = known_.find(std::string(Trim(fields_[code_].text)));
+    if (found != known_.end()) {
+      if (found->second.line != 0) {
+        Add(faults_, "lo stesso codice della riga " + std::to_string(found->second.line));
+      } else if (!options_.update) {
+        Add(faults_, "codice già presente nell'archivio");
+      }
+      return &found->second;
+    }
+    if (toolkit::IsNumeric(code)) {
+      if (trimmed.size() != 11) {
+        Add(doubts_, "lunghezza partita IVA errata");
+      } else if (CONTROLLOPIVA(code) == 1) {
+        Add(doubts_, "partita IVA formalmente errata");
+      }
+    } else if (trimmed.size() != kCodeWidth) {
+      Add(doubts_, "lunghezza codice fiscale errata");
+    } else if (CONTROLLOCF(code) == 1) {
+      Add(doubts_, "codice fiscale formalmente errato");
+    }
+    return nullptr;
+  }
+
+  void CheckWidths() {
+    for (const auto& [place, width] : widths_) {
+      const std::string& bytes = fields_[place].text;
+      if (bytes.size() > width && text::FromUtf8(bytes).size() > width) {
+        Add(doubts_, columns_[place] + " ha più di " + std::to_string(width) +
+                         (width == 1 ? " carattere" : " caratteri"));
+      }
+    }
+  }
+
+  // An empty text and Null are the dates of other programs' rows.
+  void CheckDate() {
+    const std::string& stored = fields_[date_].text;
+    if (stored.empty() || stored == "00000000") {
+      return;
+    }
+    const std::u16string date = text::FromUtf8(stored);
+    const std::u16string shown = std::u16string(text::Mid(date, 7)) + u"/" +
+                                 std::u16string(text::Mid(date, 5, 2)) + u"/" +
+                                 std::u16string(text::Mid(date, 1, 4));
+    if (!toolkit::IsDate(shown) || stored.starts_with("0000")) {
+      Add(doubts_, "APARC_4 non è una data AAAAMMGG");
+    }
+  }
+
+  void CheckProvinces() {
+    for (const std::size_t place : {birth_province_, home_province_}) {
+      const std::string& province = fields_[place].text;
+      const std::string_view trimmed = Trim(province);
+      const bool outside =
+          trimmed.empty() || trimmed == "EE" || (trimmed == "PS" && place == home_province_);
+      if (!outside && !provinces_.contains(std::string(TrimRight(province)))) {
+        Add(doubts_, columns_[place] + " non è una provincia valida");
+      }
+    }
+  }
+
+  void CheckState() {
+    const std::string& state = fields_[state_].text;
+    if (toolkit::Val(text::FromUtf8(Trim(state))) != 0 &&
+        !states_.contains(std::string(TrimRight(state)))) {
+      Add(doubts_, columns_[state_] + " non è un codice di stato estero valido");
+    }
+  }
+
+  void Report(bool wrong) {
+    std::string text = faults_;
+    if (!doubts_.empty()) {
+      Add(text, doubts_);
+    }
+    progress_.Clear();
+    report_ << "Riga " << reader_.Line();
+    if (fields_.size() == columns_.size()) {
+      report_ << " (" << Shown(Trim(fields_[code_].text)) << ')';
+    }
+    report_ << (wrong ? ": " : ", accettata: ") << text << ".\n";
+  }
+
+  void Write(Statement& statement) {
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      if (fields_[i].Null()) {
+        statement.BindNull(static_cast<int>(i) + 1);
+      } else {
+        statement.Bind(static_cast<int>(i) + 1, fields_[i].text);
+      }
+    }
+    statement.Next();
+  }
+
+  CsvReader& reader_;
+  std::string name_;
+  const ImportOptions& options_;
+  std::ostream& report_;
+  Progress& progress_;
+  Sqlite database_;
+  ImportResult result_;
+
+  std::vector<CsvField> fields_;
+  std::vector<std::string> columns_;  // by the archive's names, in the file's order
+  std::size_t code_ = 0;
+  std::size_t date_ = 0;
+  std::size_t birth_province_ = 0;
+  std::size_t home_province_ = 0;
+  std::size_t state_ = 0;
+  std::vector<std::pair<std::size_t, std::size_t>> widths_;
+
+  std::unordered_map<std::string, Known> known_;  // by the code without blanks at its ends
+  std::unordered_set<std::string> provinces_;
+  std::unordered_set<std::string> states_;
+  std::string faults_;
+  std::string doubts_;
+};
+
+}  // namespace
+
+ImportResult Import(const fs::path& csv, const fs::path& archive, const ImportOptions& options,
+                    std::ostream& report, std::ostream* progress) {
+  const fs::path file = sys::ResolvePath(sys::PathText(archive));
+  if (const std::vector<std::string> findings = Check(file, Depth::kTables); !findings.empty()) {
+    throw Failure("L'archivio " + NameOf(file) + " non è adatto. " + findings.front());
+  }
+  const fs::path source = sys::ResolvePath(sys::PathText(csv));
+  std::ifstream stream(source, std::ios::binary);
+  if (!stream) {
+    throw Failure("Impossibile leggere il file " + NameOf(source) + ".");
+  }
+  CsvReader reader(stream, NameOf(source));
+  std::error_code unknown;
+  const std::uintmax_t size = fs::file_size(source, unknown);
+  Progress shown(progress, unknown ? 0 : size);
+  return Importer(reader, NameOf(source), file, options, report, shown).Run();
+}
+
+}  // namespace archivio

@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# Makes the manual's pictures, docs/figure/*.png, from the real window on a
+# demonstration archive. It needs no display.
+#
+#   tools/figure.sh [PROGRAMS]      PROGRAMS: folder of the programs, build/release/bin
+set -eu
+cd "$(dirname "$0")/.."
+bin=$(cd "${1:-build/release/bin}" && pwd)
+out=$PWD/docs/figure
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+export XDG_RUNTIME_DIR=$dir/session MORVENNA_REGISTRO=$dir/registro.reg
+export QT_LOGGING_RULES=default.warning=false  # the offscreen platform can't hint sizes
+mkdir -p "$out"
+mkdir -m 700 "$XDG_RUNTIME_DIR"
+
+"$bin/anagparc-archivio" crea "$dir/archivi" --dimostrazione 60
+printf '%s\n' 'REGEDIT4' '' '[HKEY_CURRENT_USER\SOFTWARE\CALVENZA\MORVENNA]' \
+  "\"PERCORSOARCHIVI\"=\"$dir/archivi\"" >"$dir/registro.reg"
+
+# Recipients are found by the first letters of their row, so that the pictures
+# stand even if the demonstration gets others before them.
+"$bin/anagparc-script" --screen qt --command-line '/R 15.2' >"$dir/said" <<SCRIPT
+# The list, a recipient selected.
+focus List1
+type "MNTPTR"
+screenshot $out/elenco.png
+
+# A record; the caret in the date of birth.
+key Enter
+focus Text1(4)
+screenshot $out/scheda.png
+
+# Lookup panels.
+click CMDAPRILIST(0)
+type "M"
+screenshot $out/pannello-province.png
+click CMDAPRILIST(4)
+key Down
+key Down
+screenshot $out/pannello-eventi.png
+click CMDAPRILIST(5)
+type "SPERLO"
+screenshot $out/pannello-comuni.png
+key Escape
+click cmdselprec
+
+# A new recipient.
+focus List1
+key Home
+key Enter
+type "RSSMRA80A01H501U"
+key Tab
+type "ROSSI"
+key Tab
+type "MARIO"
+screenshot $out/inserimento.png
+click CmdInserimento(1)
+
+# A change of code.
+focus List1
+type "MNTPTR"
+access C
+type "MNTPTR57M24F205H"
+screenshot $out/cambio-codice.png
+access A
+
+# A province that isn't there, refused on saving.
+focus List1
+key Enter
+focus Text1(8)
+key Backspace
+key Backspace
+type "XX"
+click cmdmemorizza
+screenshot $out/errore.png
+SCRIPT
+
+# Whatever a user could not have done has left a wrong picture.
+if grep '^ignored' "$dir/said"; then
+  exit 1
+fi
+
+# The same in a palette takes a third of the room.
+if command -v mogrify >/dev/null; then
+  mogrify -strip +dither -colors 255 -define png:compression-level=9 "$out"/*.png
+fi
