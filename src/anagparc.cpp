@@ -2,6 +2,7 @@
 #include "frame/ANAGPARC.h"
 
 #include <QApplication>
+#include <QIcon>
 
 #include "platform/desktop/desktop.h"
 #include "platform/text/text.h"
@@ -13,6 +14,7 @@ int main(int argc, char** argv) {
   }
   int one = 1;  // nothing of it is for Qt
   QApplication application(one, argv);
+  QApplication::setWindowIcon(QIcon::fromTheme("anagparc"));
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
   toolkit::App().view = &window;

@@ -16,7 +16,9 @@ constexpr std::u16string_view kRigaInserimento =
 constexpr std::size_t kColonneCodice = 16, kColonneNome = 45;
 
 void MOSTRAAVANZAMENTO(long esaminati) {
-  Label2(8).SetCaption(u"Percettori esaminati N." + text::Decimal(esaminati));
+  static std::u16string avanzamento;
+  avanzamento.assign(u"Percettori esaminati N.").append(text::Decimal(esaminati));
+  Label2(8).SetCaption(avanzamento);
   Label2(8).Refresh();
 }
 

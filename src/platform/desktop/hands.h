@@ -59,6 +59,7 @@ class Window::Hands : public QObject {
   std::unordered_map<const QObject*, Control*> controls_;  // viewports too
   std::unordered_map<const Control*, std::vector<Control*>> labelled_;
 
+  bool applied_ = false;  // all controls, once
   bool shown_ = false;
   bool busy_ = false;
   bool syncing_ = false;  // what widgets report meanwhile is our own doing

@@ -71,7 +71,9 @@ void ListView::Apply() {
 
 void ListView::MeasureNewRows() {
   for (; measured_ < list_.ListCount(); ++measured_) {
-    widest_ = std::max(widest_, text::TrimRight(list_.List(measured_)).size());
+    if (const auto row = list_.List(measured_); row.size() > widest_) {
+      widest_ += text::TrimRight(row.substr(widest_)).size();
+    }
   }
 }
 
@@ -148,7 +150,9 @@ void ListView::paintEvent(QPaintEvent* event) {
       painter.fillRect(place, isEnabled() ? Highlight() : palette().color(QPalette::Mid));
     }
     painter.setPen(palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text));
-    painter.drawText(QPointF(shift, place.top() + baseline), RowText(row));
+    // The blanks that fill up a row cost as much as letters.
+    painter.drawText(QPointF(shift, place.top() + baseline),
+                     Display(text::TrimRight(list_.List(row))));
     if (on && hasFocus()) {
       painter.setPen(QPen(Qt::white, 1, Qt::DotLine));
       painter.drawRect(place.adjusted(0, 0, -1, -1));

@@ -102,9 +102,6 @@ Window::Hands::Hands(toolkit::Form& form, Window& window) : form_(form), window_
       labelled_[control->Label()].push_back(control);
     }
   }
-  for (Control* control : form.Controls()) {
-    Apply(*control);
-  }
 }
 
 Window::Hands::~Hands() {
@@ -294,7 +291,8 @@ void Window::Hands::Show() {
 
 void Window::Hands::Sync() {
   const QScopedValueRollback quiet(syncing_, true);
-  for (Control* control : form_.TakeTouched()) {
+  const std::vector<Control*> touched = form_.TakeTouched();
+  for (Control* control : std::exchange(applied_, true) ? touched : form_.Controls()) {
     Apply(*control);
   }
   if (const QString title = Display(form_.Caption()); root.windowTitle() != title) {

@@ -3,11 +3,8 @@
 #include <QPainter>
 #include <QStyleOptionButton>
 #include <QStylePainter>
-#include <QTextLayout>
 #include <algorithm>
 #include <cmath>
-#include <memory>
-#include <vector>
 
 namespace desktop {
 
@@ -184,6 +181,28 @@ bool BreakLines(QTextLayout& layout, const QSize& room, qreal lineHeight,
 
 }  // namespace
 
+void LabelBox::LayOut(const QSize& room) {
+  if (layout_ != nullptr && laidOut_ == text() && room_ == room) {
+    return;
+  }
+  laidOut_ = text();
+  room_ = room;
+  QString shown = text();
+  shown.replace('\n', QChar::LineSeparator);
+  for (int size = 11; size > 8; --size) {
+    const QFont face = FaceFont(face_, size);
+    layout_ = std::make_unique<QTextLayout>(shown, face, this);
+    layout_->setCacheEnabled(true);
+    QTextOption wrap;
+    wrap.setWrapMode(QTextOption::WordWrap);
+    layout_->setTextOption(wrap);
+    lineHeight_ = QFontMetricsF(face, this).height();
+    if (BreakLines(*layout_, room, lineHeight_, lines_)) {
+      break;
+    }
+  }
+}
+
 void LabelBox::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   DrawEdge(painter, rect(), edge_, palette().color(QPalette::Window));
@@ -192,32 +211,17 @@ void LabelBox::paintEvent(QPaintEvent*) {
   }
   const bool bordered = edge_ != toolkit::Border::None;
   const QRect room = bordered ? rect().adjusted(3, 1, -3, -1) : rect();
-  QString shown = text();
-  shown.replace('\n', QChar::LineSeparator);
-  std::vector<QTextLine> lines;
-  std::unique_ptr<QTextLayout> layout;
-  qreal height = 0;
-  for (int size = 11; size > 8; --size) {
-    const QFont face = FaceFont(face_, size);
-    layout = std::make_unique<QTextLayout>(shown, face, this);
-    QTextOption wrap;
-    wrap.setWrapMode(QTextOption::WordWrap);
-    layout->setTextOption(wrap);
-    height = QFontMetricsF(face, this).height();
-    if (BreakLines(*layout, room.size(), height, lines)) {
-      break;
-    }
-  }
-  const auto count = static_cast<qreal>(lines.size());
+  LayOut(room.size());
+  const auto count = static_cast<qreal>(lines_.size());
   qreal y = room.top();
-  if (bordered || lines.size() == 1) {
-    y += std::max(0.0, std::floor((room.height() - count * height) / 2));
+  if (bordered || lines_.size() == 1) {
+    y += std::max(0.0, std::floor((room.height() - count * lineHeight_) / 2));
   }
   painter.setPen(
       palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::WindowText));
-  for (const QTextLine& line : lines) {
+  for (const QTextLine& line : lines_) {
     line.draw(&painter, QPointF(room.left(), y - line.y()));
-    y += std::round(height);
+    y += std::round(lineHeight_);
   }
 }
 

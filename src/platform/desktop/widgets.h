@@ -7,6 +7,9 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTextLayout>
+#include <memory>
+#include <vector>
 
 #include "platform/desktop/look.h"
 #include "platform/toolkit/control.h"
@@ -62,6 +65,9 @@ class Option : public QRadioButton {
 
 // Text in lines. One that is too long for its place gets a smaller font before
 // anything of it is cut off.
+//
+// Laying a text out costs more than painting it, so the lines are kept until
+// text or place change.
 class LabelBox : public QLabel {
  public:
   explicit LabelBox(QWidget* parent);
@@ -71,9 +77,16 @@ class LabelBox : public QLabel {
   void paintEvent(QPaintEvent* event) override;
 
  private:
+  void LayOut(const QSize& room);
+
   Dress dress_;
   toolkit::Font face_ = toolkit::Font::Normal;
   toolkit::Border edge_ = toolkit::Border::None;
+  std::unique_ptr<QTextLayout> layout_;
+  std::vector<QTextLine> lines_;
+  qreal lineHeight_ = 0;
+  QString laidOut_;
+  QSize room_;
 };
 
 class FrameBox : public QFrame {

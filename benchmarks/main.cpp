@@ -1,0 +1,616 @@
+// Measures the program against what the machine can do with the same file and
+// the same window.
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QTest>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "archives.h"
+#include "chart.h"
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "measure.h"
+#include "platform/desktop/look.h"
+#include "platform/engine/engine.h"
+#include "platform/text/text.h"
+#include "program.h"
+#include "table.h"
+
+namespace bench {
+
+namespace fs = std::filesystem;
+using namespace ANAGPARC;
+
+namespace {
+
+fs::path programs;  // the folder of our own programs
+
+std::string Thousands(long n) {
+  std::string digits = std::to_string(n);
+  for (std::size_t i = digits.size(); i > 3;) {
+    digits.insert(i -= 3, ",");
+  }
+  return digits;
+}
+
+// --- The list of recipients
+
+// The list's rows as SQL makes them.
+std::string RowsQuery(bool by_name) {
+  return std::string(
+             "SELECT substr(trim(CFP) || '                ', 1, 16) || ' ' || substr(trim(APARC_1) "
+             "|| "
+             "' ' || trim(APARC_2) || '                                             ', 1, 45) "
+             "FROM PERCPARCELLE ORDER BY ") +
+         (by_name ? "APARC_1, APARC_2" : "cfp");
+}
+
+// Brings the other order up in silence, so that the next list is in this one.
+void SetOrder(bool by_name) {
+  FlagFormCaricato = 0;
+  Option1(by_name ? 1 : 0).SetValue(true);
+  FlagFormCaricato = 1;
+}
+
+// A list that didn't show what the archive holds would be quick in vain.
+void CheckRows(const fs::path& archive, bool by_name) {
+  std::string rows;
+  for (int i = 1; i < List1.ListCount(); ++i) {
+    rows += text::ToUtf8(List1.List(i)) + "\n";
+  }
+  if (rows != ShellOutput(archive, RowsQuery(by_name))) {
+    throw std::runtime_error("the list differs from the archive");
+  }
+}
+
+double List(const fs::path& archive, Show show, bool by_name) {
+  Program& program = Running(archive, show);
+  if (show == Show::Nothing) {
+    SetOrder(by_name);
+    return Measured([] {
+             LISTAPERCETTORI();
+             engine::Rest();
+           })
+        .cpu;
+  }
+  SetOrder(!by_name);
+  program.Settle();
+  return Measured([&] { program.Click(Option1(by_name ? 1 : 0)); }).cpu;
+}
+
+int ShellTimes(long rows) { return static_cast<int>(std::max(1L, 100'000 / rows)); }
+
+Row ListRow(long recipients, Show show, bool by_name) {
+  const std::string work = "List of " + Thousands(recipients) +
+                           (by_name ? " by name" : " by code") +
+                           (show == Show::Nothing ? ", no screen" : ", drawn on the desktop");
+  return {
+      work,
+      "sqlite3 shell printing the same rows",
+      show == Show::Nothing ? 1.2 : 1.5,
+      "cpu",
+      recipients >= 1'000'000 ? 3 : 15,
+      [=] {
+        const fs::path archive = Archive(recipients);
+        List(archive, show, by_name);
+        CheckRows(archive, by_name);
+        return Pair{
+            [=] { return List(archive, show, by_name); },
+            [=] { return ShellPrints(archive, RowsQuery(by_name), ShellTimes(recipients)).cpu; }};
+      }};
+}
+
+Row MemoryRow() {
+  constexpr long kRecipients = 1'000'000;
+  return {"Memory of the process at its peak, 1,000,000 recipients listed",
+          "the rows' characters",
+          2,
+          "memory",
+          1,
+          [] {
+            const fs::path archive = Archive(kRecipients);
+            return Pair{[=] {
+                          Choose(archive);
+                          const fs::path told = fs::temp_directory_path() / "anagparc_bench.memory";
+                          RunProcess({programs / "program_drawn"}, "/dev/null", told);
+                          double kilobytes = 0;
+                          std::ifstream(told) >> kilobytes;
+                          fs::remove(told);
+                          return kilobytes * 1024;
+                        },
+                        [] { return kRecipients * 62.0 * sizeof(char16_t); }};
+          }};
+}
+
+// Where the yardstick has a word in it, its process has to find fonts, as any
+// program that shows text.
+Row StartRow(bool word) {
+  return {"Start of the process to the drawn window, 200 recipients",
+          std::string("an empty Qt main window") + (word ? " with a word in it" : "") + ", drawn",
+          1.5,
+          "cpu",
+          25,
+          [=] {
+            const fs::path archive = Archive(200);
+            EndRunning();  // one copy runs in a session
+            Choose(archive);
+            return Pair{[] { return RunProcess({programs / "program_drawn"}).cpu; },
+                        [=] {
+                          std::vector<std::string> command = {programs / "empty_window"};
+                          if (word) {
+                            command.push_back("anagparc");
+                          }
+                          return RunProcess(command).cpu;
+                        }};
+          }};
+}
+
+// --- One record
+
+// Rows spread over the list, another one each time.
+int SomeRow() {
+  static unsigned n = 0;
+  n += 2654435769U;
+  return 1 + static_cast<int>(n % static_cast<unsigned>(List1.ListCount() - 1));
+}
+
+double Opening(long recipients, Show show) {
+  Program& program = Running(Archive(recipients), show);
+  int row = 0;
+  return Typical(
+      200,
+      [&] {
+        LeaveRecord();
+        program.Settle();
+        program.ClickRow(List1, row = SomeRow());
+      },
+      [&] { program.DblClickRow(List1, row); });
+}
+
+Row OpeningRow(Show show) {
+  const std::string where = show == Show::Nothing ? ", no screen" : ", drawn";
+  return {
+      "Opening a record of 1,000,000" + where,
+      "opening a record of 1,000" + where,
+      2,
+      "time",
+      3,
+      [=] {
+        return Pair{[=] { return Opening(1'000'000, show); }, [=] { return Opening(1'000, show); }};
+      }};
+}
+
+Row OpeningLimitRow(Show show) {
+  return {"Opening a record of 1,000,000" +
+              std::string(show == Show::Nothing ? ", no screen" : ", drawn on the desktop"),
+          "2 ms",
+          1,
+          "time",
+          5,
+          [=] {
+            return Pair{[=] { return Opening(1'000'000, show); }, [] { return 2e-3; }};
+          }};
+}
+
+// A connection that synchronises as the program does.
+class Sqlite {
+ public:
+  explicit Sqlite(const fs::path& archive) {
+    sqlite3_open_v2(archive.c_str(), &handle_, SQLITE_OPEN_READWRITE, nullptr);
+    Run("PRAGMA journal_mode = DELETE");
+    Run("PRAGMA synchronous = EXTRA");
+  }
+  ~Sqlite() { sqlite3_close_v2(handle_); }
+  Sqlite(const Sqlite&) = delete;
+  Sqlite& operator=(const Sqlite&) = delete;
+
+  void Run(const char* sql) {
+    if (sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+      throw std::runtime_error(sqlite3_errmsg(handle_));
+    }
+  }
+  sqlite3_stmt* Prepare(const char* sql) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(handle_, sql, -1, &statement, nullptr) != SQLITE_OK) {
+      throw std::runtime_error(sqlite3_errmsg(handle_));
+    }
+    return statement;
+  }
+  int Changes() { return sqlite3_changes(handle_); }
+
+ private:
+  sqlite3* handle_ = nullptr;
+};
+
+void BindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
+  sqlite3_bind_text(statement, parameter, text.c_str(), -1, SQLITE_TRANSIENT);
+}
+
+Row SaveRow() {
+  return {"Memorizza of an existing record, 100,000 recipients",
+          "a transaction that updates one row, synchronised",
+          1.3,
+          "time",
+          60,
+          [] {
+            const fs::path archive = Archive(100'000);
+            Program& program = Running(archive, Show::Nothing);
+            OpenRecord(50'000);
+            const auto other = std::make_shared<Sqlite>(archive);
+            sqlite3_stmt* const update =
+                other->Prepare("UPDATE PERCPARCELLE SET APARC_13 = ?1 WHERE CFP = ?2");
+            const std::string code = text::ToUtf8(CFCorrente);
+            const auto turn = std::make_shared<int>(0);
+            return Pair{
+                [=, &program] {
+                  Text1(13).SetText(++*turn % 2 == 0 ? u"VIA ROMA 1" : u"VIA ROMA 2");
+                  const double seconds = Measured([&] { program.Click(cmdmemorizza); }).elapsed;
+                  if (MOD770BAS::FlagErroreCampi != 0) {
+                    throw std::runtime_error("not saved");
+                  }
+                  return seconds;
+                },
+                [=] {
+                  return Measured([&] {
+                           BindText(update, 1, ++*turn % 2 == 0 ? "VIA ROMA 3" : "VIA ROMA 4");
+                           BindText(update, 2, code);
+                           if (sqlite3_step(update) != SQLITE_DONE || other->Changes() != 1) {
+                             throw std::runtime_error("not updated");
+                           }
+                           sqlite3_reset(update);
+                         })
+                      .elapsed;
+                }};
+          }};
+}
+
+double Next(long recipients, Show show = Show::Nothing) {
+  Program& program = Running(Archive(recipients), show);
+  const int steps = static_cast<int>(std::min(300L, recipients / 3));
+  SetOrder(false);
+  OpenRecord(SomeRow() % (List1.ListCount() - steps) + 1);
+  program.Settle();
+  return Typical(
+      steps, [] {}, [&] { program.Click(cmdparcsuc); });
+}
+
+// Steps from one code to the next one, reading the whole row.
+double NextBySql(Sqlite& other, sqlite3_stmt* next, sqlite3_stmt* somewhere) {
+  BindText(somewhere, 1, text::ToUtf8(List1.List(SomeRow()).substr(0, 16)));
+  sqlite3_step(somewhere);
+  std::string code = reinterpret_cast<const char*>(sqlite3_column_text(somewhere, 0));
+  sqlite3_reset(somewhere);
+  static_cast<void>(other);
+  return Typical(
+      300, [] {},
+      [&] {
+        BindText(next, 1, code);
+        if (sqlite3_step(next) == SQLITE_ROW) {
+          code = reinterpret_cast<const char*>(sqlite3_column_text(next, 0));
+          for (int column = 1; column < sqlite3_column_count(next); ++column) {
+            benchmark::DoNotOptimize(sqlite3_column_text(next, column));
+          }
+        }
+        sqlite3_reset(next);
+      });
+}
+
+Row NextRow() {
+  return {"Anagrafica successiva, 1,000,000 recipients",
+          "a step of a prepared indexed query",
+          3,
+          "time",
+          15,
+          [] {
+            const fs::path archive = Archive(1'000'000);
+            Running(archive, Show::Nothing);
+            const auto other = std::make_shared<Sqlite>(archive);
+            sqlite3_stmt* const next =
+                other->Prepare("SELECT * FROM PERCPARCELLE WHERE CFP > ?1 ORDER BY CFP LIMIT 1");
+            sqlite3_stmt* const somewhere =
+                other->Prepare("SELECT CFP FROM PERCPARCELLE WHERE CFP = ?1");
+            return Pair{[] { return Next(1'000'000); },
+                        [=] { return NextBySql(*other, next, somewhere); }};
+          }};
+}
+
+Row NextFlatRow() {
+  return {"Anagrafica successiva, 1,000,000 recipients",
+          "the same, 1,000 recipients",
+          2,
+          "time",
+          3,
+          [] {
+            return Pair{[] { return Next(1'000'000); }, [] { return Next(1'000); }};
+          }};
+}
+
+// --- Keys
+
+// A field and what is typed into it again and again.
+struct KeyKind {
+  const char* name;
+  int field;
+  QString key;
+  std::u16string_view before;  // what the field holds
+  int caret;
+};
+
+const std::vector<KeyKind>& KeyKinds() {
+  static const std::vector<KeyKind> kinds = {
+      {"text", 1, "a", u"ROSSI", 5},
+      {"text, Backspace", 1, "\b", u"ROSSI", 5},
+      {"sex", 3, "m", u"", 0},
+      {"date", 4, "1", u"00/00/0000", 0},
+      {"province", 6, "r", u"", 0},
+      {"table code", 9, "x", u"A", 1},
+      {"numeric code", 14, "5", u"0", 1},
+  };
+  return kinds;
+}
+
+void PrepareField(Program& program, const KeyKind& kind) {
+  toolkit::TextBox& box = Text1(kind.field);
+  if (Me.Focus() != &box) {
+    Text1(4).SetText(u"00/00/0000");  // half a date wouldn't let the focus go
+    Me.UserFocus(box);
+  }
+  box.SetText(kind.before);
+  box.SetSelStart(kind.caret);
+  program.Settle();
+}
+
+double KeyTime(Show show, const KeyKind& kind) {
+  Program& program = Running(Archive(1'000), show);
+  if (!Frmmoduli(0).Visible()) {
+    OpenRecord(1);
+  }
+  if (program.Window() != nullptr) {
+    Activate(program.Window()->Widget());
+  }
+  return Typical(
+      300, [&] { PrepareField(program, kind); }, [&] { program.Key(kind.key); });
+}
+
+Row ModelKeyRow(const KeyKind& kind) {
+  return {
+      "A key in a field, model alone: " + std::string(kind.name), "5 µs", 1, "time", 15, [&kind] {
+        return Pair{[&kind] { return KeyTime(Show::Nothing, kind); }, [] { return 5e-6; }};
+      }};
+}
+
+// A line edit alone in a window.
+class BareField {
+ public:
+  explicit BareField(const KeyKind& kind) : kind_(kind), field_(new QLineEdit(&window_)) {
+    const toolkit::TextBox& box = Text1(kind.field);
+    window_.setFixedSize(801, 583);
+    field_->setGeometry(desktop::PixelRect(box));
+    field_->setFont(desktop::FaceFont(toolkit::Font::Fixed));
+    field_->setFocus();
+    ShowDrawn(window_);
+  }
+
+  double KeyTime() {
+    Activate(window_);
+    return Typical(
+        300,
+        [this] {
+          field_->setText(QString::fromUtf16(kind_.before.data(), std::ssize(kind_.before)));
+          field_->setCursorPosition(kind_.caret);
+          Draw(window_);
+        },
+        [this] {
+          SendKey(*field_, kind_.key);
+          Draw(window_);
+        });
+  }
+
+ private:
+  const KeyKind& kind_;
+  QWidget window_;
+  QLineEdit* field_;
+};
+
+Row DrawnKeyRow(const KeyKind& kind) {
+  return {"A key in a field, to the drawn widget: " + std::string(kind.name),
+          "the same key in a bare line edit, drawn",
+          1.5,
+          "time",
+          15,
+          [&kind] {
+            Running(Archive(1'000), Show::Window);
+            const auto bare = std::make_shared<BareField>(kind);
+            return Pair{[&kind] { return KeyTime(Show::Window, kind); },
+                        [bare] { return bare->KeyTime(); }};
+          }};
+}
+
+// --- Lookup panel, change of code
+
+Row MunicipalitiesRow() {
+  return {"Municipality panel, click to drawn",
+          "sqlite3 shell printing the same rows",
+          1.5,
+          "cpu",
+          25,
+          [] {
+            const fs::path archive = Archive(1'000);
+            Program& program = Running(archive, Show::Window);
+            OpenRecord(1);
+            program.Settle();
+            return Pair{[&program] {
+                          const double seconds =
+                              Measured([&] { program.Click(CMDAPRILIST(5)); }).cpu;
+                          if (!Framecodif.Visible() || ListTabmin.ListCount() < 7'000) {
+                            throw std::runtime_error("the panel hasn't opened");
+                          }
+                          program.Click(CMDAPRILIST(5));
+                          return seconds;
+                        },
+                        [=] {
+                          return ShellPrints(archive,
+                                             "SELECT COMUNE || ' ' || PROV || ' ' || CODICE "
+                                             "FROM TABCOMUNI ORDER BY COMUNE",
+                                             20)
+                              .cpu;
+                        }};
+          }};
+}
+
+Row ChangeRow() {
+  return {"CAMBIACF with 10,000 certifications",
+          "one SQL update of the same rows, synchronised",
+          1.5,
+          "time",
+          15,
+          [] {
+            const fs::path archive = ArchiveOfCertifications();
+            Running(archive, Show::Nothing);
+            const auto other = std::make_shared<Sqlite>(archive);
+            sqlite3_stmt* const update =
+                other->Prepare("UPDATE QUADROLAUT SET CFP = ?1 WHERE CFP = ?2");
+            sqlite3_stmt* const whose = other->Prepare(
+                "SELECT CFP FROM QUADROLAUT GROUP BY CFP ORDER BY count(*) DESC LIMIT 1");
+            sqlite3_step(whose);
+            const std::u16string code =
+                text::FromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(whose, 0)));
+            sqlite3_finalize(whose);
+            const bool changed = code.starts_with(u'Z');
+            const auto codes = std::make_shared<std::pair<std::u16string, std::u16string>>(
+                code, changed ? u"AAAAAA00A00A000A" : u"ZZZZZZ99Z99Z999Z");
+            return Pair{[=] {
+                          std::tie(CFCorrente, CFNuovo) = *codes;
+                          std::swap(codes->first, codes->second);
+                          return Measured([] {
+                                   CAMBIACF();
+                                   engine::Rest();
+                                 })
+                              .elapsed;
+                        },
+                        [=] {
+                          // The recipient's own row goes back and forth by CAMBIACF alone.
+                          const std::string from = text::ToUtf8(codes->first),
+                                            to = text::ToUtf8(codes->second);
+                          const auto run = [&](const std::string& one, const std::string& another) {
+                            BindText(update, 1, another);
+                            BindText(update, 2, one);
+                            if (sqlite3_step(update) != SQLITE_DONE || other->Changes() < 10'000) {
+                              throw std::runtime_error("not updated");
+                            }
+                            sqlite3_reset(update);
+                          };
+                          const double seconds = Measured([&] { run(from, to); }).elapsed;
+                          run(to, from);
+                          return seconds;
+                        }};
+          }};
+}
+
+std::vector<Row> AllRows() {
+  std::vector<Row> rows;
+  for (const Show show : {Show::Nothing, Show::Window}) {
+    for (const long recipients : {1'000L, 100'000L, 1'000'000L}) {
+      for (const bool by_name : {false, true}) {
+        rows.push_back(ListRow(recipients, show, by_name));
+      }
+    }
+  }
+  rows.push_back(OpeningRow(Show::Nothing));
+  rows.push_back(OpeningLimitRow(Show::Nothing));
+  rows.push_back(OpeningRow(Show::Window));
+  rows.push_back(OpeningLimitRow(Show::Window));
+  rows.push_back(NextFlatRow());
+  rows.push_back(NextRow());
+  rows.push_back(SaveRow());
+  for (const KeyKind& kind : KeyKinds()) {
+    rows.push_back(ModelKeyRow(kind));
+  }
+  for (const KeyKind& kind : KeyKinds()) {
+    rows.push_back(DrawnKeyRow(kind));
+  }
+  rows.push_back(MunicipalitiesRow());
+  rows.push_back(ChangeRow());
+  rows.push_back(StartRow(false));
+  rows.push_back(StartRow(true));
+  rows.push_back(MemoryRow());
+  return rows;
+}
+
+// --- The chart
+
+void DrawChart(const fs::path& file) {
+  const std::vector<long> sizes = {1'000, 10'000, 100'000, 1'000'000};
+  std::vector<Line> lines = {
+      {"list by code", "#1b5ca8", {}},
+      {"list by name", "#b3541e", {}},
+      {"list by code, drawn", "#7fb2e5", {}},
+      {"sqlite3 shell, rows by code", "#888888", {}},
+      {"opening a record, drawn", "#2e8b57", {}},
+      {"Anagrafica successiva, drawn", "#8a2be2", {}},
+  };
+  for (const long recipients : sizes) {
+    const fs::path archive = Archive(recipients);
+    const auto of_three = [](const std::function<double()>& measure) {
+      return Median({measure(), measure(), measure()});
+    };
+    const double seconds[] = {
+        of_three([&] { return List(archive, Show::Nothing, false); }),
+        of_three([&] { return List(archive, Show::Nothing, true); }),
+        of_three([&] { return List(archive, Show::Window, false); }),
+        of_three(
+            [&] { return ShellPrints(archive, RowsQuery(false), ShellTimes(recipients)).cpu; }),
+        Opening(recipients, Show::Window),
+        Next(recipients, Show::Window),
+    };
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      lines[i].seconds.push_back(seconds[i]);
+    }
+  }
+  WriteChart(file, sizes, lines);
+  std::cout << "\nThe cost as the work grows: " << file.native() << '\n';
+}
+
+}  // namespace
+
+}  // namespace bench
+
+// FOLDER is where the archives lie. With the name of a picture to write the
+// chart is drawn; with ONLY, rows alone whose work contains that text.
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    std::cerr << "usage: benchmarks FOLDER [--chart FILE] [ONLY]\n";
+    return 2;
+  }
+  setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  std::string chart, only;
+  for (int i = 2; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word == "--chart" && i + 1 < argc) {
+      chart = argv[++i];
+    } else {
+      only = word;
+    }
+  }
+  bench::programs = std::filesystem::path(argv[0]).parent_path();
+  bench::SetFolder(argv[1]);
+  int one = 1;
+  benchmark::Initialize(&one, argv);
+  QApplication application(one, argv);
+  bench::MeasureRows(bench::AllRows(), only);
+  if (!chart.empty()) {
+    bench::DrawChart(chart);
+  }
+  bench::EndRunning();
+  return 0;
+}

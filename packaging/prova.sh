@@ -1,0 +1,119 @@
+#!/usr/bin/env bash
+# Tries the package that ../package built: lintian and the validators; then, in a
+# bare Debian 12 of its own, installation, programs, first start and removal.
+#     packaging/prova.sh [FILE.deb]
+# As root, with this machine's apt settings. Leaves a picture of the first start
+# beside the package.
+set -eu
+cd "$(dirname "$0")/.."
+. tools/packages.sh
+deb=$(realpath "${1:-$(ls -t build/package/anagparc_*.deb | head -1)}")
+
+# With mounts and processes of its own: whatever happens, they end with the script.
+if [ -z "${PROVA_INSIDE:-}" ]; then
+  install_packages "${trial[@]}"
+  PROVA_INSIDE=1 exec unshare --mount --pid --fork --kill-child --mount-proc "$0" "$deb"
+fi
+
+work=$(mktemp -d)
+root=$work/debian
+trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$work"' EXIT
+
+failed=0
+check() { # WHAT COMMAND...
+  if "${@:2}" >"$work/out" 2>&1; then
+    echo "ok      $1"
+  else
+    echo "FAILED  $1" && sed 's/^/        /' "$work/out" && failed=1
+  fi
+}
+log() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }; }
+
+dpkg-deb -x "$deb" "$work/files"
+check "lintian" lintian --allow-root --fail-on error,warning "$deb"
+check "AppStream metadata" appstreamcli validate --no-net "$work"/files/usr/share/metainfo/*.xml
+check "desktop entry" desktop-file-validate "$work/files/usr/share/applications/anagparc.desktop"
+
+echo "Laying a bare Debian 12..."
+mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Codename: bookworm' | sort -u | head -1)
+log debootstrap --variant=minbase bookworm "$root" "$mirror"
+cp -a /etc/apt/. "$root/etc/apt/"
+cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
+rm -f "$root/etc/apt/sources.list"
+[ ! -e /etc/apt/sources.list ] || cp /etc/apt/sources.list "$root/etc/apt/"
+mount -t proc proc "$root/proc"
+printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # no services
+chmod +x "$root/usr/sbin/policy-rc.d"
+
+clean=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8)
+system() { chroot "$root" "${clean[@]}" HOME=/root DEBIAN_FRONTEND=noninteractive "$@"; }
+user() {
+  chroot --userspec=prova:prova "$root" "${clean[@]}" HOME=/home/prova \
+    XDG_RUNTIME_DIR=/tmp/sessione DISPLAY="${display:-}" "$@"
+}
+apt() { system apt-get -y --no-install-recommends "$@"; }
+snapshot() { # all but logs, caches, the package manager's own and the user's
+  (cd "$root" && find . -xdev \( -path ./var/log -o -path ./var/cache -o -path ./var/lib/dpkg \
+    -o -path ./var/lib/apt -o -path ./tmp -o -path ./home \) -prune -o -type d -printf '%p/\n' \
+    -o -printf '%p %s %T@\n') | sort
+}
+
+log apt update
+log apt satisfy "$(dpkg-deb -f "$deb" Depends)"
+log system useradd --create-home prova
+log user mkdir -m 700 /tmp/sessione
+snapshot >"$work/before"
+
+cp "$deb" "$root/tmp/anagparc.deb"
+check "installation" apt install /tmp/anagparc.deb
+check "the package's files are whole" diff /dev/null <(system dpkg --verify anagparc)
+for file in bin/anagparc bin/anagparc-archivio share/anagparc/SQ4RXXXX.MDB \
+  share/applications/anagparc.desktop share/icons/hicolor/scalable/apps/anagparc.svg \
+  share/icons/hicolor/16x16/apps/anagparc.png share/icons/hicolor/64x64/apps/anagparc.png \
+  share/man/it/man1/anagparc.1.gz share/man/it/man1/anagparc-archivio.1.gz \
+  share/metainfo/invalid.localhost.anagparc.metainfo.xml \
+  share/doc/anagparc/copyright share/doc/anagparc/changelog.gz; do
+  check "/usr/$file" test -s "$root/usr/$file"
+done
+check "template in order" user anagparc-archivio verifica /usr/share/anagparc/SQ4RXXXX.MDB
+check "crea" user anagparc-archivio crea /tmp/prova --dimostrazione 20
+check "verifica" user anagparc-archivio verifica /tmp/prova/S7702015.MDB
+
+# The window, on a display outside.
+Xvfb -displayfd 3 -screen 0 1366x768x24 -fbdir "$work" 3>"$work/display" 2>"$work/xvfb" &
+for _ in $(seq 100); do [ -s "$work/display" ] && break || sleep 0.1; done
+display=:$(cat "$work/display")
+export DISPLAY=$display
+from_menu() { # starts the menu's entry
+  user sh -c "exec $(sed -n 's/^Exec=//p' "$root/usr/share/applications/anagparc.desktop")" \
+    >"$work/program" 2>&1 &
+  program=$!
+}
+window() { # of that title, within 30 seconds
+  window=$(timeout 30 xdotool search --sync --onlyvisible --name "^$1\$" | head -1)
+  [ -n "$window" ]
+}
+
+user sh -c 'cd; find . | sort' >"$work/home"
+from_menu
+check "first start: the message" window "Controllo procedura 770/2015 Semplificato"
+sleep 1
+picture=${deb%/*}/primo-avvio.xwd
+cp "$work/Xvfb_screen0" "$picture" # needs X's format: convert primo-avvio.xwd FILE.png
+xdotool windowfocus --sync "$window" key Return || true
+ended() { timeout 20 tail --pid="$program" -f /dev/null && wait "$program"; }
+check "first start: ends with status 0" ended
+check "first start: no other output" diff /dev/null "$work/program"
+check "first start: nothing new in the home" diff "$work/home" <(user sh -c 'cd; find . | sort')
+
+check "prepara" user anagparc-archivio prepara /home/prova/archivi
+from_menu
+check "start after prepara: the list" window " Gestione Modello 770/2015 .*"
+kill "$program" 2>/dev/null || true
+check "the year database is there" test -s "$root/home/prova/archivi/S7702015.MDB"
+
+check "removal" apt purge anagparc
+check "no leftovers" diff "$work/before" <(snapshot)
+check "the user's archive stays" test -s "$root/home/prova/archivi/S7702015.MDB"
+echo "Picture: $picture"
+exit $failed
