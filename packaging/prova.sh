@@ -49,7 +49,7 @@ clean=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8)
 system() { chroot "$root" "${clean[@]}" HOME=/root DEBIAN_FRONTEND=noninteractive "$@"; }
 user() {
   chroot --userspec=prova:prova "$root" "${clean[@]}" HOME=/home/prova \
-    XDG_RUNTIME_DIR=/tmp/sessione DISPLAY="${display:-}" "$@"
+    XDG_RUNTIME_DIR=/tmp/sessione DISPLAY="${DISPLAY:-}" "$@"
 }
 apt() { system apt-get -y --no-install-recommends "$@"; }
 snapshot() { # all but logs, caches, the package manager's own and the user's
@@ -82,16 +82,16 @@ check "verifica" user anagparc-archivio verifica /tmp/prova/S7702015.MDB
 # The window, on a display outside.
 Xvfb -displayfd 3 -screen 0 1366x768x24 -fbdir "$work" 3>"$work/display" 2>"$work/xvfb" &
 for _ in $(seq 100); do [ -s "$work/display" ] && break || sleep 0.1; done
-display=:$(cat "$work/display")
-export DISPLAY=$display
+DISPLAY=:$(cat "$work/display")
+export DISPLAY
 from_menu() { # starts the menu's entry
   user sh -c "exec $(sed -n 's/^Exec=//p' "$root/usr/share/applications/anagparc.desktop")" \
     >"$work/program" 2>&1 &
   program=$!
 }
 window() { # of that title, within 30 seconds
-  window=$(timeout 30 xdotool search --sync --onlyvisible --name "^$1\$" | head -1)
-  [ -n "$window" ]
+  found=$(timeout 30 xdotool search --sync --onlyvisible --name "^$1\$" | head -1)
+  [ -n "$found" ]
 }
 
 user sh -c 'cd; find . | sort' >"$work/home"
@@ -100,7 +100,7 @@ check "first start: the message" window "Controllo procedura 770/2015 Semplifica
 sleep 1
 picture=${deb%/*}/primo-avvio.xwd
 cp "$work/Xvfb_screen0" "$picture" # needs X's format: convert primo-avvio.xwd FILE.png
-xdotool windowfocus --sync "$window" key Return || true
+xdotool windowfocus --sync "$found" key Return || true
 ended() { timeout 20 tail --pid="$program" -f /dev/null && wait "$program"; }
 check "first start: ends with status 0" ended
 check "first start: no other output" diff /dev/null "$work/program"

@@ -4,7 +4,8 @@
 #   scenario.sh PROGRAMS none|qt FILE.scenario
 #
 # A scenario is a text of anagparc-script with, behind each action, the lines
-# that must come out, marked "> ". The archive holds the recipients of base.sql.
+# that must come out, marked "> "; "= NAME VALUE" is short for "show NAME" with
+# "> NAME = VALUE" behind it. The archive holds the recipients of base.sql.
 # Lines of its own:
 #   #@ sh COMMAND      before the run, in the scenario's folder; $A is the year database
 #   #@ arg TEXT        the program's command line
@@ -41,7 +42,7 @@ while IFS= read -r command; do
   bash -c "$command" || { echo "set-up failed: $command"; exit 1; }
 done < <(directive sh)
 
-grep -v '^>' "$scenario" >"$dir/script"
+sed -E -e '/^>/d' -e 's/^= ([^ ]+) .*/show \1/' "$scenario" >"$dir/script"
 "$programs/anagparc-script" --screen "$screen" --command-line "$(directive arg)" "$dir/script" \
   >"$dir/out" 2>"$dir/err"
 status=$?
@@ -50,7 +51,7 @@ while IFS= read -r command; do
 done < <(directive after)
 
 caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro autonomo / Provvigioni / Redditi diversi'
-sed -n 's/^> \{0,1\}//p' "$scenario" >"$dir/expected"
+sed -nE -e 's/^> ?//p' -e 's/^= ([^ ]+) (.*)/\1 = \2/p' "$scenario" >"$dir/expected"
 sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" "$dir/out" >"$dir/got"
 failed=0
 diff "$dir/expected" "$dir/got" || failed=1

@@ -394,7 +394,7 @@ class User : public Program {
       std::filesystem::copy_file(start_, folder / copy,
                                  std::filesystem::copy_options::overwrite_existing, ignored);
     }
-    SetBytes(folder / "script", script_ + line_ + '\n');
+    SetBytes(folder / "script", script_ + (done_ ? "" : line_ + '\n'));
     SetBytes(folder / "registro.reg",
              "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n\"PERCORSOARCHIVI\"=\"" +
                  std::filesystem::absolute(folder).native() + "\"\n");
@@ -402,6 +402,7 @@ class User : public Program {
               << "\n  dopo: " << line_ << "\n  si ripete, una volta sola, con:\nMORVENNA_REGISTRO="
               << std::filesystem::absolute(folder / "registro.reg").native() << " anagparc-script "
               << std::filesystem::absolute(folder / "script").native() << '\n';
+    std::filesystem::remove_all(Folder(), ignored);
   }
 
   void Run(long actions) {
@@ -468,6 +469,7 @@ class User : public Program {
     script_.clear();
     clipboard_.clear();
     line_ = "(avvio)";
+    done_ = true;
     ++starts_;
     Must(Start(), "il programma non parte");
     Check();
@@ -475,6 +477,7 @@ class User : public Program {
 
   void Act(std::string line) {
     line_ = std::move(line);
+    done_ = false;
     IndiceCampo = kUntouched;
     lengths_.clear();
     for (const Control* control : Me.Controls()) {
@@ -488,6 +491,7 @@ class User : public Program {
       Fail(text::ToUtf8(error.text));
     }
     script_ += line_ + '\n';
+    done_ = true;
     if (anyScreen_) {
       Look();
     }
