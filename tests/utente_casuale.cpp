@@ -522,10 +522,15 @@ class User : public Program {
          "spostamenti abilitati contro FlagNuovaAnagrafica");
     Must(!Label2(8).Visible() && !Label2(15).Visible(), "avanzamento rimasto in vista");
     CheckLengths();
-    if (List1.Revision() != revision_) {
-      revision_ = List1.Revision();
+    Must(now != Situation::Lookup || Me.Focus() == &ListTabmin ||
+             Me.Focus()->Name() == u"CMDAPRILIST",
+         "tabella aperta lontano dal fuoco");
+    const bool list = FrmSelezione.Visible();
+    if (list && (!list_ || List1.Revision() != revision_)) {
       CheckList();
     }
+    list_ = list;
+    revision_ = List1.Revision();
     if (IndiceCampo == kAllFields) {  // all fields were emptied, loaded or tested
       CheckFields(now);
     }
@@ -668,7 +673,9 @@ class User : public Program {
   const std::filesystem::path start_ = Folder() / "inizio";  // archive at the last start
   std::string script_;                                       // what was done since
   std::string line_;                                         // what is being done
+  bool done_ = true;                                         // and stands in the script
   std::vector<std::size_t> lengths_;
+  bool list_ = false;  // was in sight
   std::uint64_t revision_ = 0;
   long actions_ = 0, starts_ = 0, boxes_ = 0, added_ = 0, changed_ = 0, deleted_ = 0;
 };
