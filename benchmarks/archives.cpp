@@ -31,7 +31,11 @@ fs::path Make(const fs::path& place, long recipients) {
 
 void SetFolder(const fs::path& path) {
   folder = fs::absolute(path);
-  const fs::path session = folder / "session";
+  BeginSession("session");
+}
+
+void BeginSession(const std::string& name) {
+  const fs::path session = folder / name;
   fs::create_directories(session);
   fs::permissions(session, fs::perms::owner_all);
   setenv("XDG_RUNTIME_DIR", session.c_str(), 1);

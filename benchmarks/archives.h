@@ -2,11 +2,16 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 namespace bench {
 
 // Where archives and the session's files lie; to be set first.
 void SetFolder(const std::filesystem::path& folder);
+
+// From here on the program runs in a session of that name, one copy in each.
+// This process never gives up one in which it has run it.
+void BeginSession(const std::string& name);
 
 // Year database of so many invented recipients, made if it is missing.
 std::filesystem::path Archive(long recipients);

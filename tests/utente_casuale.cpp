@@ -479,6 +479,7 @@ class User : public Program {
     line_ = std::move(line);
     done_ = false;
     IndiceCampo = kUntouched;
+    codeBefore_ = CFCorrente;
     lengths_.clear();
     for (const Control* control : Me.Controls()) {
       if (control->Type() == Kind::TextBox) {
@@ -634,8 +635,9 @@ class User : public Program {
     deleted_ += !gone.empty() && come.empty() ? 1 : 0;
     changed_ += !gone.empty() && !come.empty() ? 1 : 0;
 
-    const std::set<std::string> mine = {Trimmed(CFCorrente), Trimmed(CFPrecedente),
-                                        Trimmed(CFNuovo)};
+    // Blanks typed on a button may go on twice.
+    const std::set<std::string> mine = {Trimmed(codeBefore_), Trimmed(CFCorrente),
+                                        Trimmed(CFPrecedente), Trimmed(CFNuovo)};
     for (const auto* rows : {&gone, &come}) {
       Must(rows->empty() || mine.contains(Trimmed((*rows)[0][0])), "scritta un'altra anagrafica");
     }
@@ -674,8 +676,9 @@ class User : public Program {
   std::string script_;                                       // what was done since
   std::string line_;                                         // what is being done
   bool done_ = true;                                         // and stands in the script
-  std::vector<std::size_t> lengths_;
-  bool list_ = false;  // was in sight
+  std::vector<std::size_t> lengths_;                         // of the boxes' texts before it
+  std::u16string codeBefore_;                                // CFCorrente before it
+  bool list_ = false;                                        // was in sight
   std::uint64_t revision_ = 0;
   long actions_ = 0, starts_ = 0, boxes_ = 0, added_ = 0, changed_ = 0, deleted_ = 0;
 };

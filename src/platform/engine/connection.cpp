@@ -109,9 +109,13 @@ void Connection::Configure(const std::filesystem::path& path) {
   Text("PRAGMA synchronous=EXTRA");
   // Sorting never writes the recipients' data into temporary files.
   Text("PRAGMA temp_store=MEMORY");
-  // A walk by name goes criss-cross through the table: some tens of thousands
-  // of rows stay at hand.
-  Text("PRAGMA cache_size=-16384");
+  // The recipients by code or by name lie criss-cross in the table. A file of a
+  // hundred thousand is kept whole; of one that is larger a big part is no more
+  // use than a small one, and slower.
+  constexpr std::uintmax_t kKeptWhole = 32 << 20;
+  if (!unknown && size <= kKeptWhole) {
+    Text("PRAGMA cache_size=-32768");
+  }
 }
 
 StatementPtr Connection::Prepare(std::string_view sql) {
