@@ -11,7 +11,9 @@ here=$(cd "$(dirname "$0")" && pwd)
 dir=$(mktemp -d) || exit 1
 trap 'rm -rf "$dir"' EXIT
 
+least=$3
 if [ "${4-}" = everywhere ]; then
+  least=1  # such hands may soon end the program
   "$1/utente_casuale" --scenario "$2" "$3" "$here/scenari/base.sql" >"$dir/mani.scenario" || exit 1
   echo '#@ after sqlite3 "$A" "SELECT * FROM PERCPARCELLE; SELECT CFP FROM QUADROLAUT; PRAGMA integrity_check"' \
     >>"$dir/mani.scenario"
@@ -72,7 +74,7 @@ fi
 # Nothing is expected of the first run: all that it prints is what comes back.
 "$here/scenario.sh" "$1" none "$dir/mani.scenario" >"$dir/model"
 grep '^> ' "$dir/model" >"$dir/expected"
-if [ "$(wc -l <"$dir/expected")" -lt "$3" ] || grep -v '^> \|^0a1,' "$dir/model"; then
+if [ "$(wc -l <"$dir/expected")" -lt "$least" ] || grep -v '^> \|^0a1,' "$dir/model"; then
   echo 'the model alone has failed'
   exit 1
 fi
