@@ -13,6 +13,7 @@
 namespace desktop {
 
 Window::Window(toolkit::Form& form) {
+  SetZoom(1);
   QApplication::setStyle(MakeStyle());
   QApplication::setPalette(MakePalette());
   QApplication::setFont(FaceFont(toolkit::Font::Normal, 12));
@@ -34,7 +35,7 @@ QWidget& Window::Widget() { return hands_->root; }
 QWidget* Window::WidgetOf(const Control& control) const { return hands_->WidgetOf(control); }
 
 QPoint Window::PixelOf(toolkit::Point place) const {
-  return QPoint(place.x / kTwipsPerPixel, place.y / kTwipsPerPixel);
+  return QPoint(WholePixels(place.x), WholePixels(place.y));
 }
 
 std::optional<QPoint> Window::ShowRow(const toolkit::ListBox& list, int row) {

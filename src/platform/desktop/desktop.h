@@ -30,8 +30,9 @@ class Window : public toolkit::View {
   Window(const Window&) = delete;
   Window& operator=(const Window&) = delete;
 
-  // Shows the loaded form at its place. The event loop ends with App().status
-  // when an event ends the program.
+  // Shows the loaded form at its place, smaller than designed where it would not
+  // fit the screen. The event loop ends with App().status when an event ends the
+  // program.
   void Show();
   // Brings the widgets in line with the model. Needed only after the model was
   // changed by other hands than the window's.

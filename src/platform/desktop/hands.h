@@ -42,7 +42,9 @@ class Window::Hands : public QObject {
   void TellLabels(const Control& label);
   void ApplyFocus();
   void ShowBusy(bool busy);
-  QSize InnerSize() const;
+  QSize InnerSize() const;  // twips
+  double ZoomToFit() const;
+  void FollowScreen();
   void After();
 
   bool OnKey(const QKeyEvent& event);
@@ -71,6 +73,7 @@ class Window::Hands : public QObject {
   int anchor_ = 0;  // where dragging in a text box began
   std::chrono::steady_clock::time_point painted_;
   std::pair<int, int> formSize_;  // that the window's size was made for
+  QMetaObject::Connection screenChanges_;
 
  public:
   QWidget root;  // the last member: its end still raises events

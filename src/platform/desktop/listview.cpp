@@ -17,9 +17,8 @@ constexpr int kTextInset = 2;
 }
 
 ListView::ListView(const toolkit::ListBox& list, QWidget* parent)
-    : QAbstractScrollArea(parent), list_(list), rowHeight_(Pixels(toolkit::ListBox::kRowHeight)) {
+    : QAbstractScrollArea(parent), list_(list) {
   setFrameStyle(QFrame::Box | QFrame::Plain);
-  setLineWidth(Pixels(toolkit::ListBox::kInset));
   setFocusPolicy(Qt::TabFocus);
   viewport()->setFocusPolicy(Qt::NoFocus);
   // Rows are painted on the base colour, which is the list's own.
@@ -36,6 +35,12 @@ ListView::ListView(const toolkit::ListBox& list, QWidget* parent)
 
 void ListView::Apply() {
   dress_.PutOn(*this, list_);
+  if (const int height = std::max(1, WholePixels(toolkit::ListBox::kRowHeight));
+      rowHeight_ != height) {
+    rowHeight_ = height;
+    setLineWidth(std::max(2, Pixels(toolkit::ListBox::kInset)));
+    SetRanges();
+  }
   if (revision_ != list_.Revision()) {
     // Each row added counts the revision up by one; anything beyond is a Clear.
     const auto added = static_cast<std::uint64_t>(list_.ListCount() - measured_);
@@ -91,9 +96,10 @@ void ListView::SetRanges() {
 int ListView::TopRow() const { return verticalScrollBar()->value(); }
 
 int ListView::RowsInView() const {
-  const int room = (viewport()->height() + rowHeight_ - 1) / rowHeight_;
-  return std::clamp(list_.ListCount() - TopRow(), 0, room);
+  return std::clamp(list_.ListCount() - TopRow(), 0, WholeRows());
 }
+
+int ListView::WholeRows() const { return std::max(1, viewport()->height() / rowHeight_); }
 
 void ListView::ScrollTo(int row) {
   if (row < TopRow()) {
@@ -105,7 +111,7 @@ void ListView::ScrollTo(int row) {
 
 int ListView::RowAt(const QPoint& place) const {
   const int row = TopRow() + place.y() / rowHeight_;
-  return place.y() >= 0 && row < list_.ListCount() ? row : -1;
+  return place.y() >= 0 && row < TopRow() + RowsInView() ? row : -1;
 }
 
 QRect ListView::RowRect(int row) const {
@@ -117,13 +123,9 @@ QString ListView::RowText(int row) const { return Display(list_.List(row)); }
 bool ListView::event(QEvent* event) {
   if (event->type() == QEvent::Paint) {
     QPainter painter(this);
-    const QRect line = rect().adjusted(0, 0, -1, -1);
     painter.fillRect(rect(), palette().color(QPalette::Base));
-    painter.setPen(hasFocus() ? Highlight() : Line(palette().color(QPalette::Window)));
-    painter.drawRect(line);
-    if (hasFocus()) {
-      painter.drawRect(line.adjusted(1, 1, -1, -1));
-    }
+    hasFocus() ? DrawFrame(painter, rect(), Highlight(), 2)
+               : DrawFrame(painter, rect(), Line(palette().color(QPalette::Window)));
     return true;
   }
   if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) {
@@ -146,10 +148,13 @@ void ListView::paintEvent(QPaintEvent* event) {
       continue;
     }
     const bool on = row == list_.ListIndex();
+    QColor back = palette().color(QPalette::Base);
     if (on) {
-      painter.fillRect(place, isEnabled() ? Highlight() : palette().color(QPalette::Mid));
+      back = isEnabled() ? Highlight() : FaintHighlight(back);
+      painter.fillRect(place, back);
     }
-    painter.setPen(palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text));
+    painter.setPen(Readable(
+        palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text), back));
     // The blanks that fill up a row cost as much as letters.
     painter.drawText(QPointF(shift, place.top() + baseline),
                      Display(text::TrimRight(list_.List(row))));

@@ -18,10 +18,10 @@ class ListView : public QAbstractScrollArea {
 
   const toolkit::ListBox& Model() const { return list_; }
   int TopRow() const;
-  // Rows of which at least a part shows.
+  // Only whole rows show; the strip that they leave at the bottom stays empty.
   int RowsInView() const;
   void ScrollTo(int row);
-  // Row under a place of the viewport, -1 below the last one.
+  // Row under a place of the viewport, -1 below the last one in view.
   int RowAt(const QPoint& place) const;
   QRect RowRect(int row) const;  // in the viewport
   QString RowText(int row) const;
@@ -38,11 +38,11 @@ class ListView : public QAbstractScrollArea {
  private:
   void MeasureNewRows();
   void SetRanges();
-  int WholeRows() const { return viewport()->height() / rowHeight_; }
+  int WholeRows() const;
 
   const toolkit::ListBox& list_;
   Dress dress_;
-  int rowHeight_;
+  int rowHeight_ = 1;
   std::uint64_t revision_ = 0;
   int selected_ = -1;
   int measured_ = 0;  // rows that `widest_` has looked at

@@ -1,9 +1,12 @@
 #include "platform/desktop/look.h"
 
+#include <QGuiApplication>
 #include <QPainter>
 #include <QProxyStyle>
+#include <QScreen>
 #include <QStyleFactory>
 #include <QTextDocument>
+#include <algorithm>
 #include <cmath>
 
 #include "platform/text/text.h"
@@ -32,7 +35,9 @@ QIcon Disc(const QColor& color, const QString& sign) {
     painter.setBrush(color);
     painter.drawEllipse(QRectF(0, 0, size, size).adjusted(1, 1, -1, -1));
     painter.setPen(Qt::white);
-    painter.setFont(FaceFont(toolkit::Font::Bold, size * 11 / 16));
+    QFont face = FaceFont(toolkit::Font::Bold);
+    face.setPixelSize(size * 11 / 16);
+    painter.setFont(face);
     painter.drawText(QRect(0, 0, size, size), Qt::AlignCenter, sign);
     icon.addPixmap(pixmap);
   }
@@ -48,10 +53,12 @@ class Style : public QProxyStyle {
                   const QWidget* widget) const override {
     switch (metric) {
       case PM_ScrollBarExtent:
-        return 14;
+        return std::max(9, WholePixels(14 * kTwipsPerPixel));
       case PM_ExclusiveIndicatorWidth:
       case PM_ExclusiveIndicatorHeight:
-        return 13;
+        return WholePixels(13 * kTwipsPerPixel);
+      case PM_RadioButtonLabelSpacing:
+        return WholePixels(6 * kTwipsPerPixel);
       default:
         return QProxyStyle::pixelMetric(metric, option, widget);
     }
@@ -87,9 +94,40 @@ class Style : public QProxyStyle {
   }
 };
 
+double Luminance(const QColor& color) {
+  auto linear = [](double c) {
+    return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
+         0.0722 * linear(color.blueF());
+}
+
+double formZoom = 1;
+
+// At scales such as 150 percent a pixel of ours is no whole number of the
+// screen's. Lines are put on whole ones, so that all are sharp and as wide.
+QRectF Whole(const QPainter& painter, const QRect& rect) {
+  const QTransform toScreen = painter.deviceTransform();
+  const QRectF there = toScreen.mapRect(QRectF(rect));
+  const QPointF from(std::round(there.left()), std::round(there.top()));
+  const QPointF to(std::round(there.right()), std::round(there.bottom()));
+  return toScreen.inverted().mapRect(QRectF(from, to));
+}
+
+qreal LineWidth(const QPainter& painter) {
+  const qreal scale = painter.deviceTransform().m11();
+  return std::max(1.0, std::floor(scale)) / scale;
+}
+
 }  // namespace
 
-int Pixels(int twips) { return static_cast<int>(std::lround(double(twips) / kTwipsPerPixel)); }
+double Zoom() { return formZoom; }
+void SetZoom(double zoom) { formZoom = zoom; }
+
+int Pixels(int twips) { return static_cast<int>(std::lround(twips * formZoom / kTwipsPerPixel)); }
+int WholePixels(int twips) {
+  return static_cast<int>(std::floor(twips * formZoom / kTwipsPerPixel));
+}
 
 QRect PixelRect(const toolkit::Control& control) {
   const QPoint from(Pixels(control.Left()), Pixels(control.Top()));
@@ -103,7 +141,29 @@ QColor ToQt(toolkit::Color color) {
                 static_cast<int>(color >> 16 & 0xFF));
 }
 
-QColor Faint(const QColor& fore, const QColor& back) { return Mix(fore, back, 0.3); }
+double Contrast(const QColor& a, const QColor& b) {
+  const double ofA = Luminance(a) + 0.05, ofB = Luminance(b) + 0.05;
+  return ofA > ofB ? ofA / ofB : ofB / ofA;
+}
+
+QColor Readable(const QColor& fore, const QColor& back) {
+  constexpr float kStep = 0.01F;
+  // The middle of the scale of contrasts: black and white stand out alike.
+  const float step = Luminance(back) > 0.179 ? -kStep : kStep;
+  float hue = 0, saturation = 0, lightness = 0;
+  fore.getHslF(&hue, &saturation, &lightness);
+  QColor color = fore;
+  while (Contrast(color, back) < 4.5 && lightness > 0 && lightness < 1) {
+    lightness = std::clamp(lightness + step, 0.0F, 1.0F);
+    color = QColor::fromHslF(hue, saturation, lightness).toRgb();
+  }
+  return color;
+}
+
+QColor Faint(const QColor& fore, const QColor& back) {
+  return Readable(Mix(fore, back, 0.3), back);
+}
+QColor FaintHighlight(const QColor& back) { return Mix(back, Highlight(), 0.25); }
 QColor Line(const QColor& back) { return Mix(back, QColor(24, 56, 104), 0.42); }
 QColor Highlight() { return QColor(27, 92, 168); }
 
@@ -120,8 +180,17 @@ QFont FaceFont(toolkit::Font face, int pixelSize) {
   // Hinting would round the 6.6 pixels of a fixed-pitch character up to 7.
   font.setHintingPreference(QFont::PreferNoHinting);
   font.setBold(face == toolkit::Font::Bold);
-  font.setPixelSize(pixelSize);
+  SetSize(font, pixelSize);
   return font;
+}
+
+void SetSize(QFont& font, int pixelSize) {
+  const QScreen* screen = QGuiApplication::primaryScreen();
+  if (formZoom == 1 || screen == nullptr) {
+    font.setPixelSize(pixelSize);
+  } else {  // sizes in pixels are whole ones only
+    font.setPointSizeF(pixelSize * formZoom * 72 / screen->logicalDotsPerInchY());
+  }
 }
 
 QString Display(std::u16string_view units) {
@@ -190,15 +259,25 @@ void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const 
   if (edge == toolkit::Border::None) {
     return;
   }
-  const QRect line = rect.adjusted(0, 0, -1, -1);
-  painter.setPen(Line(back));
-  painter.setBrush(Qt::NoBrush);
-  painter.drawRect(line);
+  DrawFrame(painter, rect, Line(back));
   if (edge == toolkit::Border::Sunken) {
-    painter.setPen(Mix(back, Qt::white, 0.8));
-    painter.drawLine(line.bottomLeft() + QPoint(1, 0), line.bottomRight());
-    painter.drawLine(line.topRight() + QPoint(0, 1), line.bottomRight());
+    const QRectF inside = Whole(painter, rect);
+    const qreal line = LineWidth(painter);
+    const QColor light = Mix(back, Qt::white, 0.8);
+    painter.fillRect(
+        QRectF(inside.left() + line, inside.bottom() - line, inside.width() - line, line), light);
+    painter.fillRect(
+        QRectF(inside.right() - line, inside.top() + line, line, inside.height() - line), light);
   }
+}
+
+void DrawFrame(QPainter& painter, const QRect& rect, const QColor& color, int lines) {
+  const QRectF out = Whole(painter, rect);
+  const qreal width = lines * LineWidth(painter);
+  painter.fillRect(QRectF(out.left(), out.top(), out.width(), width), color);
+  painter.fillRect(QRectF(out.left(), out.bottom() - width, out.width(), width), color);
+  painter.fillRect(QRectF(out.left(), out.top(), width, out.height()), color);
+  painter.fillRect(QRectF(out.right() - width, out.top(), width, out.height()), color);
 }
 
 }  // namespace desktop

@@ -18,14 +18,28 @@ namespace desktop {
 
 constexpr int kTwipsPerPixel = 15;
 
+// Size of the form as part of its designed one: below 1 where the screen, at the
+// desktop's scale, is too small for it. All measures and fonts follow it; who
+// changes it lays the form out again.
+double Zoom();
+void SetZoom(double zoom);
+
 // Place of a control in its frame. Edges are rounded, not sizes, so that what
 // touches in twips touches in pixels.
 QRect PixelRect(const toolkit::Control& control);
 int Pixels(int twips);
+int WholePixels(int twips);  // rounded down
 
 QColor ToQt(toolkit::Color color);
+// Contrast of two colours as WCAG 2 reckons it, 1 to 21.
+double Contrast(const QColor& a, const QColor& b);
+// A text colour that can be read on `back`, at a contrast of 4.5 or more: `fore`
+// itself, otherwise one of its hue, lighter or darker.
+QColor Readable(const QColor& fore, const QColor& back);
 // Text colour of what is disabled: fainter, yet readable on `back`.
 QColor Faint(const QColor& fore, const QColor& back);
+// Behind the selected row of a disabled list on `back`.
+QColor FaintHighlight(const QColor& back);
 // Line round a control on a background.
 QColor Line(const QColor& back);
 QColor Highlight();
@@ -33,6 +47,7 @@ QColor Highlight();
 // Size in pixels, so that texts keep their proportion to the twips whatever
 // resolution the desktop claims.
 QFont FaceFont(toolkit::Font face, int pixelSize = 11);
+void SetSize(QFont& font, int pixelSize);
 
 // What stands for `text` on the screen, unit for unit: control characters show
 // as blanks, halves of surrogate pairs as U+FFFD.
@@ -49,5 +64,7 @@ QStyle* MakeStyle();
 QPalette MakePalette();
 
 void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const QColor& back);
+// A plain frame of so many lines, along the inside of `rect`.
+void DrawFrame(QPainter& painter, const QRect& rect, const QColor& color, int lines = 1);
 
 }  // namespace desktop

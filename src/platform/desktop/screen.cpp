@@ -1,12 +1,15 @@
 // From the model to the screen.
 #include <QApplication>
 #include <QCloseEvent>
+#include <QGridLayout>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScopedValueRollback>
 #include <QScreen>
 #include <QTimer>
+#include <QWindow>
 #include <algorithm>
 #include <utility>
 
@@ -25,6 +28,10 @@ namespace {
 // title take this much. What is left is the inner size here, where the desktop
 // adds a frame of its own.
 constexpr int kBorders = 105, kTitle = 375;
+
+// Pixels kept free for the desktop's frame, which isn't known before the window
+// shows.
+constexpr QSize kFrameRoom(8, 40);
 
 template <class T>
 const T& As(const Control& control) {
@@ -54,6 +61,27 @@ class Box : public QMessageBox {
  private:
   bool escapable_;
 };
+
+// A path too long for a line may go on in the next one behind each slash.
+QString Breakable(QString text) {
+  if (text.contains(QRegularExpression("\\S{60}"))) {
+    text.replace(QRegularExpression(R"(([/\\]))"), QString::fromUtf8("\\1\u200B"));
+  }
+  return text;
+}
+
+// Qt makes a box as wide as its title only in the box's own font, but titles are
+// drawn by the desktop, most of them bold and between buttons.
+void WidenForTitle(QMessageBox& box) {
+  QFont face = box.font();
+  face.setBold(true);
+  const int title = QFontMetrics(face).horizontalAdvance(box.windowTitle()) + 120;
+  const int room = box.screen()->availableSize().width() - 40;
+  if (auto* layout = qobject_cast<QGridLayout*>(box.layout())) {
+    layout->addItem(new QSpacerItem(std::min(title, room), 0), layout->rowCount(), 0, 1,
+                    layout->columnCount());
+  }
+}
 
 QMessageBox::ButtonRole RoleOf(int code) {
   switch (code) {
@@ -266,20 +294,46 @@ QSize Window::Hands::InnerSize() const {
       bottom = std::max(bottom, control->Top() + control->Height());
     }
   }
-  return QSize(Pixels(right), Pixels(bottom));
+  return QSize(right, bottom);
+}
+
+// A form that reached past the screen's edge would hide its last buttons, and a
+// form in a scroll area would hide one half behind the other. So a scale that is
+// too large for the screen is brought down until the whole form fits: at 150
+// percent on 1366 x 768 to about 120.
+double Window::Hands::ZoomToFit() const {
+  const QSizeF room = root.screen()->availableGeometry().size() - kFrameRoom;
+  const QSizeF form = QSizeF(InnerSize()) / kTwipsPerPixel;
+  constexpr double kLeast = 0.25;  // on whatever a desktop calls a screen
+  return std::clamp(std::min(room.width() / form.width(), room.height() / form.height()), kLeast,
+                    1.0);
+}
+
+// The user may move the window to another screen, or change that one's size.
+void Window::Hands::FollowScreen() {
+  disconnect(screenChanges_);
+  screenChanges_ = connect(root.screen(), &QScreen::availableGeometryChanged, this, [this] {
+    formSize_ = {};
+    Sync();
+  });
 }
 
 void Window::Hands::Show() {
   Sync();
   const QScreen* screen = root.screen();
   const QRect room = screen->availableGeometry();
-  const QPoint wanted =
-      screen->geometry().topLeft() + QPoint(Pixels(form_.Left()), Pixels(form_.Top()));
+  // Smaller than designed, it keeps the middle of its place.
+  auto place = [](int twips, int length) {
+    return (2 * twips + length) / (2 * kTwipsPerPixel) - Pixels(length) / 2;
+  };
   auto within = [](int at, int from, int length, int needed) {
     return std::max(from, std::min(at, from + length - needed));
   };
-  root.move(within(wanted.x(), room.x(), room.width(), Pixels(form_.Width())),
-            within(wanted.y(), room.y(), room.height(), Pixels(form_.Height())));
+  const QPoint wanted = screen->geometry().topLeft() + QPoint(place(form_.Left(), form_.Width()),
+                                                              place(form_.Top(), form_.Height()));
+  const QSize needed = root.size() + kFrameRoom;
+  root.move(within(wanted.x(), room.x(), room.width(), needed.width()),
+            within(wanted.y(), room.y(), room.height(), needed.height()));
   {
     const QScopedValueRollback quiet(syncing_, true);
     root.show();
@@ -287,10 +341,24 @@ void Window::Hands::Show() {
   shown_ = true;
   Sync();
   root.activateWindow();
+  FollowScreen();
+  connect(root.windowHandle(), &QWindow::screenChanged, this, [this] {
+    FollowScreen();
+    formSize_ = {};
+    Sync();
+  });
 }
 
 void Window::Hands::Sync() {
   const QScopedValueRollback quiet(syncing_, true);
+  const bool resized = formSize_ != std::pair(form_.Width(), form_.Height());
+  if (resized) {
+    if (const double zoom = ZoomToFit(); zoom != Zoom()) {
+      SetZoom(zoom);
+      QApplication::setFont(FaceFont(toolkit::Font::Normal, 12));
+      applied_ = false;
+    }
+  }
   const std::vector<Control*> touched = form_.TakeTouched();
   for (Control* control : std::exchange(applied_, true) ? touched : form_.Controls()) {
     Apply(*control);
@@ -298,9 +366,10 @@ void Window::Hands::Sync() {
   if (const QString title = Display(form_.Caption()); root.windowTitle() != title) {
     root.setWindowTitle(title);
   }
-  if (const std::pair size(form_.Width(), form_.Height()); formSize_ != size) {
-    formSize_ = size;
-    root.setFixedSize(InnerSize());
+  if (resized) {
+    formSize_ = {form_.Width(), form_.Height()};
+    const QSize inner = InnerSize();
+    root.setFixedSize(Pixels(inner.width()), Pixels(inner.height()));
   }
   ApplyFocus();
   ShowBusy(toolkit::Screen.MousePointer == 11);
@@ -355,7 +424,7 @@ int Window::Hands::Ask(const toolkit::Message& message) {
                      (message.escape != 0 ? Qt::WindowCloseButtonHint : Qt::WindowFlags()));
   box.setWindowTitle(Display(message.title));
   box.setTextFormat(Qt::PlainText);
-  box.setText(DisplayLines(message.text));
+  box.setText(Breakable(DisplayLines(message.text)));
   box.setIcon(IconOf(message.icon));
   for (const toolkit::MessageButton& button : message.buttons) {
     QPushButton* made = box.addButton(Display(button.caption), RoleOf(button.code));
@@ -367,12 +436,17 @@ int Window::Hands::Ask(const toolkit::Message& message) {
       box.setEscapeButton(made);
     }
   }
+  WidenForTitle(box);
   if (window_.whenAsked) {
     QTimer::singleShot(0, &box, [&] { window_.whenAsked(box, message); });
   }
   {
     const QScopedValueRollback asking(asking_, true);
     box.exec();
+  }
+  // Where no window manager chooses the next window, none would have the focus.
+  if (shown_ && QApplication::activeWindow() == nullptr) {
+    root.activateWindow();
   }
   ShowBusy(wasBusy);
   // No button where the whole application is being closed from outside: what
@@ -397,7 +471,7 @@ std::optional<QPoint> Window::Hands::ShowRow(const toolkit::ListBox& list, int r
     }
     view.ScrollTo(row);
     place.setY(view.RowRect(row).center().y());
-  } else if (view.RowAt(place) >= 0) {
+  } else if (view.RowAt(place) >= 0 || view.RowsInView() < list.ListCount()) {
     return std::nullopt;
   }
   return view.viewport()->mapTo(&root, place);

@@ -5,26 +5,28 @@
 #include <QStylePainter>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace desktop {
 
 void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
-  if (worn_ && fore_ == control.ForeColor() && back_ == control.BackColor()) {
-    return;
-  }
-  if (!worn_) {
+  const bool worn = zoom_ > 0;
+  if (std::exchange(zoom_, Zoom()) != Zoom()) {
     widget.setFont(FaceFont(control.Face()));
   }
-  worn_ = true;
+  if (worn && fore_ == control.ForeColor() && back_ == control.BackColor()) {
+    return;
+  }
   fore_ = control.ForeColor();
   back_ = control.BackColor();
   const QColor fore = ToQt(fore_), back = ToQt(back_);
   const bool box =
       control.Type() == toolkit::Kind::TextBox || control.Type() == toolkit::Kind::ListBox;
   QPalette palette = widget.palette();
+  const QColor text = Readable(fore, back), disabledBack = back.darker(106);
   for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-    palette.setColor(role, fore);
-    palette.setColor(QPalette::Disabled, role, Faint(fore, back));
+    palette.setColor(role, text);
+    palette.setColor(QPalette::Disabled, role, Faint(text, box ? disabledBack : back));
   }
   // A box is outlined by the style in a shade of its surroundings.
   const QColor around =
@@ -33,7 +35,7 @@ void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
     palette.setColor(role, around);
   }
   palette.setColor(QPalette::Base, box ? back : QColor(Qt::white));
-  palette.setColor(QPalette::Disabled, QPalette::Base, back.darker(106));
+  palette.setColor(QPalette::Disabled, QPalette::Base, disabledBack);
   widget.setPalette(palette);
 }
 
@@ -103,7 +105,7 @@ void Button::paintEvent(QPaintEvent*) {
   QRect room = rect().adjusted(3, 2, -3, -2);
   for (int size = 11; size > 8; --size) {
     QFont face = font();
-    face.setPixelSize(size);
+    SetSize(face, size);
     painter.setFont(face);
     const QRect needed = QFontMetrics(face, this).boundingRect(room, kFlags, text());
     if (needed.width() <= room.width() && needed.height() <= room.height()) {
@@ -115,8 +117,7 @@ void Button::paintEvent(QPaintEvent*) {
   }
   painter.drawItemText(room, kFlags, palette(), isEnabled(), text(), QPalette::ButtonText);
   if (hasFocus()) {
-    painter.setPen(QPen(Highlight(), 1, Qt::DotLine));
-    painter.drawRect(rect().adjusted(4, 4, -5, -5));
+    DrawFrame(painter, rect().adjusted(3, 3, -3, -3), Highlight());
   }
 }
 
@@ -133,6 +134,17 @@ void Option::Apply(const toolkit::OptionButton& option) {
     setText(caption);
     setShortcut({});
   }
+  QStyleOptionButton drawn;
+  initStyleOption(&drawn);
+  const int room = style()->subElementRect(QStyle::SE_RadioButtonContents, &drawn, this).width();
+  QFont face = font();
+  for (int size = 11; size > 8; --size) {
+    SetSize(face, size);
+    if (QFontMetrics(face, this).size(Qt::TextShowMnemonic, text()).width() <= room) {
+      break;
+    }
+  }
+  setFont(face);
   setChecked(option.Value());
   if (!option.Usable()) {
     setDown(false);
@@ -182,9 +194,10 @@ bool BreakLines(QTextLayout& layout, const QSize& room, qreal lineHeight,
 }  // namespace
 
 void LabelBox::LayOut(const QSize& room) {
-  if (layout_ != nullptr && laidOut_ == text() && room_ == room) {
+  if (layout_ != nullptr && laidOut_ == text() && room_ == room && zoom_ == Zoom()) {
     return;
   }
+  zoom_ = Zoom();
   laidOut_ = text();
   room_ = room;
   QString shown = text();

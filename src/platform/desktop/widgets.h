@@ -24,7 +24,7 @@ class Dress {
 
  private:
   toolkit::Color fore_ = 0, back_ = 0;
-  bool worn_ = false;
+  double zoom_ = 0;  // 0: not worn yet
 };
 
 class TextField : public QLineEdit {
@@ -87,6 +87,7 @@ class LabelBox : public QLabel {
   qreal lineHeight_ = 0;
   QString laidOut_;
   QSize room_;
+  double zoom_ = 0;
 };
 
 class FrameBox : public QFrame {
