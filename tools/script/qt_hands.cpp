@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPixmap>
+#include <QTemporaryFile>
 #include <QTest>
 #include <QTimer>
 #include <QWidget>
@@ -13,6 +14,7 @@
 
 #include "frame/ANAGPARC.h"
 #include "platform/desktop/desktop.h"
+#include "platform/desktop/look.h"
 #include "platform/text/text.h"
 
 namespace script {
@@ -69,7 +71,7 @@ Qt::Key CharacterKey(std::u16string_view text) {
 class QtHands : public Hands {
  public:
   explicit QtHands(Answers& answers) : answers_(answers) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    ChooseScreen();
     static char name[] = "anagparc-script";
     static char* argv[] = {name, nullptr};
     static int argc = 1;
@@ -200,6 +202,21 @@ class QtHands : public Hands {
   }
 
  private:
+  // The offscreen platform, with the model's screen: its own is smaller than the
+  // form. Who names a screen of the platform in the environment has that one.
+  void ChooseScreen() {
+    if (qgetenv("QT_QPA_PLATFORM").startsWith("offscreen:") || !screenFile_.open()) {
+      return;
+    }
+    screenFile_.write(QByteArray(R"({"screens": [{"name": "schermo", "x": 0, "y": 0, "width": )") +
+                      QByteArray::number(toolkit::Screen.Width / desktop::kTwipsPerPixel) +
+                      R"(, "height": )" +
+                      QByteArray::number(toolkit::Screen.Height / desktop::kTwipsPerPixel) +
+                      R"(, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})");
+    screenFile_.close();
+    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screenFile_.fileName().toLocal8Bit());
+  }
+
   QWindow* Target() { return window_->Widget().windowHandle(); }
 
   void Mouse(QPoint pixel) { QTest::mouseClick(Target(), Qt::LeftButton, {}, pixel); }
@@ -244,6 +261,7 @@ class QtHands : public Hands {
   }
 
   Answers& answers_;
+  QTemporaryFile screenFile_;
   std::unique_ptr<QApplication> application_;
   std::unique_ptr<desktop::Window> window_;
 };

@@ -159,8 +159,7 @@ void ListView::paintEvent(QPaintEvent* event) {
     painter.drawText(QPointF(shift, place.top() + baseline),
                      Display(text::TrimRight(list_.List(row))));
     if (on && hasFocus()) {
-      painter.setPen(QPen(Qt::white, 1, Qt::DotLine));
-      painter.drawRect(place.adjusted(0, 0, -1, -1));
+      DrawFrame(painter, place, QColor(255, 255, 255, 150));
     }
   }
 }

@@ -1,9 +1,7 @@
 #include "platform/desktop/look.h"
 
-#include <QGuiApplication>
 #include <QPainter>
 #include <QProxyStyle>
-#include <QScreen>
 #include <QStyleFactory>
 #include <QTextDocument>
 #include <algorithm>
@@ -185,12 +183,9 @@ QFont FaceFont(toolkit::Font face, int pixelSize) {
 }
 
 void SetSize(QFont& font, int pixelSize) {
-  const QScreen* screen = QGuiApplication::primaryScreen();
-  if (formZoom == 1 || screen == nullptr) {
-    font.setPixelSize(pixelSize);
-  } else {  // sizes in pixels are whole ones only
-    font.setPointSizeF(pixelSize * formZoom * 72 / screen->logicalDotsPerInchY());
-  }
+  // Only whole sizes are drawn. What rounding up adds has room in every box.
+  constexpr double kRoundingUp = 0.2;
+  font.setPixelSize(std::max(1, static_cast<int>(pixelSize * formZoom + kRoundingUp)));
 }
 
 QString Display(std::u16string_view units) {

@@ -1,7 +1,6 @@
 // From the model to the screen.
 #include <QApplication>
 #include <QCloseEvent>
-#include <QGridLayout>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPushButton>
@@ -45,6 +44,22 @@ class Box : public QMessageBox {
   Box(QWidget* parent, bool escapable) : QMessageBox(parent), escapable_(escapable) {}
 
  protected:
+  // Qt widens a box for its title only by the box's own font and up to a part of
+  // the screen, but desktops draw titles bold and between buttons.
+  bool event(QEvent* event) override {
+    const bool taken = QMessageBox::event(event);
+    if (event->type() == QEvent::Show || event->type() == QEvent::LayoutRequest) {
+      QFont face = font();
+      face.setBold(true);
+      const int wanted = std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) + 120,
+                                  screen()->availableSize().width() - 40);
+      if (width() < wanted) {
+        setFixedWidth(wanted);
+        adjustPosition(parentWidget());
+      }
+    }
+    return taken;
+  }
   void keyPressEvent(QKeyEvent* event) override {
     if (escapable_ || !event->matches(QKeySequence::Cancel)) {
       QMessageBox::keyPressEvent(event);
@@ -68,19 +83,6 @@ QString Breakable(QString text) {
     text.replace(QRegularExpression(R"(([/\\]))"), QString::fromUtf8("\\1\u200B"));
   }
   return text;
-}
-
-// Qt makes a box as wide as its title only in the box's own font, but titles are
-// drawn by the desktop, most of them bold and between buttons.
-void WidenForTitle(QMessageBox& box) {
-  QFont face = box.font();
-  face.setBold(true);
-  const int title = QFontMetrics(face).horizontalAdvance(box.windowTitle()) + 120;
-  const int room = box.screen()->availableSize().width() - 40;
-  if (auto* layout = qobject_cast<QGridLayout*>(box.layout())) {
-    layout->addItem(new QSpacerItem(std::min(title, room), 0), layout->rowCount(), 0, 1,
-                    layout->columnCount());
-  }
 }
 
 QMessageBox::ButtonRole RoleOf(int code) {
@@ -436,7 +438,6 @@ int Window::Hands::Ask(const toolkit::Message& message) {
       box.setEscapeButton(made);
     }
   }
-  WidenForTitle(box);
   if (window_.whenAsked) {
     QTimer::singleShot(0, &box, [&] { window_.whenAsked(box, message); });
   }

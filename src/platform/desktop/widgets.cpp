@@ -108,7 +108,8 @@ void Button::paintEvent(QPaintEvent*) {
     SetSize(face, size);
     painter.setFont(face);
     const QRect needed = QFontMetrics(face, this).boundingRect(room, kFlags, text());
-    if (needed.width() <= room.width() && needed.height() <= room.height()) {
+    whole_ = needed.width() <= room.width() && needed.height() <= room.height();
+    if (whole_) {
       break;
     }
   }
@@ -140,7 +141,8 @@ void Option::Apply(const toolkit::OptionButton& option) {
   QFont face = font();
   for (int size = 11; size > 8; --size) {
     SetSize(face, size);
-    if (QFontMetrics(face, this).size(Qt::TextShowMnemonic, text()).width() <= room) {
+    whole_ = QFontMetrics(face, this).size(Qt::TextShowMnemonic, text()).width() <= room + 1;
+    if (whole_) {
       break;
     }
   }
@@ -210,7 +212,8 @@ void LabelBox::LayOut(const QSize& room) {
     wrap.setWrapMode(QTextOption::WordWrap);
     layout_->setTextOption(wrap);
     lineHeight_ = QFontMetricsF(face, this).height();
-    if (BreakLines(*layout_, room, lineHeight_, lines_)) {
+    whole_ = BreakLines(*layout_, room, lineHeight_, lines_);
+    if (whole_) {
       break;
     }
   }
@@ -220,6 +223,7 @@ void LabelBox::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   DrawEdge(painter, rect(), edge_, palette().color(QPalette::Window));
   if (text().isEmpty()) {
+    whole_ = true;
     return;
   }
   const bool bordered = edge_ != toolkit::Border::None;

@@ -42,6 +42,8 @@ class Button : public QPushButton {
  public:
   explicit Button(QWidget* parent);
   void Apply(const toolkit::CommandButton& button);
+  // All of the caption showed when it was painted last.
+  bool Whole() const { return whole_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -49,18 +51,21 @@ class Button : public QPushButton {
 
  private:
   Dress dress_;
+  bool whole_ = true;
 };
 
 class Option : public QRadioButton {
  public:
   explicit Option(QWidget* parent);
   void Apply(const toolkit::OptionButton& option);
+  bool Whole() const { return whole_; }  // all of the caption shows
 
  protected:
   void initStyleOption(QStyleOptionButton* option) const override;
 
  private:
   Dress dress_;
+  bool whole_ = true;
 };
 
 // Text in lines. One that is too long for its place gets a smaller font before
@@ -72,6 +77,8 @@ class LabelBox : public QLabel {
  public:
   explicit LabelBox(QWidget* parent);
   void Apply(const toolkit::Label& label);
+  // All of the text showed when it was painted last.
+  bool Whole() const { return whole_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -88,6 +95,7 @@ class LabelBox : public QLabel {
   QString laidOut_;
   QSize room_;
   double zoom_ = 0;
+  bool whole_ = true;
 };
 
 class FrameBox : public QFrame {
