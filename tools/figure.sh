@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the manual's pictures, docs/figure/*.png, from the real window on a
-# demonstration archive. It needs no display.
+# demonstration archive, and the window at several scales. It needs no display.
 #
 #   tools/figure.sh [PROGRAMS]      PROGRAMS: folder of the programs, build/release/bin
 set -eu
@@ -75,6 +75,25 @@ type "XX"
 click cmdmemorizza
 screenshot $out/errore.png
 SCRIPT
+
+# The window on other screens: scala_100.png, _150, _200, and the small screen
+# for which 150 percent is too much.
+picture() { # NAME WIDTH HEIGHT SCALE
+  printf '{"screens": [{"name": "schermo", "x": 0, "y": 0, "width": %s, "height": %s,
+    "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]}' "$2" "$3" >"$dir/schermo.json"
+  QT_QPA_PLATFORM=offscreen:configfile=$dir/schermo.json QT_SCALE_FACTOR=$4 \
+    "$bin/anagparc-script" --screen qt --command-line '/R 15.2' >>"$dir/said" <<SCRIPT
+focus List1
+type "MNTPTR"
+key Enter
+focus Text1(4)
+screenshot $out/$1.png
+SCRIPT
+}
+picture scala_100 1366 768 1
+picture scala_150 1920 1080 1.5
+picture scala_200 3840 2160 2
+picture schermo_1366x768_150 1366 768 1.5
 
 # Whatever a user could not have done has left a wrong picture.
 if grep '^ignored' "$dir/said"; then
