@@ -212,7 +212,10 @@ void LabelBox::LayOut(const QSize& room) {
     wrap.setWrapMode(QTextOption::WordWrap);
     layout_->setTextOption(wrap);
     lineHeight_ = QFontMetricsF(face, this).height();
-    whole_ = BreakLines(*layout_, room, lineHeight_, lines_);
+    // Where the font came out smaller than its place, lines break as designed.
+    const double part = std::min(1.0, face.pixelSize() / (size * Zoom()));
+    const QSize wrapped(static_cast<int>(room.width() * part), room.height());
+    whole_ = BreakLines(*layout_, wrapped, lineHeight_, lines_);
     if (whole_) {
       break;
     }
