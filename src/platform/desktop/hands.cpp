@@ -301,6 +301,7 @@ void Window::Hands::OnContextMenu(Control* control, const QContextMenuEvent& eve
   }
   auto* menu = new QMenu(&root);
   menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->setFont(BoxFont());
   auto add = [&](const char* name, bool enabled, const std::function<void()>& act) {
     QAction* action = menu->addAction(QString::fromUtf8(name));
     action->setEnabled(enabled);

@@ -124,6 +124,8 @@ QFont FaceFont(toolkit::Font face, int pixelSize) {
   return font;
 }
 
+QFont BoxFont() { return FaceFont(toolkit::Font::Normal, 12); }
+
 QString Display(std::u16string_view units) {
   QString shown(reinterpret_cast<const QChar*>(units.data()), static_cast<qsizetype>(units.size()));
   for (std::size_t i = 0; i < units.size(); ++i) {

@@ -33,6 +33,8 @@ QColor Highlight();
 // Size in pixels, so that texts keep their proportion to the twips whatever
 // resolution the desktop claims.
 QFont FaceFont(toolkit::Font face, int pixelSize = 11);
+// Of message boxes, menus and tooltips.
+QFont BoxFont();
 
 // What stands for `text` on the screen, unit for unit: control characters show
 // as blanks, halves of surrogate pairs as U+FFFD.

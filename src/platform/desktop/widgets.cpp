@@ -12,7 +12,8 @@ void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
   if (worn_ && fore_ == control.ForeColor() && back_ == control.BackColor()) {
     return;
   }
-  if (!worn_) {
+  // The normal face is the application's.
+  if (!worn_ && control.Face() != toolkit::Font::Normal) {
     widget.setFont(FaceFont(control.Face()));
   }
   worn_ = true;
