@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <QApplication>
-#include <QIcon>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -14,7 +13,6 @@
 
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
-  QApplication::setWindowIcon(QIcon::fromTheme("anagparc"));
   ANAGPARC::PREPARAPROGRAMMA(u"/R bench");
   desktop::Window window(ANAGPARC::Me);
   toolkit::App().view = &window;
