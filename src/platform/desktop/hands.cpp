@@ -277,10 +277,11 @@ void Window::Hands::OnRelease(Control& control, const QMouseEvent& event) {
     return;
   }
   QWidget& widget = *widgets_.at(&control);
+  const bool inside = widget.rect().contains(event.position().toPoint());
   if (auto* button = dynamic_cast<QAbstractButton*>(&widget)) {
     button->setDown(false);
   }
-  if (widget.rect().contains(event.position().toPoint())) {
+  if (inside) {
     form_.UserClick(control);
     After();
   }
