@@ -437,6 +437,20 @@ bool Type(Hands& hands, std::u16string_view characters) {
   return true;
 }
 
+// One key behind the other, until one has nowhere to go or ends the program.
+bool PressKeys(Hands& hands, const std::vector<Word>& words) {
+  std::vector<KeyStroke> strokes;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    strokes.push_back(StrokeOf(words[i]));
+  }
+  for (const KeyStroke& stroke : strokes) {
+    if (!toolkit::App().ended && !hands.Key(stroke)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool ClickAt(Hands& hands, const std::vector<Word>& words) {
   Control& control = ControlOf(words[1]);
   const bool list = control.Type() == Kind::ListBox;
@@ -504,7 +518,7 @@ void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hand
           return focusedText() && hands.Caret(offset);
         }}},
       {u"type", {1, 1, true, [&] { return Type(hands, words[1].text); }}},
-      {u"key", {1, 1, false, [&] { return hands.Key(StrokeOf(words[1])); }}},
+      {u"key", {1, kAny, false, [&] { return PressKeys(hands, words); }}},
       {u"paste", {1, 1, true, [&] { return focusedText() && hands.Paste(words[1].text); }}},
       {u"access",
        {1, 1, false,
