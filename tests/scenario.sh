@@ -3,17 +3,8 @@
 #
 #   scenario.sh PROGRAMS none|qt FILE.scenario
 #
-# A scenario is a text of anagparc-script with, behind each action, the lines
-# that must come out, marked "> "; "= NAME VALUE" is short for "show NAME" with
-# "> NAME = VALUE" behind it. The archive holds the recipients of base.sql.
-# Lines of its own:
-#   #@ sh COMMAND      before the run, in the scenario's folder; $A is the year database
-#   #@ arg TEXT        the program's command line
-#   #@ after COMMAND   behind the run; its output counts like the run's
-#   #@ status N        the exit status expected, 0 if not given
-#   #@ screen none|qt  the only screen that it is for
-#   #@ start TITLE     before all else: another start of the program, a scenario of its own
-# In the output the form's caption reads @CAPTION@, the folder @DIR@.
+# What a scenario holds is told in docs/anagparc-script.md. The archive has the
+# recipients of base.sql.
 set -u
 programs=$(realpath "$1") screen=$2 scenario=$(realpath -e "$3") || exit 1
 here=$(cd "$(dirname "$0")" && pwd)
