@@ -159,6 +159,8 @@ char16_t Escaped(std::u16string_view line, std::size_t& i) {
       return u'\r';
     case u'n':
       return u'\n';
+    case u't':
+      return u'\t';
     case u'u': {
       const std::string digits = Text(line.substr(i + 1, 4));
       std::uint16_t unit = 0;
@@ -170,7 +172,7 @@ char16_t Escaped(std::u16string_view line, std::size_t& i) {
       [[fallthrough]];
     }
     default:
-      throw Error{u"dopo \\ sono ammessi \" \\ r n uXXXX"};
+      throw Error{u"dopo \\ sono ammessi \" \\ r n t uXXXX"};
   }
 }
 
@@ -418,15 +420,17 @@ KeyStroke StrokeOf(const Word& word) {
   return {.key = found->second.key, .shift = shift, .control = control};
 }
 
-// The characters one by one, until one can't be typed; a line end is Enter.
+// The characters one by one, until one can't be typed; a line end is Enter, a
+// tab the key of that name.
 bool Type(Hands& hands, std::u16string_view characters) {
   for (std::size_t i = 0; i < characters.size();) {
     const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
                       text::IsLowSurrogate(characters[i + 1]);
     const std::size_t length = pair ? 2 : 1;
     const bool lineEnd = characters[i] == u'\r' || characters[i] == u'\n';
-    if (!hands.Key(lineEnd ? KeyStroke{Key::Enter}
-                           : KeyStroke{.text = characters.substr(i, length)})) {
+    if (!hands.Key(lineEnd                  ? KeyStroke{Key::Enter}
+                   : characters[i] == u'\t' ? KeyStroke{Key::Tab}
+                                            : KeyStroke{.text = characters.substr(i, length)})) {
       return false;
     }
     if (toolkit::App().ended) {
