@@ -46,7 +46,7 @@ fs::path Archive(long recipients) { return Make(folder / std::to_string(recipien
 fs::path ArchiveOfCertifications() {
   const fs::path place = folder / "certifications";
   const bool exists = fs::exists(place / archivio::kYearName);
-  const fs::path year = Make(place, 200);
+  fs::path year = Make(place, 200);
   if (!exists) {
     const archivio::Sqlite database(year, archivio::Sqlite::Mode::kWrite);
     archivio::Statement(

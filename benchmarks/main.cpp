@@ -17,6 +17,7 @@
 
 #include "archives.h"
 #include "chart.h"
+#include "exchange.h"
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "measure.h"
@@ -544,6 +545,9 @@ std::vector<Row> AllRows() {
   }
   rows.push_back(MunicipalitiesRow());
   rows.push_back(ChangeRow());
+  for (Row& row : ExchangeRows(programs / "anagparc-archivio")) {
+    rows.push_back(std::move(row));
+  }
   rows.push_back(StartRow(false));
   rows.push_back(StartRow(true));
   rows.push_back(MemoryRow());

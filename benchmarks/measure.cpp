@@ -82,6 +82,7 @@ double Median(std::vector<double> values) {
 Cost RunProcess(const std::vector<std::string>& command, const fs::path& input,
                 const fs::path& output) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& word : command) {
     arguments.push_back(const_cast<char*>(word.c_str()));
   }

@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QTimer>
 
 #include "platform/desktop/desktop.h"
 #include "platform/text/text.h"
@@ -14,12 +15,14 @@ int main(int argc, char** argv) {
   }
   int one = 1;  // nothing of it is for Qt
   QApplication application(one, argv);
-  QApplication::setWindowIcon(QIcon::fromTheme("anagparc"));
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
   toolkit::App().view = &window;
   if (ANAGPARC::Me.Load()) {
     window.Show();
+    // Looking an icon up in the desktop's themes takes a fifth of the start: the
+    // window comes first.
+    QTimer::singleShot(200, [] { QApplication::setWindowIcon(QIcon::fromTheme("anagparc")); });
     QApplication::exec();
   }
   toolkit::App().view = nullptr;

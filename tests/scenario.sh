@@ -3,21 +3,23 @@
 #
 #   scenario.sh PROGRAMS none|qt FILE.scenario
 #
-# A scenario is a text of anagparc-script with, behind each action, the lines
-# that must come out, marked "> "; "= NAME VALUE" is short for "show NAME" with
-# "> NAME = VALUE" behind it. The archive holds the recipients of base.sql.
-# Lines of its own:
-#   #@ sh COMMAND      before the run, in the scenario's folder; $A is the year database
-#   #@ arg TEXT        the program's command line
-#   #@ after COMMAND   behind the run; its output counts like the run's
-#   #@ status N        the exit status expected, 0 if not given
-#   #@ screen none|qt  the only screen that it is for
-# In the output the form's caption reads @CAPTION@, the folder @DIR@.
+# What a scenario holds is told in docs/anagparc-script.md. The archive has the
+# recipients of base.sql.
 set -u
 programs=$(realpath "$1") screen=$2 scenario=$(realpath -e "$3") || exit 1
 here=$(cd "$(dirname "$0")" && pwd)
 dir=$(mktemp -d) || exit 1
 trap 'chmod -R u+rwX "$dir"; rm -rf "$dir"' EXIT
+
+failed=0
+if grep -q '^#@ start' "$scenario"; then
+  csplit -sz -f "$dir/" "$scenario" '/^#@ start/' '{*}' || exit 1
+  sed -i 's/^#@ start/# start/' "$dir"/*
+  for start in "$dir"/*; do
+    "$0" "$1" "$2" "$start" || { head -n 1 "$start"; failed=1; }
+  done
+  exit $failed
+fi
 mkdir -m 700 "$dir/run"
 export XDG_RUNTIME_DIR=$dir/run MORVENNA_REGISTRO=$dir/registro.reg
 export A=$dir/archivi/S7702015.MDB DIR=$dir PROGRAMS=$programs
@@ -53,7 +55,6 @@ done < <(directive after)
 caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro autonomo / Provvigioni / Redditi diversi'
 sed -nE -e 's/^> ?//p' -e 's/^= ([^ ]+) (.*)/\1 = \2/p' "$scenario" >"$dir/expected"
 sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" "$dir/out" >"$dir/got"
-failed=0
 diff "$dir/expected" "$dir/got" || failed=1
 if [ "$status" != "$(directive status | grep . || echo 0)" ]; then
   echo "exit status $status"

@@ -11,6 +11,8 @@
 
 namespace archivio {
 
+using namespace std::literals;
+
 namespace {
 
 std::string Upper(std::string_view name) {
@@ -158,7 +160,7 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth) {
     return {label + "non si può leggere."};
   }
   if (!stream.read(head.data(), head.size()) ||
-      std::string_view(head.data(), 16) != std::string_view("SQLite format 3", 16)) {
+      std::string_view(head.data(), 16) != "SQLite format 3\0"sv) {
     return {label + "non è un archivio."};
   }
   if (head[18] != 1 || head[19] != 1) {

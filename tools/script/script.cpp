@@ -159,6 +159,8 @@ char16_t Escaped(std::u16string_view line, std::size_t& i) {
       return u'\r';
     case u'n':
       return u'\n';
+    case u't':
+      return u'\t';
     case u'u': {
       const std::string digits = Text(line.substr(i + 1, 4));
       std::uint16_t unit = 0;
@@ -170,7 +172,7 @@ char16_t Escaped(std::u16string_view line, std::size_t& i) {
       [[fallthrough]];
     }
     default:
-      throw Error{u"dopo \\ sono ammessi \" \\ r n uXXXX"};
+      throw Error{u"dopo \\ sono ammessi \" \\ r n t uXXXX"};
   }
 }
 
@@ -418,21 +420,37 @@ KeyStroke StrokeOf(const Word& word) {
   return {.key = found->second.key, .shift = shift, .control = control};
 }
 
-// The characters one by one, until one can't be typed; a line end is Enter.
+// The characters one by one, until one can't be typed; a line end is Enter, a
+// tab the key of that name.
 bool Type(Hands& hands, std::u16string_view characters) {
   for (std::size_t i = 0; i < characters.size();) {
     const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
                       text::IsLowSurrogate(characters[i + 1]);
     const std::size_t length = pair ? 2 : 1;
     const bool lineEnd = characters[i] == u'\r' || characters[i] == u'\n';
-    if (!hands.Key(lineEnd ? KeyStroke{Key::Enter}
-                           : KeyStroke{.text = characters.substr(i, length)})) {
+    if (!hands.Key(lineEnd                  ? KeyStroke{Key::Enter}
+                   : characters[i] == u'\t' ? KeyStroke{Key::Tab}
+                                            : KeyStroke{.text = characters.substr(i, length)})) {
       return false;
     }
     if (toolkit::App().ended) {
       return true;
     }
     i += length;
+  }
+  return true;
+}
+
+// One key behind the other, until one has nowhere to go or ends the program.
+bool PressKeys(Hands& hands, const std::vector<Word>& words) {
+  std::vector<KeyStroke> strokes;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    strokes.push_back(StrokeOf(words[i]));
+  }
+  for (const KeyStroke& stroke : strokes) {
+    if (!toolkit::App().ended && !hands.Key(stroke)) {
+      return false;
+    }
   }
   return true;
 }
@@ -504,7 +522,7 @@ void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hand
           return focusedText() && hands.Caret(offset);
         }}},
       {u"type", {1, 1, true, [&] { return Type(hands, words[1].text); }}},
-      {u"key", {1, 1, false, [&] { return hands.Key(StrokeOf(words[1])); }}},
+      {u"key", {1, kAny, false, [&] { return PressKeys(hands, words); }}},
       {u"paste", {1, 1, true, [&] { return focusedText() && hands.Paste(words[1].text); }}},
       {u"access",
        {1, 1, false,

@@ -16,7 +16,7 @@ Window::Window(toolkit::Form& form) {
   SetZoom(1);
   QApplication::setStyle(MakeStyle());
   QApplication::setPalette(MakePalette());
-  QApplication::setFont(FaceFont(toolkit::Font::Normal, 12));
+  UseFonts();
   // A message box may be the last window that closes, long before the program ends.
   QGuiApplication::setQuitOnLastWindowClosed(false);
   [[maybe_unused]] static const bool taught = (TeachAccessibility(), true);

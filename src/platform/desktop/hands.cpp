@@ -277,10 +277,11 @@ void Window::Hands::OnRelease(Control& control, const QMouseEvent& event) {
     return;
   }
   QWidget& widget = *widgets_.at(&control);
+  const bool inside = widget.rect().contains(event.position().toPoint());
   if (auto* button = dynamic_cast<QAbstractButton*>(&widget)) {
     button->setDown(false);
   }
-  if (widget.rect().contains(event.position().toPoint())) {
+  if (inside) {
     form_.UserClick(control);
     After();
   }
@@ -301,6 +302,7 @@ void Window::Hands::OnContextMenu(Control* control, const QContextMenuEvent& eve
   }
   auto* menu = new QMenu(&root);
   menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->setFont(BoxFont());
   auto add = [&](const char* name, bool enabled, const std::function<void()>& act) {
     QAction* action = menu->addAction(QString::fromUtf8(name));
     action->setEnabled(enabled);

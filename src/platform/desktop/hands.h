@@ -42,6 +42,7 @@ class Window::Hands : public QObject {
   void TellLabels(const Control& label);
   void ApplyFocus();
   void ShowBusy(bool busy);
+  static bool InView(const Control* frame);
   QSize InnerSize() const;  // twips
   double ZoomToFit() const;
   void FollowScreen();
@@ -61,7 +62,9 @@ class Window::Hands : public QObject {
   std::unordered_map<const QObject*, Control*> controls_;  // viewports too
   std::unordered_map<const Control*, std::vector<Control*>> labelled_;
 
-  bool applied_ = false;  // all controls, once
+  // Changed, but in a hidden frame: their widgets follow when the frame shows.
+  // Most of the form is hidden when it starts.
+  std::vector<Control*> waiting_;
   bool shown_ = false;
   bool busy_ = false;
   bool syncing_ = false;  // what widgets report meanwhile is our own doing

@@ -1,9 +1,11 @@
 #include "platform/desktop/look.h"
 
+#include <QApplication>
 #include <QPainter>
 #include <QProxyStyle>
 #include <QStyleFactory>
 #include <QTextDocument>
+#include <QToolTip>
 #include <algorithm>
 #include <cmath>
 
@@ -186,6 +188,15 @@ void SetSize(QFont& font, int pixelSize) {
   // Only whole sizes are drawn. What rounding up adds has room in every box.
   constexpr double kRoundingUp = 0.2;
   font.setPixelSize(std::max(1, static_cast<int>(pixelSize * formZoom + kRoundingUp)));
+}
+
+QFont BoxFont() { return FaceFont(toolkit::Font::Normal, 12); }
+
+void UseFonts() {
+  // Every further font costs the start of the program about a thirtieth of its time:
+  // what is read outside of the form gets its own when it shows.
+  QApplication::setFont(FaceFont(toolkit::Font::Normal));
+  QToolTip::setFont(BoxFont());
 }
 
 QString Display(std::u16string_view units) {

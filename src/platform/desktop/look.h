@@ -48,6 +48,10 @@ QColor Highlight();
 // resolution the desktop claims.
 QFont FaceFont(toolkit::Font face, int pixelSize = 11);
 void SetSize(QFont& font, int pixelSize);
+// Of message boxes, menus and tooltips.
+QFont BoxFont();
+// Gives the application its fonts, at the zoom of now.
+void UseFonts();
 
 // What stands for `text` on the screen, unit for unit: control characters show
 // as blanks, halves of surrogate pairs as U+FFFD.

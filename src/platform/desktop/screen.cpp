@@ -123,7 +123,8 @@ Window::Hands::Hands(toolkit::Form& form, Window& window) : form_(form), window_
   palette.setColor(QPalette::Window, ToQt(form.BackColor()));
   root.setPalette(palette);
   const QScopedValueRollback quiet(syncing_, true);
-  for (Control* control : form.Controls()) {
+  waiting_ = form.Controls();
+  for (Control* control : waiting_) {
     Make(*control);
   }
   for (Control* control : form.Controls()) {
@@ -288,6 +289,10 @@ void Window::Hands::TellLabels(const Control& label) {
   }
 }
 
+bool Window::Hands::InView(const Control* frame) {
+  return frame == nullptr || (frame->Visible() && InView(frame->Container()));
+}
+
 QSize Window::Hands::InnerSize() const {
   int right = form_.Width() - kBorders, bottom = form_.Height() - kTitle;
   for (const Control* control : form_.Controls()) {
@@ -357,14 +362,22 @@ void Window::Hands::Sync() {
   if (resized) {
     if (const double zoom = ZoomToFit(); zoom != Zoom()) {
       SetZoom(zoom);
-      QApplication::setFont(FaceFont(toolkit::Font::Normal, 12));
-      applied_ = false;
+      UseFonts();
+      waiting_ = form_.Controls();
     }
   }
-  const std::vector<Control*> touched = form_.TakeTouched();
-  for (Control* control : std::exchange(applied_, true) ? touched : form_.Controls()) {
-    Apply(*control);
+  for (Control* control : form_.TakeTouched()) {
+    if (std::ranges::find(waiting_, control) == waiting_.end()) {
+      waiting_.push_back(control);
+    }
   }
+  std::erase_if(waiting_, [this](Control* control) {
+    const bool seen = InView(control->Container());
+    if (seen) {
+      Apply(*control);
+    }
+    return seen;
+  });
   if (const QString title = Display(form_.Caption()); root.windowTitle() != title) {
     root.setWindowTitle(title);
   }
@@ -424,6 +437,7 @@ int Window::Hands::Ask(const toolkit::Message& message) {
   box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                      Qt::WindowSystemMenuHint |
                      (message.escape != 0 ? Qt::WindowCloseButtonHint : Qt::WindowFlags()));
+  box.setFont(BoxFont());
   box.setWindowTitle(Display(message.title));
   box.setTextFormat(Qt::PlainText);
   box.setText(Breakable(DisplayLines(message.text)));

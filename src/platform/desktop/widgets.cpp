@@ -11,7 +11,8 @@ namespace desktop {
 
 void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
   const bool worn = zoom_ > 0;
-  if (std::exchange(zoom_, Zoom()) != Zoom()) {
+  // The normal face is the application's.
+  if (std::exchange(zoom_, Zoom()) != Zoom() && control.Face() != toolkit::Font::Normal) {
     widget.setFont(FaceFont(control.Face()));
   }
   if (worn && fore_ == control.ForeColor() && back_ == control.BackColor()) {
@@ -146,7 +147,9 @@ void Option::Apply(const toolkit::OptionButton& option) {
       break;
     }
   }
-  setFont(face);
+  if (face != font()) {
+    setFont(face);
+  }
   setChecked(option.Value());
   if (!option.Usable()) {
     setDown(false);

@@ -474,7 +474,7 @@ bool TableState::HasRows() {
   return rows;
 }
 
-void TableState::ColumnWritten(int column, StoredValue value) noexcept {
+void TableState::ColumnWritten(int column, StoredValue&& value) noexcept {
   if (column == path_->column) {
     key_ = std::move(value);
   }

@@ -111,7 +111,7 @@ class RecordsetState {
 
   // The current row has been written with the new value of a column, has been
   // deleted.
-  virtual void ColumnWritten(int /*column*/, StoredValue /*value*/) noexcept {}
+  virtual void ColumnWritten(int /*column*/, StoredValue&& /*value*/) noexcept {}
   virtual void RowDeleted() noexcept {}
 
   [[noreturn]] void FailForTable(int number, std::u16string_view what);
@@ -176,7 +176,7 @@ class TableState : public RecordsetState {
     std::array<std::array<sqlite3_stmt*, kPieces>, 2> runs = {};
   };
 
-  void ColumnWritten(int column, StoredValue value) noexcept override;
+  void ColumnWritten(int column, StoredValue&& value) noexcept override;
 
   sqlite3_stmt* Run(Direction direction, Piece piece);
   bool Begin(Direction direction, Piece piece);
