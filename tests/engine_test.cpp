@@ -113,31 +113,29 @@ TEST_F(Engine, KeysMatchWhateverBlanksFillThem) {
   Database database = Open();
   Recordset table = database.OpenRecordset(u"t");
   table.Index(u"chiave");
-  const struct {
-    std::u16string stored, sought;
-    bool match;
-  } cases[] = {{u"12345678901", u"12345678901     ", true},
-               {u"12345678901     ", u"12345678901", true},
-               {u"12345678901  ", u"12345678901     ", true},
-               {u"D'ALI'", u"D'ALI'  ", true},
-               {u"  X", u"X", false},
-               {u"x", u"X", false},
-               {u"X\t", u"X", false},
-               {u"", u"   ", true},
-               {std::u16string(u"A\0'B", 4), std::u16string(u"A\0'B ", 5), true},
-               {std::u16string(u"A\0B", 3), u"A", false},
-               {u"NICCOLÒ \U0001F600", u"NICCOLÒ \U0001F600 ", true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(text::ToUtf8(c.stored + u"|" + c.sought));
+  const std::tuple<std::u16string, std::u16string, bool> cases[] = {
+      {u"12345678901", u"12345678901     ", true},
+      {u"12345678901     ", u"12345678901", true},
+      {u"12345678901  ", u"12345678901     ", true},
+      {u"D'ALI'", u"D'ALI'  ", true},
+      {u"  X", u"X", false},
+      {u"x", u"X", false},
+      {u"X\t", u"X", false},
+      {u"", u"   ", true},
+      {std::u16string(u"A\0'B", 4), std::u16string(u"A\0'B ", 5), true},
+      {std::u16string(u"A\0B", 3), u"A", false},
+      {u"NICCOLÒ \U0001F600", u"NICCOLÒ \U0001F600 ", true}};
+  for (const auto& [stored, sought, match] : cases) {
+    SCOPED_TRACE(text::ToUtf8(stored + u"|" + sought));
     table.AddNew();
-    table.Fields(u"CFP").Set(c.stored);
+    table.Fields(u"CFP").Set(stored);
     table.Update();
-    table.Seek(u"=", c.sought);
-    EXPECT_EQ(table.NoMatch(), !c.match);
-    const std::u16string condition = u" where  CFP = '" + Quoted(c.sought) + u"'";
-    EXPECT_EQ(database.OpenRecordset(u"Select * From T" + condition).RecordCount(), c.match);
+    table.Seek(u"=", sought);
+    EXPECT_EQ(table.NoMatch(), !match);
+    const std::u16string condition = u" where  CFP = '" + Quoted(sought) + u"'";
+    EXPECT_EQ(database.OpenRecordset(u"Select * From T" + condition).RecordCount(), match);
     database.Execute(u"DELETE\t*  from T" + condition);
-    EXPECT_EQ(table.RecordCount(), !c.match);
+    EXPECT_EQ(table.RecordCount(), !match);
     database.Execute(u"delete * from T");
   }
 }
@@ -414,11 +412,7 @@ TEST_F(Engine, FailuresBearTheirNumbersAndNames) {
     return [&, text] { database.OpenRecordset(text); };
   };
   const auto run = [&](const char16_t* text) { return [&, text] { database.Execute(text); }; };
-  const struct {
-    std::function<void()> action;
-    int number;
-    const char* named;
-  } cases[] = {
+  const std::tuple<std::function<void()>, int, const char*> cases[] = {
       {open("none.mdb"), kNotFound, "none.mdb"},
       {[&] { OpenDatabase(u""); }, kNotFound, ""},
       {open("."), kIo, ""},
@@ -440,10 +434,9 @@ TEST_F(Engine, FailuresBearTheirNumbersAndNames) {
       {[&] { dropped.MoveFirst(); }, 0, ""},
       {[&] { dropped.Close(), dropped.Close(); }, kClosed, ""},
   };
-  for (const auto& c : cases) {
-    const auto [number, text] = Failure(c.action);
-    EXPECT_EQ(number, c.number) << &c - cases << " " << text;
-    EXPECT_NE(text.find(c.named), text.npos) << text;
+  for (const auto& [action, expected, named] : cases) {
+    const auto [number, text] = Failure(action);
+    EXPECT_TRUE(number == expected && text.find(named) != text.npos) << named << ": " << text;
   }
   for (const char16_t* text :
        {u"", u"T U", u"SELECT ID FROM T", u"SELECT * FROM T, T", u"SELECT * FROM T WHERE",

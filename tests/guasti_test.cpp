@@ -265,11 +265,8 @@ TEST_F(Guasti, StartOnBadFiles) {
     return [size](const fs::path& file) { fs::resize_file(file, fs::file_size(file) - size); };
   };
   const auto sql = [](const char* text) { return [text](const fs::path& f) { Sql(f, text); }; };
-  const struct {
-    const char* name;
-    std::function<void(const fs::path&)> damage;
-    const char* told;
-  } kBad[] = {
+  using Damage = std::function<void(const fs::path&)>;
+  const std::tuple<const char*, Damage, const char*> kBad[] = {
       {"empty", [](const fs::path& f) { fs::resize_file(f, 0); }, "non è un database"},
       {"a head alone", [](const fs::path& f) { fs::resize_file(f, 100); }, "danneggiato"},
       {"short of a page", cut(4096), "danneggiato"},
@@ -285,18 +282,18 @@ TEST_F(Guasti, StartOnBadFiles) {
   Sql(program.Template(), "INSERT INTO PERCPARCELLE (CFP) VALUES ('A')");
   const std::string with_row = Bytes(program.Template());
   for (const bool in_template : {false, true}) {
-    for (const auto& bad : kBad) {
-      SCOPED_TRACE(std::string(bad.name) + (in_template ? " in the template" : ""));
+    for (const auto& [name, damage, told] : kBad) {
+      SCOPED_TRACE(std::string(name) + (in_template ? " in the template" : ""));
       SetBytes(program.Template(), with_row);
       SetBytes(program.File(), year);
       const fs::path& file = in_template ? program.Template() : program.File();
-      bad.damage(file);
+      damage(file);
       if (in_template) {
         fs::remove(program.File());
       }
       const std::string damaged = Bytes(file);
       EXPECT_FALSE(program.Start());
-      EXPECT_TRUE(Has(Told(), bad.told));
+      EXPECT_TRUE(Has(Told(), told));
       EXPECT_EQ(Bytes(file), damaged);
       EXPECT_EQ(fs::exists(program.File()), !in_template);
       EXPECT_FALSE(fs::exists(program.Journal()));

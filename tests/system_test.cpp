@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -179,12 +180,7 @@ TEST_F(System, CopyThatCannotBeDoneTouchesNothingAndNamesFileAndCause) {
   SetBytes(dir_ / "Esiste", "vecchio");
   chmod((dir_ / "Esiste").c_str(), 0);
   fs::create_symlink("altrove", dir_ / "Link");
-  const struct {
-    const char* from;
-    const char* to;
-    const char* file;
-    const char* cause;
-  } cases[] = {
+  const std::array<const char*, 4> cases[] = {
       {"\\modello", "\\Esiste", "/Esiste", "esiste già"},
       {"\\modello", "\\ESISTE", "/Esiste", "esiste già"},
       {"\\modello", "\\link", "/Link", "esiste già"},
@@ -206,9 +202,9 @@ TEST_F(System, CopyThatCannotBeDoneTouchesNothingAndNamesFileAndCause) {
   const auto has = [](const std::string& text, const std::string& part) {
     return text.find(part) != text.npos;
   };
-  for (const auto& c : cases) {
-    const std::string told = copy(c.from, c.to);
-    EXPECT_TRUE(has(told, dir_.native() + c.file + ": ") && has(told, c.cause)) << told;
+  for (const auto& [from, to, file, cause] : cases) {
+    const std::string told = copy(from, to);
+    EXPECT_TRUE(has(told, dir_.native() + file + ": ") && has(told, cause)) << told;
   }
   // Full disk, a target that comes up behind the first look at its name, and the
   // end of the process when the bytes are there.

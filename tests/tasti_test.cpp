@@ -47,11 +47,7 @@ std::string Punti(std::u16string s) {
 }
 
 TEST(FiltraCaratteri, PassesWhatTheSetHolds) {
-  static const struct {
-    std::int16_t tasto;
-    const char16_t* consentiti;
-    std::int16_t maiuscolo, esito;
-  } kCasi[] = {
+  static const std::tuple<int, const char16_t*, std::int16_t, std::int16_t> kCasi[] = {
       // clang-format off
       {'m', u"MmFf ", 1, 'M'}, {'F', u"MmFf ", 1, 'F'}, {' ', u"MmFf ", 1, ' '},
       {'x', u"MmFf ", 1, 0}, {13, u"MmFf ", 1, 0}, {22, u"MmFf ", 1, 0}, {8, u"MmFf ", 1, 8},
@@ -60,10 +56,10 @@ TEST(FiltraCaratteri, PassesWhatTheSetHolds) {
       {'5', u"0123456789", 1, '5'},
       // clang-format on
   };
-  for (const auto& c : kCasi) {
-    std::int16_t tasto = c.tasto;
-    EXPECT_EQ(FILTRACARATTERI(tasto, c.consentiti, c.maiuscolo), c.esito) << c.tasto;
-    EXPECT_EQ(tasto, c.esito) << c.tasto;  // the argument changes as well
+  for (const auto& [premuto, consentiti, maiuscolo, esito] : kCasi) {
+    auto tasto = static_cast<std::int16_t>(premuto);
+    EXPECT_EQ(FILTRACARATTERI(tasto, consentiti, maiuscolo), esito) << premuto;
+    EXPECT_EQ(tasto, esito) << premuto;  // the argument changes as well
   }
 }
 
@@ -187,12 +183,8 @@ Dopo Premi(std::u16string_view testo, int cursore, std::int16_t tasto) {
 }
 
 TEST(EditaData, TakesTheDigitsThatCanStand) {
-  static const struct {
-    const char16_t* testo;
-    int cursore;
-    const char* presi;
-    int seguente;
-  } kCasi[] = {
+  // Text, caret, digits taken there, caret behind them.
+  static const std::tuple<std::u16string, int, std::string_view, int> kCasi[] = {
       // clang-format off
       {u"00/00/0000", 0, "0123", 1}, {u"01/12/1999", 0, "0123", 1}, {u"02/00/0000", 0, "012", 1},
       {u"19/00/0000", 0, "012", 1}, {u"30/00/0000", 1, "01", 3}, {u"00/00/0000", 1, "123456789", 3},
@@ -205,33 +197,25 @@ TEST(EditaData, TakesTheDigitsThatCanStand) {
       {u"25/12/20001", 11, "0123456789", 12},
       // clang-format on
   };
-  for (const auto& c : kCasi) {
+  for (const auto& [testo, cursore, presi, seguente] : kCasi) {
     for (char16_t cifra = u'0'; cifra <= u'9'; ++cifra) {
-      const bool presa =
-          std::string_view(c.presi).find(static_cast<char>(cifra)) != std::string_view::npos;
-      std::u16string atteso = c.testo;
+      SCOPED_TRACE(ToUtf8(testo + u" digit " + cifra) + " at " + std::to_string(cursore));
+      const bool presa = presi.find(static_cast<char>(cifra)) != presi.npos;
+      std::u16string atteso = testo;
       if (presa) {
-        atteso.replace(static_cast<std::size_t>(c.cursore), 1, 1, cifra);
+        atteso.replace(static_cast<std::size_t>(cursore), 1, 1, cifra);
       }
-      const Dopo dopo = Premi(c.testo, c.cursore, static_cast<std::int16_t>(cifra));
-      SCOPED_TRACE(ToUtf8(c.testo) + " at " + std::to_string(c.cursore) + " digit " +
-                   static_cast<char>(cifra));
+      const Dopo dopo = Premi(testo, cursore, static_cast<std::int16_t>(cifra));
       EXPECT_EQ(ToUtf8(dopo.testo), ToUtf8(atteso));
-      EXPECT_EQ(dopo.cursore, presa ? c.seguente : c.cursore);
+      EXPECT_EQ(dopo.cursore, presa ? seguente : cursore);
       EXPECT_EQ(dopo.suono, !presa);
     }
   }
 }
 
 TEST(EditaData, OtherKeysAndPlaces) {
-  static const struct {
-    const char16_t* testo;
-    int cursore;
-    std::int16_t tasto;
-    const char16_t* dopo;
-    int cursoreDopo;
-    bool suono;
-  } kCasi[] = {
+  // Text, caret, key; text and caret behind it, and whether it sounds.
+  static const std::tuple<std::u16string, int, std::int16_t, std::u16string, int, bool> kCasi[] = {
       // clang-format off
       // before a slash: in silence
       {u"25/12/2000", 2, '1', u"25/12/2000", 2, false},
@@ -247,20 +231,19 @@ TEST(EditaData, OtherKeysAndPlaces) {
       {u"   ", 3, '1', u"10/00/0000", 1, false}, {u"", 0, '4', u"00/00/0000", 0, true},
       {u"", 0, 'x', u"00/00/0000", 0, true}, {u"", 0, 8, u"00/00/0000", 0, false},
       // shortened by Delete: as it stands while day and month are there, else mended
-      {u"5/12/2000", 0, '2', u"2/12/2000", 1, false},
-      {u"25/", 0, '1', u"15/00/0000", 1, false},
+      {u"5/12/2000", 0, '2', u"2/12/2000", 1, false}, {u"25/", 0, '1', u"15/00/0000", 1, false},
       {u"25/12/200", 9, '7', u"25/12/2007", 9, false},
       {u"2/12/2000", 1, '4', u"2412/2000", 3, false}, {u"25", 2, '1', u"25", 2, false},
       {u"//", 0, '1', u"10/00/0000", 1, false},
       // clang-format on
   };
-  for (const auto& c : kCasi) {
-    SCOPED_TRACE(ToUtf8(c.testo) + " at " + std::to_string(c.cursore) + " key " +
-                 std::to_string(c.tasto));
-    const Dopo dopo = Premi(c.testo, c.cursore, c.tasto);
-    EXPECT_EQ(ToUtf8(dopo.testo), ToUtf8(c.dopo));
-    EXPECT_EQ(dopo.cursore, c.cursoreDopo);
-    EXPECT_EQ(dopo.suono, c.suono);
+  for (const auto& [testo, cursore, tasto, atteso, seguente, suono] : kCasi) {
+    SCOPED_TRACE(ToUtf8(testo) + " at " + std::to_string(cursore) + " key " +
+                 std::to_string(tasto));
+    const Dopo dopo = Premi(testo, cursore, tasto);
+    EXPECT_EQ(ToUtf8(dopo.testo), ToUtf8(atteso));
+    EXPECT_EQ(dopo.cursore, seguente);
+    EXPECT_EQ(dopo.suono, suono);
   }
 }
 

@@ -84,11 +84,7 @@ TEST_F(ToolkitTest, Keys) {
   const KeyStroke left{Key::Left}, home{Key::Home}, back{Key::Backspace}, del{Key::Delete},
       enter{Key::Enter}, x{.text = u"x"}, shiftEnd{.key = Key::End, .shift = true},
       emoji{.text = u"\xD83D\xDE00"}, escape{Key::Escape};
-  const struct {
-    std::vector<KeyStroke> strokes;
-    std::u16string text;
-    int caret;
-  } cases[] = {
+  const std::tuple<std::vector<KeyStroke>, std::u16string, int> cases[] = {
       {{x, x}, u"abcdx", 5},
       {{home, x}, u"xabcd", 1},
       {{enter, escape}, u"abcd", 4},
@@ -101,13 +97,13 @@ TEST_F(ToolkitTest, Keys) {
       {{back, emoji}, u"abc\xD83D\xDE00", 5},
       {{back, emoji, back}, u"abc", 3},
   };
-  for (const auto& c : cases) {
+  for (const auto& [strokes, left_over, caret] : cases) {
     one.SetText(u"");
     one.SetText(u"abcd");
     form.UserClick(one);
-    Keys(c.strokes);
-    EXPECT_EQ(one.Text(), c.text) << &c - cases;
-    EXPECT_EQ(one.SelStart(), c.caret) << &c - cases;
+    Keys(strokes);
+    EXPECT_EQ(one.Text(), left_over);
+    EXPECT_EQ(one.SelStart(), caret) << text::ToUtf8(left_over);
   }
 }
 
@@ -208,22 +204,16 @@ TEST_F(ToolkitTest, ClicksMeetWhatLiesOnTop) {
 }
 
 TEST_F(ToolkitTest, MessageBoxesByFlags) {
-  const struct {
-    int flags;
-    std::vector<int> codes;
-    MessageIcon icon;
-    int escape;
-  } cases[] = {
+  const std::tuple<int, std::vector<int>, MessageIcon, int> cases[] = {
       {16, {1}, MessageIcon::Critical, 1},       {20, {6, 7}, MessageIcon::Critical, 0},
       {35, {6, 7, 2}, MessageIcon::Question, 2}, {36, {6, 7}, MessageIcon::Question, 0},
       {64, {1}, MessageIcon::Information, 1},    {68, {6, 7}, MessageIcon::Information, 0}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(MsgBox(u"t", c.flags, u"titolo"), c.codes[0]);
+  for (const auto& [flags, answers, icon, escape] : cases) {
+    EXPECT_EQ(MsgBox(u"t", flags, u"titolo"), answers[0]);
     const Message& m = view.asked.back();
     std::vector<int> codes;
     for (const auto& button : m.buttons) codes.push_back(button.code);
-    EXPECT_EQ(codes, c.codes);
-    EXPECT_TRUE(m.icon == c.icon && m.escape == c.escape) << c.flags;
+    EXPECT_TRUE(codes == answers && m.icon == icon && m.escape == escape) << flags;
   }
 }
 

@@ -39,14 +39,13 @@ void WrittenComesBack(const std::u16string& value) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Input input(data, size);
-  if (input.Byte() == 'R') {
-    std::u16string value = text::FromUtf8(input.Bytes());
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  if (bytes.starts_with('R')) {
+    std::u16string value = text::FromUtf8(bytes.substr(1));
     value.resize(std::min(value.find(u'\0'), value.size()));
     std::erase(value, u'\n');
     WrittenComesBack(value);
   } else {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
     Write(bytes);
     const std::u16string value = Read();
     Must(value.find(u'\0') == value.npos, "NUL in a value");
