@@ -143,6 +143,13 @@ int main(int argc, char** argv) {
     const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - begun;
     program.Stop();
     const std::string after = State(program);
+    const auto has = [&](const std::u16string& text) {
+      return after.find(text::ToUtf8(text)) != after.npos;
+    };
+    Must(change.kind == Change::kDelete ? !has(change.code)
+         : change.kind == Change::kCode ? has(change.fresh) && !has(change.code)
+                                        : has(change.name),
+         "a change that has returned isn't in the file:\n" + after);
     SetBytes(program.File(), bytes);
     std::string half = before;  // where a deletion may stop
     if (change.kind == Change::kDelete) {
