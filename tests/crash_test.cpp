@@ -4,25 +4,17 @@
 //   crash_test [KILLS [SEED]]      200 kills, seed 1, if not given
 //
 // Half of the kills come from outside, at random moments; half strike inside
-// one of SQLite's calls to the file system, a write then being half done.
-// After each: the program starts again at once, the file is sound, every change
-// that had returned is there, the one under way is there whole or not at all.
-// Exit status 0: all of that holds.
-#include <poll.h>
+// one of SQLite's calls to the file system, a write then being half done. Some
+// starts behind a kill are killed too. Then the program starts at once, the
+// file is sound, a change that had returned is there, one that was under way is
+// there whole or not at all. Exit status 0: all of that holds.
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <map>
-#include <optional>
 #include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "archivio/archivio.h"
 #include "fault_vfs.h"
@@ -32,311 +24,157 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using Random = std::mt19937;
+using namespace ANAGPARC;
 
-int Pick(Random& random, int below) {
-  return std::uniform_int_distribution<int>(0, below - 1)(random);
-}
+std::mt19937 g_random;
 
-[[noreturn]] void Fail(const std::string& what) {
-  std::fprintf(stderr, "crash_test: %s\n", what.c_str());
-  std::exit(1);
-}
+int Pick(int below) { return static_cast<int>(g_random() % static_cast<unsigned>(below)); }
 
-// --- The one that is killed
-
-void Tell(int pipe, const std::string& line) {
-  const std::string text = line + "\n";
-  if (write(pipe, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-    _exit(4);
+void Must(bool holds, const std::string& what) {
+  if (!holds) {
+    std::fprintf(stderr, "crash_test: %s\n", what.c_str());
+    std::exit(1);
   }
 }
 
-std::string Code(int n) {
-  std::string digits = std::to_string(n);
-  return "CODICE" + std::string(10 - digits.size(), '0') + digits;
+struct Change {
+  enum { kInsert, kSave, kCode, kDelete } kind;
+  std::u16string code, fresh, name;
+};
+
+// One that the recipients in the list allow.
+Change Choose() {
+  const auto number = [] { return text::Decimal(1'000'000'000 + Pick(1'000'000'000)); };
+  Change change = {Change::kInsert, {}, u"CODICE" + number(), u"NOME " + number()};
+  const int recipients = List1.ListCount() - 1, kind = Pick(10);
+  if (recipients > 5 && (kind > 1 || recipients > 20)) {
+    change.kind = kind < 5 ? Change::kSave : kind < 9 ? Change::kCode : Change::kDelete;
+    change.code = text::Trim(List1.List(1 + Pick(recipients)).substr(0, 16));
+  }
+  return change;
 }
 
-// One change by the user's hands: told before the click that does it, and when
-// that has returned.
-void Change(Program& program, Random& random, int pipe) {
-  using namespace ANAGPARC;
-  const auto confirm = [&](toolkit::CommandButton& button, const std::string& what) {
-    Tell(pipe, what);
-    Me.UserClick(button);
-    Tell(pipe, "done");
-  };
-  std::vector<std::string> codes;
-  for (int row = 1; row < List1.ListCount(); ++row) {
-    codes.push_back(text::ToUtf8(text::Trim(List1.List(row).substr(0, 16))));
-  }
-  const std::string fresh = Code(Pick(random, 1'000'000'000));
-  const std::string name = "NOME " + std::to_string(Pick(random, 1'000'000'000));
-  const int kind = Pick(random, 10);
-  bool ready = false;
-  if (codes.size() < 6 || (kind < 2 && codes.size() < 20)) {
-    ready = program.Insert(text::FromUtf8(fresh), text::FromUtf8(name));
-    program.Type(Text1(5), text::FromUtf8(name));
-    program.Type(Text1(7), text::FromUtf8(name));
-    confirm(cmdmemorizza, "save " + fresh + " " + name);
-    Me.UserClick(cmdselprec);
-  } else {
-    const std::string code =
-        codes[static_cast<std::size_t>(Pick(random, static_cast<int>(codes.size())))];
-    const std::u16string wide = text::FromUtf8(code);
-    if (kind < 5) {
-      ready = program.Open(wide);
-      for (const int field : {1, 5, 7}) {
-        program.Type(Text1(field), text::FromUtf8(name));
-      }
-      confirm(cmdmemorizza, "save " + code + " " + name);
-      Me.UserClick(cmdselprec);
-    } else if (kind < 9) {
-      ready = program.BeginChange(wide, text::FromUtf8(fresh));
-      confirm(CmdConfermaCF, "change " + code + " " + fresh);
-    } else {
-      ready = program.Select(wide);
-      confirm(Cmdcancella, "delete " + code);
+// By the user's hands. True when the program has nothing to complain of.
+bool Do(Program& program, const Change& change) {
+  const bool save = change.kind == Change::kInsert || change.kind == Change::kSave;
+  bool done = change.kind == Change::kInsert ? program.Insert(change.fresh, change.name)
+              : change.kind == Change::kSave ? program.Open(change.code)
+              : change.kind == Change::kCode ? program.BeginChange(change.code, change.fresh)
+                                             : program.Select(change.code);
+  for (const int field : {1, 5, 7}) {
+    if (save) {
+      program.Type(Text1(field), change.name);
     }
   }
+  Me.UserClick(save ? cmdmemorizza : change.kind == Change::kCode ? CmdConfermaCF : Cmdcancella);
   for (const toolkit::Message& box : program.TakeBoxes()) {
-    ready = ready && box.flags != toolkit::kCritical;
+    done = done && box.flags != toolkit::kCritical;
   }
-  if (!ready) {
-    _exit(5);
-  }
+  return done;
 }
 
-// Killed from outside, or at the given call of the file system.
-[[noreturn]] void Child(Program& program, unsigned seed, long call, int out, int in) {
-  Random random(seed);
-  if (call > 0) {
-    fault::Arm(fault::Cause::kKill, call);
-  }
-  if (!program.Start()) {
-    for (const toolkit::Message& box : program.TakeBoxes()) {
-      Tell(out, "refused " + text::ToUtf8(box.text));
-    }
-    _exit(3);
-  }
-  Tell(out, "ready");
-  char go;
-  if (read(in, &go, 1) != 1) {
-    _exit(0);
-  }
-  for (;;) {
-    Change(program, random, out);
-  }
+// A row written by halves would have different texts in its columns.
+std::string State(const Program& program) {
+  return Sql(program.File(),
+             "SELECT trim(CFP)||' '||quote(APARC_1)||quote(APARC_5)||quote(APARC_7) "
+             "FROM PERCPARCELLE ORDER BY CFP; SELECT trim(CFP)||' '||count(*) FROM QUADROLAUT "
+             "GROUP BY CFP ORDER BY CFP");
 }
 
-// --- The one that looks
-
-struct Recipient {
-  std::string name;
-  int certifications = 0;
-  bool operator==(const Recipient&) const = default;
-};
-using State = std::map<std::string, Recipient>;
-
-State Found(const fs::path& file) {
-  State state;
-  // A row written by halves would have different texts in the three columns.
-  std::istringstream rows(
-      Sql(file,
-          "SELECT trim(CFP) || ' ' || CASE WHEN APARC_1 = APARC_5 AND APARC_1 = APARC_7 "
-          "THEN APARC_1 ELSE 'half a row' END FROM PERCPARCELLE"));
-  for (std::string code, name; rows >> code && std::getline(rows >> std::ws, name);) {
-    state[code].name = name;
+// A process that starts the program and does the change; true when that had
+// returned before it was killed, at the given call or, for 0, from outside
+// within so many microseconds from the start's end.
+bool Killed(Program& program, const Change* change, long call, int within = 0) {
+  int ends[2];
+  Must(pipe(ends) == 0, "no pipe");
+  const pid_t child = fork();
+  if (child == 0) {
+    if (call > 0) {
+      fault::Arm(fault::Cause::kKill, call);
+    }
+    bool done = program.Start();
+    Must(write(ends[1], "", 1) == 1, "no pipe");
+    done = done && change != nullptr && Do(program, *change);
+    [[maybe_unused]] const auto told = write(ends[1], done ? "done" : "failed", 1);
+    call > 0 ? raise(SIGKILL) : pause();
   }
-  std::istringstream counts(
-      Sql(file, "SELECT trim(CFP) || ' ' || count(*) FROM QUADROLAUT GROUP BY CFP"));
-  for (std::string code, count; counts >> code >> count;) {
-    state[code].certifications = std::stoi(count);
+  close(ends[1]);
+  char end = 0;
+  if (read(ends[0], &end, 1) == 1 && call == 0) {
+    usleep(static_cast<useconds_t>(Pick(within)));
+    kill(child, SIGKILL);
   }
-  return state;
+  int status = 0;
+  waitpid(child, &status, 0);
+  Must(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL, "the program ended by itself");
+  const bool returned = read(ends[0], &end, 1) == 1;
+  close(ends[0]);
+  Must(!returned || change == nullptr || end == 'd', "the program has complained");
+  return returned;
 }
 
-// The states that a change leads through, the finished one last.
-std::vector<State> Apply(const State& before, const std::string& line) {
-  std::istringstream words(line);
-  std::string what, code, rest;
-  words >> what >> code;
-  std::getline(words >> std::ws, rest);
-  State after = before;
-  if (what == "save") {
-    after[code].name = rest;
-  } else if (what == "change") {
-    after[rest] = after[code];
-    after.erase(code);
-  } else {
-    State half = before;
-    half[code].certifications = 0;
-    after.erase(code);
-    return {half, after};
-  }
-  return {after};
+// One that was cut off before it was good begins with 0, if at all, and means
+// nothing to anyone.
+bool JournalHot(const Program& program) {
+  const std::string journal = Bytes(program.Journal());
+  return !journal.empty() && journal[0] != 0;
 }
-
-class Watch {
- public:
-  Watch() {
-    fault::Install();
-    Sql(program_.Template(), "DELETE FROM TABCOMUNI; VACUUM");
-    fs::copy_file(program_.Template(), program_.File());
-    possible_ = {{}};
-    TopUp();
-  }
-
-  void Kill(Random& random) {
-    int from_child[2], to_child[2];
-    if (pipe(from_child) != 0 || pipe(to_child) != 0) {
-      Fail("no pipe");
-    }
-    const auto seed = static_cast<unsigned>(random());
-    // Few calls are the start's own: it takes back what the kill before has left.
-    const bool inside = Pick(random, 2) == 0;
-    const long call = inside ? 1 + Pick(random, Pick(random, 4) == 0 ? 8 : 200) : 0;
-    const auto begun = std::chrono::steady_clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-      close(from_child[0]);
-      close(to_child[1]);
-      Child(program_, seed, call, from_child[1], to_child[0]);
-    }
-    close(from_child[1]);
-    close(to_child[0]);
-    in_ = from_child[0];
-    const std::string first = Line();
-    if (!first.empty() && first != "ready") {
-      Fail("the program doesn't start: " + first);
-    }
-    if (first == "ready") {
-      using namespace std::chrono;
-      slowest_ = std::max(slowest_, duration<double>(steady_clock::now() - begun).count());
-      LookAtFile();
-      TopUp();
-      if (write(to_child[1], "", 1) != 1) {
-        Fail("the program is gone");
-      }
-      if (!inside) {
-        usleep(static_cast<useconds_t>(Pick(random, 60'000)));
-        kill(child, SIGKILL);
-      }
-    }
-    std::optional<std::string> under_way;
-    while (first == "ready") {
-      const std::string line = Line();
-      if (line.empty()) {
-        break;
-      }
-      if (line == "done") {
-        possible_ = {Apply(possible_[0], *under_way).back()};
-        under_way.reset();
-        ++changes_;
-      } else {
-        under_way = line;
-      }
-    }
-    if (under_way) {
-      for (const State& state : Apply(possible_[0], *under_way)) {
-        possible_.push_back(state);
-      }
-    }
-    close(from_child[0]);
-    close(to_child[1]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (!WIFSIGNALED(status) || WTERMSIG(status) != SIGKILL) {
-      Fail("the program ended by itself, status " + std::to_string(status));
-    }
-    ++kills_;
-    journals_ += JournalHot() ? 1 : 0;
-  }
-
-  void Finish() {
-    if (!program_.Start()) {
-      Fail("the program doesn't start");
-    }
-    LookAtFile();
-    std::printf("%ld kills, %ld with a journal left, %ld changes; slowest start %.2f s\n", kills_,
-                journals_, changes_, slowest_);
-  }
-
- private:
-  // The next line from the child; empty when it is dead.
-  std::string Line() {
-    std::string line;
-    for (char c; read(in_, &c, 1) == 1;) {
-      if (c == '\n') {
-        return line;
-      }
-      line += c;
-    }
-    return {};
-  }
-
-  // One that was cut off before it was good begins with 0, if at all, and means
-  // nothing to anyone.
-  bool JournalHot() const {
-    const std::string journal = Bytes(program_.Journal());
-    return !journal.empty() && journal[0] != 0;
-  }
-
-  // The file as a start has left it.
-  void LookAtFile() {
-    if (JournalHot()) {
-      Fail("the journal is still there behind the start");
-    }
-    for (const std::string& fault : archivio::Check(program_.File())) {
-      Fail(fault);
-    }
-    const State found = Found(program_.File());
-    for (const State& state : possible_) {
-      if (found == state) {
-        possible_ = {found};
-        return;
-      }
-    }
-    for (const auto& [code, recipient] : found) {
-      std::fprintf(stderr, "%s %s %d\n", code.c_str(), recipient.name.c_str(),
-                   recipient.certifications);
-    }
-    Fail("a change is lost or half done, see above what was found");
-  }
-
-  // Certifications for who has none: the change of a code shall take a while.
-  void TopUp() {
-    State& state = possible_[0];
-    std::string sql = "BEGIN;";
-    for (auto& [code, recipient] : state) {
-      if (recipient.certifications == 0) {
-        recipient.certifications = 50;
-        sql +=
-            "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50) INSERT INTO "
-            "QUADROLAUT (CFP, CAUSALE) SELECT '" +
-            code + "', hex(zeroblob(200)) FROM n;";
-      }
-    }
-    Sql(program_.File(), sql + "COMMIT");
-  }
-
-  Program program_;
-  std::vector<State> possible_;  // the state that must be there; then what may be instead
-  int in_ = -1;
-  long kills_ = 0, journals_ = 0, changes_ = 0;
-  double slowest_ = 0;
-};
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const long kills = argc > 1 ? std::atol(argv[1]) : 200;
-  Random random(argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : 1U);
-  signal(SIGPIPE, SIG_IGN);
-  Watch watch;
-  for (long i = 0; i < kills; ++i) {
-    watch.Kill(random);
+  g_random.seed(argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : 1U);
+  fault::Install();
+  Program program;
+  Sql(program.Template(), "DELETE FROM TABCOMUNI; VACUUM");
+  long journals = 0, returned = 0;
+  for (long n = 0; n < kills; ++n) {
+    // The change on its own shows what must come out. Certifications make it last.
+    Must(program.Running() || program.Start(), "the program doesn't start");
+    Sql(program.File(),
+        "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50) INSERT INTO QUADROLAUT "
+        "(CFP, CAUSALE) SELECT CFP, hex(zeroblob(200)) FROM PERCPARCELLE, n "
+        "WHERE CFP NOT IN (SELECT CFP FROM QUADROLAUT)");
+    const Change change = Choose();
+    const std::string before = State(program), bytes = Bytes(program.File());
+    const auto begun = std::chrono::steady_clock::now();
+    Must(Do(program, change), "a change without a kill fails");
+    const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - begun;
+    program.Stop();
+    const std::string after = State(program);
+    const auto has = [&](const std::u16string& text) {
+      return after.find(text::ToUtf8(text)) != after.npos;
+    };
+    Must(change.kind == Change::kDelete ? !has(change.code)
+         : change.kind == Change::kCode ? has(change.fresh) && !has(change.code)
+                                        : has(change.name),
+         "a change that has returned isn't in the file:\n" + after);
+    SetBytes(program.File(), bytes);
+    std::string half = before;  // where a deletion may stop
+    if (change.kind == Change::kDelete) {
+      Sql(program.File(),
+          "DELETE FROM QUADROLAUT WHERE trim(CFP) = '" + text::ToUtf8(change.code) + "'");
+      half = State(program);
+      SetBytes(program.File(), bytes);
+    }
+
+    const int calls = change.kind == Change::kCode ? 60 : 24;  // about what it takes
+    const bool done = Killed(program, &change, Pick(2) == 0 ? 0 : 1 + Pick(calls),
+                             1 + static_cast<int>(took.count()));
+    returned += done ? 1 : 0;
+    journals += JournalHot(program) ? 1 : 0;
+    if (Pick(3) == 0) {
+      Killed(program, nullptr, 1 + Pick(8));
+    }
+    Must(program.Start(), "the program doesn't start");
+    Must(!JournalHot(program), "the journal is still there behind the start");
+    const std::vector<std::string> faults = archivio::Check(program.File());
+    Must(faults.empty(), faults.empty() ? "" : faults[0]);
+    const std::string found = State(program);
+    Must(found == after || (!done && (found == before || found == half)),
+         "a change is lost or half done:\n" + before + "\n" + after + "\n" + found);
   }
-  watch.Finish();
+  std::printf("%ld kills, %ld with a journal left, %ld changes had returned\n", kills, journals,
+              returned);
 }

@@ -24,19 +24,21 @@ struct State {
 };
 State g;
 
+// The real file's own structure lies behind this one.
 struct File {
   sqlite3_file base;
-  sqlite3_file* Real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
-  static sqlite3_file* Real(sqlite3_file* file) { return reinterpret_cast<File*>(file)->Real(); }
+  static sqlite3_file* Real(sqlite3_file* file) {
+    return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(file) + 1);
+  }
 };
 
 bool Hits(Cause cause, Call call) {
+  const bool making = call == Call::kCreate || call == Call::kWrite;
   switch (cause) {
     case Cause::kDiskFull:
-      return call == Call::kCreate || call == Call::kWrite || call == Call::kSync;
+      return making || call == Call::kSync;
     case Cause::kReadOnly:
-      return call == Call::kCreate || call == Call::kWrite || call == Call::kTruncate ||
-             call == Call::kDelete;
+      return making || call == Call::kTruncate || call == Call::kDelete;
     case Cause::kBusy:
       return call == Call::kLock;
     case Cause::kKill:
@@ -52,103 +54,66 @@ bool Strikes(Call call) {
     return false;
   }
   g.struck = true;
+  if (g.cause == Cause::kKill && call != Call::kWrite) {
+    raise(SIGKILL);
+  }
   errno = g.cause == Cause::kDiskFull ? ENOSPC : g.cause == Cause::kReadOnly ? EROFS : EIO;
   return true;
 }
 
-void DieIfToldTo() {
-  if (g.cause == Cause::kKill) {
-    raise(SIGKILL);
-  }
+template <auto method, class... Arguments>
+int Pass(sqlite3_file* file, Arguments... arguments) {
+  sqlite3_file* const real = File::Real(file);
+  return (real->pMethods->*method)(real, arguments...);
 }
 
-int Fails(int code) {
-  const int error = errno;
-  DieIfToldTo();
-  errno = error;
-  return code;
-}
-
-int Close(sqlite3_file* file) { return File::Real(file)->pMethods->xClose(File::Real(file)); }
-
-int Read(sqlite3_file* file, void* data, int size, sqlite3_int64 at) {
-  return Strikes(Call::kRead) ? Fails(SQLITE_IOERR_READ)
-                              : File::Real(file)->pMethods->xRead(File::Real(file), data, size, at);
+template <auto method, Call call, int code, class... Arguments>
+int PassOrFail(sqlite3_file* file, Arguments... arguments) {
+  return Strikes(call) ? code : Pass<method>(file, arguments...);
 }
 
 int Write(sqlite3_file* file, const void* data, int size, sqlite3_int64 at) {
-  sqlite3_file* const real = File::Real(file);
   if (!Strikes(Call::kWrite)) {
-    return real->pMethods->xWrite(real, data, size, at);
+    return Pass<&sqlite3_io_methods::xWrite>(file, data, size, at);
   }
   const int error = errno;
-  real->pMethods->xWrite(real, data, size / 2, at);
+  Pass<&sqlite3_io_methods::xWrite>(file, data, size / 2, at);
+  if (g.cause == Cause::kKill) {
+    raise(SIGKILL);
+  }
   errno = error;
-  return Fails(g.cause == Cause::kDiskFull ? SQLITE_FULL : SQLITE_IOERR_WRITE);
-}
-
-int Truncate(sqlite3_file* file, sqlite3_int64 size) {
-  return Strikes(Call::kTruncate) ? Fails(SQLITE_IOERR_TRUNCATE)
-                                  : File::Real(file)->pMethods->xTruncate(File::Real(file), size);
-}
-
-int Sync(sqlite3_file* file, int flags) {
-  return Strikes(Call::kSync) ? Fails(SQLITE_IOERR_FSYNC)
-                              : File::Real(file)->pMethods->xSync(File::Real(file), flags);
-}
-
-int FileSize(sqlite3_file* file, sqlite3_int64* size) {
-  return File::Real(file)->pMethods->xFileSize(File::Real(file), size);
+  return g.cause == Cause::kDiskFull ? SQLITE_FULL : SQLITE_IOERR_WRITE;
 }
 
 int Lock(sqlite3_file* file, int level) {
-  return Strikes(Call::kLock) ? Fails(g.cause == Cause::kBusy ? SQLITE_BUSY : SQLITE_IOERR_LOCK)
-                              : File::Real(file)->pMethods->xLock(File::Real(file), level);
+  return !Strikes(Call::kLock)     ? Pass<&sqlite3_io_methods::xLock>(file, level)
+         : g.cause == Cause::kBusy ? SQLITE_BUSY
+                                   : SQLITE_IOERR_LOCK;
 }
 
-int Unlock(sqlite3_file* file, int level) {
-  return File::Real(file)->pMethods->xUnlock(File::Real(file), level);
-}
-
-int CheckReservedLock(sqlite3_file* file, int* reserved) {
-  return File::Real(file)->pMethods->xCheckReservedLock(File::Real(file), reserved);
-}
-
-int FileControl(sqlite3_file* file, int what, void* data) {
-  return File::Real(file)->pMethods->xFileControl(File::Real(file), what, data);
-}
-
-int SectorSize(sqlite3_file* file) {
-  return File::Real(file)->pMethods->xSectorSize(File::Real(file));
-}
-
-int DeviceCharacteristics(sqlite3_file* file) {
-  return File::Real(file)->pMethods->xDeviceCharacteristics(File::Real(file));
-}
-
+using Methods = sqlite3_io_methods;
 // Version 1: no shared memory, no mapped pages.
-constexpr sqlite3_io_methods kMethods = {1,
-                                         Close,
-                                         Read,
-                                         Write,
-                                         Truncate,
-                                         Sync,
-                                         FileSize,
-                                         Lock,
-                                         Unlock,
-                                         CheckReservedLock,
-                                         FileControl,
-                                         SectorSize,
-                                         DeviceCharacteristics};
+constexpr Methods kMethods = {
+    .iVersion = 1,
+    .xClose = Pass<&Methods::xClose>,
+    .xRead = PassOrFail<&Methods::xRead, Call::kRead, SQLITE_IOERR_READ>,
+    .xWrite = Write,
+    .xTruncate = PassOrFail<&Methods::xTruncate, Call::kTruncate, SQLITE_IOERR_TRUNCATE>,
+    .xSync = PassOrFail<&Methods::xSync, Call::kSync, SQLITE_IOERR_FSYNC>,
+    .xFileSize = Pass<&Methods::xFileSize>,
+    .xLock = Lock,
+    .xUnlock = Pass<&Methods::xUnlock>,
+    .xCheckReservedLock = Pass<&Methods::xCheckReservedLock>,
+    .xFileControl = Pass<&Methods::xFileControl>,
+    .xSectorSize = Pass<&Methods::xSectorSize>,
+    .xDeviceCharacteristics = Pass<&Methods::xDeviceCharacteristics>};
 
 int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out) {
   file->pMethods = nullptr;
-  const bool database = (flags & SQLITE_OPEN_MAIN_DB) != 0;
-  const bool creates = (flags & SQLITE_OPEN_CREATE) != 0;
-  if (Strikes(creates ? Call::kCreate : Call::kOpen)) {
-    return Fails(SQLITE_CANTOPEN);
+  if (Strikes((flags & SQLITE_OPEN_CREATE) != 0 ? Call::kCreate : Call::kOpen)) {
+    return SQLITE_CANTOPEN;
   }
-  if (g.read_only && database) {
+  if (g.read_only && (flags & SQLITE_OPEN_MAIN_DB) != 0) {
     flags = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
   }
   sqlite3_file* const real = File::Real(file);
@@ -166,11 +131,11 @@ int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out
 
 int Delete(sqlite3_vfs*, const char* name, int sync_folder) {
   if (Strikes(Call::kDelete)) {
-    return Fails(SQLITE_IOERR_DELETE);
+    return SQLITE_IOERR_DELETE;
   }
   const int code = g.real->xDelete(g.real, name, sync_folder);
   return code == SQLITE_OK && sync_folder != 0 && Strikes(Call::kSyncFolder)
-             ? Fails(SQLITE_IOERR_DIR_FSYNC)
+             ? SQLITE_IOERR_DIR_FSYNC
              : code;
 }
 
@@ -180,11 +145,6 @@ int Sleep(sqlite3_vfs*, int microseconds) {
 }
 
 }  // namespace
-
-const char* Name(Cause cause) {
-  static constexpr const char* kNames[] = {"disk full", "I/O error", "read-only", "busy", "kill"};
-  return kNames[static_cast<int>(cause)];
-}
 
 void Install() {
   if (g.real != nullptr) {

@@ -16,8 +16,6 @@ enum class Cause {
   kBusy,      // locking
   kKill,      // every call that changes a file: SIGKILL, in a write when half is done
 };
-inline constexpr Cause kFailures[] = {Cause::kDiskFull, Cause::kIo, Cause::kReadOnly, Cause::kBusy};
-const char* Name(Cause cause);
 
 // Becomes the default for files opened from now on.
 void Install();

@@ -2,22 +2,18 @@
 // hesitate, with an archive in a folder of its own.
 #pragma once
 
-#include <filesystem>
-#include <string>
-#include <string_view>
-#include <vector>
-
-#include "platform/toolkit/application.h"
+#include "board.h"
+#include "files.h"
 #include "platform/toolkit/control.h"
 
 // As the program would start now. Questions are answered with Yes.
-class Program : public toolkit::View {
+class Program : public Board {
  public:
   Program();
   ~Program() override;
 
-  const std::filesystem::path& Folder() const { return folder_; }
-  // The year database. There is none until SaveYear or a start makes one.
+  const std::filesystem::path& Place() const { return folder_.Path(); }
+  // The year database. There is none until a copy of the template or a start makes one.
   const std::filesystem::path& File() const { return file_; }
   std::filesystem::path Template() const;
   std::filesystem::path Journal() const { return file_.native() + "-journal"; }
@@ -41,20 +37,7 @@ class Program : public toolkit::View {
   // The boxes since the last call.
   std::vector<toolkit::Message> TakeBoxes();
 
-  int Ask(const toolkit::Message& message) override;
-  void Beep() override {}
-  void Repaint() override {}
-  std::u16string Clipboard() override { return {}; }
-  void SetClipboard(std::u16string_view) override {}
-
  private:
-  std::filesystem::path folder_;
+  Folder folder_;
   std::filesystem::path file_;
-  std::vector<toolkit::Message> boxes_;
 };
-
-// The last column of the answer, one row a line; the error instead of it.
-std::string Sql(const std::filesystem::path& file, const std::string& sql);
-
-std::string Bytes(const std::filesystem::path& file);
-void SetBytes(const std::filesystem::path& file, std::string_view bytes);

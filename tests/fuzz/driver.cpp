@@ -5,44 +5,35 @@
 //   fuzz_TARGET [-runs=N] [-seed=N] FOLDER...
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <vector>
 
+#include "../files.h"
 #include "fuzz.h"
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-void Mutate(Bytes& bytes, const Bytes& other, std::mt19937& chance) {
+// Puts in, takes out or changes a byte, or puts in a piece of another input.
+void Mutate(std::string& bytes, const std::string& other, std::mt19937& chance) {
   const auto upTo = [&chance](std::size_t n) { return n == 0 ? 0 : chance() % n; };
   for (auto edits = 1 + upTo(6); edits > 0; --edits) {
-    const auto at = static_cast<std::ptrdiff_t>(upTo(bytes.size() + 1));
-    const auto left = static_cast<std::size_t>(std::ssize(bytes) - at);
-    const auto byte = static_cast<std::uint8_t>(chance());
-    switch (upTo(4)) {
-      case 0:
-        bytes.insert(bytes.begin() + at, byte);
-        break;
-      case 1:
-        bytes.erase(bytes.begin() + at,
-                    bytes.begin() + at + static_cast<std::ptrdiff_t>(upTo(left + 1)) / 4);
-        break;
-      case 2:
-        if (left > 0) {
-          bytes[static_cast<std::size_t>(at)] ^= static_cast<std::uint8_t>(1u << upTo(8));
-        }
-        break;
-      default: {
-        const auto from = static_cast<std::ptrdiff_t>(upTo(other.size() + 1));
-        const auto length = upTo(static_cast<std::size_t>(std::ssize(other) - from) + 1);
-        bytes.insert(bytes.begin() + at, other.begin() + from,
-                     other.begin() + from + static_cast<std::ptrdiff_t>(length));
-      }
+    const std::size_t at = upTo(bytes.size() + 1), kind = upTo(4);
+    if (kind == 0) {
+      bytes.insert(at, 1, static_cast<char>(chance()));
+    } else if (kind == 1) {
+      bytes.erase(at, upTo(bytes.size() - at + 1) / 4);
+    } else if (kind == 2 && at < bytes.size()) {
+      bytes[at] = static_cast<char>(bytes[at] ^ 1 << upTo(8));
+    } else {
+      const std::size_t from = upTo(other.size() + 1);
+      bytes.insert(at, other.substr(from, upTo(other.size() - from + 1)));
     }
   }
   bytes.resize(std::min<std::size_t>(bytes.size(), 4096));
+}
+
+void Try(const std::string& bytes) {
+  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
 }  // namespace
@@ -50,7 +41,7 @@ void Mutate(Bytes& bytes, const Bytes& other, std::mt19937& chance) {
 int main(int argc, char** argv) {
   long runs = 0;
   unsigned seed = 1;
-  std::vector<Bytes> corpus;
+  std::vector<std::string> corpus;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     if (word.starts_with("-runs=")) {
@@ -59,21 +50,20 @@ int main(int argc, char** argv) {
       seed = static_cast<unsigned>(std::stoul(word.substr(6)));
     } else if (std::filesystem::is_directory(word)) {
       for (const auto& file : std::filesystem::directory_iterator(word)) {
-        std::ifstream in(file.path(), std::ios::binary);
-        corpus.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        corpus.push_back(Bytes(file.path()));
       }
     }
   }
   std::ranges::sort(corpus);
   corpus.emplace_back();
-  for (const Bytes& bytes : corpus) {
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+  for (const std::string& bytes : corpus) {
+    Try(bytes);
   }
   std::mt19937 chance(seed);
   for (long run = 0; run < runs; ++run) {
-    Bytes bytes = corpus[chance() % corpus.size()];
+    std::string bytes = corpus[chance() % corpus.size()];
     Mutate(bytes, corpus[chance() % corpus.size()], chance);
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    Try(bytes);
   }
   std::cout << corpus.size() << " inputs, " << runs << " mutations\n";
 }

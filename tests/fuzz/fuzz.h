@@ -17,44 +17,19 @@ inline void Must(bool holds, const char* what) {
   }
 }
 
-// Takes the input apart; gives zeros and empty texts behind its end.
-class Input {
- public:
-  Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-
-  bool AtEnd() const { return size_ == 0; }
-  std::uint8_t Byte() {
-    if (size_ == 0) {
-      return 0;
+// Any text out of the input: a byte for a plain character, 0xFF and a unit,
+// its low byte first, for any other. Behind the end there are zeros.
+inline std::u16string Text(const std::uint8_t* data, std::size_t size) {
+  std::u16string out;
+  std::size_t at = 0;
+  const auto byte = [&] { return at < size ? data[at++] : 0; };
+  while (at < size) {
+    int unit = byte();
+    if (unit == 0xFF) {
+      unit = byte();
+      unit |= byte() << 8;
     }
-    --size_;
-    return *data_++;
+    out.push_back(static_cast<char16_t>(unit));
   }
-  int UpTo(int n) { return Byte() % n; }
-  char16_t Unit() {
-    const std::uint8_t low = Byte();
-    return static_cast<char16_t>(low | Byte() << 8);
-  }
-  // One byte for a plain character; 0xFF and a unit for any other.
-  char16_t Character() {
-    const std::uint8_t byte = Byte();
-    return byte == 0xFF ? Unit() : byte;
-  }
-  std::u16string Text(std::size_t length) {
-    std::u16string out;
-    while (out.size() < length && !AtEnd()) {
-      out.push_back(Character());
-    }
-    return out;
-  }
-  std::u16string Text() { return Text(size_); }
-  std::string Bytes() {
-    std::string out(reinterpret_cast<const char*>(data_), size_);
-    size_ = 0;
-    return out;
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t size_;
-};
+  return out;
+}
