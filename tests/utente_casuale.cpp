@@ -342,6 +342,7 @@ class User : public Program {
     fs::copy_file(File(), start_, fs::copy_options::overwrite_existing);
     script_.clear();
     clipboard.clear();
+    lengths_.clear();
     line_ = "(avvio)";
     done_ = true;
     ++starts_;
@@ -403,7 +404,22 @@ class User : public Program {
     if (IndiceCampo == kAllFields) {  // all fields were emptied, loaded or tested
       CheckFields(now);
     }
+    for (const Control* control : Me.Controls()) {
+      if (control->Type() == Kind::TextBox) {
+        CheckLength(static_cast<const TextBox&>(*control));
+      }
+    }
     Must(actions_ % 50 != 0 || archive_.Free(), "archivio bloccato a riposo");
+  }
+
+  // Nothing typed is longer than its field. The date is written by its editor, and
+  // what is loaded may be longer.
+  void CheckLength(const TextBox& box) {
+    const std::size_t is = box.Text().size(), was = std::exchange(lengths_[&box], is);
+    const bool loaded = IndiceCampo == kAllFields && box.Name() == u"Text1";
+    Must(loaded || &box == &Text1(4) ||
+             is <= std::max(was, static_cast<std::size_t>(box.MaxLength())),
+         "testo più lungo di MaxLength");
   }
 
   void CheckList() {
@@ -501,7 +517,8 @@ class User : public Program {
   std::string line_;                           // what is being done
   bool done_ = true;                           // and stands in the script
   std::u16string codeBefore_;                  // CFCorrente before it
-  bool list_ = false;                          // was in sight
+  std::map<const TextBox*, std::size_t> lengths_;
+  bool list_ = false;  // was in sight
   std::uint64_t revision_ = 0;
   long actions_ = 0, starts_ = 0, writes_ = 0;
   Archive archive_;

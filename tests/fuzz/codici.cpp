@@ -24,7 +24,7 @@ bool GoodDigits(std::u16string_view code) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::u16string code = Text(data, size);
+  const std::u16string code = Input(data, size).Text();
 
   Must(CONTROLLOPIVA(code) == (GoodDigits(code) ? 0 : 1), "VAT number");
   const int good = CONTROLLOCF(code);

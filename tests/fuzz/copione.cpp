@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const bool built = (ANAGPARC::CARICAMODULO(), true);
   Must(built, "no form");
 
-  const std::u16string text = Text(data, size);
+  const std::u16string text = Input(data, size).Text();
   const auto words = script::Split(text::FromUtf8(script::Quote(text)));
   Must(words.size() == 1 && words[0].quoted && words[0].text == text, "a text doesn't come back");
 

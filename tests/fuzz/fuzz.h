@@ -17,19 +17,28 @@ inline void Must(bool holds, const char* what) {
   }
 }
 
-// Any text out of the input: a byte for a plain character, 0xFF and a unit,
-// its low byte first, for any other. Behind the end there are zeros.
-inline std::u16string Text(const std::uint8_t* data, std::size_t size) {
-  std::u16string out;
-  std::size_t at = 0;
-  const auto byte = [&] { return at < size ? data[at++] : 0; };
-  while (at < size) {
-    int unit = byte();
-    if (unit == 0xFF) {
-      unit = byte();
-      unit |= byte() << 8;
-    }
-    out.push_back(static_cast<char16_t>(unit));
+// Takes the input apart; gives zeros and empty texts behind its end.
+class Input {
+ public:
+  Input(const std::uint8_t* data, std::size_t size) : at_(data), end_(data + size) {}
+
+  bool AtEnd() const { return at_ == end_; }
+  std::uint8_t Byte() { return AtEnd() ? 0 : *at_++; }
+  int UpTo(int n) { return Byte() % n; }
+  // A byte for a plain character; 0xFF and a unit, its low byte first, for any other.
+  char16_t Unit() {
+    const std::uint8_t byte = Byte(), low = byte == 0xFF ? Byte() : byte;
+    return static_cast<char16_t>(low | (byte == 0xFF ? Byte() << 8 : 0));
   }
-  return out;
-}
+  std::u16string Text(std::size_t length = std::u16string::npos) {
+    std::u16string out;
+    while (out.size() < length && !AtEnd()) {
+      out.push_back(Unit());
+    }
+    return out;
+  }
+
+ private:
+  const std::uint8_t* at_;
+  const std::uint8_t* end_;
+};
