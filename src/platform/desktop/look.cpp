@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QProxyStyle>
 #include <QStyleFactory>
+#include <QStyleOption>
 #include <QTextDocument>
 #include <cmath>
 
@@ -54,6 +55,20 @@ class Style : public QProxyStyle {
         return 13;
       default:
         return QProxyStyle::pixelMetric(metric, option, widget);
+    }
+  }
+
+  // Fusion's own marks of the focus are faint, and its boxes' buttons have none until
+  // a key is pressed.
+  void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                   const QWidget* widget) const override {
+    QProxyStyle::drawControl(element, option, painter, widget);
+    const bool button = element == CE_PushButtonBevel;
+    if ((button || element == CE_RadioButton) && option->state & State_HasFocus) {
+      painter->setPen(QPen(Highlight(), 1, Qt::DotLine));
+      painter->setBrush(Qt::NoBrush);
+      painter->drawRect(button ? option->rect.adjusted(4, 4, -5, -5)
+                               : option->rect.adjusted(0, 0, -1, -1));
     }
   }
 
