@@ -332,8 +332,11 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
   EXPECT_EQ(list.ListIndex(), 2);
   EXPECT_TRUE(third->state().selected);
   EXPECT_EQ(told(list, QAccessible::Value), "riga 2");
+  const QAccessible::Id known = QAccessible::uniqueId(third);
   Fill(1);
   EXPECT_FALSE(third->isValid());
+  Fill(50);
+  EXPECT_NE(QAccessible::uniqueId(rows->child(2)), known);
 
   // A control that goes away is followed by the model's next one, by none of Qt's own.
   window->WidgetOf(go)->setFocus();
