@@ -14,6 +14,7 @@
 #include <QScrollBar>
 #include <QTest>
 #include <chrono>
+#include <cmath>
 
 #include "platform/desktop/listview.h"
 #include "platform/text/text.h"
@@ -277,7 +278,7 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
 
   QAccessibleInterface* rows = QAccessible::queryAccessibleInterface(&View());
   EXPECT_EQ(rows->role(), QAccessible::List);
-  EXPECT_EQ(rows->childCount(), 18);
+  EXPECT_EQ(rows->childCount(), 50);
   QAccessibleInterface* third = rows->child(2);
   EXPECT_EQ(third->text(QAccessible::Name), "riga 2");
   EXPECT_EQ(rows->indexOfChild(third), 2);
@@ -285,13 +286,80 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
   EXPECT_EQ(list.ListIndex(), 2);
   EXPECT_TRUE(third->state().selected);
   EXPECT_EQ(told(list, QAccessible::Value), "riga 2");
+  const QAccessible::Id known = QAccessible::uniqueId(third);
   Fill(1);
   EXPECT_FALSE(third->isValid());
+  Fill(50);
+  EXPECT_NE(QAccessible::uniqueId(rows->child(2)), known);
+
+  // A control that goes away is followed by the model's next one, by none of Qt's own.
+  window->WidgetOf(go)->setFocus();
+  QStringList named;
+  const auto listening = QObject::connect(
+      qApp, &QApplication::focusChanged,
+      [&](QWidget*, QWidget* now) { named += now != nullptr ? now->objectName() : ""; });
+  go.Click = [this] {
+    ++clicks;
+    go.SetEnabled(false);
+    window->Sync();  // as a message box does in the middle of a handler
+    code.SetFocus();
+  };
+  Keys({Qt::Key_Space});
+  QObject::disconnect(listening);
+  EXPECT_EQ(named.join(' '), "Text1(0)");
+  go.SetEnabled(true);
+  clicks = 0;
+  window->Sync();
 
   AsButton(go).click();  // a reader's press
   EXPECT_EQ(clicks, 1);
   window->WidgetOf(one)->setFocus();
   EXPECT_EQ(form.Focus(), &one);
+}
+
+// How much lighter one colour is than another, 1 to 21 (WCAG 2's contrast ratio).
+double Contrast(QRgb a, QRgb b) {
+  auto luminance = [](QRgb color) {
+    auto linear = [](int channel) {
+      const double c = channel / 255.0;
+      return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(qRed(color)) + 0.7152 * linear(qGreen(color)) +
+           0.0722 * linear(qBlue(color)) + 0.05;
+  };
+  const double ratio = luminance(a) / luminance(b);
+  return std::max(ratio, 1 / ratio);
+}
+
+// Each kind of control, and a message box's buttons: a line all round, dotted at least,
+// stands out from how they look without the focus.
+TEST_F(Desktop, FocusIsSeen) {
+  auto check = [](QWidget& with, QWidget& other) {
+    with.setFocus();
+    const QImage focused = with.grab().toImage();
+    other.setFocus();
+    const QImage bare = with.grab().toImage();
+    int count = 0;
+    for (int y = 0; y < bare.height(); ++y) {
+      for (int x = 0; x < bare.width(); ++x) {
+        count += Contrast(focused.pixel(x, y), bare.pixel(x, y)) >= 3;
+      }
+    }
+    EXPECT_GE(count, (bare.width() + bare.height()) / 2) << with.objectName().toStdString();
+  };
+  Show();
+  Fill(3);
+  for (const Control* control : form.Controls()) {
+    if (control->CanFocus()) {
+      check(*window->WidgetOf(*control), *window->WidgetOf(control == &go ? open : go));
+    }
+  }
+  window->whenAsked = [&](QMessageBox& box, const Message&) {
+    EXPECT_TRUE(QTest::qWaitFor([&] { return box.isActiveWindow(); }));
+    check(*box.buttons()[0], *box.buttons()[1]);
+    box.buttons()[0]->click();
+  };
+  MsgBox(u"x", kYesNo + kQuestion, u"T");
 }
 
 TEST_F(Desktop, MessageBoxes) {

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Runs one scenario on one screen and compares what it prints.
 #
-#   scenario.sh PROGRAMS none|qt FILE.scenario
+#   scenario.sh PROGRAMS none|qt|reader FILE.scenario
 #
 # What a scenario holds is told in docs/anagparc-script.md. The archive has the
-# recipients of base.sql.
+# recipients of base.sql. On the screen "reader" the script is one of reader.py: the
+# program itself on a display.
 set -u
 programs=$(realpath "$1") screen=$2 scenario=$(realpath -e "$3") || exit 1
 here=$(cd "$(dirname "$0")" && pwd)
@@ -24,6 +25,8 @@ mkdir -m 700 "$dir/run"
 export XDG_RUNTIME_DIR=$dir/run MORVENNA_REGISTRO=$dir/registro.reg
 export A=$dir/archivi/S7702015.MDB DIR=$dir PROGRAMS=$programs
 unset DISPLAY WAYLAND_DISPLAY
+
+caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro autonomo / Provvigioni / Redditi diversi'
 
 directive() { sed -n "s/^#@ $1 //p" "$scenario"; }
 only=$(directive screen)
@@ -45,14 +48,21 @@ while IFS= read -r command; do
 done < <(directive sh)
 
 sed -E -e '/^>/d' -e 's/^= ([^ ]+) .*/show \1/' "$scenario" >"$dir/script"
-"$programs/anagparc-script" --screen "$screen" --command-line "$(directive arg)" "$dir/script" \
-  >"$dir/out" 2>"$dir/err"
+run=("$programs/anagparc-script" --screen "$screen" --command-line "$(directive arg)" "$dir/script")
+if [ "$screen" = reader ]; then
+  sed "s|@CAPTION@|$caption|" "$scenario" >"$dir/script"
+  run=(/usr/bin/python3 "$here/reader.py" "$programs/anagparc" "$(directive arg)" "$dir/script")
+fi
+"${run[@]}" >"$dir/out" 2>"$dir/err"
 status=$?
+if [ "$status" = 77 ]; then
+  cat "$dir/out"
+  exit 77
+fi
 while IFS= read -r command; do
   bash -c "$command" >>"$dir/out" 2>&1
 done < <(directive after)
 
-caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro autonomo / Provvigioni / Redditi diversi'
 sed -nE -e 's/^> ?//p' -e 's/^= ([^ ]+) (.*)/\1 = \2/p' "$scenario" >"$dir/expected"
 sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" "$dir/out" >"$dir/got"
 diff "$dir/expected" "$dir/got" || failed=1

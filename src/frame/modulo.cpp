@@ -76,9 +76,9 @@ void AGGIUNGI(Righe& t, Control& controllo, Control* contenitore, Control* etich
   t.push_back({controllo, contenitore, etichetta, d});
 }
 void RIQUADRO(Righe& t, Control& frame, Control* contenitore, const Posto& p,
-              const char16_t* titolo, Design d = {}) {
+              const char16_t* titolo, Design d = {}, Control* etichetta = nullptr) {
   d.BackColor = kSfondo;
-  AGGIUNGI(t, frame, contenitore, nullptr, p, titolo, d);
+  AGGIUNGI(t, frame, contenitore, etichetta, p, titolo, d);
 }
 void ETICHETTA(Righe& t, Control& label, Control* contenitore, const Posto& p,
                const char16_t* testo, Design d = {}) {
@@ -107,15 +107,15 @@ void BORDO(Righe& t, Control& shape, Control* contenitore, const Posto& p) {
 
 void SELEZIONE(Righe& t) {
   Control* f = &FrmSelezione;
-  RIQUADRO(t, FrmSelezione, nullptr, {120, 900, 11745, 5865}, u"Selezione");
+  RIQUADRO(t, FrmSelezione, nullptr, {120, 900, 11745, 5865}, u"Selezione", {}, &Label1(0));
   ETICHETTA(t, Label1(0), f, {210, 330, 11385, 345}, u" Selezione percettori lavoro autonomo / Provvigioni / Redditi diversi", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   ETICHETTA(t, Label1(1), f, {180, 780, 6675, 285}, u" Codice fiscale - Cognome/nome o Denominazione", {.Face = Font::Fixed});
   CASELLA(t, List1, f, Label1(1), {180, 1110, 6675, 3840}, u"", {.TabIndex = 28});
   ETICHETTA(t, Label2(8), f, {180, 4500, 6675, 435}, u"", {.Visible = false, .Edge = Border::Line});
-  RIQUADRO(t, Frame2, f, {180, 4950, 5295, 765}, u"");
+  RIQUADRO(t, Frame2, f, {180, 4950, 5295, 765}, u"", {}, &Label3);
   ETICHETTA(t, Label3, &Frame2, {150, 180, 1815, 195}, u"Tipo ordinamento per");
-  PULSANTE(t, Option1(0), &Frame2, {2370, 180, 2235, 285}, u"codice fiscale", {.TabIndex = 35}, &Label3);
-  PULSANTE(t, Option1(1), &Frame2, {2370, 480, 2685, 195}, u"cognome nome / denominazione", {.TabIndex = 36}, &Label3);
+  PULSANTE(t, Option1(0), &Frame2, {2370, 180, 2235, 285}, u"codice fiscale", {.TabIndex = 35});
+  PULSANTE(t, Option1(1), &Frame2, {2370, 480, 2685, 195}, u"cognome nome / denominazione", {.TabIndex = 36});
   BORDO(t, Shape1, f, {6960, 810, 4575, 3105});
   ETICHETTA(t, Label1(2), f, {7050, 870, 4485, 375}, u"Doppio  click  del  mouse  su  una anagrafica  esistente per gestirla");
   ETICHETTA(t, Label1(3), f, {7050, 1320, 4395, 435}, u"Doppio click del mouse su 'INSERIMENTO NUOVA ANAGRAFICA ' per inserirne una nuova.");
@@ -129,7 +129,7 @@ void SELEZIONE(Righe& t) {
 
 void INSERIMENTO(Righe& t) {
   Control* f = &FrmInserimento;
-  RIQUADRO(t, FrmInserimento, &FrmSelezione, {6960, 720, 4635, 3495}, u"Inserimento", {.Visible = false, .Edge = Border::Line});
+  RIQUADRO(t, FrmInserimento, &FrmSelezione, {6960, 720, 4635, 3495}, u"Inserimento", {.Visible = false, .Edge = Border::Line}, &Label2(2));
   ETICHETTA(t, Label2(2), f, {180, 150, 4275, 285}, u"Inserimento nuova anagrafica ", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   ETICHETTA(t, Label2(1), f, {180, 600, 4275, 210}, u"Codice Fiscale");
   CASELLA(t, TEXTCF, f, Label2(1), {180, 825, 1830, 315}, u"TTTFFF60T45F205T", {.TabIndex = 37, .MaxLength = 16});
@@ -143,7 +143,7 @@ void INSERIMENTO(Righe& t) {
 
 void CAMBIOCODICE(Righe& t) {
   Control* f = &FrameCambiaCf;
-  RIQUADRO(t, FrameCambiaCf, &FrmSelezione, {6960, 720, 4635, 3495}, u"Cambio codice fiscale", {.Visible = false, .Edge = Border::Line});
+  RIQUADRO(t, FrameCambiaCf, &FrmSelezione, {6960, 720, 4635, 3495}, u"Cambio codice fiscale", {.Visible = false, .Edge = Border::Line}, &Label2(7));
   ETICHETTA(t, Label2(7), f, {180, 120, 4275, 420}, u"", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   ETICHETTA(t, Label2(14), f, {180, 720, 1650, 210}, u"Cod.fiscale vecchio");
   ETICHETTA(t, Label2(11), f, {1905, 660, 1890, 315}, u"", {.BackColor = kEvidenza, .Face = Font::Fixed, .Edge = Border::Line});
@@ -157,7 +157,7 @@ void CAMBIOCODICE(Righe& t) {
 
 void TESTATA(Righe& t) {
   Control* f = &Frmtestata;
-  RIQUADRO(t, Frmtestata, nullptr, {120, 210, 11745, 615}, u"Testata", {.Visible = false});
+  RIQUADRO(t, Frmtestata, nullptr, {120, 210, 11745, 615}, u"Testata", {.Visible = false}, &Label2(3));
   ETICHETTA(t, Label2(3), f, {180, 195, 930, 225}, u"Percettore", {.Face = Font::Bold});
   ETICHETTA(t, LabCOGNODEN, f, {1170, 150, 7050, 315}, u"", {.BackColor = kEvidenza, .Face = Font::Fixed, .Edge = Border::Line});
   ETICHETTA(t, Label5, f, {8490, 195, 480, 225}, u"C.F.", {.Face = Font::Bold});
@@ -230,7 +230,7 @@ void BOTTONI(Righe& t) {
 // place in the tab order: from it the order goes on behind the button that has
 // opened it, with Tab and when Escape closes it.
 void TABELLE(Righe& t) {
-  RIQUADRO(t, Framecodif, nullptr, {4150, 2790, 5085, 3840}, u"Tabelle", {.Visible = false, .Edge = Border::Line});
+  RIQUADRO(t, Framecodif, nullptr, {4150, 2790, 5085, 3840}, u"Tabelle", {.Visible = false, .Edge = Border::Line}, &LabTabmin);
   ETICHETTA(t, LabTabmin, &Framecodif, {50, 240, 4985, 255}, u"", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   CASELLA(t, ListTabmin, &Framecodif, LabTabmin, {50, 540, 4985, 3240}, u"", {});
 }

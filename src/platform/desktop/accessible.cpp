@@ -3,6 +3,7 @@
 #include <QAccessible>
 #include <QAccessibleWidget>
 #include <map>
+#include <utility>
 
 #include "platform/desktop/listview.h"
 #include "platform/desktop/widgets.h"
@@ -44,6 +45,7 @@ class Row : public QAccessibleInterface, public QAccessibleActionInterface {
     state.selectable = state.focusable = true;
     state.disabled = !view_->isEnabled();
     state.invisible = !view_->isVisible();
+    state.offscreen = !view_->RowRect(row_).intersects(view_->viewport()->rect());
     state.selected = row_ == view_->Model().ListIndex();
     state.focused = state.selected && view_->hasFocus();
     return state;
@@ -73,13 +75,13 @@ class List : public QAccessibleWidget {
   explicit List(ListView* view) : QAccessibleWidget(view, QAccessible::List), view_(view) {}
   ~List() override { Forget(); }
 
-  int childCount() const override { return view_->RowsInView(); }
+  int childCount() const override { return view_->Model().ListCount(); }
   QAccessibleInterface* child(int index) const override {
-    return index >= 0 && index < childCount() ? ForRow(view_->TopRow() + index) : nullptr;
+    return index >= 0 && index < childCount() ? ForRow(index) : nullptr;
   }
   int indexOfChild(const QAccessibleInterface* child) const override {
     const auto* row = dynamic_cast<const Row*>(child);
-    return row != nullptr ? row->Number() - view_->TopRow() : -1;
+    return row != nullptr ? row->Number() : -1;
   }
   QAccessibleInterface* childAt(int x, int y) const override {
     const int row = view_->RowAt(view_->viewport()->mapFromGlobal(QPoint(x, y)));
@@ -98,14 +100,15 @@ class List : public QAccessibleWidget {
   }
 
  private:
-  // Rows are made as they are asked for; those out of view are let go before
-  // they add up.
+  // Rows are made as they are asked for, and let go before they add up. Other
+  // rows get objects of their own: a client keeps the names that it has read.
   QAccessibleInterface* ForRow(int row) const {
+    const std::uint64_t revision = view_->Model().Revision();
+    if (std::exchange(revision_, revision) != revision || rows_.size() >= 10'000) {
+      Forget();
+    }
     if (const auto known = rows_.find(row); known != rows_.end()) {
       return QAccessible::accessibleInterface(known->second);
-    }
-    if (rows_.size() >= 500) {
-      Forget();
     }
     auto* made = new Row(view_, row);
     rows_[row] = QAccessible::registerAccessibleInterface(made);
@@ -120,6 +123,47 @@ class List : public QAccessibleWidget {
 
   ListView* view_;
   mutable std::map<int, QAccessible::Id> rows_;
+  mutable std::uint64_t revision_ = 0;
+};
+
+// One of several buttons of which one is on. Qt would call it a check box,
+// since the model, not Qt, sees to the others.
+class Choice : public QAccessibleWidget {
+ public:
+  explicit Choice(Option* option)
+      : QAccessibleWidget(option, QAccessible::RadioButton), option_(option) {}
+
+  QString text(QAccessible::Text kind) const override {
+    return kind == QAccessible::Name ? option_->text().remove('&') : QAccessibleWidget::text(kind);
+  }
+  QAccessible::State state() const override {
+    QAccessible::State state = QAccessibleWidget::state();
+    state.checkable = true;
+    state.checked = option_->isChecked();
+    return state;
+  }
+  QStringList actionNames() const override {
+    return (option_->isEnabled() ? QStringList{pressAction()} : QStringList()) +
+           QAccessibleWidget::actionNames();
+  }
+  void doAction(const QString& name) override {
+    name == pressAction() ? option_->click() : QAccessibleWidget::doAction(name);
+  }
+
+ private:
+  Option* option_;
+};
+
+// A text that only stands there.
+class Words : public QAccessibleWidget {
+ public:
+  Words(QLabel* label, QAccessible::Role role) : QAccessibleWidget(label, role), label_(label) {}
+  QString text(QAccessible::Text kind) const override {
+    return kind == QAccessible::Name ? label_->text().simplified() : QAccessibleWidget::text(kind);
+  }
+
+ private:
+  QLabel* label_;
 };
 
 QAccessibleInterface* Make(const QString&, QObject* object) {
@@ -128,6 +172,19 @@ QAccessibleInterface* Make(const QString&, QObject* object) {
   }
   if (auto* frame = dynamic_cast<FrameBox*>(object)) {
     return new QAccessibleWidget(frame, QAccessible::Grouping);
+  }
+  if (auto* option = dynamic_cast<Option*>(object)) {
+    return new Choice(option);
+  }
+  if (auto* label = dynamic_cast<LabelBox*>(object)) {
+    return new Words(label, QAccessible::StaticText);
+  }
+  if (auto* bar = dynamic_cast<StatusBox*>(object)) {
+    return new Words(bar, QAccessible::StatusBar);
+  }
+  if (object->isWidgetType() && object->metaObject() == &QWidget::staticMetaObject &&
+      static_cast<QWidget*>(object)->isWindow()) {
+    return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Window);
   }
   return nullptr;
 }

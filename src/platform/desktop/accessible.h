@@ -2,8 +2,9 @@
 
 namespace desktop {
 
-// Lists and frames as screen readers see them: a list has its rows in view as
-// children, a frame is a group. To be called once.
+// The form as screen readers see it, where Qt can't tell by itself: a list has
+// its rows as children, a frame is a group, an option one of several. Names and
+// descriptions are set by the window, from labels and tooltips. To be called once.
 void TeachAccessibility();
 
 }  // namespace desktop

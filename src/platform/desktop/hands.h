@@ -19,6 +19,13 @@ namespace desktop {
 
 using toolkit::Control;
 
+// The form's window. Where the focused control goes away, Qt is told to look for no
+// other one, which a screen reader would name before the model's comes.
+class Surface : public QWidget {
+ protected:
+  bool focusNextPrevChild(bool) override { return true; }
+};
+
 // The widgets, and the user's hands on them: sees every event before the
 // widget it is for.
 class Window::Hands : public QObject {
@@ -79,7 +86,7 @@ class Window::Hands : public QObject {
   QMetaObject::Connection screenChanges_;
 
  public:
-  QWidget root;  // the last member: its end still raises events
+  Surface root;  // the last member: its end still raises events
 };
 
 // Property of a message box's button: the code that it answers.

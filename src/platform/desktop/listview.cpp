@@ -20,7 +20,6 @@ ListView::ListView(const toolkit::ListBox& list, QWidget* parent)
     : QAbstractScrollArea(parent), list_(list) {
   setFrameStyle(QFrame::Box | QFrame::Plain);
   setFocusPolicy(Qt::TabFocus);
-  viewport()->setFocusPolicy(Qt::NoFocus);
   // Rows are painted on the base colour, which is the list's own.
   viewport()->setBackgroundRole(QPalette::Base);
   for (QScrollBar* bar : {verticalScrollBar(), horizontalScrollBar()}) {
@@ -65,13 +64,18 @@ void ListView::Apply() {
     if (selected_ >= 0) {
       ScrollTo(selected_);
     }
-    if (QAccessible::isActive() && hasFocus()) {
-      QAccessibleEvent change(this, QAccessible::Focus);
-      change.setChild(selected_ < 0 ? -1 : selected_ - TopRow());
-      QAccessible::updateAccessibility(&change);
-    }
+    TellRow();
   }
   viewport()->update();
+}
+
+// For those who hear the list: its row, once the list itself has been named.
+void ListView::TellRow() {
+  if (QAccessible::isActive() && hasFocus() && selected_ >= 0) {
+    QAccessibleEvent change(this, QAccessible::Focus);
+    change.setChild(selected_);
+    QAccessible::updateAccessibility(&change);
+  }
 }
 
 void ListView::MeasureNewRows() {
@@ -131,6 +135,9 @@ bool ListView::event(QEvent* event) {
   if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) {
     update();
     viewport()->update();
+  }
+  if (event->type() == QEvent::FocusIn) {
+    QMetaObject::invokeMethod(this, &ListView::TellRow, Qt::QueuedConnection);
   }
   return QAbstractScrollArea::event(event);
 }

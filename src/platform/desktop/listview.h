@@ -36,6 +36,7 @@ class ListView : public QAbstractScrollArea {
   void scrollContentsBy(int dx, int dy) override;
 
  private:
+  void TellRow();
   void MeasureNewRows();
   void SetRanges();
   int WholeRows() const;

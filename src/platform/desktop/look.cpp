@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QProxyStyle>
 #include <QStyleFactory>
+#include <QStyleOption>
 #include <QTextDocument>
 #include <QToolTip>
 #include <algorithm>
@@ -61,6 +62,17 @@ class Style : public QProxyStyle {
         return WholePixels(6 * kTwipsPerPixel);
       default:
         return QProxyStyle::pixelMetric(metric, option, widget);
+    }
+  }
+
+  // Fusion's own marks of the focus are faint, and its boxes' buttons have none until
+  // a key is pressed.
+  void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                   const QWidget* widget) const override {
+    QProxyStyle::drawControl(element, option, painter, widget);
+    const bool button = element == CE_PushButtonBevel;
+    if ((button || element == CE_RadioButton) && option->state & State_HasFocus) {
+      DrawFrame(*painter, button ? option->rect.adjusted(3, 3, -3, -3) : option->rect, Highlight());
     }
   }
 

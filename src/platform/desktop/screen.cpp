@@ -263,6 +263,14 @@ void Window::Hands::Apply(Control& control) {
   }
   if (const QString tip = PlainToolTip(control.ToolTipText()); widget.toolTip() != tip) {
     widget.setToolTip(tip);
+    // Two fields may have labels of one name; their tooltips tell their buttons apart.
+    if (const auto found = labelled_.find(control.Label()); found != labelled_.end()) {
+      for (const Control* beside : found->second) {
+        if (beside->Type() == Kind::CommandButton) {
+          widgets_.at(beside)->setAccessibleDescription(tip);
+        }
+      }
+    }
   }
   widget.setEnabled(control.Enabled());
   widget.setVisible(control.Visible());
@@ -276,15 +284,9 @@ void Window::Hands::TellLabels(const Control& label) {
   }
   const QString name = DisplayLines(label.Caption()).simplified();
   for (const Control* control : found->second) {
-    QWidget& widget = *widgets_.at(control);
-    if (control->Type() == Kind::OptionButton) {
-      if (control->Container() != nullptr) {
-        widgets_.at(control->Container())->setAccessibleName(name);
-      }
-    } else if (control->Type() != Kind::CommandButton ||
-               std::ranges::none_of(Spoken(control->Caption()),
-                                    [](QChar c) { return c.isLetter(); })) {
-      widget.setAccessibleName(name);
+    if (control->Type() != Kind::CommandButton ||
+        std::ranges::none_of(Spoken(control->Caption()), [](QChar c) { return c.isLetter(); })) {
+      widgets_.at(control)->setAccessibleName(name);
     }
   }
 }

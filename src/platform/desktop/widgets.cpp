@@ -55,7 +55,7 @@ void TextField::Apply(const toolkit::TextBox& box, bool focused) {
     setReadOnly(box.Locked());
   }
   if (const QString shown = Display(box.Text()); text() != shown) {
-    setText(shown);
+    focused ? Change(shown) : setText(shown);
   }
   const int start = box.SelStart(), length = focused ? box.SelLength() : 0;
   if (length == 0) {
@@ -68,6 +68,29 @@ void TextField::Apply(const toolkit::TextBox& box, bool focused) {
   const int active = box.ActiveEnd();
   if (selectionStart() != start || selectionLength() != length || cursorPosition() != active) {
     active == start ? setSelection(start + length, -length) : setSelection(start, length);
+  }
+}
+
+// Only what differs is replaced, so that a screen reader says what has been typed and
+// not the whole text.
+void TextField::Change(const QString& to) {
+  const QString from = text();
+  const auto limit = std::min(from.size(), to.size());
+  const auto start = std::mismatch(from.begin(), from.begin() + limit, to.begin()).first;
+  const auto end = std::mismatch(from.rbegin(), from.rbegin() + limit, to.rbegin()).first;
+  const qsizetype before = start - from.begin();
+  const qsizetype after = std::min<qsizetype>(end - from.rbegin(), limit - before);
+  if (const auto old = from.size() - before - after; old > 0) {
+    setSelection(static_cast<int>(before), static_cast<int>(old));
+    del();
+  } else {
+    setCursorPosition(static_cast<int>(before));
+  }
+  if (const QString added = to.mid(before, to.size() - before - after); !added.isEmpty()) {
+    insert(added);
+  }
+  if (text() != to) {  // cut amid a character of two units
+    setText(to);
   }
 }
 
@@ -118,9 +141,6 @@ void Button::paintEvent(QPaintEvent*) {
     room.translate(1, 1);
   }
   painter.drawItemText(room, kFlags, palette(), isEnabled(), text(), QPalette::ButtonText);
-  if (hasFocus()) {
-    DrawFrame(painter, rect().adjusted(3, 3, -3, -3), Highlight());
-  }
 }
 
 Option::Option(QWidget* parent) : QRadioButton(parent) {

@@ -34,6 +34,8 @@ class TextField : public QLineEdit {
   void Apply(const toolkit::TextBox& box, bool focused);
 
  private:
+  void Change(const QString& to);
+
   Dress dress_;
 };
 
