@@ -302,7 +302,7 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
     ++clicks;
     go.SetEnabled(false);
     window->Sync();  // as a message box does in the middle of a handler
-    code.SetFocus();
+    one.SetFocus();
   };
   Keys({Qt::Key_Space});
   QObject::disconnect(listening);
