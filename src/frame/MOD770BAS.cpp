@@ -183,14 +183,13 @@ std::u16string CHIAVECODICE(std::u16string_view codice) {
 
 bool CERCAPERCETTORE(std::u16string_view codice) {
   std::u16string chiave = CHIAVECODICE(codice);
-  for (;;) {
-    TabPERCPARCELLE.Seek(u"=", chiave);
-    if (!TabPERCPARCELLE.NoMatch() || !chiave.ends_with(u' ')) {
-      return !TabPERCPARCELLE.NoMatch();
-    }
+  TabPERCPARCELLE.Seek(u"=", chiave);
+  while (TabPERCPARCELLE.NoMatch() && chiave.ends_with(u' ') && !text::Trim(chiave).empty()) {
     chiave.insert(0, 1, u' ');
     chiave.pop_back();
+    TabPERCPARCELLE.Seek(u"=", chiave);
   }
+  return !TabPERCPARCELLE.NoMatch();
 }
 
 void AZZERASTATO() {

@@ -106,8 +106,8 @@ void CmdConfermaCF_Click() {
 void CAMBIACF() {
   DbDichiarazione.BeginTrans();
   try {
-    RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE CFP = '" +
-                                             engine::Quoted(CFCorrente) + u"'");
+    RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE" +
+                                             CONDIZIONECERTIFICAZIONI());
     while (!RecLista.Eof()) {
       RecLista.Edit();
       RecLista.Fields(u"CFP").Set(CFNuovo);

@@ -1,6 +1,7 @@
 // A recipient goes, with all its certifications.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#include "lifecycle/codici.h"
 #include "platform/text/text.h"
 
 namespace ANAGPARC {
@@ -60,8 +61,7 @@ void Cmdcancella_Click() {
     return;
   }
   try {
-    DbDichiarazione.Execute(u"delete * from QUADROLAUT where  CFP = '" +
-                            engine::Quoted(CFCorrente) + u"'");
+    DbDichiarazione.Execute(u"delete * from QUADROLAUT where " + CONDIZIONECERTIFICAZIONI());
   } catch (const engine::Error& e) {
     CANCELLAZIONEINTERROTTA(e,
                             u"Non è stato cancellato nulla: né l'anagrafica né le "

@@ -37,6 +37,20 @@ void CODICEESISTENTE() {
                   Titolo());
 }
 
+std::u16string CONDIZIONECERTIFICAZIONI() {
+  const auto uguale = [](std::u16string_view codice) {
+    return u" CFP = '" + engine::Quoted(codice) + u"'";
+  };
+  std::u16string condizione = uguale(CFCorrente);
+  if (CERCAPERCETTORE(CFCorrente)) {
+    const std::u16string registrato = TabPERCPARCELLE.Fields(u"CFP").Text();
+    if (registrato.starts_with(u' ')) {
+      condizione += u" OR" + uguale(registrato);
+    }
+  }
+  return condizione;
+}
+
 void FERMASU(toolkit::TextBox& casella) {
   ASPETTOERRORE(casella);
   casella.SetFocus();

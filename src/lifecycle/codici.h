@@ -19,6 +19,12 @@ bool CODICEACCETTATO(const std::u16string& codice);
 // another recipient has.
 void CODICEESISTENTE();
 
+// The condition, after "WHERE", for the certifications of the recipient of the
+// list row that CFCorrente was cut from. A code can be stored with blanks in
+// front, which the row doesn't show but its certifications have. Places
+// TabPERCPARCELLE on the recipient.
+std::u16string CONDIZIONECERTIFICAZIONI();
+
 // Marks the box as wrong and gives it the focus.
 void FERMASU(toolkit::TextBox& casella);
 

@@ -16,12 +16,13 @@ bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
 double Val(std::u16string_view text) {
   text = text::TrimLeft(text);
-  if (text.starts_with(u'+')) {
+  std::string number;
+  if (text.starts_with(u'+') || text.starts_with(u'-')) {
+    number = text[0] == u'-' ? "-" : "";
     text.remove_prefix(1);
   }
-  std::string number;
   for (const char16_t c : text) {
-    if (!IsDigit(c) && c != u'.' && !(c == u'-' && number.empty())) {
+    if (!IsDigit(c) && c != u'.') {
       break;
     }
     number.push_back(static_cast<char>(c));
