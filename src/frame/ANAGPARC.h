@@ -54,7 +54,7 @@ extern toolkit::ListBox ListTabmin;
 
 extern std::int16_t FlagFormCaricato;  // 1 once the first list stands
 extern std::int16_t TabellaAperta;     // button that last opened the lookup panel
-extern std::u16string CFCorrente;      // code of the recipient in hand
+extern std::u16string CFCorrente;      // of the recipient selected or shown
 extern std::u16string CFPrecedente;    // code of the recipient being left by a move
 extern bool FuoriPosto;         // after a failure the table may have left the record on screen
 extern std::u16string CFNuovo;  // new code, in key form
@@ -94,8 +94,9 @@ void List1_DblClick();
 // --- Record screen (record/)
 
 void SistemaToolTipText();
-void CARICADATI();      // the table must stand on a row
-void IMPOSTATESTATA();  // the table must stand on a row
+// From the current row of the table, without which they throw.
+void CARICADATI();
+void IMPOSTATESTATA();
 void PULISCICAMPI();
 // Reads all that the screen shows of the current row, so that a failure comes
 // before the record on screen is touched.

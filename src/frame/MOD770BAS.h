@@ -38,7 +38,7 @@ std::u16string LEGGIVALOREREGISTRO(std::u16string_view radice, std::u16string_vi
                                    std::u16string_view nome);
 // Ends the process if another copy runs; then reads both folders.
 void LEGGIPERCORSIREGISTRO();
-// Everything that must hold before the database is opened. Ends the process,
+// Folders, template and year database, as far as the start needs them. Ends the process,
 // after a message, where the suite isn't there; makes the year database from
 // the template where it is missing. Throws sys::FileError when that fails.
 void IMPOSTAPERCORSI();
@@ -75,7 +75,7 @@ bool CERCAPERCETTORE(std::u16string_view codice);
 
 // --- State of the record screen
 
-extern std::int16_t FlagVariazioni;       // 1: the user has touched the record on screen
+extern std::int16_t FlagVariazioni;       // 1: keys or picks since the last load or save
 extern std::int16_t FlagErroreCampi;      // 1: the last test of the fields found a fault
 extern std::int16_t FlagNuovaAnagrafica;  // 1: a new recipient, not saved since
 extern std::int16_t RispostaUtente;       // button that closed the last question

@@ -1,6 +1,5 @@
-// LibrAgg770: the file test and the key routines of the fields. The routines
-// keep nothing from one key to the next: all they know they read from the
-// field at each call.
+// LibrAgg770: the file test and the key routines of the fields. A routine has no
+// state of its own, so one serves any number of fields.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +8,7 @@
 
 namespace LibrAgg770 {
 
-// True when the file can be opened for reading; one that exists but can't be
-// read counts as absent.
+// Whether the file opens for reading. False too for one whose permissions forbid it.
 bool ESISTEFILE(std::u16string_view percorso);
 
 // All that a key routine knows of a field: any control that has a text, a
@@ -47,18 +45,17 @@ inline constexpr std::u16string_view kMascheraData = u"00/00/0000";
 std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti,
                              std::int16_t Maiuscolo);
 
-// Numeric editor: digits enter from the right, as on a pocket calculator. The
-// text stays aligned to the right of a field MaxLength wide; before an accepted
-// key it moves one place to the left, so that the key handed back, inserted at
-// the caret, fills the place left free. Gives the key to act on, or 0. `Segno`
-// and `Virgola` 1 allow a sign, a decimal comma; the other two say how many
+// Editor of numbers, which grow leftwards from the field's right edge: the text
+// is MaxLength wide, blanks in front. For a key that is taken it drops one of
+// these, so that the box, inserting the key at the end, restores the width. Gives the key to act
+// on, or 0. `Segno` and `Virgola` 1 allow a sign, a decimal comma; the other two say how many
 // digits the parts may have. Never reads the caret.
 std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
                          std::int16_t CifreIntere, std::int16_t CifreDecimali);
 
-// Overtyping editor on the date mask: a digit takes the place of the character
-// at the caret, which then jumps over the slashes; Backspace brings back the
-// mask; a digit that can't stand there, and any other key, gives a beep. Gives
+// Editor of dates. A digit replaces the one at the caret, slashes are stepped
+// over, Backspace empties the date; a digit that makes no date there, and any
+// other key, is answered by a beep. Gives
 // the field's text; the key itself is never to be acted on.
 std::u16string EDITADATA(Campo& campo, std::int16_t Tasto);
 

@@ -1,6 +1,5 @@
-// The list of recipients. It is never brought up to date in place: it is
-// thrown away and built anew. A row holds only text; the way back to the
-// record is the code in its first 16 characters.
+// The list of recipients. Whatever changes a recipient has all of it filled
+// again; a row finds its record by the code in its first 16 characters.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "platform/text/text.h"

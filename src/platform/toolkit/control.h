@@ -247,7 +247,7 @@ class ListBox : public Control {
     std::vector<std::uint32_t> ends;
   };
 
-  void Select(int row);  // raises Click when the row is another one
+  void Select(int row);  // raises Click, also when the row is the same
   bool Key(std::int16_t keyCode);
   void Search(char16_t c);
 
