@@ -83,6 +83,8 @@ void Form_Load() {
     AVVIOIMPOSSIBILE(CAUSA(e));
   } catch (const sys::FileError& e) {
     AVVIOIMPOSSIBILE(e.Text());
+  } catch (const std::exception& e) {  // no memory, say: half a list is none
+    AVVIOIMPOSSIBILE(u"Errore interno: " + text::FromUtf8(e.what()));
   }
 }
 
