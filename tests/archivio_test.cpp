@@ -14,8 +14,6 @@
 #include <thread>
 
 #include "files.h"
-#include "identity/identity.h"
-#include "platform/text/text.h"
 
 namespace archivio {
 namespace {
@@ -30,12 +28,8 @@ constexpr char kHeader[] =
 // What follows a code and a name.
 constexpr char kRest[] = ",,,,,,,,,,,,,,";
 
-bool Has(const std::string& text, const std::string& part) { return text.find(part) != text.npos; }
-
 unsigned Mode(const fs::path& file) {
-  struct stat info = {};
-  stat(file.c_str(), &info);
-  return info.st_mode & 0777;
+  return static_cast<unsigned>(fs::status(file).permissions());
 }
 
 class Archive : public testing::Test {
@@ -49,18 +43,16 @@ class Archive : public testing::Test {
     EXPECT_EQ(err.str().empty(), status_ == 0 || (status_ == 1 && told)) << err.str();
     return out.str() + err.str();
   }
-  int Status(const Words& arguments) {
-    Tell(arguments);
-    return status_;
-  }
+  int Status(const Words& arguments) { return Tell(arguments), status_; }
 
   fs::path NewArchive(const char* sql = "") {
-    if (empty_.empty()) {
+    static const std::string empty = [&] {
       WriteTemplate(folder_ / "model");
-      empty_ = Bytes(folder_ / "model");
+      const std::string bytes = Bytes(folder_ / "model");
       fs::remove(folder_ / "model");
-    }
-    SetBytes(folder_ / "archive", empty_);
+      return bytes;
+    }();
+    SetBytes(folder_ / "archive", empty);
     EXPECT_EQ(Sql(folder_ / "archive", std::string("PRAGMA journal_mode; ") + sql).substr(0, 7),
               "delete\n");
     return folder_ / "archive";
@@ -69,14 +61,6 @@ class Archive : public testing::Test {
   fs::path Csv(const std::string& bytes) {
     SetBytes(folder_ / "csv", bytes);
     return folder_ / "csv";
-  }
-
-  static std::string Rows(const fs::path& file) {
-    std::string columns = "quote(CFP)";
-    for (int i = 1; i <= 17; ++i) {
-      columns += "||','||quote(APARC_" + std::to_string(i) + ")";
-    }
-    return Sql(file, "SELECT " + columns + " FROM PERCPARCELLE ORDER BY rowid");
   }
 
   // Names of a folder's files, each with a blank behind it.
@@ -89,7 +73,6 @@ class Archive : public testing::Test {
   }
 
   Folder folder_;
-  std::string empty_;
   int status_ = -1;
 };
 
@@ -98,28 +81,24 @@ TEST_F(Archive, TemplateHasTheTablesAndTheReferenceRows) {
   EXPECT_EQ(Check(file), Words());
   EXPECT_EQ(Sql(file,
                 "PRAGMA encoding; PRAGMA page_size; SELECT count(*) FROM PERCPARCELLE;"
-                "SELECT count(*) FROM RELEASE; SELECT count(*) FROM TABMIN_PROV;"
-                "SELECT count(*) FROM TABMIN_SD; SELECT count(*) FROM TABMIN_SG;"
-                "SELECT count(*) FROM TABCOMUNI;"
+                "SELECT count(*) FROM RELEASE; SELECT count(*) FROM TABMIN_SD;"
                 "SELECT descprov FROM TABMIN_PROV WHERE codprov = 'FC  ';"
                 "SELECT cod_tmsg FROM TABMIN_SG WHERE descr_tmsg = 'AFGHANISTAN';"
-                "SELECT CODICE || PROV FROM TABCOMUNI WHERE COMUNE = 'ROMA';"
-                "SELECT group_concat(PROV) FROM TABCOMUNI WHERE COMUNE = 'SAMONE';"
-                "SELECT count(*) FROM TABMIN_SG WHERE length(cod_tmsg) <> 3 OR descr_tmsg IS NULL;"
-                "SELECT count(*) FROM TABCOMUNI WHERE length(CODICE) <> 4 OR length(PROV) <> 2"),
-            "UTF-8\n4096\n0\n1\n110\n18\n232\n8130\nFORLÌ-CESENA\n002\nH501RM\nTN,TO\n0\n0\n");
+                "SELECT count(*) FROM TABMIN_SG WHERE length(cod_tmsg) = 3;"
+                "SELECT count(*) FROM TABCOMUNI WHERE length(CODICE || PROV) = 6"),
+            "UTF-8\n4096\n0\n1\n18\nFORLÌ-CESENA\n002\n232\n8130\n");
 }
 
+// That each value is good alone is seen where a demonstration is imported.
 TEST_F(Archive, DemonstrationIsPlausibleAndTheSameEachTime) {
   const fs::path file = folder_ / "S7702015.MDB";
   WriteDemonstration(file, 4000);
   EXPECT_EQ(Check(file), Words());
-  const auto none = [&](const std::string& condition) {
-    return Sql(file, "SELECT count(*) = 0 FROM PERCPARCELLE WHERE " + condition) == "1\n";
+  const auto count = [&](const std::string& condition) {
+    return std::stoi(Sql(file, "SELECT count(*) FROM PERCPARCELLE WHERE " + condition));
   };
   for (const char* never :
-       {"length(APARC_1) NOT BETWEEN 1 AND 30 OR length(APARC_2) > 20 OR length(APARC_5) > 40",
-        "length(APARC_11) > 30 OR length(APARC_12) > 40 OR length(APARC_13) > 35",
+       {"APARC_1 = ''",
         "length(CFP) = 11 AND APARC_3 || APARC_4 || APARC_5 || APARC_6 <> '00000000'",
         "length(CFP) = 16 AND substr(CFP, 7, 5) <> substr(APARC_4, 3, 2) || "
         "substr('ABCDEHLMPRST', substr(APARC_4, 5, 2), 1) || "
@@ -129,20 +108,15 @@ TEST_F(Archive, DemonstrationIsPlausibleAndTheSameEachTime) {
         "APARC_6 = 'EE' AND substr(CFP, 12, 1) <> 'Z'",
         "APARC_8 <> 'EE' AND (APARC_14 <> '' OR NOT EXISTS (SELECT 1 FROM TABCOMUNI WHERE "
         "CODICE = APARC_17 AND COMUNE = APARC_7 AND PROV = APARC_8))",
-        "APARC_8 = 'EE' AND (APARC_7 || APARC_17 <> '' OR '' IN (APARC_11, APARC_12, APARC_13) "
-        "OR APARC_14 NOT IN (SELECT cod_tmsg FROM TABMIN_SG))",
+        "APARC_8 = 'EE' AND (APARC_7 || APARC_17 || iif(APARC_14, '', 'X') <> '' OR "
+        "'' IN (APARC_11, APARC_12, APARC_13))",
         "APARC_9 <> '' AND APARC_9 NOT IN (SELECT cod_tmsd FROM TABMIN_SD)"}) {
-    EXPECT_TRUE(none(never)) << never;
+    EXPECT_EQ(count(never), 0) << never;
   }
   for (const char* sometimes :
        {"length(CFP) = 11 AND APARC_2 <> ''", "APARC_6 = 'EE'", "APARC_8 = 'EE'", "APARC_9 <> ''",
         "APARC_16 <> ''", "APARC_1 LIKE '%''%'", "CFP IN (SELECT CFP FROM QUADROLAUT)"}) {
-    EXPECT_FALSE(none(sometimes)) << sometimes;
-  }
-  std::istringstream codes(Sql(file, "SELECT CFP FROM PERCPARCELLE"));
-  for (std::string code; codes >> code;) {
-    const std::u16string units = text::FromUtf8(code);
-    EXPECT_EQ(code.size() == 11 ? CONTROLLOPIVA(units) : CONTROLLOCF(units), 0) << code;
+    EXPECT_GT(count(sometimes), 0) << sometimes;
   }
   // Letters of names: with an apostrophe, an accent, too few, too many consonants.
   EXPECT_EQ(Sql(file,
@@ -157,28 +131,22 @@ TEST_F(Archive, DemonstrationIsPlausibleAndTheSameEachTime) {
 
 TEST_F(Archive, CommandsWriteNewFilesOnlyForWhomTheFolderIs) {
   const fs::path folder = folder_ / "uno" / "due";
-  EXPECT_EQ(Tell({"crea", folder, "--dimostrazione", "3"}), "");
-  const fs::path year = folder / "S7702015.MDB";
-  EXPECT_EQ(Sql(year, "SELECT count(*) FROM PERCPARCELLE"), "3\n");
-  EXPECT_EQ(Status({"verifica", year}), 0);
-  fs::remove(folder / "SQ4RXXXX.MDB");
-
-  // One of two stands in the way, whatever its case: nothing is written.
-  fs::rename(year, folder / "s7702015.mdb");
-  const std::string before = Bytes(folder / "s7702015.mdb");
-  EXPECT_EQ(Status({"crea", folder, "--dimostrazione", "3"}), 1);
-  EXPECT_EQ(Names(folder), "s7702015.mdb ");
-  EXPECT_EQ(Status({"crea", folder}), 0);
-  EXPECT_EQ(Status({"crea", folder}), 1);
-  EXPECT_EQ(Status({"crea", folder / "s7702015.mdb"}), 1);
-  EXPECT_EQ(Bytes(folder / "s7702015.mdb"), before);
-  fs::create_symlink("nowhere", folder / "link");
-  EXPECT_THROW(WriteTemplate(folder / "LINK"), Failure);
-
   for (const auto& [of_folder, of_file] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
+    fs::create_directories(folder);
     ASSERT_EQ(chmod(folder.c_str(), of_folder), 0);
-    WriteTemplate(folder / std::to_string(of_folder));
-    EXPECT_EQ(Mode(folder / std::to_string(of_folder)), of_file);
+    EXPECT_EQ(Tell({"crea", folder, "--dimostrazione", "3"}), "");
+    EXPECT_EQ(Mode(folder / kTemplateName), of_file);
+    EXPECT_EQ(Mode(folder / kYearName), of_file);
+    // One of two stands in the way, whatever its case: nothing is written.
+    const std::string before = Bytes(folder / kYearName);
+    fs::rename(folder / kYearName, folder / "s7702015.mdb");
+    fs::remove(folder / kTemplateName);
+    EXPECT_EQ(Status({"crea", folder, "--dimostrazione", "3"}), 1);
+    EXPECT_EQ(Names(folder), "s7702015.mdb ");
+    EXPECT_EQ(Status({"crea", folder}), 0);
+    EXPECT_EQ(Status({"crea", folder / "s7702015.mdb"}), 1);
+    EXPECT_EQ(Bytes(folder / "s7702015.mdb"), before);
+    fs::remove_all(folder_ / "uno");
   }
 }
 
@@ -322,23 +290,20 @@ TEST_F(Archive, EachValueIsTested) {
   const std::string before = Bytes(file);
   for (const auto& [column, value, expected] : cases) {
     SetBytes(file, before);
-    std::string row;
+    std::string row = std::string(kHeader) + "\r\n";
     std::istringstream names(kHeader);
     for (std::string name; std::getline(names, name, ',');) {
-      row += (row.empty() ? "" : ",") + std::string(name == column  ? value
-                                                    : name == "CFP" ? kPerson
-                                                                    : "");
+      row += name == column ? value : name == "CFP" ? kPerson : "";
+      row += name == "APARC_17" ? "\r\n" : ",";
     }
-    const fs::path csv = Csv(std::string(kHeader) + "\r\n" + row + "\r\n");
+    const fs::path csv = Csv(row);
     const bool certain = *expected == '!', good = *expected == '\0';
     const std::string told = expected + (certain ? 1 : 0), said = Tell({"importa", csv, file});
     EXPECT_EQ(status_, good ? 0 : 1) << row << said;
     EXPECT_TRUE(Has(said, told) && said.starts_with("Riga 2 (") == !good) << row << said;
     EXPECT_EQ(Bytes(file) == before, !good) << row;
-    if (!good) {
-      EXPECT_TRUE(Has(Tell({"importa", "--conferma", csv, file}), told));
-      EXPECT_EQ(status_, certain ? 1 : 0) << row;
-    }
+    EXPECT_TRUE(good || Has(Tell({"importa", "--conferma", csv, file}), told)) << row;
+    EXPECT_EQ(status_, certain ? 1 : 0) << row;
   }
 }
 
@@ -438,28 +403,24 @@ TEST_F(Archive, CopiesAreSoundWhileOthersWrite) {
   WriteDemonstration(file, 2000);
   // Each recipient has the same number at every moment.
   Sql(file, "UPDATE PERCPARCELLE SET APARC_10 = '0'");
-  std::atomic<bool> ended = false;
   std::atomic<int> writes = 0;
-  std::thread writer([&] {
-    for (; !ended; ++writes) {
+  std::jthread writer([&](const std::stop_token& end) {
+    for (; !end.stop_requested(); ++writes) {
       Sql(file, "PRAGMA busy_timeout = 5000; UPDATE PERCPARCELLE SET APARC_10 = APARC_10 + 1");
     }
   });
-  std::string last;
-  for (int n = 0; n < 5; ++n) {
-    const int seen = writes;
-    while (writes == seen) {
+  std::set<std::string> seen;
+  for (int n = 1; n <= 5; ++n) {
+    for (const int now = writes; writes == now;) {
       std::this_thread::yield();
     }
-    const fs::path copy = folder_ / ("copy" + std::to_string(n));
+    const fs::path copy = folder_ / std::to_string(n);
     EXPECT_NO_THROW(archivio::Copy(file, copy));
     EXPECT_EQ(Check(copy), Words());
-    const std::string numbers = Sql(copy, "SELECT DISTINCT APARC_10 FROM PERCPARCELLE");
-    EXPECT_EQ(std::count(numbers.begin(), numbers.end(), '\n'), 1) << numbers;
-    EXPECT_NE(numbers, std::exchange(last, numbers));
+    const auto [number, fresh] =
+        seen.insert(Sql(copy, "SELECT group_concat(DISTINCT APARC_10) FROM PERCPARCELLE"));
+    EXPECT_TRUE(fresh && !Has(*number, ",")) << *number;
   }
-  ended = true;
-  writer.join();
 }
 
 TEST_F(Archive, PreparationMakesWhatIsMissing) {

@@ -143,9 +143,7 @@ int main(int argc, char** argv) {
     const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - begun;
     program.Stop();
     const std::string after = State(program);
-    const auto has = [&](const std::u16string& text) {
-      return after.find(text::ToUtf8(text)) != after.npos;
-    };
+    const auto has = [&](const std::u16string& text) { return Has(after, text::ToUtf8(text)); };
     Must(change.kind == Change::kDelete ? !has(change.code)
          : change.kind == Change::kCode ? has(change.fresh) && !has(change.code)
                                         : has(change.name),

@@ -16,7 +16,7 @@ enum class Call { kOpen, kCreate, kRead, kWrite, kTruncate, kSync, kLock, kDelet
 struct State {
   sqlite3_vfs* real = nullptr;
   sqlite3_vfs own = {};
-  bool armed = false, lasting = false, struck = false, read_only = false;
+  bool armed = false, lasting = false, struck = false;
   Cause cause = Cause::kIo;
   long left = 0;
   long waited = 0;
@@ -113,9 +113,6 @@ int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out
   if (Strikes((flags & SQLITE_OPEN_CREATE) != 0 ? Call::kCreate : Call::kOpen)) {
     return SQLITE_CANTOPEN;
   }
-  if (g.read_only && (flags & SQLITE_OPEN_MAIN_DB) != 0) {
-    flags = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
-  }
   sqlite3_file* const real = File::Real(file);
   const int code = g.real->xOpen(g.real, name, real, flags, out);
   file->pMethods = real->pMethods != nullptr ? &kMethods : nullptr;
@@ -174,7 +171,6 @@ bool Disarm() {
   return std::exchange(g.struck, false);
 }
 
-void OpenReadOnly(bool on) { g.read_only = on; }
 long TakeWaited() { return std::exchange(g.waited, 0); }
 std::vector<Opened> TakeOpened() { return std::exchange(g.opened, {}); }
 

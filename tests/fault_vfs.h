@@ -27,9 +27,6 @@ void Arm(Cause cause, long nth, bool lasting = false);
 // From now on nothing fails. Answers whether anything did.
 bool Disarm();
 
-// Whether databases can be opened for reading only.
-void OpenReadOnly(bool on);
-
 // Milliseconds that the waits for locks would have taken, since the last call:
 // here they return at once.
 long TakeWaited();

@@ -62,3 +62,24 @@ inline std::string Sql(const std::filesystem::path& file, const std::string& sql
   sqlite3_close(db);
   return answer;
 }
+
+// Every recipient's texts, in the order written.
+inline std::string Rows(const std::filesystem::path& file) {
+  std::string columns = "quote(CFP)";
+  for (int i = 1; i <= 17; ++i) {
+    columns += "||','||quote(APARC_" + std::to_string(i) + ")";
+  }
+  return Sql(file, "SELECT " + columns + " FROM PERCPARCELLE ORDER BY rowid");
+}
+
+// A registry file that names the folder of the archives.
+inline void SetRegistry(const std::filesystem::path& file, const std::filesystem::path& archives) {
+  SetBytes(file,
+           "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n"
+           "\"PERCORSOARCHIVI\"=\"" +
+               archives.native() + "\"\n");
+}
+
+inline bool Has(std::string_view text, std::string_view part) {
+  return text.find(part) != text.npos;
+}

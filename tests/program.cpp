@@ -10,9 +10,7 @@ using namespace ANAGPARC;
 
 Program::Program() : file_(folder_ / archivio::kYearName) {
   archivio::WriteTemplate(Template());
-  SetBytes(folder_ / "registro.reg",
-           "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n\"PERCORSOARCHIVI\"=\"" +
-               Place().native() + "\"\n");
+  SetRegistry(folder_ / "registro.reg", Place());
   setenv("MORVENNA_REGISTRO", (folder_ / "registro.reg").c_str(), 1);
   setenv("XDG_RUNTIME_DIR", Place().c_str(), 1);
 }

@@ -16,6 +16,7 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <sstream>
@@ -215,6 +216,10 @@ std::string Trimmed(const std::string& code) { return Trimmed(text::FromUtf8(cod
 class Archive {
  public:
   using Row = std::vector<std::string>;
+  struct State {
+    std::multiset<Row> recipients;              // CFP first
+    std::map<std::string, int> certifications;  // number by code
+  };
 
   explicit Archive(const fs::path& file) {
     sqlite3_open(file.c_str(), &db_);
@@ -230,18 +235,16 @@ class Archive {
     if (std::exchange(version_, version) == version) {
       return false;
     }
-    recipientsBefore = std::exchange(recipients, Query("SELECT * FROM PERCPARCELLE"));
-    certificationsBefore = std::exchange(certifications, {});
+    before = std::exchange(now, {Query("SELECT * FROM PERCPARCELLE"), {}});
     for (const Row& row : Query("SELECT trim(CFP) FROM QUADROLAUT")) {
-      ++certifications[row[0]];
+      ++now.certifications[row[0]];
     }
     return true;
   }
   bool Free() { return Sql(db_, "BEGIN EXCLUSIVE; ROLLBACK").empty(); }
   bool Sound() { return Sql(db_, "PRAGMA integrity_check") == "ok\n"; }
 
-  std::multiset<Row> recipients, recipientsBefore;                  // CFP first
-  std::map<std::string, int> certifications, certificationsBefore;  // number by code
+  State now, before;
 
  private:
   std::multiset<Row> Query(const char* sql) {
@@ -268,10 +271,11 @@ class Archive {
 class User : public Program {
  public:
   User(const std::string& seed, bool anyScreen, const fs::path& base)
-      : seed_(seed),
-        will_(std::stoull(seed), anyScreen),
-        anyScreen_(anyScreen),
-        archive_(Prepared(base)) {}
+      : seed_(seed), will_(std::stoull(seed), anyScreen), anyScreen_(anyScreen) {
+    fs::copy_file(Template(), File());
+    Must(Sql(File(), Bytes(base)).empty(), "base");
+    archive_.emplace(File());
+  }
 
   // What to do with a fault that ends the process.
   void Dump(const std::string& fault) {
@@ -282,9 +286,7 @@ class User : public Program {
       fs::copy_file(start_, folder / copy, fs::copy_options::overwrite_existing, ignored);
     }
     SetBytes(folder / "script", script_ + (done_ ? "" : line_ + '\n'));
-    SetBytes(folder / "registro.reg",
-             "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n\"PERCORSOARCHIVI\"=\"" +
-                 folder.native() + "\"\n");
+    SetRegistry(folder / "registro.reg", folder);
     std::cerr << "seme " << seed_ << ", azione " << actions_ << ": " << fault
               << "\n  dopo: " << line_ << "\n  si ripete, una volta sola, con:\nMORVENNA_REGISTRO="
               << (folder / "registro.reg").native() << " anagparc-script "
@@ -299,15 +301,16 @@ class User : public Program {
       }
       Act(will_.Next());
     }
-    Must(archive_.Sound(), "archivio danneggiato");
+    Must(archive_->Sound(), "archivio danneggiato");
   }
 
-  std::string Report() const {
-    return "seme " + seed_ + ": " + std::to_string(actions_) + " azioni, " +
-           std::to_string(starts_) + " avvii, " + std::to_string(writes_) +
-           " anagrafiche scritte\n";
+  // Of the run: a scenario of it, or what it came to.
+  std::string Told() const {
+    return anyScreen_ ? script_
+                      : "seme " + seed_ + ": " + std::to_string(actions_) + " azioni, " +
+                            std::to_string(starts_) + " avvii, " + std::to_string(writes_) +
+                            " anagrafiche scritte\n";
   }
-  const std::string& Script() const { return script_; }
 
   int Ask(const toolkit::Message& message) override {
     for (const char16_t* never :
@@ -315,7 +318,7 @@ class User : public Program {
       Must(message.text.find(never) == message.text.npos, text::ToUtf8(message.text));
     }
     Must(message.title == Titolo(), "titolo di un messaggio");
-    Must(!will_.OneIn(8) || archive_.Free(), "archivio bloccato davanti a un messaggio");
+    Must(!will_.OneIn(8) || archive_->Free(), "archivio bloccato davanti a un messaggio");
     const int code = will_.One(message.buttons).code;
     if (message.buttons.size() > 1) {
       script_ += "answer " + std::to_string(code) + '\n';
@@ -324,12 +327,6 @@ class User : public Program {
   }
 
  private:
-  const fs::path& Prepared(const fs::path& base) {
-    fs::copy_file(Template(), File());
-    Must(Sql(File(), Bytes(base)).empty(), "base");
-    return File();
-  }
-
   void Must(bool holds, const std::string& what) {
     if (!holds) {
       Dump(what);
@@ -409,7 +406,7 @@ class User : public Program {
         CheckLength(static_cast<const TextBox&>(*control));
       }
     }
-    Must(actions_ % 50 != 0 || archive_.Free(), "archivio bloccato a riposo");
+    Must(actions_ % 50 != 0 || archive_->Free(), "archivio bloccato a riposo");
   }
 
   // Nothing typed is longer than its field. The date is written by its editor, and
@@ -428,7 +425,7 @@ class User : public Program {
       Must(List1.List(row).size() == 62, "riga della lista non di 62 caratteri");
       shown.insert(Trimmed(List1.List(row).substr(0, 16)));
     }
-    for (const Archive::Row& row : archive_.recipients) {
+    for (const Archive::Row& row : archive_->now.recipients) {
       stored.insert(Trimmed(row[0]));
     }
     Must(shown == stored, "la lista non mostra le anagrafiche dell'archivio");
@@ -443,20 +440,20 @@ class User : public Program {
     if (now != kRecord || FlagVariazioni != 0 || FlagErroreCampi != 0) {
       return;
     }
-    const auto row = std::ranges::find_if(archive_.recipients, [](const Archive::Row& r) {
+    const auto row = std::ranges::find_if(archive_->now.recipients, [](const Archive::Row& r) {
       return Trimmed(r[0]) == Trimmed(CFCorrente);
     });
-    Must(row != archive_.recipients.end(), "sullo schermo un'anagrafica che non c'è");
+    Must(row != archive_->now.recipients.end(), "sullo schermo un'anagrafica che non c'è");
     Must(LabCF.Caption() == u" " + Text1(0).Text(), "testata di un'altra anagrafica");
     for (int i = 0; i < Text1.Bound(); ++i) {
       if (!Text1.Has(i)) {
         continue;
       }
       std::u16string stored = text::FromUtf8((*row)[static_cast<std::size_t>(i)]);
-      const auto part = [stored](std::size_t at, std::size_t length) {
-        return std::u16string(text::Mid(stored, at, length));
-      };
       if (i == 4) {
+        const auto part = [&](std::size_t at, std::size_t length) {
+          return std::u16string(text::Mid(stored, at, length));
+        };
         stored = part(7, 2) + u"/" + part(5, 2) + u"/" + part(1, 4);
       } else if (i == 12 || i == 13) {
         stored = text::Trim(stored);
@@ -470,10 +467,11 @@ class User : public Program {
 
   // One action writes at most one recipient, with its own certifications.
   void CheckArchive() {
-    if (!archive_.Changed()) {
+    if (!archive_->Changed()) {
       return;
     }
-    const std::multiset<Archive::Row>&was = archive_.recipientsBefore, &is = archive_.recipients;
+    auto [was, before] = archive_->before;
+    auto [is, after] = archive_->now;
     std::set<std::string> codes;
     for (const Archive::Row& row : is) {
       Must(codes.insert(Trimmed(row[0])).second, "due anagrafiche con un codice");
@@ -490,7 +488,6 @@ class User : public Program {
     for (const auto* rows : {&gone, &come}) {
       Must(rows->empty() || mine.contains(Trimmed((*rows)[0][0])), "scritta un'altra anagrafica");
     }
-    auto before = archive_.certificationsBefore, after = archive_.certifications;
     if (!gone.empty()) {
       const std::string old = Trimmed(gone[0][0]);
       const std::string code = come.empty() ? std::string() : Trimmed(come[0][0]);
@@ -521,7 +518,7 @@ class User : public Program {
   bool list_ = false;  // was in sight
   std::uint64_t revision_ = 0;
   long actions_ = 0, starts_ = 0, writes_ = 0;
-  Archive archive_;
+  std::optional<Archive> archive_;
 };
 
 User* g_user = nullptr;
@@ -548,5 +545,5 @@ int main(int argc, char** argv) {
     std::_Exit(1);
   });
   user.Run(std::stol(words[1]));
-  std::cout << (scenario ? user.Script() : user.Report());
+  std::cout << user.Told();
 }
