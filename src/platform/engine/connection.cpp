@@ -255,10 +255,11 @@ std::string Connection::FindTable(std::string_view name) {
 std::optional<IndexColumn> Connection::FindIndex(const std::string& table, std::string_view name) {
   if (find_index_ == nullptr) {
     find_index_ = Prepare(
-        "SELECT l.name, i.name, l.\"unique\" "
+        "SELECT l.name, i.name, "
+        "l.\"unique\" AND (SELECT count(*) FROM pragma_index_info(l.name)) = 1 "
         "FROM pragma_index_list(?1) AS l, pragma_index_info(l.name) AS i "
-        "WHERE l.name = ?2 COLLATE NOCASE AND NOT l.partial AND i.name IS NOT NULL "
-        "AND (SELECT count(*) FROM pragma_index_info(l.name)) = 1");
+        "WHERE l.name = ?2 COLLATE NOCASE AND NOT l.partial AND i.seqno = 0 "
+        "AND i.name IS NOT NULL");
   }
   sqlite3_stmt* const find = find_index_.get();
   Bind(find, 1, StoredValue{SQLITE_TEXT, table});

@@ -35,9 +35,9 @@ struct StoredValue {
 std::string Identifier(std::string_view name);
 
 struct IndexColumn {
-  std::string index;   // name in the file
-  std::string column;  // its one key column
-  bool unique = false;
+  std::string index;    // name in the file
+  std::string column;   // its first key column
+  bool unique = false;  // by that column alone
 };
 
 class Connection {
@@ -69,8 +69,8 @@ class Connection {
   // The table's name in the file's own letter case. A view is no table. Throws
   // kNoTable.
   std::string FindTable(std::string_view name);
-  // Nothing when the table has no such index, or one that orders the rows by
-  // anything else than one column.
+  // Nothing when the table has no such index, or one that leaves rows out or
+  // begins with anything else than a column.
   std::optional<IndexColumn> FindIndex(const std::string& table, std::string_view name);
 
   // The file's name for messages.

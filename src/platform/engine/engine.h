@@ -107,8 +107,8 @@ class Recordset {
  public:
   Recordset() = default;
 
-  // Table recordsets only. Later Seek and moves follow the index. An index has
-  // one key column. Throws kNoIndex.
+  // Table recordsets only. Later Seek and moves follow the index's first
+  // column, rows of one key in the order of their making. Throws kNoIndex.
   void Index(std::u16string_view name);
 
   // Table recordsets with an index. `comparison` is "=". Places the recordset
