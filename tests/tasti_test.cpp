@@ -77,13 +77,9 @@ TEST(EditaNumero, MovesTheTextToTheLeft) {
       {kIntero, u"12", u",.+-x", "12! 12! 12! 12! 12!"},
       {kDecimale, u"", u"1.,578", "........1 .......1, .......1,! ......1,5 .....1,57 .....1,57!"},
       {kDecimale, u"", u",007", "........, .......,0 ......,00 ........7"},
-      {kDecimale, u"", u"0,5", "........0 ........, .......,5"},
       {kDecimale, u"   123456", u"7,12", "...123456 ..123456, .123456,1 123456,12"},
-      {kDecimale, u"123456,12", u"<3", "........0 ........3"},
-      {kDecimale, u"12,57", u"8", "12,57!"},
       {kSenzaDecimali, u"", u"12,3", ".....1 ....12 ...12, ...12,!"},
       {kConSegno, u"", u"-5-+", ".........- ........-5 ........-5! ........-5!"},
-      {kConSegno, u"", u"5-+", ".........5 .........5 .........5"},
       {kConSegno, u"", u"+-5", ".........+ .........- ........-5"},
       {kConSegno, u"   -123456", u"7,12", "...-123456 ..-123456, .-123456,1 -123456,12"},
       {kConSegno, u"", u"-1,234",
@@ -94,12 +90,11 @@ TEST(EditaNumero, MovesTheTextToTheLeft) {
       {kUnaCifra, u"", u"5", "5"}, {kUnaCifra, u" 00", u"7", "7"},
       // a zero goes before the key is looked at, what only looks like one doesn't
       {kDecimale, u"   ", u"x", "|!"}, {kDecimale, u"   0", u"x", "|!"},
-      {kDecimale, u"0,00", u"x", "|!"}, {kDecimale, u" 0.00 ", u"x", "|!"},
-      {kDecimale, u",00", u"x", "|!"}, {kDecimale, u".00", u"x", "|!"},
-      {kDecimale, u"0000", u"x", "|!"}, {kDecimale, u"0,0", u"x", "0,0!"},
-      {kDecimale, u"0,000", u"x", "0,000!"}, {kDecimale, u" 00", u"x", ".00!"},
-      {kDecimale, u"-0", u"x", "-0!"}, {kDecimale, u",", u"x", ",!"},
-      {kSenzaDecimali, u"0,", u"x", "|!"}, {kSenzaDecimali, u".", u"x", "|!"},
+      {kDecimale, u" 0.00 ", u"x", "|!"}, {kDecimale, u",00", u"x", "|!"},
+      {kDecimale, u".00", u"x", "|!"}, {kDecimale, u"0000", u"x", "|!"},
+      {kDecimale, u"0,0", u"x", "0,0!"}, {kDecimale, u"0,000", u"x", "0,000!"},
+      {kDecimale, u" 00", u"x", ".00!"}, {kDecimale, u"-0", u"x", "-0!"},
+      {kSenzaDecimali, u"0,", u"x", "|!"},
       // clang-format on
   };
   for (const auto& [forma, prima, tasti, dopo] : kCasi) {
@@ -160,9 +155,7 @@ TEST(EditaData, OtherKeysAndTextsThatDeleteHasShortened) {
   static const std::tuple<const char16_t*, int, char16_t, const char*> kCasi[] = {
       // clang-format off
       {u"25/12/2000", 2, u'/', "25/12/2000 2!"}, {u"25/12/2000", 4, 22, "25/12/2000 4!"},
-      {u"00/00/0000", 7, 8, "00/00/0000 7"}, {u"25/12/20001", 11, 8, "00/00/0000 0"},
       {u"   ", 3, u'1', "10/00/0000 1"}, {u"", 0, u'4', "00/00/0000 0!"},
-      {u"", 0, 8, "00/00/0000 0"},
       // as it stands while day and month are there, else mended
       {u"5/12/2000", 0, u'2', "2/12/2000 1"}, {u"25/", 0, u'1', "15/00/0000 1"},
       {u"25/12/200", 9, u'7', "25/12/2007 9"}, {u"2/12/2000", 1, u'4', "2412/2000 3"},
