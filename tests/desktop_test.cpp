@@ -207,6 +207,8 @@ TEST_F(Desktop, LongList) {
   Keys({Qt::Key_Down});
   EXPECT_EQ(list.ListIndex(), 70'002);
   EXPECT_TRUE(View().viewport()->rect().contains(View().RowRect(70'002)));
+  EXPECT_FALSE(window->ShowRow(list, -1));
+  EXPECT_FALSE(window->ShowRow(list, 100'000));
 
   Fill(100'000);
   EXPECT_EQ(View().TopRow(), 0);
@@ -306,9 +308,11 @@ TEST_F(Desktop, RepaintsNoMoreThanTheEyeSees) {
   EXPECT_LE(paints.count, 60 * took.count() + 2);
 }
 
-TEST_F(Desktop, EndsTheApplicationWithTheStatusOfTheProgram) {
-  form.UnloadEvent = [] { End(3); };
+TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {
   Show();
+  window->Widget().close();
+  EXPECT_TRUE(window->Widget().isVisible());
+  form.UnloadEvent = [] { End(3); };
   QMetaObject::invokeMethod(
       &window->Widget(), [&] { window->Widget().close(); }, Qt::QueuedConnection);
   EXPECT_EQ(QApplication::exec(), 3);
