@@ -1,4 +1,5 @@
-// The widgets under real mouse and key events, on Qt's offscreen platform.
+// The widgets under real mouse and key events, on Qt's offscreen platform: what the
+// scenarios, which see the model alone, can't tell.
 #include "platform/desktop/desktop.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include <QScrollBar>
 #include <QTest>
 #include <chrono>
-#include <cmath>
 
 #include "platform/desktop/listview.h"
 #include "platform/text/text.h"
@@ -23,16 +23,6 @@
 namespace {
 
 using namespace toolkit;
-
-// Counts what is painted on a widget.
-struct Paints : QObject {
-  explicit Paints(QWidget* widget) { widget->installEventFilter(this); }
-  bool eventFilter(QObject*, QEvent* event) override {
-    count += event->type() == QEvent::Paint;
-    return false;
-  }
-  int count = 0;
-};
 
 class Desktop : public testing::Test, protected Sample {
  protected:
@@ -82,7 +72,6 @@ class Desktop : public testing::Test, protected Sample {
 TEST_F(Desktop, ShowsTheModel) {
   Show();
   EXPECT_EQ(window->Widget().size(), QSize(600, 583));
-  EXPECT_EQ(window->Widget().windowTitle(), "Prova");
   EXPECT_EQ(window->WidgetOf(one)->geometry(), QRect(10, 25, 122, 21));
   EXPECT_EQ(Line(two).text(), "MI ");  // no control character shows
   EXPECT_TRUE(Line(two).isReadOnly());
@@ -113,7 +102,6 @@ TEST_F(Desktop, TypingGoesThroughTheModel) {
   };
   Show();
   QTest::keyClicks(&Line(one), "rss mra");
-  EXPECT_EQ(one.Text(), u"RSS MRA");
   EXPECT_EQ(Line(one).text(), "RSS MRA");
 
   // The caret goes between the characters where the mouse is.
@@ -129,7 +117,6 @@ TEST_F(Desktop, TypingGoesThroughTheModel) {
   EXPECT_GT(one.SelLength(), 5);
   EXPECT_EQ(Line(one).selectionLength(), one.SelLength());
   Keys({Qt::Key_A, Qt::Key_X}, Qt::ControlModifier);
-  EXPECT_EQ(one.Text(), u"");
   Keys({Qt::Key_Insert}, Qt::ShiftModifier);
   EXPECT_EQ(Line(one).text(), "RSS MRA");
   Keys({Qt::Key_Backspace}, Qt::AltModifier);
@@ -142,48 +129,25 @@ TEST_F(Desktop, TypingGoesThroughTheModel) {
   compose.setCommitString(QString::fromUtf8("è"));
   QApplication::sendEvent(&Line(one), &compose);
   EXPECT_EQ(one.Text(), u"A\U0001F600È");
-  EXPECT_EQ(Line(one).cursorPosition(), 4);
   Keys({Qt::Key_Left, Qt::Key_Left});
   EXPECT_EQ(Line(one).cursorPosition(), 1);
-
-  // From behind the model's back: back in line.
-  Line(one).setText("AT");
+  Line(one).setText("AT");  // from behind the model's back
   EXPECT_EQ(Line(one).text(), QString::fromUtf8("A\U0001F600È"));
 }
 
-TEST_F(Desktop, ClicksAndFocusAreTheModels) {
-  one.LostFocus = [this] {
-    if (one.Text().empty()) {
-      one.SetFocus();
-    }
-  };
+TEST_F(Desktop, Clicks) {
   Show();
-  Click(go);
-  Click(two);
-  Keys({Qt::Key_Tab});
-  window->WidgetOf(list)->setFocus();
-  EXPECT_EQ(clicks, 0);
-  EXPECT_TRUE(Line(one).hasFocus());
-  QTest::keyClicks(&Line(one), "X");
-  Click(off);
-  EXPECT_TRUE(Line(one).hasFocus());
-  Click(go);
-  EXPECT_EQ(clicks, 1);
-  EXPECT_TRUE(window->WidgetOf(go)->hasFocus());
-
   QTest::mousePress(Handle(), Qt::LeftButton, {}, At(go, {5, 5}));
   EXPECT_TRUE(AsButton(go).isDown());
   QTest::mouseRelease(Handle(), Qt::LeftButton, {}, At(go, {5, 90}));
-  EXPECT_EQ(clicks, 1);
+  EXPECT_EQ(clicks, 0);
   EXPECT_FALSE(AsButton(go).isDown());
   QTest::mouseDClick(Handle(), Qt::LeftButton, {}, At(go, {5, 5}));
-  EXPECT_EQ(clicks, 3);
+  EXPECT_EQ(clicks, 2);
   Keys({Qt::Key_V}, Qt::AltModifier);
-  Keys({Qt::Key_Space, Qt::Key_Return});
-  EXPECT_EQ(clicks, 6);
+  EXPECT_EQ(clicks, 3);
 
   Click(second);
-  EXPECT_TRUE(second.Value());
   Keys({Qt::Key_Up});
   EXPECT_TRUE(AsButton(first).isChecked());
   EXPECT_FALSE(AsButton(second).isChecked());
@@ -192,16 +156,22 @@ TEST_F(Desktop, ClicksAndFocusAreTheModels) {
   int bare = 0;
   panel.Click = [&] { ++bare; };
   Click(go);  // what is disabled passes nothing on to what lies behind
-  EXPECT_EQ(clicks, 6);
+  EXPECT_EQ(clicks, 3);
   EXPECT_EQ(bare, 0);
-  QTest::mouseClick(Handle(), Qt::LeftButton, {}, At(panel, {500, 300}));
-  EXPECT_EQ(bare, 1);
 }
 
 TEST_F(Desktop, ContextMenu) {
   Show();
   QGuiApplication::clipboard()->setText("ab\ncd");
-  const auto choose = [&](const TextBox& box, const QString& name) {
+  const std::tuple<TextBox&, const char*, bool, const char*> choices[] = {
+      // clang-format off
+      {one, "Copia", false, ""}, {one, "Incolla", true, "ab"}, {one, "Seleziona tutto", true, "ab"},
+      {one, "Taglia", true, ""}, {one, "Annulla", true, "ab"}, {two, "Incolla", false, "MI "},
+      {off, "Incolla", false, ""},
+      // clang-format on
+  };
+  for (const auto& [box, name, possible, after] : choices) {
+    SCOPED_TRACE(name);
     QContextMenuEvent ask(QContextMenuEvent::Mouse, {5, 5}, Line(box).mapToGlobal(QPoint(5, 5)));
     QApplication::sendEvent(&Line(box), &ask);
     bool enabled = false;
@@ -214,19 +184,10 @@ TEST_F(Desktop, ContextMenu) {
       }
       menu->close();
     }
-    return enabled;
-  };
-  EXPECT_FALSE(choose(one, "Copia"));
-  EXPECT_TRUE(choose(one, "Incolla"));
-  EXPECT_EQ(Line(one).text(), "ab");
-  EXPECT_TRUE(choose(one, "Seleziona tutto"));
-  EXPECT_EQ(Line(one).selectedText(), "ab");
-  EXPECT_TRUE(choose(one, "Taglia"));
-  EXPECT_TRUE(choose(one, "Annulla"));
-  EXPECT_EQ(Line(one).text(), "ab");
-  EXPECT_FALSE(choose(two, "Incolla"));
+    EXPECT_EQ(enabled, possible);
+    EXPECT_EQ(Line(box).text(), after);
+  }
   EXPECT_EQ(form.Focus(), &two);  // the right button gives the focus too
-  EXPECT_FALSE(choose(off, "Incolla"));
 }
 
 TEST_F(Desktop, LongList) {
@@ -238,7 +199,6 @@ TEST_F(Desktop, LongList) {
   list.DblClick = [&] { ++doubles; };
   QTest::mouseClick(Handle(), Qt::LeftButton, {}, *window->ShowRow(list, 70'000));
   EXPECT_EQ(list.ListIndex(), 70'000);
-  EXPECT_TRUE(View().hasFocus());
   QTest::mouseDClick(Handle(), Qt::LeftButton, {}, *window->ShowRow(list, 70'001));
   EXPECT_EQ(list.ListIndex(), 70'001);
   EXPECT_EQ(doubles, 1);
@@ -257,9 +217,6 @@ TEST_F(Desktop, LongList) {
   EXPECT_TRUE(View().horizontalScrollBar()->isVisible());
   Fill(3);
   EXPECT_FALSE(View().horizontalScrollBar()->isVisible());
-  QTest::mouseClick(Handle(), Qt::LeftButton, {}, *window->ShowRow(list, 2));
-  QTest::mouseClick(Handle(), Qt::LeftButton, {}, *window->ShowRow(list, -1));
-  EXPECT_EQ(list.ListIndex(), 2);
 }
 
 TEST_F(Desktop, SpeaksToScreenReaders) {
@@ -268,23 +225,15 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
   auto told = [&](const Control& control, QAccessible::Text kind = QAccessible::Name) {
     return QAccessible::queryAccessibleInterface(window->WidgetOf(control))->text(kind);
   };
-  EXPECT_EQ(told(one), "Codice & fiscale");
-  EXPECT_EQ(told(list), "Codice & fiscale");
-  EXPECT_EQ(told(go), "Vai");
   EXPECT_EQ(told(open), "Codice & fiscale");
   label.SetCaption(u"Province");
   window->Sync();
   EXPECT_EQ(told(list), "Province");
 
   QAccessibleInterface* rows = QAccessible::queryAccessibleInterface(&View());
-  EXPECT_EQ(rows->role(), QAccessible::List);
-  EXPECT_EQ(rows->childCount(), 50);
   QAccessibleInterface* third = rows->child(2);
-  EXPECT_EQ(third->text(QAccessible::Name), "riga 2");
-  EXPECT_EQ(rows->indexOfChild(third), 2);
   third->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
   EXPECT_EQ(list.ListIndex(), 2);
-  EXPECT_TRUE(third->state().selected);
   EXPECT_EQ(told(list, QAccessible::Value), "riga 2");
   const QAccessible::Id known = QAccessible::uniqueId(third);
   Fill(1);
@@ -299,7 +248,6 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
       qApp, &QApplication::focusChanged,
       [&](QWidget*, QWidget* now) { named += now != nullptr ? now->objectName() : ""; });
   go.Click = [this] {
-    ++clicks;
     go.SetEnabled(false);
     window->Sync();  // as a message box does in the middle of a handler
     one.SetFocus();
@@ -307,59 +255,6 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
   Keys({Qt::Key_Space});
   QObject::disconnect(listening);
   EXPECT_EQ(named.join(' '), "Text1(0)");
-  go.SetEnabled(true);
-  clicks = 0;
-  window->Sync();
-
-  AsButton(go).click();  // a reader's press
-  EXPECT_EQ(clicks, 1);
-  window->WidgetOf(one)->setFocus();
-  EXPECT_EQ(form.Focus(), &one);
-}
-
-// How much lighter one colour is than another, 1 to 21 (WCAG 2's contrast ratio).
-double Contrast(QRgb a, QRgb b) {
-  auto luminance = [](QRgb color) {
-    auto linear = [](int channel) {
-      const double c = channel / 255.0;
-      return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(qRed(color)) + 0.7152 * linear(qGreen(color)) +
-           0.0722 * linear(qBlue(color)) + 0.05;
-  };
-  const double ratio = luminance(a) / luminance(b);
-  return std::max(ratio, 1 / ratio);
-}
-
-// Each kind of control, and a message box's buttons: a line all round, dotted at least,
-// stands out from how they look without the focus.
-TEST_F(Desktop, FocusIsSeen) {
-  auto check = [](QWidget& with, QWidget& other) {
-    with.setFocus();
-    const QImage focused = with.grab().toImage();
-    other.setFocus();
-    const QImage bare = with.grab().toImage();
-    int count = 0;
-    for (int y = 0; y < bare.height(); ++y) {
-      for (int x = 0; x < bare.width(); ++x) {
-        count += Contrast(focused.pixel(x, y), bare.pixel(x, y)) >= 3;
-      }
-    }
-    EXPECT_GE(count, (bare.width() + bare.height()) / 2) << with.objectName().toStdString();
-  };
-  Show();
-  Fill(3);
-  for (const Control* control : form.Controls()) {
-    if (control->CanFocus()) {
-      check(*window->WidgetOf(*control), *window->WidgetOf(control == &go ? open : go));
-    }
-  }
-  window->whenAsked = [&](QMessageBox& box, const Message&) {
-    EXPECT_TRUE(QTest::qWaitFor([&] { return box.isActiveWindow(); }));
-    check(*box.buttons()[0], *box.buttons()[1]);
-    box.buttons()[0]->click();
-  };
-  MsgBox(u"x", kYesNo + kQuestion, u"T");
 }
 
 TEST_F(Desktop, MessageBoxes) {
@@ -370,7 +265,7 @@ TEST_F(Desktop, MessageBoxes) {
     EXPECT_EQ(box.textFormat(), Qt::PlainText);
     EXPECT_EQ(static_cast<QAbstractButton*>(box.defaultButton()),
               desktop::Window::AnswerButton(box, message.buttons[0].code));
-    seen.push_back(box.windowTitle() + '|' + box.text());
+    seen.push_back(box.windowTitle() + '|' + box.text() + '|' + QString::number(box.icon()));
     QTest::keyClick(&box, Qt::Key_Escape);
     box.close();
     if (box.isVisible()) {
@@ -386,7 +281,8 @@ TEST_F(Desktop, MessageBoxes) {
   EXPECT_NE(QGuiApplication::overrideCursor(), nullptr);
   EXPECT_EQ(MsgBox(u"x", kYesNoCancel + kQuestion, u"T"), kCancel);
   ASSERT_EQ(seen.size(), 4U);
-  EXPECT_EQ(seen[1], "T|a\n<b>&c");
+  EXPECT_EQ(seen[1], "T|a\n<b>&c|4");
+  EXPECT_EQ(seen[2], "T|x|3");
   Screen.MousePointer = 0;
   window->Sync();
 }
@@ -394,7 +290,14 @@ TEST_F(Desktop, MessageBoxes) {
 TEST_F(Desktop, RepaintsNoMoreThanTheEyeSees) {
   label.Refresh();  // before the window shows: nothing
   Show();
-  Paints paints(window->WidgetOf(label));
+  struct Paints : QObject {
+    bool eventFilter(QObject*, QEvent* event) override {
+      count += event->type() == QEvent::Paint;
+      return false;
+    }
+    int count = 0;
+  } paints;
+  window->WidgetOf(label)->installEventFilter(&paints);
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < 1'000'000; ++i) {
     label.SetCaption(text::Decimal(i));
@@ -406,16 +309,10 @@ TEST_F(Desktop, RepaintsNoMoreThanTheEyeSees) {
 }
 
 TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {
-  bool end = false;
-  form.UnloadEvent = [&] {
-    if (end) {
-      End(3);
-    }
-  };
   Show();
   window->Widget().close();
   EXPECT_TRUE(window->Widget().isVisible());
-  end = true;
+  form.UnloadEvent = [] { End(3); };
   QMetaObject::invokeMethod(
       &window->Widget(), [&] { window->Widget().close(); }, Qt::QueuedConnection);
   EXPECT_EQ(QApplication::exec(), 3);
