@@ -182,7 +182,7 @@ QColor Highlight() { return QColor(27, 92, 168); }
 QFont FaceFont(toolkit::Font face, int pixelSize) {
   QFont font;
   if (face == toolkit::Font::Fixed) {
-    font.setFamilies({"Courier New", "Liberation Mono", "DejaVu Sans Mono", "monospace"});
+    font.setFamilies({"Liberation Mono", "Courier New", "DejaVu Sans Mono", "monospace"});
     font.setStyleHint(QFont::TypeWriter);
     font.setFixedPitch(true);
   } else {
