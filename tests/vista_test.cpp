@@ -321,6 +321,18 @@ TEST(Colours, Contrast) {
   EXPECT_NEAR(Contrast(QColor(0x77, 0x77, 0x77), Qt::white), 4.48, 0.01);
 }
 
+// The form's colours of today all pass; another pair would keep its hue alone.
+TEST(Colours, AreMadeReadable) {
+  for (const auto& [fore, back] : std::initializer_list<std::pair<QColor, QColor>>{
+           {Qt::yellow, Qt::white}, {0x8080FF, 0xC7DCFE}, {0x404040, Qt::black}}) {
+    const QColor readable = desktop::Readable(fore, back);
+    EXPECT_GE(Contrast(readable, back), kText) << fore.name().toStdString();
+    EXPECT_NEAR(readable.hslHueF(), fore.hslHueF(), 0.02) << fore.name().toStdString();
+  }
+  EXPECT_EQ(desktop::Readable(Qt::black, Qt::white), Qt::black);
+  EXPECT_NEAR(Contrast(Qt::black, Qt::white), 21, 0.01);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
