@@ -167,6 +167,10 @@ class Words : public QAccessibleWidget {
 };
 
 QAccessibleInterface* Make(const QString&, QObject* object) {
+  if (object->isWidgetType() && object->metaObject() == &QWidget::staticMetaObject &&
+      static_cast<QWidget*>(object)->isWindow()) {
+    return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Window);
+  }
   if (auto* view = dynamic_cast<ListView*>(object)) {
     return new List(view);
   }
@@ -181,10 +185,6 @@ QAccessibleInterface* Make(const QString&, QObject* object) {
   }
   if (auto* bar = dynamic_cast<StatusBox*>(object)) {
     return new Words(bar, QAccessible::StatusBar);
-  }
-  if (object->isWidgetType() && object->metaObject() == &QWidget::staticMetaObject &&
-      static_cast<QWidget*>(object)->isWindow()) {
-    return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Window);
   }
   return nullptr;
 }
