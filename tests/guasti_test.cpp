@@ -325,6 +325,7 @@ TEST_F(Guasti, RecipientsStayInTheArchive) {
     chmod(program.Place().c_str(), of_folder);
     fs::remove(program.File());
     SetBytes(program.Journal(), "");  // a crash before the first byte
+    testing::internal::CaptureStdout();
     ASSERT_TRUE(program.Start());
     fault::TakeOpened();
     EXPECT_TRUE(program.Insert(kNew, u"GIALLI"));
@@ -336,6 +337,7 @@ TEST_F(Guasti, RecipientsStayInTheArchive) {
     EXPECT_TRUE(program.Select(kOld));
     Me.UserClick(Cmdcancella);
     program.Stop();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     umask(mask);
     int journals = 0;
     for (const fault::Opened& opened : fault::TakeOpened()) {

@@ -49,7 +49,6 @@ class Window::Hands : public QObject {
   void TellLabels(const Control& label);
   void ApplyFocus();
   void ShowBusy(bool busy);
-  static bool InView(const Control* frame);
   QSize InnerSize() const;  // twips
   double ZoomToFit() const;
   void FollowScreen();

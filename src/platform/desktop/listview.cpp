@@ -155,13 +155,14 @@ void ListView::paintEvent(QPaintEvent* event) {
       continue;
     }
     const bool on = row == list_.ListIndex();
-    QColor back = palette().color(QPalette::Base);
-    if (on) {
-      back = isEnabled() ? Highlight() : FaintHighlight(back);
+    painter.setPen(palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text));
+    if (on && isEnabled()) {
+      painter.fillRect(place, Highlight());
+    } else if (on) {
+      const QColor back = FaintHighlight(palette().color(QPalette::Base));
       painter.fillRect(place, back);
+      painter.setPen(Readable(painter.pen().color(), back));
     }
-    painter.setPen(Readable(
-        palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text), back));
     // The blanks that fill up a row cost as much as letters.
     painter.drawText(QPointF(shift, place.top() + baseline),
                      Display(text::TrimRight(list_.List(row))));

@@ -291,10 +291,6 @@ void Window::Hands::TellLabels(const Control& label) {
   }
 }
 
-bool Window::Hands::InView(const Control* frame) {
-  return frame == nullptr || (frame->Visible() && InView(frame->Container()));
-}
-
 QSize Window::Hands::InnerSize() const {
   int right = form_.Width() - kBorders, bottom = form_.Height() - kTitle;
   for (const Control* control : form_.Controls()) {
@@ -374,7 +370,7 @@ void Window::Hands::Sync() {
     }
   }
   std::erase_if(waiting_, [this](Control* control) {
-    const bool seen = InView(control->Container());
+    const bool seen = control->Container() == nullptr || control->Container()->Showing();
     if (seen) {
       Apply(*control);
     }
