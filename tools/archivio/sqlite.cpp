@@ -116,6 +116,29 @@ Statement& Statement::Bind(int parameter, std::int64_t number) {
   return *this;
 }
 
+Statement& Statement::BindCopy(int parameter, std::string_view text) {
+  if (sqlite3_bind_text64(handle_.get(), parameter, text.data(), text.size(), SQLITE_TRANSIENT,
+                          SQLITE_UTF8) != SQLITE_OK) {
+    database_.Fail();
+  }
+  return *this;
+}
+
+Statement& Statement::BindReal(int parameter, double number) {
+  if (sqlite3_bind_double(handle_.get(), parameter, number) != SQLITE_OK) {
+    database_.Fail();
+  }
+  return *this;
+}
+
+Statement& Statement::BindBlob(int parameter, std::string_view bytes) {
+  if (sqlite3_bind_blob64(handle_.get(), parameter, bytes.data(), bytes.size(), SQLITE_STATIC) !=
+      SQLITE_OK) {
+    database_.Fail();
+  }
+  return *this;
+}
+
 Statement& Statement::BindNull(int parameter) {
   if (sqlite3_bind_null(handle_.get(), parameter) != SQLITE_OK) {
     database_.Fail();

@@ -45,6 +45,9 @@ class Statement {
   // Parameters count from 1. The text must live until the statement has run.
   Statement& Bind(int parameter, std::string_view text);
   Statement& Bind(int parameter, std::int64_t number);
+  Statement& BindCopy(int parameter, std::string_view text);
+  Statement& BindReal(int parameter, double number);
+  Statement& BindBlob(int parameter, std::string_view bytes);
   Statement& BindNull(int parameter);
   // The next row, or false behind the last one; then it can run again.
   bool Next();
