@@ -212,13 +212,17 @@ std::string CreateText(const NewTable& table) {
   return "CREATE TABLE " + Name(table.name) + " (" + columns + ")";
 }
 
-std::string CreateText(const NewTable& table, const NewIndex& index) {
+std::string KeyText(const NewTable& table, const NewIndex& index) {
   std::string columns;
   for (const std::size_t column : index.columns) {
     columns += (columns.empty() ? "" : ", ") + Name(table.columns[column].name);
   }
+  return columns;
+}
+
+std::string CreateText(const NewTable& table, const NewIndex& index) {
   return (index.unique ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") + Name(index.name) + " ON " +
-         Name(table.name) + " (" + columns + ")";
+         Name(table.name) + " (" + KeyText(table, index) + ")";
 }
 
 std::string InsertText(const NewTable& table) {
@@ -416,26 +420,30 @@ class Converter {
   }
 
   // Where values that should be unique aren't, all the rows come over and the
-  // index lets them.
-  void AddIndex(Sqlite& database, const NewTable& table, const NewIndex& index) {
-    try {
-      database.Run(CreateText(table, index));
-    } catch (const Failure&) {
-      const std::string column = Name(table.columns[index.columns.front()].name);
-      Statement doubles(database, "SELECT " + column + ", count(*) FROM " + Name(table.name) +
-                                      " WHERE " + column + " IS NOT NULL GROUP BY " + column +
-                                      " HAVING count(*) > 1");
-      if (!index.unique || !doubles.Next()) {
-        throw;
+  // index lets them. SQLite isn't left to find out: without a journal its failure
+  // would leave half an index.
+  void AddIndex(Sqlite& database, const NewTable& table, NewIndex index) {
+    if (index.unique) {
+      const std::string columns = KeyText(table, index);
+      Statement doubles(database, "SELECT " + columns + ", count(*) FROM " + Name(table.name) +
+                                      " GROUP BY " + columns + " HAVING count(*) > 1");
+      const int count = static_cast<int>(index.columns.size());
+      while (doubles.Next()) {
+        // Nulls don't equal each other.
+        bool null = false;
+        std::string values;
+        for (int i = 0; i < count; ++i) {
+          null |= doubles.Type(i) == SQLITE_NULL;
+          values += (i == 0 ? "\"" : "\", \"") + doubles.Text(i);
+        }
+        if (!null) {
+          index.unique = false;
+          findings_.texts.push_back(table.Label() + "lo stesso codice " + values + "\" in " +
+                                    doubles.Text(count) + " righe.");
+        }
       }
-      do {
-        findings_.texts.push_back(table.Label() + "lo stesso codice \"" + doubles.Text(0) +
-                                  "\" in " + doubles.Text(1) + " righe.");
-      } while (doubles.Next());
-      NewIndex lenient = index;
-      lenient.unique = false;
-      database.Run(CreateText(table, lenient));
     }
+    database.Run(CreateText(table, index));
   }
 
   void ReportRows() {

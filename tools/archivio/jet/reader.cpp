@@ -164,20 +164,22 @@ class TableReader {
     constexpr int kMostMoves = 16;
     for (int moves = 0; moves < kMostMoves; ++moves) {
       void* page = nullptr;
-      int place = 0;
       if (size < 4) {
         break;
       }
       const std::uint32_t pointer = Number(mdb_->pg_buf + start);
-      if (mdb_find_pg_row(mdb_, static_cast<int>(pointer), &page, &place, &size) != 0 ||
+      if (mdb_find_pg_row(mdb_, static_cast<int>(pointer), &page, &start, &size) != 0 ||
           mdb_->alt_pg_buf[0] != MDB_PAGE_DATA || Number(mdb_->alt_pg_buf + 4) != entry_.table_pg) {
         break;
       }
+      // The library gives the place without its marks.
+      const int row = static_cast<int>(pointer & 0xFF);
+      const int place = mdb_get_int16(mdb_->alt_pg_buf, mdb_->fmt->row_count_offset + 2 + 2 * row);
       if ((place & (kDeleted | kPointer)) == 0) {
         return false;
       }
       std::memcpy(mdb_->pg_buf, mdb_->alt_pg_buf, sizeof mdb_->pg_buf);
-      start = place & kPlace;
+      start &= kPlace;
       if ((place & kPointer) == 0) {
         Crack(start, size);
         return true;
@@ -188,8 +190,7 @@ class TableReader {
 
   void Crack(int start, std::size_t size) {
     const std::size_t count_size = IS_JET3(mdb_) ? 1 : 2;
-    if (size < count_size ||
-        mdb_crack_row(table_.get(), start, size, fields_.data()) != static_cast<int>(Columns())) {
+    if (size < count_size || mdb_crack_row(table_.get(), start, size, fields_.data()) < 0) {
       throw Damaged("la sua forma non è valida");
     }
     row_columns_ =
@@ -245,8 +246,7 @@ std::string_view TableReader::LongValue(std::size_t i) {
     std::size_t found = 0;
     if (pointer == 0 ||
         mdb_find_pg_row(mdb_, static_cast<int>(pointer), &page, &place, &found) != 0 ||
-        (place & kDeleted) != 0 || found <= (chain ? 4 : 0) ||
-        std::memcmp(mdb_->alt_pg_buf + 4, "LVAL", 4) != 0) {
+        found <= (chain ? 4U : 0U) || std::memcmp(mdb_->alt_pg_buf + 4, "LVAL", 4) != 0) {
       throw Damaged("una parte di un testo lungo non si trova");
     }
     const unsigned char* part = mdb_->alt_pg_buf + (place & kPlace);
