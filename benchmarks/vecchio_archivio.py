@@ -1,7 +1,14 @@
 """Archives of the old engine's format (Jet 4), made from a small one: other rows
-for a table, in pages of their own at the file's end."""
+for a table, in pages of their own at the file's end.
 
+    vecchio_archivio.py FILE ROWS
+
+writes one with that many recipients, and as many certifications."""
+
+import lzma
+import os
 import struct
+import sys
 
 PAGE = 4096
 MOVED = 0x4000  # a row that has left a pointer where it was
@@ -109,9 +116,14 @@ class Archive:
         self.data[place:place + 69] = struct.pack("<B17I", 1, *numbers)
 
 
-def large(small, rows):
-    """The small archive with that many recipients, and as many certifications."""
-    archive = Archive(small)
+def small():
+    """The bytes of the small archive."""
+    return lzma.open(os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                  "../tests/dati/archivio_piccolo.mdb.xz")).read()
+
+
+def main(file, rows):
+    archive = Archive(small())
     names = ["ROSSI", "D'ANGELO", "SALÀ", "MÜLLER-LÜDENSCHEIDT", "SOCIETÀ “LA QUERCIA” S.R.L."]
     recipients, certifications = [], []
     for n in range(rows):
@@ -123,4 +135,9 @@ def large(small, rows):
         certifications.append(row(fixed, [text(code), text("A")], 10, 0x1FF))
     archive.set_rows(archive.table("APARC_1"), recipients)
     archive.set_rows(archive.table("ALIQUOTA"), certifications)
-    return bytes(archive.data)
+    with open(file, "wb") as out:
+        out.write(archive.data)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1], int(sys.argv[2]))
