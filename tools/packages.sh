@@ -1,10 +1,10 @@
 # What the program needs of Debian 12, installed if it is missing. Read by ./run,
 # ./test and ./package.
-required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
+required=(g++ cmake ninja-build pkg-config libsqlite3-dev mdbtools-dev)
 # Without these the window is left out; everything else is built.
 window=(qt6-base-dev fonts-liberation libxcb1-dev)
-testing=(libgtest-dev sqlite3)
-benchmarks=(libbenchmark-dev sqlite3)
+testing=(libgtest-dev sqlite3 python3)
+benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
 # For the test that hears the program as a screen reader does, on such a display; left
