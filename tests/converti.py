@@ -16,6 +16,8 @@ import subprocess
 import sys
 import tempfile
 
+import jet3
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../benchmarks"))
 from vecchio_archivio import GONE, MOVED, PAGE, Archive, row, small, text  # noqa: E402
@@ -178,6 +180,27 @@ def doubts():
         check(f"{what}: refused", (got.status, told in got.out), (1, True))
 
 
+def older():
+    """Jet 3: one code page for all texts."""
+    columns = [(b"CITT\xc0", jet3.TEXT)] + [(b"%c" % (64 + kind), kind) for kind in range(1, 13)]
+    value = [b"Forl\xec", 1, 200, -3, 70000, -15000, 0.5, 1e-300, 42216.5, b"\0\1", b"\x80", b"",
+             b"memo \x81"]
+    data = jet3.archive([
+        (b"PERCPARCELLE", [(b"CFP", jet3.TEXT)] + [(b"APARC_%d" % i, jet3.TEXT)
+                                                  for i in range(1, 18)],
+         [[b"A  ", b"", b"\xa3"] + [None] * 15, [None] * 18], [(b"CHIAVE", 0)]),
+        (b"TUTTI", columns, [value, [None] * 13], [(b"CHIAVE", 0)])], 1252)
+    got = Conversion("Jet 3", data, "--conferma")
+    check("Jet 3: status", (got.status, got.sound), (0, True))
+    check("Jet 3: columns", got.tables["TUTTI"][0][:3], ["CITTÀ", "A", "B"])
+    check("Jet 3: rows", got.tables["TUTTI"][1], [
+        ("Forlì", 1, 200, -3, 70000, "-1.5000", 0.5, 1e-300, "2015-07-31T12:00:00", b"\0\1", "€",
+         b"", "memo \x81"), (None, 0) + (None,) * 11])
+    check("Jet 3: recipients", [r[:4] for r in got.tables["PERCPARCELLE"][1]],
+          [("A  ", "", "£", None), (None,) * 4])
+    check("Jet 3: the program's", "Tabella QUADROLAUT: manca." in got.out, True)
+
+
 def damages(every):
     """Nothing brings the tool down, and its answer is one of two."""
     cuts = range(0, len(SMALL), 512 if every else 512 * 23)
@@ -201,5 +224,6 @@ def damages(every):
 whole()
 recipients()
 doubts()
+older()
 damages(sys.argv[2:] == ["all"])
 sys.exit(1 if failures else 0)

@@ -164,6 +164,23 @@ NewTable PlanForeign(const jet::Table& old) {
   return table;
 }
 
+// Nameless, or with one name for two, as no sound archive is and SQLite wouldn't
+// have it.
+template <typename Items>
+void CheckNames(const Items& items) {
+  std::vector<std::u16string> names;
+  for (const auto& item : items) {
+    names.push_back(text::Upper(text::FromUtf8(item.name)));
+  }
+  std::ranges::sort(names);
+  if (std::ranges::adjacent_find(names) != names.end() ||
+      std::ranges::any_of(names, [](const std::u16string& name) {
+        return name.empty() || name.find(u'\0') != name.npos || name.starts_with(u"SQLITE_");
+      })) {
+    throw jet::ReadFailure("nomi doppi o non validi");
+  }
+}
+
 // One new table for each old one, in the same order; then those of the program
 // that are missing.
 std::vector<NewTable> Plan(const std::vector<jet::Table>& old_tables,
@@ -355,11 +372,14 @@ class Converter {
           break;
         case jet::Kind::kTable:
           tables.push_back(jet::ReadTable(message));
+          CheckNames(tables.back().columns);
+          CheckNames(tables.back().indexes);
           break;
         default:
           throw jet::BrokenStream();
       }
     }
+    CheckNames(tables);
     old_tables_ = tables.size();
     return Plan(tables, linked, findings_);
   }

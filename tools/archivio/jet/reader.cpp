@@ -66,8 +66,8 @@ class TableReader {
     if (table_ == nullptr) {
       throw Damaged("la sua descrizione è danneggiata");
     }
-    if (table_->num_cols > kMostColumns || mdb_read_columns(table_.get()) == nullptr ||
-        table_->columns->len != table_->num_cols) {
+    if (table_->num_cols == 0 || table_->num_cols > kMostColumns ||
+        mdb_read_columns(table_.get()) == nullptr || table_->columns->len != table_->num_cols) {
       throw Damaged("le sue colonne sono danneggiate");
     }
     fields_.resize(kMostColumns + 1);
@@ -352,7 +352,9 @@ struct CatalogEntry {
 
 // The library's own list loses entries whose rows have moved, and characters of
 // their names.
-std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size) {
+std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size, Sender& sender) {
+  sender.Send(Kind::kAt, "MSysObjects");
+  sender.Flush();
   TableReader catalog(mdb, kCatalogPage, file_size);
   constexpr std::array<std::pair<std::string_view, int>, 4> kNeeded = {
       {{"Id", MDB_LONGINT}, {"Name", MDB_TEXT}, {"Type", MDB_INT}, {"Flags", MDB_LONGINT}}};
@@ -378,7 +380,7 @@ std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size) 
                            catalog.IsNull(id) ? 0 : Get<std::uint32_t>(catalog.Field(id)) & kPage});
       },
       [](const char* damage) {
-        throw Damaged(std::string("l'elenco delle tabelle è danneggiato: una riga ") + damage);
+        throw Damaged(std::string("una riga dell'elenco delle tabelle: ") + damage);
       });
   return entries;
 }
@@ -405,7 +407,7 @@ void ReadArchive(const std::filesystem::path& file, Sender& sender) {
   std::error_code unknown;
   const std::uintmax_t file_size = std::filesystem::file_size(file, unknown);
   std::vector<std::unique_ptr<TableReader>> readers;
-  for (const CatalogEntry& entry : ReadCatalog(mdb.get(), file_size)) {
+  for (const CatalogEntry& entry : ReadCatalog(mdb.get(), file_size, sender)) {
     if (entry.type == MDB_LINKED_TABLE || entry.type == kLinkedByDriver) {
       sender.Send(Kind::kLinked, entry.name);
     } else if (entry.type == MDB_TABLE && (entry.flags & kSystemFlags) == 0) {

@@ -149,6 +149,9 @@ Table ReadTable(std::string_view message) {
     index.name = CutText(message);
     index.unique = CutNumber(message, 1) != 0;
     index.columns.resize(CutNumber(message, 1));
+    if (index.columns.empty()) {
+      throw BrokenStream();
+    }
     for (std::uint8_t& column : index.columns) {
       column = static_cast<std::uint8_t>(CutNumber(message, 1));
       if (column >= table.columns.size()) {
