@@ -19,6 +19,9 @@ class QWidget;
 
 namespace desktop {
 
+class FormView;
+class Input;
+
 class Window : public toolkit::View {
  public:
   // For a form that has been built, and before it is loaded: the form is placed
@@ -35,7 +38,7 @@ class Window : public toolkit::View {
   // program.
   void Show();
   // Brings the widgets in line with the model. Needed only after the model was
-  // changed by other hands than the window's.
+  // changed by others than the window.
   void Sync();
 
   // For whoever works the window from outside, a test or a script.
@@ -59,8 +62,8 @@ class Window : public toolkit::View {
   void SetClipboard(std::u16string_view text) override;
 
  private:
-  class Hands;
-  std::unique_ptr<Hands> hands_;
+  std::unique_ptr<FormView> view_;
+  std::unique_ptr<Input> input_;
 };
 
 }  // namespace desktop

@@ -1,21 +1,16 @@
-// From the model to the screen.
+#include "platform/desktop/view.h"
+
 #include <QApplication>
-#include <QCloseEvent>
-#include <QKeyEvent>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QRegularExpression>
 #include <QScopedValueRollback>
 #include <QScreen>
-#include <QTimer>
 #include <QWindow>
 #include <algorithm>
 #include <utility>
 
-#include "platform/desktop/hands.h"
 #include "platform/desktop/listview.h"
 #include "platform/desktop/look.h"
 #include "platform/desktop/widgets.h"
+#include "platform/toolkit/application.h"
 
 namespace desktop {
 
@@ -37,91 +32,15 @@ const T& As(const Control& control) {
   return static_cast<const T&>(control);
 }
 
-// A message box that Escape and the frame's button close only where they have
-// an answer to give; Qt would take "No" for one.
-class Box : public QMessageBox {
- public:
-  Box(QWidget* parent, bool escapable) : QMessageBox(parent), escapable_(escapable) {}
-
- protected:
-  // Qt widens a box for its title only by the box's own font and up to a part of
-  // the screen, but desktops draw titles bold and between buttons.
-  bool event(QEvent* event) override {
-    const bool taken = QMessageBox::event(event);
-    if (event->type() == QEvent::Show || event->type() == QEvent::LayoutRequest) {
-      QFont face = font();
-      face.setBold(true);
-      const int wanted = std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) + 120,
-                                  screen()->availableSize().width() - 40);
-      if (width() < wanted) {
-        setFixedWidth(wanted);
-        adjustPosition(parentWidget());
-      }
-    }
-    return taken;
-  }
-  void keyPressEvent(QKeyEvent* event) override {
-    if (escapable_ || !event->matches(QKeySequence::Cancel)) {
-      QMessageBox::keyPressEvent(event);
-    }
-  }
-  void closeEvent(QCloseEvent* event) override {
-    if (escapable_) {
-      QMessageBox::closeEvent(event);
-    } else {
-      event->ignore();
-    }
-  }
-
- private:
-  bool escapable_;
-};
-
-// A path too long for a line may go on in the next one behind each slash.
-QString Breakable(QString text) {
-  if (text.contains(QRegularExpression("\\S{60}"))) {
-    text.replace(QRegularExpression(R"(([/\\]))"), QString::fromUtf8("\\1\u200B"));
-  }
-  return text;
-}
-
-QMessageBox::ButtonRole RoleOf(int code) {
-  switch (code) {
-    case toolkit::kYes:
-      return QMessageBox::YesRole;
-    case toolkit::kNo:
-      return QMessageBox::NoRole;
-    case toolkit::kCancel:
-      return QMessageBox::RejectRole;
-    default:
-      return QMessageBox::AcceptRole;
-  }
-}
-
-QMessageBox::Icon IconOf(toolkit::MessageIcon icon) {
-  switch (icon) {
-    case toolkit::MessageIcon::Critical:
-      return QMessageBox::Critical;
-    case toolkit::MessageIcon::Question:
-      return QMessageBox::Question;
-    case toolkit::MessageIcon::Information:
-      return QMessageBox::Information;
-    case toolkit::MessageIcon::None:
-      break;
-  }
-  return QMessageBox::NoIcon;
-}
-
 }  // namespace
 
-Window::Hands::Hands(toolkit::Form& form, Window& window) : form_(form), window_(window) {
-  root.setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                      Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
-                      Qt::WindowCloseButtonHint);
-  root.installEventFilter(this);
-  QPalette palette = root.palette();
+FormView::FormView(toolkit::Form& form) : form_(form) {
+  root_.setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                       Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                       Qt::WindowCloseButtonHint);
+  QPalette palette = root_.palette();
   palette.setColor(QPalette::Window, ToQt(form.BackColor()));
-  root.setPalette(palette);
+  root_.setPalette(palette);
   const QScopedValueRollback quiet(syncing_, true);
   waiting_ = form.Controls();
   for (Control* control : waiting_) {
@@ -135,80 +54,34 @@ Window::Hands::Hands(toolkit::Form& form, Window& window) : form_(form), window_
   }
 }
 
-Window::Hands::~Hands() {
-  asking_ = syncing_ = true;
+FormView::~FormView() {
+  syncing_ = true;
   ShowBusy(false);
 }
 
-void Window::Hands::Own(QWidget& widget, Control& control) {
-  controls_[&widget] = &control;
-  widget.installEventFilter(this);
-}
-
-// Assistive technology works widgets without keys or mouse; what it does goes
-// to the model as if the user had done it by hand.
-void Window::Hands::Make(Control& control) {
+void FormView::Make(Control& control) {
   if (widgets_.contains(&control)) {
     return;
   }
-  QWidget* parent = &root;
+  QWidget* parent = &root_;
   if (control.Container() != nullptr) {
     Make(*control.Container());
     parent = widgets_.at(control.Container());
   }
   QWidget* made = nullptr;
   switch (control.Type()) {
-    case Kind::TextBox: {
-      auto* field = new TextField(parent);
-      auto& box = static_cast<toolkit::TextBox&>(control);
-      connect(field, &QLineEdit::textChanged, this, [this, &box] {
-        if (!syncing_) {
-          Apply(box);
-        }
-      });
-      connect(field, &QLineEdit::cursorPositionChanged, this, [this, &box, field](int, int to) {
-        if (!syncing_ && field->hasFocus()) {
-          form_.UserSelect(box, to, to);
-          After();
-        }
-      });
-      made = field;
+    case Kind::TextBox:
+      made = new TextField(parent);
       break;
-    }
-    case Kind::ListBox: {
-      auto& list = static_cast<toolkit::ListBox&>(control);
-      auto* view = new ListView(list, parent);
-      view->picked = [this, &list](int row) {
-        form_.UserClickRow(list, row);
-        After();
-      };
-      Own(*view->viewport(), control);
-      made = view;
+    case Kind::ListBox:
+      made = new ListView(As<toolkit::ListBox>(control), parent);
       break;
-    }
-    case Kind::CommandButton: {
-      auto* button = new Button(parent);
-      connect(button, &QAbstractButton::clicked, this, [this, &control] {
-        form_.UserClick(control);
-        After();
-      });
-      made = button;
+    case Kind::CommandButton:
+      made = new Button(parent);
       break;
-    }
-    case Kind::OptionButton: {
-      auto* button = new Option(parent);
-      connect(button, &QAbstractButton::toggled, this, [this, &control](bool on) {
-        if (!syncing_) {
-          if (on) {
-            form_.UserClick(control);
-          }
-          Apply(control);
-          After();
-        }
-      });
-      made = button;
+    case Kind::OptionButton:
+      made = new Option(parent);
       break;
-    }
     case Kind::Label:
       made = new LabelBox(parent);
       break;
@@ -224,10 +97,9 @@ void Window::Hands::Make(Control& control) {
   }
   made->setObjectName(QString::fromStdU16String(control.FullName()));
   widgets_[&control] = made;
-  Own(*made, control);
 }
 
-void Window::Hands::Apply(Control& control) {
+void FormView::Apply(Control& control) {
   const QScopedValueRollback quiet(syncing_, true);
   QWidget& widget = *widgets_.at(&control);
   if (const QRect place = PixelRect(control); widget.geometry() != place) {
@@ -277,7 +149,7 @@ void Window::Hands::Apply(Control& control) {
 }
 
 // Tells what stands by a label, for those who hear the form instead of seeing it.
-void Window::Hands::TellLabels(const Control& label) {
+void FormView::TellLabels(const Control& label) {
   const auto found = labelled_.find(&label);
   if (found == labelled_.end()) {
     return;
@@ -291,7 +163,7 @@ void Window::Hands::TellLabels(const Control& label) {
   }
 }
 
-QSize Window::Hands::InnerSize() const {
+QSize FormView::InnerSize() const {
   int right = form_.Width() - kBorders, bottom = form_.Height() - kTitle;
   for (const Control* control : form_.Controls()) {
     if (control->Container() == nullptr && control->Visible()) {
@@ -306,8 +178,8 @@ QSize Window::Hands::InnerSize() const {
 // form in a scroll area would hide one half behind the other. So a scale that is
 // too large for the screen is brought down until the whole form fits: at 150
 // percent on 1366 x 768 to about 120.
-double Window::Hands::ZoomToFit() const {
-  const QSizeF room = root.screen()->availableGeometry().size() - kFrameRoom;
+double FormView::ZoomToFit() const {
+  const QSizeF room = root_.screen()->availableGeometry().size() - kFrameRoom;
   const QSizeF form = QSizeF(InnerSize()) / kTwipsPerPixel;
   constexpr double kLeast = 0.25;  // on whatever a desktop calls a screen
   return std::clamp(std::min(room.width() / form.width(), room.height() / form.height()), kLeast,
@@ -315,17 +187,17 @@ double Window::Hands::ZoomToFit() const {
 }
 
 // The user may move the window to another screen, or change that one's size.
-void Window::Hands::FollowScreen() {
+void FormView::FollowScreen() {
   disconnect(screenChanges_);
-  screenChanges_ = connect(root.screen(), &QScreen::availableGeometryChanged, this, [this] {
+  screenChanges_ = connect(root_.screen(), &QScreen::availableGeometryChanged, this, [this] {
     formSize_ = {};
     Sync();
   });
 }
 
-void Window::Hands::Show() {
+void FormView::Show() {
   Sync();
-  const QScreen* screen = root.screen();
+  const QScreen* screen = root_.screen();
   const QRect room = screen->availableGeometry();
   // Smaller than designed, it keeps the middle of its place.
   auto place = [](int twips, int length) {
@@ -336,25 +208,30 @@ void Window::Hands::Show() {
   };
   const QPoint wanted = screen->geometry().topLeft() + QPoint(place(form_.Left(), form_.Width()),
                                                               place(form_.Top(), form_.Height()));
-  const QSize needed = root.size() + kFrameRoom;
-  root.move(within(wanted.x(), room.x(), room.width(), needed.width()),
-            within(wanted.y(), room.y(), room.height(), needed.height()));
+  const QSize needed = root_.size() + kFrameRoom;
+  root_.move(within(wanted.x(), room.x(), room.width(), needed.width()),
+             within(wanted.y(), room.y(), room.height(), needed.height()));
   {
     const QScopedValueRollback quiet(syncing_, true);
-    root.show();
+    root_.show();
   }
   shown_ = true;
   Sync();
-  root.activateWindow();
+  root_.activateWindow();
   FollowScreen();
-  connect(root.windowHandle(), &QWindow::screenChanged, this, [this] {
+  connect(root_.windowHandle(), &QWindow::screenChanged, this, [this] {
     FollowScreen();
     formSize_ = {};
     Sync();
   });
 }
 
-void Window::Hands::Sync() {
+void FormView::Hide() {
+  ShowBusy(false);
+  root_.hide();
+}
+
+void FormView::Sync() {
   const QScopedValueRollback quiet(syncing_, true);
   const bool resized = formSize_ != std::pair(form_.Width(), form_.Height());
   if (resized) {
@@ -376,19 +253,19 @@ void Window::Hands::Sync() {
     }
     return seen;
   });
-  if (const QString title = Display(form_.Caption()); root.windowTitle() != title) {
-    root.setWindowTitle(title);
+  if (const QString title = Display(form_.Caption()); root_.windowTitle() != title) {
+    root_.setWindowTitle(title);
   }
   if (resized) {
     formSize_ = {form_.Width(), form_.Height()};
     const QSize inner = InnerSize();
-    root.setFixedSize(Pixels(inner.width()), Pixels(inner.height()));
+    root_.setFixedSize(Pixels(inner.width()), Pixels(inner.height()));
   }
   ApplyFocus();
   ShowBusy(toolkit::Screen.MousePointer == 11);
 }
 
-void Window::Hands::ApplyFocus() {
+void FormView::ApplyFocus() {
   const Control* now = form_.Focus();
   if (now != focus_) {
     for (const Control* control : {std::exchange(focus_, now), now}) {
@@ -398,13 +275,13 @@ void Window::Hands::ApplyFocus() {
       }
     }
   }
-  QWidget* wanted = now != nullptr ? widgets_.at(now) : &root;
-  if (shown_ && root.focusWidget() != wanted) {
+  QWidget* wanted = now != nullptr ? widgets_.at(now) : &root_;
+  if (shown_ && root_.focusWidget() != wanted) {
     wanted->setFocus(Qt::OtherFocusReason);
   }
 }
 
-void Window::Hands::ShowBusy(bool busy) {
+void FormView::ShowBusy(bool busy) {
   if (std::exchange(busy_, busy) != busy) {
     busy ? QGuiApplication::setOverrideCursor(Qt::WaitCursor)
          : QGuiApplication::restoreOverrideCursor();
@@ -413,7 +290,7 @@ void Window::Hands::ShowBusy(bool busy) {
 
 // Called for each row of a long list: more often than the eye can follow it
 // costs a look at the clock.
-void Window::Hands::Repaint() {
+void FormView::Repaint() {
   constexpr auto kFrame = std::chrono::microseconds(16667);
   const auto now = std::chrono::steady_clock::now();
   if (!shown_ || now - painted_ < kFrame) {
@@ -423,58 +300,15 @@ void Window::Hands::Repaint() {
   Sync();
   // Paints what is dirty, at once, and lets no other event in.
   QEvent paint(QEvent::UpdateRequest);
-  QCoreApplication::sendEvent(&root, &paint);
+  QCoreApplication::sendEvent(&root_, &paint);
 }
 
-int Window::Hands::Ask(const toolkit::Message& message) {
-  Sync();
-  const bool wasBusy = busy_;
-  ShowBusy(false);
-  pressed_ = nullptr;
-  Box box(shown_ ? &root : nullptr, message.escape != 0);
-  box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                     Qt::WindowSystemMenuHint |
-                     (message.escape != 0 ? Qt::WindowCloseButtonHint : Qt::WindowFlags()));
-  box.setFont(BoxFont());
-  box.setWindowTitle(Display(message.title));
-  box.setTextFormat(Qt::PlainText);
-  box.setText(Breakable(DisplayLines(message.text)));
-  box.setIcon(IconOf(message.icon));
-  for (const toolkit::MessageButton& button : message.buttons) {
-    QPushButton* made = box.addButton(Display(button.caption), RoleOf(button.code));
-    made->setProperty(kAnswer, button.code);
-    if (&button == &message.buttons.front()) {
-      box.setDefaultButton(made);
-    }
-    if (button.code == message.escape) {
-      box.setEscapeButton(made);
-    }
-  }
-  if (window_.whenAsked) {
-    QTimer::singleShot(0, &box, [&] { window_.whenAsked(box, message); });
-  }
-  {
-    const QScopedValueRollback asking(asking_, true);
-    box.exec();
-  }
-  // Where no window manager chooses the next window, none would have the focus.
-  if (shown_ && QApplication::activeWindow() == nullptr) {
-    root.activateWindow();
-  }
-  ShowBusy(wasBusy);
-  // No button where the whole application is being closed from outside: what
-  // does least is the last one.
-  return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
-         : message.escape != 0          ? message.escape
-                                        : message.buttons.back().code;
-}
-
-QWidget* Window::Hands::WidgetOf(const Control& control) const {
+QWidget* FormView::WidgetOf(const Control& control) const {
   const auto found = widgets_.find(&control);
   return found != widgets_.end() ? found->second : nullptr;
 }
 
-std::optional<QPoint> Window::Hands::ShowRow(const toolkit::ListBox& list, int row) {
+std::optional<QPoint> FormView::ShowRow(const toolkit::ListBox& list, int row) {
   auto& view = static_cast<ListView&>(*widgets_.at(&list));
   Sync();
   QPoint place(view.viewport()->width() / 3, view.viewport()->height() - 2);
@@ -487,7 +321,7 @@ std::optional<QPoint> Window::Hands::ShowRow(const toolkit::ListBox& list, int r
   } else if (view.RowAt(place) >= 0 || view.RowsInView() < list.ListCount()) {
     return std::nullopt;
   }
-  return view.viewport()->mapTo(&root, place);
+  return view.viewport()->mapTo(&root_, place);
 }
 
 }  // namespace desktop
