@@ -58,7 +58,7 @@ class Box : public QMessageBox {
   bool escapable_;
 };
 
-// A path too long for a line may go on in the next one behind each slash.
+// A path too long for a line may go on in the next one after each slash.
 QString Breakable(QString text) {
   if (text.contains(QRegularExpression("\\S{60}"))) {
     text.replace(QRegularExpression(R"(([/\\]))"), QString::fromUtf8("\\1\u200B"));

@@ -174,10 +174,10 @@ QSize FormView::InnerSize() const {
   return QSize(right, bottom);
 }
 
-// A form that reached past the screen's edge would hide its last buttons, and a
-// form in a scroll area would hide one half behind the other. So a scale that is
-// too large for the screen is brought down until the whole form fits: at 150
-// percent on 1366 x 768 to about 120.
+// Part of the designed size at which the whole form fits the screen. A form that
+// reached past its edge would hide the last buttons, and one in a scroll area
+// would never show both halves together. At 150 percent on 1366 x 768 the form so
+// comes out at about 120.
 double FormView::ZoomToFit() const {
   const QSizeF room = root_.screen()->availableGeometry().size() - kFrameRoom;
   const QSizeF form = QSizeF(InnerSize()) / kTwipsPerPixel;
@@ -288,8 +288,8 @@ void FormView::ShowBusy(bool busy) {
   }
 }
 
-// Called for each row of a long list: more often than the eye can follow it
-// costs a look at the clock.
+// Called for each row of a long list: what comes sooner than the eye can follow
+// costs no more than a look at the clock.
 void FormView::Repaint() {
   constexpr auto kFrame = std::chrono::microseconds(16667);
   const auto now = std::chrono::steady_clock::now();

@@ -4,7 +4,8 @@
 //
 // Measures are twips (1440 to an inch, 15 to a pixel at 96 dpi), texts are
 // counted in UTF-16 units, colours are red + 256 * green + 65536 * blue.
-// Event members are filled by the form's code and may be empty.
+// The event members (Click, Change, ...) are set by the form's code; an empty one
+// is not called.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +27,8 @@ constexpr Color kBlack = 0;
 constexpr Color kWhite = 16777215;
 constexpr Color kYellow = 65535;
 
-// A use of the toolkit that can't be: a fault of the program, not of the user.
+// Thrown where the toolkit is used in a way that makes no sense: a fault of the
+// program, not of the user.
 class Misuse : public std::logic_error {
   using std::logic_error::logic_error;
 };
@@ -35,7 +37,7 @@ enum class Kind { Frame, Label, TextBox, ListBox, CommandButton, OptionButton, S
 enum class Font { Normal, Bold, Fixed };  // Fixed: Courier New 8.25
 enum class Border { None, Line, Sunken };
 
-// How a control stands on the form before any code has run.
+// A control as it was designed, before any code has run.
 struct Design {
   int Left = 0, Top = 0, Width = 0, Height = 0;
   const char16_t* Caption = u"";  // the text, for a text box

@@ -181,7 +181,7 @@ Control* Form::NextInTab(int from, bool backwards) const {
   while (start < n && tabOrder_[static_cast<std::size_t>(start)]->TabIndex() <= from) {
     ++start;
   }
-  // `start` is the first one behind `from`; backwards begins before `from`.
+  // `start` is the first one after `from`; backwards begins before `from`.
   if (backwards) {
     start -= from >= 0 && start > 0 ? 2 : 1;
   }
@@ -406,11 +406,11 @@ char16_t Form::AccessKey(std::u16string_view caption) {
 bool Form::UserAccess(char16_t letter) {
   return Event([&] {
     const char16_t wanted = text::Upper(letter);
-    // The next one behind the focus, so that two with one letter take turns.
-    const auto behind = std::ranges::find_if(
+    // The next one after the focus, so that two with one letter take turns.
+    const auto after = std::ranges::find_if(
         tabOrder_, [this](const Control* c) { return c->TabIndex() > lastTab_; });
-    std::vector<Control*> order(behind, tabOrder_.end());
-    order.insert(order.end(), tabOrder_.begin(), behind);
+    std::vector<Control*> order(after, tabOrder_.end());
+    order.insert(order.end(), tabOrder_.begin(), after);
     for (Control* control : order) {
       const bool button =
           control->Type() == Kind::CommandButton || control->Type() == Kind::OptionButton;

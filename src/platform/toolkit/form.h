@@ -97,7 +97,7 @@ class Form {
   std::optional<Point> PlaceToClick(const Control& control) const;
   // The controls that have changed since the last call.
   std::vector<Control*> TakeTouched();
-  // Letter behind "&" in a caption, in upper case; 0 without one.
+  // Letter after "&" in a caption, in upper case; 0 without one.
   static char16_t AccessKey(std::u16string_view caption);
 
  private:
