@@ -89,11 +89,11 @@ class RecordsetState {
 
   Connection& Use() { return database_->Use(); }
   // The columns are those of any statement that begins with from_.
-  void NameColumns(sqlite3_stmt* any);
+  void NameColumns(sqlite::Statement* any);
   // The statement of this text, prepared once.
-  sqlite3_stmt* Prepared(const std::string& sql);
+  sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
-  bool StepLive(sqlite3_stmt* statement);
+  bool StepLive(sqlite::Statement* statement);
   void EndLive() noexcept;
 
   // Must be passed before place_ means anything.
@@ -121,22 +121,22 @@ class RecordsetState {
   std::vector<std::u16string> columns_;
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
-  sqlite3_stmt* live_ = nullptr;  // running, and on row_
+  sqlite::Statement* live_ = nullptr;  // running, and on row_
 
  private:
   enum class Change { kNone, kAdd, kEdit };
 
-  sqlite3_stmt* Row();
+  sqlite::Statement* Row();
   // The statement that writes the values set.
-  sqlite3_stmt* Writing();
+  sqlite::Statement* Writing();
   std::string WritingText() const;
 
   std::shared_ptr<DatabaseState> database_;
   bool closed_ = false;
-  std::map<std::string, StatementPtr> statements_;
+  std::map<std::string, sqlite::Statement> statements_;
   Change change_ = Change::kNone;
   std::vector<std::pair<int, Value>> values_;          // set since AddNew or Edit
-  sqlite3_stmt* writing_ = nullptr;                    // the last one used,
+  sqlite::Statement* writing_ = nullptr;               // the last one used,
   Change writes_ = Change::kNone;                      // for what change
   std::vector<int> written_;                           // of which columns
   std::vector<std::u16string> texts_;                  // of the columns read, by column
@@ -172,13 +172,13 @@ class TableState : public RecordsetState {
     std::u16string name;
     IndexColumn index;
     int column = 0;  // of the key; 0 for the order of insertion
-    sqlite3_stmt* seek = nullptr;
-    std::array<std::array<sqlite3_stmt*, kPieces>, 2> runs = {};
+    sqlite::Statement* seek = nullptr;
+    std::array<std::array<sqlite::Statement*, kPieces>, 2> runs = {};
   };
 
   void ColumnWritten(int column, StoredValue&& value) noexcept override;
 
-  sqlite3_stmt* Run(Direction direction, Piece piece);
+  sqlite::Statement* Run(Direction direction, Piece piece);
   bool Begin(Direction direction, Piece piece);
   Piece NextPiece(Direction direction) const;
   bool Advance(Direction direction);
@@ -206,7 +206,7 @@ class QueryState : public RecordsetState {
   bool Deleted(std::size_t at) const { return at < deleted_.size() && deleted_[at]; }
   void Arrive(std::size_t at);
 
-  sqlite3_stmt* query_;
+  sqlite::Statement* query_;
   std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
   std::vector<bool> deleted_;       // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;
