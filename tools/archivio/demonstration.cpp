@@ -190,7 +190,7 @@ class Inventor {
     return recipient;
   }
 
-  // A certification behind the code and its number: year, cause, gross amount,
+  // A certification after its code and number: year, cause, gross amount,
   // taxable amount, withholding.
   std::array<std::string, 5> NextCertification() {
     const std::uint64_t gross = 10'000 + random_.Below(2'500'000);

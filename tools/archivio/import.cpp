@@ -105,7 +105,7 @@ class Importer {
         database_(archive, sqlite::Mode::kWrite) {}
 
   ImportResult Run() {
-    // EXTRA keeps a power cut behind the commit from undoing it.
+    // EXTRA keeps a power cut after the commit from undoing it.
     database_.Run("PRAGMA synchronous = EXTRA; PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
     ReadHeader();
     ReadArchive();

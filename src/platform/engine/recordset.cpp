@@ -105,7 +105,7 @@ void RecordsetState::EndLive() noexcept {
 void RecordsetState::Stand(Place place, std::int64_t row) noexcept {
   place_ = place;
   row_ = row;
-  change_ = Change::kNone;
+  pending_ = Pending::kNone;
 }
 
 void RecordsetState::CheckMove(Direction direction) {
@@ -176,13 +176,13 @@ sqlite::Statement* RecordsetState::Row() {
 }
 
 std::optional<std::u16string_view> RecordsetState::Read(int column) {
-  if (change_ != Change::kNone) {
+  if (pending_ != Pending::kNone) {
     for (const auto& [set, value] : values_) {
       if (set == column) {
         return value ? std::optional<std::u16string_view>(*value) : std::nullopt;
       }
     }
-    if (change_ == Change::kAdd) {
+    if (pending_ == Pending::kAdd) {
       return std::nullopt;
     }
   }
@@ -196,7 +196,7 @@ std::optional<std::u16string_view> RecordsetState::Read(int column) {
 }
 
 void RecordsetState::Set(int column, Value value) {
-  if (change_ == Change::kNone) {
+  if (pending_ == Pending::kNone) {
     FailForTable(kNotEditing, u"valore assegnato fuori da una modifica");
   }
   for (auto& [set, old] : values_) {
@@ -210,7 +210,7 @@ void RecordsetState::Set(int column, Value value) {
 
 void RecordsetState::AddNew() {
   Settle();
-  change_ = Change::kAdd;
+  pending_ = Pending::kAdd;
   values_.clear();
 }
 
@@ -219,12 +219,12 @@ void RecordsetState::Edit() {
   if (place_ != Place::kRow) {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente da modificare");
   }
-  change_ = Change::kEdit;
+  pending_ = Pending::kEdit;
   values_.clear();
 }
 
 std::string RecordsetState::WritingText() const {
-  const bool add = change_ == Change::kAdd;
+  const bool add = pending_ == Pending::kAdd;
   if (add && values_.empty()) {
     return "INSERT INTO " + Identifier(table_) + " DEFAULT VALUES";
   }
@@ -244,9 +244,9 @@ std::string RecordsetState::WritingText() const {
 // A loop writes the same columns row by row.
 sqlite::Statement* RecordsetState::Writing() {
   const auto column = &std::pair<int, Value>::first;
-  if (writes_ != change_ || !std::ranges::equal(values_, written_, {}, column)) {
+  if (writes_ != pending_ || !std::ranges::equal(values_, written_, {}, column)) {
     writing_ = Prepared(WritingText());
-    writes_ = change_;
+    writes_ = pending_;
     written_.clear();
     std::ranges::transform(values_, std::back_inserter(written_), column);
   }
@@ -254,10 +254,10 @@ sqlite::Statement* RecordsetState::Writing() {
 }
 
 void RecordsetState::Update() {
-  if (change_ == Change::kNone) {
+  if (pending_ == Pending::kNone) {
     FailForTable(kNotEditing, u"nessuna modifica da scrivere");
   }
-  const bool edit = change_ == Change::kEdit;
+  const bool edit = pending_ == Pending::kEdit;
   if (!edit || !values_.empty()) {
     sqlite::Statement* const statement = Writing();
     std::vector<std::pair<int, StoredValue>> stored;
@@ -281,7 +281,7 @@ void RecordsetState::Update() {
       }
     }
   }
-  change_ = Change::kNone;
+  pending_ = Pending::kNone;
 }
 
 void RecordsetState::Delete() {
@@ -353,7 +353,7 @@ void TableState::Seek(const Value& key) {
   }
 }
 
-// The statement for one piece of a walk along the path; it runs through the
+// The statement for one piece of the path; it runs through the
 // index alone, in the order of key and rowid.
 sqlite::Statement* TableState::Run(Direction direction, Piece piece) {
   const bool next = direction == Direction::kNext;
@@ -405,14 +405,17 @@ bool TableState::Begin(Direction direction, Piece piece) {
   return StepLive(run);
 }
 
-// The piece behind the one begun last; kAll where there is none.
-TableState::Piece TableState::NextPiece(Direction direction) const {
+// The piece after the one begun last, if there is one.
+std::optional<TableState::Piece> TableState::NextPiece(Direction direction) const {
   const bool next = direction == Direction::kNext;
-  const bool null = key_.type == sqlite::Type::kNull;
   if (piece_ == kSameKey) {
-    return !null ? kBeyondKey : next ? kOtherKeys : kAll;
+    if (key_.type != sqlite::Type::kNull) {
+      return kBeyondKey;
+    }
+    // Null is the first key of all.
+    return next ? std::optional(kOtherKeys) : std::nullopt;
   }
-  return piece_ == kBeyondKey && !next ? kNullKeys : kAll;
+  return piece_ == kBeyondKey && !next ? std::optional(kNullKeys) : std::nullopt;
 }
 
 bool TableState::Advance(Direction direction) {
@@ -430,8 +433,8 @@ bool TableState::Advance(Direction direction) {
         path_->index.unique && place_ == Place::kRow && key_.type != sqlite::Type::kNull;
     row = Begin(direction, alone ? kBeyondKey : kSameKey);
   }
-  while (!row && NextPiece(direction) != kAll) {
-    row = Begin(direction, NextPiece(direction));
+  for (auto piece = NextPiece(direction); !row && piece; piece = NextPiece(direction)) {
+    row = Begin(direction, *piece);
   }
   return row;
 }

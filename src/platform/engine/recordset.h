@@ -1,4 +1,4 @@
-// What stands behind Database and Recordset. Internal to the engine.
+// What Database and Recordset are made of. Internal to the engine.
 //
 // A recordset's current row is a rowid. Its columns are read straight from the
 // statement that stands on the row, `live_`, of which a recordset has at most
@@ -12,6 +12,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -102,11 +103,11 @@ class RecordsetState {
       MoveFirst();
     }
   }
-  // Where a move has ended. A change begun and not written is given up.
+  // Where a move has ended. Drops a pending edit.
   void Stand(Place place, std::int64_t row = 0) noexcept;
   // Whether a move can start from here; otherwise throws kNoCurrentRow.
   void CheckMove(Direction direction);
-  // The place behind the last row or before the first one, coming from `from`.
+  // The place after the last row or before the first one, coming from `from`.
   static Place PastEnd(Direction direction, Place from);
 
   // The current row has been written with the new value of a column, has been
@@ -124,7 +125,7 @@ class RecordsetState {
   sqlite::Statement* live_ = nullptr;  // running, and on row_
 
  private:
-  enum class Change { kNone, kAdd, kEdit };
+  enum class Pending { kNone, kAdd, kEdit };
 
   sqlite::Statement* Row();
   // The statement that writes the values set.
@@ -134,10 +135,10 @@ class RecordsetState {
   std::shared_ptr<DatabaseState> database_;
   bool closed_ = false;
   std::map<std::string, sqlite::Statement> statements_;
-  Change change_ = Change::kNone;
+  Pending pending_ = Pending::kNone;
   std::vector<std::pair<int, Value>> values_;          // set since AddNew or Edit
   sqlite::Statement* writing_ = nullptr;               // the last one used,
-  Change writes_ = Change::kNone;                      // for what change
+  Pending writes_ = Pending::kNone;                    // for what edit
   std::vector<int> written_;                           // of which columns
   std::vector<std::u16string> texts_;                  // of the columns read, by column
   std::vector<std::pair<std::u16string, int>> asked_;  // names that Column has met
@@ -155,7 +156,7 @@ class TableState : public RecordsetState {
   bool HasRows() override;
 
  private:
-  // The pieces of a walk, each a range of the index that a statement runs
+  // The pieces of a path, each a range of the index that one statement runs
   // through. Null keys come first, and no comparison finds them, so they are a
   // piece of their own.
   enum Piece {
@@ -180,7 +181,7 @@ class TableState : public RecordsetState {
 
   sqlite::Statement* Run(Direction direction, Piece piece);
   bool Begin(Direction direction, Piece piece);
-  Piece NextPiece(Direction direction) const;
+  std::optional<Piece> NextPiece(Direction direction) const;
   bool Advance(Direction direction);
   void Arrive();
 
