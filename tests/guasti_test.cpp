@@ -204,14 +204,13 @@ TEST_F(Guasti, EveryCallThatFailsLeavesAllOrNothingAndIsTold) {
 
 TEST_F(Guasti, StartThatFailsIsToldAndTheNextOneSucceeds) {
   // What a crash in the middle of a commit leaves: half of it in the file, and
-  // the journal to take it back.
-  sqlite3* db = nullptr;
-  sqlite3_open(program.File().c_str(), &db);
-  Sql(db,
+  // the journal to roll it back.
+  auto other = std::make_unique<sqlite::Connection>(program.File(), sqlite::Mode::kWrite);
+  Sql(*other,
       "PRAGMA cache_size=1; BEGIN; UPDATE QUADROLAUT SET CFP = 'X', CAUSALE = 'Y';"
       "UPDATE PERCPARCELLE SET CFP = 'X' || rowid; SELECT count(*) FROM TABCOMUNI");
   const std::string cut_off = Bytes(program.File()), journal = Bytes(program.Journal());
-  sqlite3_close(db);
+  other.reset();
   ASSERT_NE(cut_off, year);
 
   const std::string rows = Stored(program.File());
@@ -308,14 +307,12 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
     EXPECT_TRUE(Has(Told(), "non può essere scritto"));
   }
   fs::permissions(program.Place(), fs::perms(0777));
-  sqlite3* other = nullptr;
-  sqlite3_open(program.File().c_str(), &other);
+  sqlite::Connection other(program.File(), sqlite::Mode::kWrite);
   fault::TakeWaited();
   Sql(other, "BEGIN EXCLUSIVE");
   EXPECT_FALSE(program.Start());
   EXPECT_TRUE(Has(Told(), "occupato da un altro programma"));
   EXPECT_NEAR(static_cast<double>(fault::TakeWaited()), 5000, 200);
-  sqlite3_close(other);
 }
 
 TEST_F(Guasti, RecipientsStayInTheArchive) {
