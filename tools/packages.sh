@@ -2,7 +2,7 @@
 # ./test and ./package.
 required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
 # Without these the window is left out; everything else is built.
-window=(qt6-base-dev fonts-liberation libxcb1-dev)
+window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
 testing=(libgtest-dev sqlite3)
 benchmarks=(libbenchmark-dev sqlite3)
 # For the tests that look for real windows; left out, those tests are skipped.
