@@ -90,34 +90,10 @@ TEST_F(Archive, TemplateHasTheTablesAndTheReferenceRows) {
 }
 
 // That each value is good alone is seen where a demonstration is imported.
-TEST_F(Archive, DemonstrationIsPlausibleAndTheSameEachTime) {
+TEST_F(Archive, DemonstrationIsTheSameEachTime) {
   const fs::path file = folder_ / "S7702015.MDB";
   WriteDemonstration(file, 4000);
   EXPECT_EQ(Check(file), Words());
-  const auto count = [&](const std::string& condition) {
-    return std::stoi(Sql(file, "SELECT count(*) FROM PERCPARCELLE WHERE " + condition));
-  };
-  for (const char* never :
-       {"APARC_1 = ''",
-        "length(CFP) = 11 AND APARC_3 || APARC_4 || APARC_5 || APARC_6 <> '00000000'",
-        "length(CFP) = 16 AND substr(CFP, 7, 5) <> substr(APARC_4, 3, 2) || "
-        "substr('ABCDEHLMPRST', substr(APARC_4, 5, 2), 1) || "
-        "printf('%02d', substr(APARC_4, 7) + iif(APARC_3 = 'F', 40, 0))",
-        "length(CFP) = 16 AND APARC_6 <> 'EE' AND NOT EXISTS (SELECT 1 FROM TABCOMUNI WHERE "
-        "CODICE = substr(CFP, 12, 4) AND COMUNE = APARC_5 AND PROV = APARC_6)",
-        "APARC_6 = 'EE' AND substr(CFP, 12, 1) <> 'Z'",
-        "APARC_8 <> 'EE' AND (APARC_14 <> '' OR NOT EXISTS (SELECT 1 FROM TABCOMUNI WHERE "
-        "CODICE = APARC_17 AND COMUNE = APARC_7 AND PROV = APARC_8))",
-        "APARC_8 = 'EE' AND (APARC_7 || APARC_17 || iif(APARC_14, '', 'X') <> '' OR "
-        "'' IN (APARC_11, APARC_12, APARC_13))",
-        "APARC_9 <> '' AND APARC_9 NOT IN (SELECT cod_tmsd FROM TABMIN_SD)"}) {
-    EXPECT_EQ(count(never), 0) << never;
-  }
-  for (const char* sometimes :
-       {"length(CFP) = 11 AND APARC_2 <> ''", "APARC_6 = 'EE'", "APARC_8 = 'EE'", "APARC_9 <> ''",
-        "APARC_16 <> ''", "APARC_1 LIKE '%''%'", "CFP IN (SELECT CFP FROM QUADROLAUT)"}) {
-    EXPECT_GT(count(sometimes), 0) << sometimes;
-  }
   // Letters of names: with an apostrophe, an accent, too few, too many consonants.
   EXPECT_EQ(Sql(file,
                 "SELECT DISTINCT APARC_1 || ' ' || substr(CFP, 1, 3) FROM PERCPARCELLE WHERE "

@@ -14,7 +14,6 @@
 #include <QMessageBox>
 #include <QScrollBar>
 #include <QTest>
-#include <chrono>
 
 #include "platform/desktop/listview.h"
 #include "platform/text/text.h"
@@ -285,27 +284,6 @@ TEST_F(Desktop, MessageBoxes) {
   EXPECT_EQ(seen[2], "T|x|3");
   Screen.MousePointer = 0;
   window->Sync();
-}
-
-TEST_F(Desktop, RepaintsNoMoreThanTheEyeSees) {
-  label.Refresh();  // before the window shows: nothing
-  Show();
-  struct Paints : QObject {
-    bool eventFilter(QObject*, QEvent* event) override {
-      count += event->type() == QEvent::Paint;
-      return false;
-    }
-    int count = 0;
-  } paints;
-  window->WidgetOf(label)->installEventFilter(&paints);
-  const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < 1'000'000; ++i) {
-    label.SetCaption(text::Decimal(i));
-    label.Refresh();
-  }
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(paints.count, 1);
-  EXPECT_LE(paints.count, 60 * took.count() + 2);
 }
 
 TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {

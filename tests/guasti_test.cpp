@@ -318,35 +318,4 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
   sqlite3_close(other);
 }
 
-TEST_F(Guasti, RecipientsStayInTheArchive) {
-  for (const auto& [of_folder, of_file] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
-    program.Stop();
-    const mode_t mask = umask(0);
-    chmod(program.Place().c_str(), of_folder);
-    fs::remove(program.File());
-    SetBytes(program.Journal(), "");  // a crash before the first byte
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(program.Start());
-    fault::TakeOpened();
-    EXPECT_TRUE(program.Insert(kNew, u"GIALLI"));
-    Save(program);
-    Me.UserClick(cmdselprec);
-    Me.UserClick(Option1(1));
-    EXPECT_TRUE(program.BeginChange(kNew, kOld));
-    Me.UserClick(CmdConfermaCF);
-    EXPECT_TRUE(program.Select(kOld));
-    Me.UserClick(Cmdcancella);
-    program.Stop();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    umask(mask);
-    int journals = 0;
-    for (const fault::Opened& opened : fault::TakeOpened()) {
-      EXPECT_TRUE(opened.name == program.File() || opened.name == program.Journal()) << opened.name;
-      EXPECT_EQ(opened.mode, of_file) << opened.name;
-      journals += opened.name == program.Journal() ? 1 : 0;
-    }
-    EXPECT_EQ(journals, 3);  // a save, a change, a deletion without certifications
-  }
-}
-
 }  // namespace

@@ -1,5 +1,5 @@
-// The editor of numbers with signs and decimals, which no field of the program has. What
-// the fields do is told in scenari/tasti_*.scenario.
+// The editor of numbers with signs and decimals, which no field of the program has (what
+// the fields do is told in scenari/tasti_*.scenario), and the fields' tool tips.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "board.h"
+#include "frame/ANAGPARC.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/form.h"
 #include "record/LibrAgg770.h"
@@ -100,6 +101,19 @@ TEST(EditaNumero, MovesTheTextToTheLeft) {
     }
     EXPECT_EQ(visto.str(), dopo) << ToUtf8(prima) << " keys " << ToUtf8(tasti);
   }
+}
+
+TEST(Scheda, ToolTipsNameTheBoxesOfTheForm) {
+  ANAGPARC::CARICAMODULO();
+  ANAGPARC::SistemaToolTipText();
+  std::string tips;
+  for (int i = 0; i < ANAGPARC::Text1.Bound(); ++i) {
+    tips += ANAGPARC::Text1.Has(i) ? ToUtf8(ANAGPARC::Text1(i).ToolTipText()) + ' ' : "";
+  }
+  EXPECT_EQ(tips,
+            " Casella 02 Casella 03 Casella 04 Casella 05 Casella 06 Casella 07 Casella 20 "
+            "Casella 21 Casella 08 Casella 40 Casella 41 Casella 42 Casella 43 Casella 09 "
+            "Casella 22 ");
 }
 
 }  // namespace

@@ -262,7 +262,7 @@ Shown Int(long long n) { return std::to_string(n); }
 Shown Variable(std::u16string_view name) {
   using namespace ANAGPARC;
   using namespace MOD770BAS;
-  static const std::map<std::u16string_view, std::function<Shown()>> variables = {
+  static constexpr std::pair<std::u16string_view, Shown (*)()> kVariables[] = {
       {u"FlagFormCaricato", [] { return Int(FlagFormCaricato); }},
       {u"FlagVariazioni", [] { return Int(FlagVariazioni); }},
       {u"FlagErroreCampi", [] { return Int(FlagErroreCampi); }},
@@ -270,15 +270,19 @@ Shown Variable(std::u16string_view name) {
       {u"RispostaUtente", [] { return Int(RispostaUtente); }},
       {u"TabellaAperta", [] { return Int(TabellaAperta); }},
       {u"IndiceCampo", [] { return Int(static_cast<long long>(IndiceCampo)); }},
-      {u"CFCorrente", [] { return Quote(CFCorrente); }},
-      {u"CFPrecedente", [] { return Quote(CFPrecedente); }},
-      {u"CFNuovo", [] { return Quote(CFNuovo); }},
-      {u"RigaSelezionata", [] { return Quote(RigaSelezionata); }},
-      {u"PercorsoArchivi", [] { return Quote(PercorsoArchivi); }},
-      {u"PercorsoProgrammi", [] { return Quote(PercorsoProgrammi); }},
+      {u"CFCorrente", [] { return Shown(Quote(CFCorrente)); }},
+      {u"CFPrecedente", [] { return Shown(Quote(CFPrecedente)); }},
+      {u"CFNuovo", [] { return Shown(Quote(CFNuovo)); }},
+      {u"RigaSelezionata", [] { return Shown(Quote(RigaSelezionata)); }},
+      {u"PercorsoArchivi", [] { return Shown(Quote(PercorsoArchivi)); }},
+      {u"PercorsoProgrammi", [] { return Shown(Quote(PercorsoProgrammi)); }},
   };
-  const auto found = variables.find(name);
-  return found == variables.end() ? std::nullopt : found->second();
+  for (const auto& [variable, value] : kVariables) {
+    if (variable == name) {
+      return value();
+    }
+  }
+  return std::nullopt;
 }
 
 Shown FormProperty(std::u16string_view property) {
@@ -314,10 +318,10 @@ Shown Property(Control& control, std::u16string_view property) {
   if (property == u"BackColor") return Int(control.BackColor());
   if (property == u"ToolTipText") return Quote(control.ToolTipText());
   if (property == u"TabIndex") return Int(control.TabIndex());
-  if (property == u"Left") return Int(control.Left());
-  if (property == u"Top") return Int(control.Top());
-  if (property == u"Width") return Int(control.Width());
-  if (property == u"Height") return Int(control.Height());
+  if (property == u"Place") {
+    return *Int(control.Left()) + ' ' + *Int(control.Top()) + ' ' + *Int(control.Width()) + ' ' +
+           *Int(control.Height());
+  }
   switch (control.Type()) {
     case Kind::TextBox:
       return TextProperty(static_cast<TextBox&>(control), property);
