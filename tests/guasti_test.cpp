@@ -202,51 +202,6 @@ TEST_F(Guasti, EveryCallThatFailsLeavesAllOrNothingAndIsTold) {
   }
 }
 
-TEST_F(Guasti, StartThatFailsIsToldAndTheNextOneSucceeds) {
-  // What a crash in the middle of a commit leaves: half of it in the file, and
-  // the journal to take it back.
-  sqlite3* db = nullptr;
-  sqlite3_open(program.File().c_str(), &db);
-  Sql(db,
-      "PRAGMA cache_size=1; BEGIN; UPDATE QUADROLAUT SET CFP = 'X', CAUSALE = 'Y';"
-      "UPDATE PERCPARCELLE SET CFP = 'X' || rowid; SELECT count(*) FROM TABCOMUNI");
-  const std::string cut_off = Bytes(program.File()), journal = Bytes(program.Journal());
-  sqlite3_close(db);
-  ASSERT_NE(cut_off, year);
-
-  const std::string rows = Stored(program.File());
-  for (const std::string& from : {year, cut_off, std::string()}) {
-    for (const auto& [cause, name] : kCauses) {
-      // A start reads a lot, in the same way for each of its tables.
-      for (long n = 1;; n += n < 40 || from == cut_off ? 1 : 7) {
-        program.Stop();
-        fs::remove(program.Journal());
-        fs::remove(program.File());
-        if (!from.empty()) {
-          SetBytes(program.File(), from);
-        }
-        if (from == cut_off) {
-          SetBytes(program.Journal(), journal);
-        }
-        fault::Arm(cause, n);
-        const bool started = program.Start();
-        if (!fault::Disarm()) {
-          break;
-        }
-        const std::string told = Told();
-        EXPECT_EQ(told.empty(), started) << told;
-        EXPECT_TRUE(started || Has(told, "Il programma non può essere avviato")) << told;
-        EXPECT_TRUE(program.Start());
-        EXPECT_EQ(Told(), "");
-        EXPECT_EQ(List1.ListCount(), from.empty() ? 1 : 4);
-        EXPECT_TRUE(from.empty() || Stored(program.File()) == rows);
-        EXPECT_FALSE(fs::exists(program.Journal()));
-        ASSERT_FALSE(HasFailure()) << name << " at call " << n << " on " << from.size() << " bytes";
-      }
-    }
-  }
-}
-
 // A file that can't be used stops the start, and stays as it is; made from a
 // template that can't be used, it goes again, so that the template can be
 // mended.
