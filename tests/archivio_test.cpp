@@ -63,7 +63,7 @@ class Archive : public testing::Test {
     return folder_ / "csv";
   }
 
-  // Names of a folder's files, each with a blank behind it.
+  // Names of a folder's files, each with a blank after it.
   static std::string Names(const fs::path& folder) {
     std::set<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder)) {

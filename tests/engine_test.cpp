@@ -122,7 +122,7 @@ TEST_F(Engine, WhatIsNoTextIsReadAsOne) {
   EXPECT_EQ(table.Fields(u"SIGLA").View(), u"12");
 }
 
-// Every state of a walk against a plain list that does the same.
+// A recordset moved at random, against a plain list that does the same.
 TEST_F(Engine, TableWalksLikeAList) {
   const Rows keys = {"NULL", "A", "A ", "B", "BB  ", "C", "È"};
   const std::pair<const char16_t*, const char*> paths[] = {
@@ -142,7 +142,7 @@ TEST_F(Engine, TableWalksLikeAList) {
     }
 
     Rows ids;
-    long at = 0;       // -1 before the first row, ids.size() behind the last
+    long at = 0;       // -1 before the first row, ids.size() after the last
     bool gap = false;  // the row that stood before `at` has been deleted
     const auto read = [&] { ids = Stored(std::string("SELECT ID FROM T ORDER BY ") + order); };
     const auto stand_on = [&](const std::string& id) {
@@ -316,7 +316,7 @@ TEST_F(Engine, ChangesAreWrittenByUpdateAlone) {
   EXPECT_EQ(Id(table), "2");
   EXPECT_EQ(stored(), (Rows{"1.A.x", "2.B.x", "3.A1."}));
 
-  // A failure changes nothing and leaves the change open for another try.
+  // A failure changes nothing and leaves the edit pending for another try.
   const auto [number, message] = Failure([&] { Change(table, {{u"ID", u"1"}}); });
   EXPECT_EQ(number, kDuplicateKey);
   EXPECT_TRUE(Has(message, "tabella T "));
@@ -357,7 +357,7 @@ TEST_F(Engine, FailuresBearTheirNumbersAndNames) {
       {[&] { orphan.MoveNext(); }, kClosed, ""},
       {[&] { dropped.MoveFirst(); }, 0, ""},
       {[&] { dropped.Close(), dropped.Close(); }, kClosed, ""},
-      // What follows behind the first column is the suite's business.
+      // What follows the first column is the suite's business.
       {[&] { table.Index(u"CHIAVE4"), table.Seek(u"=", u"A"), table.MoveFirst(); }, 0, ""},
   };
   for (const auto& [action, expected, named] : cases) {

@@ -22,7 +22,7 @@ struct State {
 };
 State g;
 
-// The real file's own structure lies behind this one.
+// The real file's own structure follows this one.
 struct File {
   sqlite3_file base;
   static sqlite3_file* Real(sqlite3_file* file) {

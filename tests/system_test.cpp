@@ -289,11 +289,11 @@ TEST_F(System, StartedProgramLivesOnWithoutOurFilesAndLock) {
 }
 
 // A program of this machine, run to the end of the test.
-class Program {
+class Command {
  public:
-  explicit Program(const char* command, const std::string& argument = "")
+  explicit Command(const char* command, const std::string& argument = "")
       : pid_(Fork([&] { return execlp("sh", "sh", "-c", command, argument.c_str(), nullptr); })) {}
-  ~Program() {
+  ~Command() {
     kill(pid_, SIGKILL);
     Wait(pid_);
   }
@@ -319,7 +319,7 @@ TEST_F(System, ActivatesTheWindowOfExactlyThisTitle) {
     fs::remove(number);
     // Without -noreset the server starts afresh between two clients and loses
     // one that comes at that moment.
-    const Program server("exec Xvfb -noreset -displayfd 3 3>\"$0\" 2>/dev/null", number);
+    const Command server("exec Xvfb -noreset -displayfd 3 3>\"$0\" 2>/dev/null", number);
     ASSERT_TRUE(Eventually([&] { return Bytes(number).ends_with('\n'); }));
     setenv("DISPLAY", (":" + Bytes(number).substr(0, Bytes(number).find('\n'))).c_str(), 1);
     const auto shell = [&](const std::string& command) {
@@ -327,15 +327,15 @@ TEST_F(System, ActivatesTheWindowOfExactlyThisTitle) {
                  ? Bytes(number + ".out")
                  : "";
     };
-    std::optional<Program> manager;
+    std::optional<Command> manager;
     if (managed) {
       manager.emplace("exec openbox");
       ASSERT_TRUE(Eventually([&] { return shell("xdotool get_num_desktops") != ""; }));
     }
     const char* const quiet = "exec xev -name \"$0\" >/dev/null";
-    const Program parent(quiet, "7702015");
+    const Command parent(quiet, "7702015");
     ASSERT_TRUE(Eventually([&] { return shell("xdotool search --name 7702015") != ""; }));
-    const Program longer(quiet, "7702015 bis");
+    const Command longer(quiet, "7702015 bis");
     const auto has_focus = [&](const std::string& title) {
       return Eventually(
           [&] { return shell("xdotool getwindowfocus getwindowname") == title + "\n"; });
