@@ -236,31 +236,6 @@ TEST_F(Engine, ReadingGoesThroughTheIndex) {
   costs(10, [&] { database.Execute(u"delete * from T where  CFP = 'B  '"); });
 }
 
-// An Update moves the row along the very column that the query filters and
-// sorts by.
-TEST_F(Engine, RewritingMeetsEachRowOnce) {
-  Fill(Rows(100, "OLD"));
-  Database database = Open();
-  for (const auto& [text, key] : {std::pair(u"SELECT * FROM T WHERE CFP = 'OLD   '", u"NEW"),
-                                  std::pair(u"SELECT * FROM T ORDER BY CFP", u"ZZZ"),
-                                  std::pair(u"SELECT * FROM T ORDER BY CFP", u"AAA")}) {
-    g_steps = 0;
-    Recordset query = database.OpenRecordset(text);
-    int met = 0;
-    database.BeginTrans();
-    for (; !query.Eof(); query.MoveNext()) {
-      if (met++ % 50 == 0) {
-        Id(query);
-      }
-      Change(query, {{u"CFP", key}});
-    }
-    database.CommitTrans();
-    EXPECT_EQ(met, 100);
-    EXPECT_LT(g_steps, 1000);
-    EXPECT_EQ(Stored("SELECT DISTINCT CFP FROM T"), Rows{text::ToUtf8(key)});
-  }
-}
-
 TEST_F(Engine, QueryKeepsItsRows) {
   Fill({"A", "B", "C", "D", "E"});
   Database database = Open();
