@@ -2,7 +2,7 @@
 # ./test and ./package.
 required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
 # Without these the window is left out; everything else is built.
-window=(qt6-base-dev fonts-liberation libxcb1-dev)
+window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
 testing=(libgtest-dev sqlite3)
 benchmarks=(libbenchmark-dev sqlite3)
 # For the tests that look for real windows; left out, those tests are skipped.
@@ -10,7 +10,7 @@ display=(xvfb xdotool openbox x11-utils)
 # For the test that hears the program as a screen reader does, on such a display; left
 # out, it is skipped.
 reader=(dbus-daemon at-spi2-core python3-gi gir1.2-atspi-2.0)
-# Without these the fuzz targets of ./test run without guidance by coverage.
+# Without these ./test leaves out the fuzz targets.
 fuzzing=(clang libclang-rt-14-dev)
 packaging=(dpkg-dev gzip librsvg2-bin)
 # For trying the package.
