@@ -37,7 +37,6 @@ lay_debian() { # FOLDER, which becomes $root
   root=$1
   echo "Laying a bare Debian 12..."
   local mirror
-  # shellcheck disable=SC2016 # apt's own variable
   mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Codename: bookworm' | sort -u | head -1)
   log debootstrap --variant=minbase bookworm "$root" "$mirror"
   cp -a /etc/apt/. "$root/etc/apt/"
@@ -52,7 +51,6 @@ lay_debian() { # FOLDER, which becomes $root
 build() { # UMASK FOLDER TO: the packages, from a copy of the sources made there
   mkdir -p "$3"
   log tar -c --exclude=./build --exclude=./.git -f "$work/sources.tar" .
-  # shellcheck disable=SC2016 # for the shell in there
   system bash -c 'umask $1 && mkdir -p "$2" && cd "$2" && tar -x --no-same-permissions && ./package' \
     bash "$1" "$2" <"$work/sources.tar" && mv "$root/$2"/build/package/* "$3"
 }
@@ -75,16 +73,19 @@ fi
 files=$work/files
 dpkg-deb -x "$deb" "$files"
 manual=/usr/share/anagparc/manuale/manuale.html
-for dead in $(grep -o 'href="#[^"]*' "$files$manual" | cut -d'#' -f2 | sort -u); do
-  grep -q "id=\"$dead\"" "$files$manual" || echo "$dead"
-done >"$work/dead"
-for dead in $(grep -oE '(href|src)="[^#"]*' "$files$manual" | cut -d'"' -f2 | sort -u); do
-  [ -s "$files${manual%/*}/$dead" ] || echo "$dead"
-done >>"$work/dead"
+broken_links() { # of the manual, its pictures among them
+  grep -oE '(href|src)="[^"]*' "$files$manual" | cut -d'"' -f2 | sort -u |
+    while read -r link; do
+      case $link in
+        '#'*) grep -q "id=\"${link#\#}\"" "$files$manual" ;;
+        *) [ -s "$files${manual%/*}/$link" ] ;;
+      esac || echo "$link"
+    done
+}
 check "lintian" lintian --allow-root --fail-on error,warning "$deb"
 check "AppStream metadata" appstreamcli validate --no-net "$files"/usr/share/metainfo/*.xml
 check "desktop entry" desktop-file-validate "$files/usr/share/applications/anagparc.desktop"
-check "the manual's links and pictures" diff /dev/null "$work/dead"
+check "the manual's links and pictures" diff /dev/null <(broken_links)
 check "permissions" diff /dev/null <(dpkg-deb -c "$deb" |
   grep -Ev '^((drwxr-xr-x|-rw-r--r--|lrwxrwxrwx) root/root |-rwxr-xr-x root/root .* \./usr/bin/)')
 
@@ -132,7 +133,7 @@ check "dead display" no_display user env DISPLAY=:4711 anagparc
 
 # The window, on a display outside.
 Xvfb -displayfd 3 -screen 0 1366x768x24 -fbdir "$work" 3>"$work/display" 2>"$work/xvfb" &
-for _ in $(seq 100); do [ -s "$work/display" ] && break || sleep 0.1; done
+until [ -s "$work/display" ]; do sleep 0.1; done
 DISPLAY=:$(cat "$work/display")
 export DISPLAY
 from_menu() { # starts the menu's entry

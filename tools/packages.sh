@@ -16,7 +16,7 @@ reader=(dbus-daemon at-spi2-core python3-gi gir1.2-atspi-2.0)
 # Without these the fuzz targets of ./test run without guidance by coverage.
 fuzzing=(clang libclang-rt-14-dev)
 # What debian/control asks for, besides what is above.
-packaging=(dpkg-dev debhelper librsvg2-bin pandoc)
+packaging=(build-essential debhelper librsvg2-bin pandoc)
 # For ./lint.
 checking=(clang-format clang-tidy shellcheck lintian)
 # For trying the package.
