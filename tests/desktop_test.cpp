@@ -131,7 +131,7 @@ TEST_F(Desktop, TypingGoesThroughTheModel) {
   EXPECT_EQ(one.Text(), u"A\U0001F600È");
   Keys({Qt::Key_Left, Qt::Key_Left});
   EXPECT_EQ(Line(one).cursorPosition(), 1);
-  Line(one).setText("AT");  // from behind the model's back
+  Line(one).setText("AT");  // not by the model
   EXPECT_EQ(Line(one).text(), QString::fromUtf8("A\U0001F600È"));
 }
 
@@ -155,7 +155,7 @@ TEST_F(Desktop, Clicks) {
   window->Sync();
   int bare = 0;
   panel.Click = [&] { ++bare; };
-  Click(go);  // what is disabled passes nothing on to what lies behind
+  Click(go);  // what is disabled passes nothing on to what lies under it
   EXPECT_EQ(clicks, 3);
   EXPECT_EQ(bare, 0);
 }

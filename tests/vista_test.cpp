@@ -39,7 +39,7 @@ QImage Picture(QWidget& widget, int times = kFine) {
   return image;
 }
 
-// Contrast of the text in a part of a picture with the worst of what lies behind it.
+// Contrast of the text in a part of a picture with the worst of its background.
 double Drawn(const QImage& image, const QRect& part) {
   std::map<QRgb, int> counts;
   const QRect place = QRect(part.topLeft() * kFine, part.size() * kFine) & image.rect();
@@ -67,7 +67,7 @@ double Drawn(const QImage& image, const QRect& part) {
   return best;
 }
 
-// What appears on a widget with the focus stands out from what lies behind it, all
+// What appears on a widget with the focus stands out from its background, all
 // round the widget or its text.
 void ExpectFocusSeen(QWidget& widget, QWidget& other) {
   QImage images[2];
