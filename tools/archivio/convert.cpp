@@ -10,7 +10,7 @@
 #include "archivio/new_file.h"
 #include "archivio/progress.h"
 #include "archivio/schema.h"
-#include "archivio/sqlite.h"
+#include "platform/sqlite/sqlite.h"
 #include "platform/system/old_format.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
@@ -223,36 +223,38 @@ std::vector<NewTable> Plan(const std::vector<jet::Table>& old_tables,
 std::string CreateText(const NewTable& table) {
   std::string columns;
   for (const NewColumn& column : table.columns) {
-    columns += (columns.empty() ? "" : ", ") + Name(column.name) + ' ' + std::string(column.type) +
-               (column.trims ? " COLLATE RTRIM" : "");
+    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(column.name) + ' ' +
+               std::string(column.type) + (column.trims ? " COLLATE RTRIM" : "");
   }
-  return "CREATE TABLE " + Name(table.name) + " (" + columns + ")";
+  return "CREATE TABLE " + sqlite::Identifier(table.name) + " (" + columns + ")";
 }
 
 std::string KeyText(const NewTable& table, const NewIndex& index) {
   std::string columns;
   for (const std::size_t column : index.columns) {
-    columns += (columns.empty() ? "" : ", ") + Name(table.columns[column].name);
+    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(table.columns[column].name);
   }
   return columns;
 }
 
 std::string CreateText(const NewTable& table, const NewIndex& index) {
-  return (index.unique ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") + Name(index.name) + " ON " +
-         Name(table.name) + " (" + KeyText(table, index) + ")";
+  return (index.unique ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") +
+         sqlite::Identifier(index.name) + " ON " + sqlite::Identifier(table.name) + " (" +
+         KeyText(table, index) + ")";
 }
 
 std::string InsertText(const NewTable& table) {
   std::string names;
   std::string places;
   for (std::size_t i = 0; i < table.old_columns; ++i) {
-    names += (i == 0 ? "" : ", ") + Name(table.columns[i].name);
+    names += (i == 0 ? "" : ", ") + sqlite::Identifier(table.columns[i].name);
     places += i == 0 ? "?" : ", ?";
   }
-  return "INSERT INTO " + Name(table.name) + " (" + names + ") VALUES (" + places + ")";
+  return "INSERT INTO " + sqlite::Identifier(table.name) + " (" + names + ") VALUES (" + places +
+         ")";
 }
 
-void BindReal(Statement& insert, int parameter, const NewColumn& column, double real) {
+void BindReal(sqlite::Statement& insert, int parameter, const NewColumn& column, double real) {
   // SQLite takes what isn't a number for Null, and gives a whole number a
   // decimal where a text is wanted.
   if (column.text || real != real) {
@@ -262,7 +264,7 @@ void BindReal(Statement& insert, int parameter, const NewColumn& column, double 
   }
 }
 
-void Insert(Statement& insert, const NewTable& table, std::string_view message) {
+void Insert(sqlite::Statement& insert, const NewTable& table, std::string_view message) {
   jet::RowReader row(message);
   for (std::size_t i = 0; i < table.old_columns; ++i) {
     const int parameter = static_cast<int>(i) + 1;
@@ -385,7 +387,7 @@ class Converter {
   }
 
   void Fill(jet::Process& process) {
-    Sqlite database(file_.Growing(), Sqlite::Mode::kWrite, file_.Name());
+    sqlite::Connection database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
     database.Run(
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
@@ -403,7 +405,7 @@ class Converter {
   }
 
   // `process` has told that the rows of the first table follow, if there is one.
-  void ReadRows(jet::Process& process, Sqlite& database) {
+  void ReadRows(jet::Process& process, sqlite::Connection& database) {
     std::uint64_t all = 0;
     for (const NewTable& table : tables_) {
       all += table.declared;
@@ -413,7 +415,7 @@ class Converter {
     for (std::size_t t = 0; t < old_tables_; ++t) {
       NewTable& table = tables_[t];
       at_ = table.name;
-      std::optional<Statement> insert;
+      std::optional<sqlite::Statement> insert;
       if (table.old_columns > 0) {
         insert.emplace(database, InsertText(table));
       }
@@ -442,24 +444,25 @@ class Converter {
   // Where values that should be unique aren't, all the rows come over and the
   // index lets them. SQLite isn't left to find out: without a journal its failure
   // would leave half an index.
-  void AddIndex(Sqlite& database, const NewTable& table, NewIndex index) {
+  void AddIndex(sqlite::Connection& database, const NewTable& table, NewIndex index) {
     if (index.unique) {
       const std::string columns = KeyText(table, index);
-      Statement doubles(database, "SELECT " + columns + ", count(*) FROM " + Name(table.name) +
-                                      " GROUP BY " + columns + " HAVING count(*) > 1");
+      sqlite::Statement doubles(database, "SELECT " + columns + ", count(*) FROM " +
+                                              sqlite::Identifier(table.name) + " GROUP BY " +
+                                              columns + " HAVING count(*) > 1");
       const int count = static_cast<int>(index.columns.size());
       while (doubles.Next()) {
         // Nulls don't equal each other.
         bool null = false;
         std::string values;
         for (int i = 0; i < count; ++i) {
-          null |= doubles.Type(i) == SQLITE_NULL;
-          values += (i == 0 ? "\"" : "\", \"") + doubles.Text(i);
+          null |= doubles.Type(i) == sqlite::Type::kNull;
+          values += (i == 0 ? "\"" : "\", \"") + std::string(doubles.Bytes(i));
         }
         if (!null) {
           index.unique = false;
           findings_.texts.push_back(table.Label() + "lo stesso codice " + values + "\" in " +
-                                    doubles.Text(count) + " righe.");
+                                    std::string(doubles.Bytes(count)) + " righe.");
         }
       }
     }
