@@ -10,6 +10,8 @@ import json
 import lzma
 import os
 import random
+import resource
+import signal
 import sqlite3
 import struct
 import subprocess
@@ -39,14 +41,19 @@ class Conversion:
     """One run on an archive of these bytes; it leaves nothing but a whole archive, or
     nothing at all, and the old one as it was."""
 
-    def __init__(self, what, data, *options):
+    def __init__(self, what, data, *options, room=None):
+        def limit():
+            if room is not None:
+                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+                resource.setrlimit(resource.RLIMIT_FSIZE, (room, room))
+
         with tempfile.TemporaryDirectory() as folder:
             old, new = os.path.join(folder, "old.mdb"), os.path.join(folder, "new")
             with open(old, "wb") as file:
                 file.write(data)
             os.mkdir(new)
             run = subprocess.run([TOOL, "converti", old, new, *options], capture_output=True,
-                                 timeout=120, check=False)
+                                 timeout=120, check=False, preexec_fn=limit)
             self.status, self.out = run.returncode, (run.stdout + run.stderr).decode()
             check(f"{what}: files left", os.listdir(new), [] if self.status else ["old.mdb"])
             check(f"{what}: the old file", open(old, "rb").read() == data, True)
@@ -172,6 +179,8 @@ def doubts():
     extra = SMALL.replace(wide("PERCETTORI"), wide("PERCETTORX"))
     check("other tables come too",
           len(Conversion("extra", extra, "--conferma").tables["PERCETTORX"][1]), 3)
+    got = Conversion("no room", SMALL, room=100_000)
+    check("no room", (got.status, "errore" in got.out.lower()), (1, True))
     for what, data, told in [
             ("later", SMALL[:20] + b"\x02" + SMALL[21:], "Access del 2007"),
             ("new", b"SQLite format 3\0" + bytes(4096), "non è un archivio del vecchio formato"),
