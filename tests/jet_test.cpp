@@ -103,7 +103,7 @@ std::string Failure(const Process::Read& read, Limits limits = {}) {
   try {
     while (process.Next(message) != Kind::kEnd) {
     }
-  } catch (const ReadFailure& failure) {
+  } catch (const Damaged& failure) {
     return failure.what();
   }
   return {};
@@ -124,7 +124,7 @@ TEST(ReaderProcess, EndsInOneWayOrAnother) {
             "la lettura vuole più di 2048 MB di memoria");
   EXPECT_EQ(Failure([](Sender&) { pause(); }, {.seconds = 1}), "la lettura è ferma da 1 secondi");
   EXPECT_EQ(Failure([](Sender& sender) { sender.Send(static_cast<Kind>(77)); }),
-            "la lettura non dà righe valide");
+            "il lettore dà messaggi non validi");
 #ifndef __SANITIZE_ADDRESS__
   EXPECT_EQ(Failure(
                 [](Sender&) {
@@ -158,16 +158,16 @@ TEST(Stream, EveryCutIsNoticed) {
   });
   std::string_view message;
   ASSERT_EQ(process.Next(message), Kind::kTable);
-  const Table table = ReadTable(message);
+  const OldTable table = ReadTable(message);
   EXPECT_EQ(table.rows, 7U);
   EXPECT_EQ(table.columns[1].name, "B");
   EXPECT_EQ(table.indexes[0].columns, (std::vector<std::uint8_t>{1, 0}));
   for (std::size_t size = 0; size < message.size(); ++size) {
-    EXPECT_THROW(ReadTable(message.substr(0, size)), BrokenStream);
+    EXPECT_THROW(ReadTable(message.substr(0, size)), Damaged);
   }
   std::string far(message);
   far.back() = 2;  // a column that isn't there
-  EXPECT_THROW(ReadTable(far), BrokenStream);
+  EXPECT_THROW(ReadTable(far), Damaged);
 
   ASSERT_EQ(process.Next(message), Kind::kRow);
   const auto read = [](std::string_view row) {
@@ -179,9 +179,9 @@ TEST(Stream, EveryCutIsNoticed) {
     reader.CheckEnd();
   };
   read(message);
-  EXPECT_THROW(read(message.substr(0, message.size() - 1)), BrokenStream);
-  EXPECT_THROW(read(std::string(message) + "x"), BrokenStream);
-  EXPECT_THROW(RowReader("\7"sv).Next(), BrokenStream);
+  EXPECT_THROW(read(message.substr(0, message.size() - 1)), Damaged);
+  EXPECT_THROW(read(std::string(message) + "x"), Damaged);
+  EXPECT_THROW(RowReader("\7"sv).Next(), Damaged);
   EXPECT_EQ(process.Next(message), Kind::kEnd);
 }
 

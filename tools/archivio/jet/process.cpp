@@ -15,7 +15,6 @@
 #include <new>
 
 #include "archivio/archivio.h"
-#include "archivio/jet/values.h"
 
 namespace archivio::jet {
 
@@ -104,12 +103,12 @@ void Process::FailEnded() {
   waitpid(process_, &status, 0);
   process_ = -1;
   if (WIFEXITED(status) && WEXITSTATUS(status) == kNoMemory) {
-    throw ReadFailure("la lettura vuole più di " + std::to_string(limits_.memory >> 20) +
-                      " MB di memoria");
+    throw Damaged("la lettura vuole più di " + std::to_string(limits_.memory >> 20) +
+                  " MB di memoria");
   }
-  throw ReadFailure("la lettura si è interrotta" +
-                    (WIFSIGNALED(status) ? " (segnale " + std::to_string(WTERMSIG(status)) + ")"
-                                         : std::string()));
+  throw Damaged("la lettura si è interrotta" +
+                (WIFSIGNALED(status) ? " (segnale " + std::to_string(WTERMSIG(status)) + ")"
+                                     : std::string()));
 }
 
 // Makes at least `bytes` available behind what has been taken.
@@ -123,7 +122,7 @@ void Process::Fill(std::size_t bytes) {
     pollfd ready = {pipe_, POLLIN, 0};
     const int count = poll(&ready, 1, limits_.seconds * 1000);
     if (count == 0) {
-      throw ReadFailure("la lettura è ferma da " + std::to_string(limits_.seconds) + " secondi");
+      throw Damaged("la lettura è ferma da " + std::to_string(limits_.seconds) + " secondi");
     }
     std::array<char, 1 << 16> part;
     const ssize_t size = count < 0 ? -1 : ::read(pipe_, part.data(), part.size());
@@ -143,13 +142,13 @@ Kind Process::Next(std::string_view& message) {
   }
   const auto kind = static_cast<unsigned char>(buffer_[taken_]);
   if (length > kLongest || kind > static_cast<unsigned char>(Kind::kEnd)) {
-    throw ReadFailure("la lettura non dà righe valide");
+    throw Damaged("il lettore dà messaggi non validi");
   }
   Fill(kHead + length);
   message = std::string_view(buffer_).substr(taken_ + kHead, length);
   taken_ += kHead + length;
   if (static_cast<Kind>(kind) == Kind::kFailure) {
-    throw ReadFailure(std::string(message));
+    throw Damaged(std::string(message));
   }
   return static_cast<Kind>(kind);
 }

@@ -30,7 +30,7 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  // The next message, until the next call. Throws ReadFailure when the process
+  // The next message, until the next call. Throws Damaged when the process
   // can't go on, doesn't, or sends what isn't a message.
   Kind Next(std::string_view& message);
 
@@ -43,12 +43,6 @@ class Process {
   int pipe_ = -1;
   std::string buffer_;
   std::size_t taken_ = 0;
-};
-
-// what() is Italian, UTF-8, a clause without a point.
-class ReadFailure : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
 };
 
 }  // namespace archivio::jet

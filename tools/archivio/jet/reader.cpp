@@ -79,15 +79,15 @@ class TableReader {
     return *static_cast<MdbColumn*>(g_ptr_array_index(table_->columns, i));
   }
 
-  std::vector<Index> Indexes() {
-    std::vector<Index> indexes;
+  std::vector<OldIndex> Indexes() {
+    std::vector<OldIndex> indexes;
     mdb_read_indices(table_.get());  // its answer says nothing
     if (table_->indices == nullptr || table_->indices->len > kMostColumns) {
       throw Damaged("i suoi indici sono danneggiati");
     }
     for (guint i = 0; i < table_->indices->len; ++i) {
       const auto& found = *static_cast<MdbIndex*>(g_ptr_array_index(table_->indices, i));
-      Index index = {found.name, (found.flags & MDB_IDX_UNIQUE) != 0, {}};
+      OldIndex index = {found.name, (found.flags & MDB_IDX_UNIQUE) != 0, {}};
       for (unsigned key = 0; key < std::min<unsigned>(found.num_keys, MDB_MAX_IDX_COLS); ++key) {
         const int column = found.key_col_num[key] - 1;
         if (column < 0 || column >= static_cast<int>(Columns())) {
@@ -385,8 +385,8 @@ std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size, 
   return entries;
 }
 
-Table Describe(const CatalogEntry& entry, TableReader& reader) {
-  Table table = {entry.name, reader.Definition().num_rows, {}, reader.Indexes()};
+OldTable Describe(const CatalogEntry& entry, TableReader& reader) {
+  OldTable table = {entry.name, reader.Definition().num_rows, {}, reader.Indexes()};
   for (std::size_t i = 0; i < reader.Columns(); ++i) {
     table.columns.push_back({reader.ColumnAt(i).name, TypeOf(reader.ColumnAt(i))});
   }

@@ -20,9 +20,11 @@ std::int64_t Seconds() {
       .count();
 }
 
+Damaged BadMessage() { return Damaged("il lettore dà messaggi non validi"); }
+
 std::string_view Cut(std::string_view& rest, std::size_t size) {
   if (size > rest.size()) {
-    throw BrokenStream();
+    throw BadMessage();
   }
   const std::string_view part = rest.substr(0, size);
   rest.remove_prefix(size);
@@ -78,17 +80,17 @@ void Sender::Send(Kind kind, std::string_view text) {
   End();
 }
 
-void Sender::SendTable(const Table& table) {
+void Sender::SendTable(const OldTable& table) {
   Head(Kind::kTable);
   Text(table.name);
   Number(table.rows, 4);
   Number(table.columns.size(), 1);
-  for (const Column& column : table.columns) {
+  for (const OldColumn& column : table.columns) {
     Text(column.name);
     Number(static_cast<std::uint8_t>(column.type), 1);
   }
   Number(table.indexes.size(), 1);
-  for (const Index& index : table.indexes) {
+  for (const OldIndex& index : table.indexes) {
     Text(index.name);
     Number(index.unique ? 1 : 0, 1);
     Number(index.columns.size(), 1);
@@ -131,36 +133,36 @@ void Sender::Flush() {
   sent_at_ = Seconds();
 }
 
-Table ReadTable(std::string_view message) {
-  Table table;
+OldTable ReadTable(std::string_view message) {
+  OldTable table;
   table.name = CutText(message);
   table.rows = static_cast<std::uint32_t>(CutNumber(message, 4));
   table.columns.resize(CutNumber(message, 1));
-  for (Column& column : table.columns) {
+  for (OldColumn& column : table.columns) {
     column.name = CutText(message);
     const std::uint64_t type = CutNumber(message, 1);
     if (type > static_cast<std::uint64_t>(Type::kBinary)) {
-      throw BrokenStream();
+      throw BadMessage();
     }
     column.type = static_cast<Type>(type);
   }
   table.indexes.resize(CutNumber(message, 1));
-  for (Index& index : table.indexes) {
+  for (OldIndex& index : table.indexes) {
     index.name = CutText(message);
     index.unique = CutNumber(message, 1) != 0;
     index.columns.resize(CutNumber(message, 1));
     if (index.columns.empty()) {
-      throw BrokenStream();
+      throw BadMessage();
     }
     for (std::uint8_t& column : index.columns) {
       column = static_cast<std::uint8_t>(CutNumber(message, 1));
       if (column >= table.columns.size()) {
-        throw BrokenStream();
+        throw BadMessage();
       }
     }
   }
   if (!message.empty()) {
-    throw BrokenStream();
+    throw BadMessage();
   }
   return table;
 }
@@ -183,12 +185,12 @@ Value RowReader::Next() {
       value.bytes = CutText(rest_);
       return value;
   }
-  throw BrokenStream();
+  throw BadMessage();
 }
 
 void RowReader::CheckEnd() const {
   if (!rest_.empty()) {
-    throw BrokenStream();
+    throw BadMessage();
   }
 }
 

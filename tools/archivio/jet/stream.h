@@ -8,10 +8,11 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "archivio/jet/damaged.h"
 
 namespace archivio::jet {
 
@@ -28,22 +29,22 @@ enum class Kind : std::uint8_t {
 
 enum class Type : std::uint8_t { kText, kInteger, kReal, kBinary };
 
-struct Column {
+struct OldColumn {
   std::string name;
   Type type;
 };
 
-struct Index {
+struct OldIndex {
   std::string name;
   bool unique = false;
   std::vector<std::uint8_t> columns;  // their places in the table
 };
 
-struct Table {
+struct OldTable {
   std::string name;
   std::uint32_t rows = 0;  // as the old file itself counts them
-  std::vector<Column> columns;
-  std::vector<Index> indexes;
+  std::vector<OldColumn> columns;
+  std::vector<OldIndex> indexes;
 };
 
 struct Value {
@@ -61,7 +62,7 @@ class Sender {
   explicit Sender(int pipe) : pipe_(pipe) {}
 
   void Send(Kind kind, std::string_view text = {});
-  void SendTable(const Table& table);
+  void SendTable(const OldTable& table);
 
   // A row: its values in the order of the columns, then End; or Drop, and
   // nothing of it is sent.
@@ -86,14 +87,10 @@ class Sender {
   std::int64_t sent_at_ = 0;
 };
 
-// Takes a message apart. Each call throws BrokenStream when the message isn't as
-// long as it should be.
-class BrokenStream : public std::runtime_error {
- public:
-  BrokenStream() : std::runtime_error("messaggio non valido") {}
-};
+// These take a message apart, and throw Damaged when it isn't as long as it should
+// be.
 
-Table ReadTable(std::string_view message);
+OldTable ReadTable(std::string_view message);
 
 class RowReader {
  public:

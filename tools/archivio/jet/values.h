@@ -3,17 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
-namespace archivio::jet {
+#include "archivio/jet/damaged.h"
 
-// what() is Italian, UTF-8, and goes on from "la riga n. 5: ".
-class Damaged : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+namespace archivio::jet {
 
 // Text of Jet 4 as UTF-8: UTF-16, or the engine's compressed form of it. Half
 // a surrogate pair becomes U+FFFD.
