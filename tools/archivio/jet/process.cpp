@@ -20,14 +20,13 @@ namespace archivio::jet {
 
 namespace {
 
-constexpr std::size_t kHead = 5;
 constexpr std::size_t kLongest = 1'000'000'000;  // of what SQLite puts into a row
 constexpr int kPipeSize = 1 << 20;
 constexpr int kNoMemory = 3;  // exit status
 
-void Limit(int resource, rlim_t value) {
+void Limit(auto resource, rlim_t value) {
   const rlimit limit = {value, value};
-  setrlimit(static_cast<__rlimit_resource_t>(resource), &limit);
+  setrlimit(resource, &limit);
 }
 
 // GLib would end the process with a signal, as if it had crashed.
@@ -69,12 +68,16 @@ void OnLog(const char* /*domain*/, GLogLevelFlags level, const char* /*message*/
   _exit(0);
 }
 
+[[noreturn]] void FailToStart() {
+  throw Failure("Il sistema non ha più risorse per leggere l'archivio.");
+}
+
 }  // namespace
 
 Process::Process(const Read& read, Limits limits) : limits_(limits) {
   std::array<int, 2> ends;
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    throw Failure("Il sistema non ha più risorse per leggere l'archivio.");
+    FailToStart();
   }
   fcntl(ends[1], F_SETPIPE_SZ, kPipeSize);
   process_ = fork();
@@ -86,7 +89,7 @@ Process::Process(const Read& read, Limits limits) : limits_(limits) {
   pipe_ = ends[0];
   if (process_ < 0) {
     close(pipe_);
-    throw Failure("Il sistema non ha più risorse per leggere l'archivio.");
+    FailToStart();
   }
 }
 
@@ -111,7 +114,7 @@ void Process::FailEnded() {
                                      : std::string()));
 }
 
-// Makes at least `bytes` available behind what has been taken.
+// Makes at least `bytes` available after what has been taken.
 void Process::Fill(std::size_t bytes) {
   if (buffer_.size() - taken_ >= bytes) {
     return;
@@ -135,18 +138,18 @@ void Process::Fill(std::size_t bytes) {
 }
 
 Kind Process::Next(std::string_view& message) {
-  Fill(kHead);
+  Fill(kHeadSize);
   std::size_t length = 0;
-  for (std::size_t i = 1; i < kHead; ++i) {
+  for (std::size_t i = 1; i < kHeadSize; ++i) {
     length = (length << 8) | static_cast<unsigned char>(buffer_[taken_ + i]);
   }
   const auto kind = static_cast<unsigned char>(buffer_[taken_]);
   if (length > kLongest || kind > static_cast<unsigned char>(Kind::kEnd)) {
     throw Damaged("il lettore dà messaggi non validi");
   }
-  Fill(kHead + length);
-  message = std::string_view(buffer_).substr(taken_ + kHead, length);
-  taken_ += kHead + length;
+  Fill(kHeadSize + length);
+  message = std::string_view(buffer_).substr(taken_ + kHeadSize, length);
+  taken_ += kHeadSize + length;
   if (static_cast<Kind>(kind) == Kind::kFailure) {
     throw Damaged(std::string(message));
   }

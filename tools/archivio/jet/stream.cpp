@@ -10,7 +10,6 @@ namespace archivio::jet {
 
 namespace {
 
-constexpr std::size_t kHead = 5;  // the kind, and the length of what follows
 constexpr std::size_t kMany = std::size_t{1} << 16;
 constexpr std::int64_t kOften = 1;  // seconds
 
@@ -63,8 +62,8 @@ void Sender::Head(Kind kind) {
 }
 
 void Sender::End() {
-  std::size_t length = buffer_.size() - start_ - kHead;
-  for (std::size_t i = kHead - 1; i > 0; --i, length >>= 8) {
+  std::size_t length = buffer_.size() - start_ - kHeadSize;
+  for (std::size_t i = kHeadSize - 1; i > 0; --i, length >>= 8) {
     buffer_[start_ + i] = static_cast<char>(length & 0xFF);
   }
   if (buffer_.size() >= kMany || Seconds() >= sent_at_ + kOften) {

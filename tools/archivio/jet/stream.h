@@ -7,6 +7,7 @@
 // last. kFailure may come at any time and ends it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -54,6 +55,10 @@ struct Value {
   double real = 0;
   std::string_view bytes;  // of a text, UTF-8, or a binary value
 };
+
+// Of every message: its kind, and in four bytes, the highest first, the length
+// of what follows.
+inline constexpr std::size_t kHeadSize = 5;
 
 // The sending end. Messages are gathered, and sent when there are many and at
 // least every second. Ends the process where nobody receives.
