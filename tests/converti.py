@@ -142,6 +142,13 @@ def doubts():
         data[35 * PAGE + 16] = 13
         return bytes(data)
 
+    def linked():
+        data = bytearray(SMALL)
+        for start, end in Archive(SMALL).rows_of(2):
+            if wide("TABAPPOSTAMPA") in data[start:end]:
+                data[start + 10] = 6  # its type
+        return bytes(data)
+
     def torn():
         data = bytearray(SMALL)
         start, end = list(Archive(SMALL).rows_of(35))[3]
@@ -152,6 +159,7 @@ def doubts():
     for what, data, told, after in [
             ("table", SMALL.replace(wide("TABCOMUNI"), wide("TABCOMUNX")),
              "Tabella TABCOMUNI: manca.", sound),
+            ("linked", linked(), "Tabella TABAPPOSTAMPA: manca (è collegata", sound),
             ("recipients", SMALL.replace(wide("PERCPARCELLE"), wide("PERCPARCELLX")),
              "Tabella PERCPARCELLE: manca.", hopeless),
             ("column", SMALL.replace(wide("APARC_9"), wide("APARC_X")),

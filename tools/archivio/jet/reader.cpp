@@ -246,7 +246,8 @@ std::string_view TableReader::LongValue(std::size_t i) {
     std::size_t found = 0;
     if (pointer == 0 ||
         mdb_find_pg_row(mdb_, static_cast<int>(pointer), &page, &place, &found) != 0 ||
-        found <= (chain ? 4U : 0U) || std::memcmp(mdb_->alt_pg_buf + 4, "LVAL", 4) != 0) {
+        found <= (chain ? 4U : 0U) ||
+        (!IS_JET3(mdb_) && std::memcmp(mdb_->alt_pg_buf + 4, "LVAL", 4) != 0)) {
       throw Damaged("una parte di un testo lungo non si trova");
     }
     const unsigned char* part = mdb_->alt_pg_buf + (place & kPlace);
