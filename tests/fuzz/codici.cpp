@@ -4,8 +4,8 @@
 #include "frame/MOD770BAS.h"
 #include "fuzz.h"
 #include "identity/identity.h"
+#include "platform/text/conversion.h"
 #include "platform/text/text.h"
-#include "platform/toolkit/conversion.h"
 
 namespace {
 
@@ -39,13 +39,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Must(good == 1, "a fiscal code of another length");
   }
 
-  const bool numeric = toolkit::IsNumeric(code);
+  const bool numeric = text::IsNumeric(code);
   const std::u16string_view trimmed = text::Trim(code);
   Must(!numeric || trimmed.find_first_not_of(u"0123456789.,+-") == trimmed.npos, "number");
   Must(numeric || trimmed.empty() || trimmed.find_first_not_of(u"0123456789") != trimmed.npos,
        "digits are no number");
-  Must(!toolkit::IsDate(code) || code.size() == 10, "date");
-  Must(std::isfinite(toolkit::Val(code)), "value");
+  Must(!text::IsDate(code) || code.size() == 10, "date");
+  Must(!std::isnan(text::Val(code)), "value");
 
   const std::u16string key = MOD770BAS::CHIAVECODICE(code);
   Must(key.size() == 16 && !(key.starts_with(u' ') && key.find_first_not_of(u' ') != key.npos) &&

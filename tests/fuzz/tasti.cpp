@@ -6,6 +6,7 @@
 #include "platform/text/text.h"
 #include "platform/toolkit/form.h"
 #include "record/LibrAgg770.h"
+#include "record/regole.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ bool IsMask(std::u16string_view s) {
       return false;
     }
   }
-  return s.size() == LibrAgg770::kMascheraData.size();
+  return s.size() == regole::kMascheraData.size();
 }
 
 constexpr std::array kKeys = {Key::Backspace, Key::Delete, Key::Left,  Key::Right,
@@ -57,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         box.SetText(LibrAgg770::EDITADATA(field, key));
         key = 0;
         Must(!IsMask(before) || caret > 9 || IsMask(box.Text()), "the date has lost its shape");
-        Must(given != 8 || box.Text() == LibrAgg770::kMascheraData, "Backspace leaves a date");
+        Must(given != 8 || box.Text() == regole::kMascheraData, "Backspace leaves a date");
         break;
       default:
         key = LibrAgg770::EDITANUMERO(field, key, sign, comma, whole, decimals);
