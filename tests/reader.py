@@ -2,7 +2,7 @@
 
 reader.py PROGRAM ARGUMENT FILE.scenario, called by scenario.sh: runs the program on a display
 and in a session of its own, reads it over AT-SPI from outside, prints what is heard anew
-behind each action. Actions are keys by their X names, 'abc to type, "press NAME" for a reader's
+after each action. Actions are keys by their X names, 'abc to type, "press NAME" for a reader's
 own press. Heard is whatever shows, a line each: role, name, "= text" of a field, place of a
 row, (description), [states]; labels where they name nothing else; of long lists the selected
 row. Ends with the program's exit status, 77 where something needed isn't installed.
