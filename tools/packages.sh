@@ -26,11 +26,11 @@ missing() { # PACKAGE...
   local package
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package"
-  done
+  done | awk '!named[$0]++'
 }
 
 apt_install() { # PACKAGE...
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" \
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq -o Dpkg::Use-Pty=0 install -y --no-install-recommends "$@" >/dev/null
 }
 
@@ -47,13 +47,13 @@ install_packages() { # NEEDED... [-- USEFUL...]
   [ ${#absent[@]} -gt 0 ] || return 0
 
   if [ "$(id -u)" -ne 0 ]; then
-    as_root=(sudo -n --preserve-env=DEBIAN_FRONTEND)
+    as_root=(sudo -n)
   fi
   if [ "$(id -u)" -ne 0 ] && ! sudo -n true 2>/dev/null; then
-    echo "Missing packages: ${absent[*]} (as root: apt-get install ${absent[*]})" >&2
+    echo "Packages are missing; as root: apt-get install ${absent[*]}" >&2
   else
     echo "Installing: ${absent[*]}"
-    "${as_root[@]}" apt-get -qq update >/dev/null
+    "${as_root[@]}" apt-get -qq update >/dev/null || true # what is known may do
     # Together; where that fails, the needed ones, then each of the others that can be had.
     if ! apt_install "${absent[@]}"; then
       apt_install "${needed[@]}" || return 1
