@@ -83,7 +83,8 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
     case Cause::kNotADatabase:
       return u"Il file " + file + u" non è un database oppure è danneggiato.";
     case Cause::kFull:
-      return u"Disco pieno: impossibile scrivere nel file " + file + u".";
+      return u"Disco pieno: impossibile scrivere nel file " + file + u", sul disco " +
+             sys::PathText(sys::DiskOf(text::ToUtf8(file))) + u".";
     case Cause::kOpen:
       return u"Impossibile aprire il file " + file + u" (codice " + text::Decimal(code) + u").";
     case Cause::kIo:
