@@ -1,14 +1,12 @@
 #include <algorithm>
-#include <chrono>
-#include <fstream>
 #include <ostream>
-#include <system_error>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "archivio/archivio.h"
 #include "archivio/csv.h"
-#include "archivio/new_file.h"
+#include "archivio/files.h"
+#include "archivio/progress.h"
 #include "archivio/schema.h"
 #include "identity/identity.h"
 #include "platform/sqlite/sqlite.h"
@@ -49,43 +47,6 @@ std::string Shown(std::string_view bytes) {
   std::replace_if(units.begin(), units.end(), text::IsControl, u'?');
   return text::ToUtf8(units) + (bytes.size() > kMost ? "..." : "");
 }
-
-// Tells from time to time how far the work is.
-class Progress {
- public:
-  Progress(std::ostream* out, std::uint64_t bytes) : out_(out), bytes_(bytes) {}
-  ~Progress() { Clear(); }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
-  void Clear() {
-    if (told_) {
-      *out_ << '\r' << std::string(40, ' ') << '\r' << std::flush;
-      told_ = false;
-    }
-  }
-
-  void Tell(std::size_t rows, std::uint64_t bytes) {
-    const auto now = std::chrono::steady_clock::now();
-    if (out_ == nullptr || rows % 1000 != 0 || now < next_) {
-      return;
-    }
-    next_ = now + std::chrono::milliseconds(500);
-    told_ = true;
-    *out_ << "\rRighe lette: " << rows;
-    if (bytes_ > 0) {
-      *out_ << " (" << std::min<std::uint64_t>(bytes * 100 / bytes_, 100) << "%)";
-    }
-    *out_ << std::flush;
-  }
-
- private:
-  std::ostream* out_;
-  std::uint64_t bytes_;
-  std::chrono::steady_clock::time_point next_ =
-      std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
-  bool told_ = false;
-};
 
 // Where a recipient's code stands already.
 struct Known {
@@ -390,14 +351,10 @@ ImportResult Import(const fs::path& csv, const fs::path& archive, const ImportOp
     throw Failure("L'archivio " + NameOf(file) + " non è adatto. " + findings.front());
   }
   const fs::path source = sys::ResolvePath(sys::PathText(csv));
-  std::ifstream stream(source, std::ios::binary);
-  if (!stream) {
-    throw Failure("Impossibile leggere il file " + NameOf(source) + ".");
-  }
-  CsvReader reader(stream, NameOf(source));
-  std::error_code unknown;
-  const std::uintmax_t size = fs::file_size(source, unknown);
-  Progress shown(progress, unknown ? 0 : size);
+  InputFile input(source);
+  CsvReader reader([&input](char* bytes, std::size_t most) { return input.Read(bytes, most); },
+                   NameOf(source));
+  Progress shown(progress, "Righe lette", input.Size());
   return Importer(reader, NameOf(source), file, options, report, shown).Run();
 }
 

@@ -7,9 +7,7 @@
 
 namespace sys {
 
-namespace {
-
-std::u16string Cause(int error) {
+std::u16string CauseOf(const std::filesystem::path& path, int error) {
   switch (error) {
     case ENOENT:
       return u"il file o la cartella non esiste";
@@ -30,6 +28,8 @@ std::u16string Cause(int error) {
       return u"mancano i permessi";
     case EROFS:
       return u"il disco è in sola lettura";
+    case ENOSPC:
+      return u"lo spazio sul disco " + PathText(DiskOf(path)) + u" è esaurito";
     case EDQUOT:
       return u"la quota di spazio su disco dell'utente è esaurita";
     case EOPNOTSUPP:
@@ -51,17 +51,14 @@ std::u16string Cause(int error) {
   }
 }
 
-}  // namespace
-
 void FailReading(const std::filesystem::path& path, int error) {
-  throw FileError(u"Impossibile leggere il file " + PathText(path) + u": " + Cause(error) + u".");
+  throw FileError(u"Impossibile leggere il file " + PathText(path) + u": " + CauseOf(path, error) +
+                  u".");
 }
 
 void FailCreating(const std::filesystem::path& path, int error) {
-  const std::u16string cause =
-      error == ENOSPC ? u"lo spazio sul disco " + PathText(DiskOf(path)) + u" è esaurito"
-                      : Cause(error);
-  throw FileError(u"Impossibile creare il file " + PathText(path) + u": " + cause + u".");
+  throw FileError(u"Impossibile creare il file " + PathText(path) + u": " + CauseOf(path, error) +
+                  u".");
 }
 
 FileError::FileError(std::u16string text)

@@ -7,8 +7,11 @@
 
 namespace sys {
 
+// What has gone wrong with `path`, as a clause. A full disk is named by the folder
+// where it is mounted.
+std::u16string CauseOf(const std::filesystem::path& path, int error);
+
 [[noreturn]] void FailReading(const std::filesystem::path& path, int error);
-// A full disk is named by the folder where it is mounted.
 [[noreturn]] void FailCreating(const std::filesystem::path& path, int error);
 
 }  // namespace sys
