@@ -174,9 +174,10 @@ const std::vector<Command>& Commands() {
        "--salta     scrive le righe buone e lascia fuori le altre.\n"
        "--aggiorna  un codice che c'è già non è un errore: quel percettore prende i\n"
        "            valori della riga.\n"
-       "--conferma  accetta anche quello che con il programma non si può scrivere o\n"
-       "            che chiede una conferma: così rientra anche quello che in un\n"
-       "            archivio è entrato per altre vie.\n",
+       "--conferma  accetta anche quello che con il programma non si può fare, o solo\n"
+       "            rispondendo a una domanda: codici formalmente errati, date,\n"
+       "            province e codici di tabella non validi, testi troppo lunghi.\n"
+       "            Così rientra quello che in un archivio è entrato per altre vie.\n",
        "Interrotto: l'archivio è come prima.",
        RunImport},
   };

@@ -25,9 +25,9 @@ constexpr std::size_t kBlock = std::size_t{1} << 20;
 // export: better no file than one that lacks something.
 std::optional<std::string_view> Value(const sqlite::Statement& query, int column,
                                       const std::string& label) {
+  const bool blob = query.Type(column) == sqlite::Type::kBlob;
   const std::optional<std::string_view> value = query.Text(column);
-  if (value && (query.Type(column) == sqlite::Type::kBlob || value->find('\0') != value->npos ||
-                !text::IsUtf8(*value))) {
+  if (value && (blob || value->find('\0') != value->npos || !text::IsUtf8(*value))) {
     throw Failure(label + " contiene dati che non sono un testo.");
   }
   return value;

@@ -28,7 +28,9 @@ void CatchSignals() {
       sigaction(number, &action, nullptr);
     }
   }
-  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGPIPE, SIGXFSZ}) {
+    signal(number, SIG_IGN);
+  }
 }
 
 int CaughtSignal() noexcept { return g_signal; }

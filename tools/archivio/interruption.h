@@ -4,7 +4,7 @@
 namespace archivio {
 
 // From here on SIGINT, SIGTERM and SIGHUP are only remembered, and a pipe that
-// nobody reads is an error of the writing call.
+// nobody reads or a file that may not grow is an error of the writing call.
 void CatchSignals();
 
 // The first signal that came, or 0.

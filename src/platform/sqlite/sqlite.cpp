@@ -140,6 +140,18 @@ void Connection::SetWatch(std::function<bool()> goes_on) {
       handle_.get(), kInstructions,
       [](void* watch) { return (*static_cast<std::function<bool()>*>(watch))() ? 0 : 1; },
       &goes_on_);
+  sqlite3_busy_handler(
+      handle_.get(),
+      [](void* watch, int waits) {
+        constexpr int kPause = 25;
+        if (waits * kPause >= kLockWaitMilliseconds ||
+            !(*static_cast<std::function<bool()>*>(watch))()) {
+          return 0;
+        }
+        sqlite3_sleep(kPause);
+        return 1;
+      },
+      &goes_on_);
 }
 
 void Connection::Run(std::string_view sql) {

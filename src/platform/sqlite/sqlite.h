@@ -60,8 +60,8 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  // `goes_on` is called now and then while a statement runs; when it answers
-  // false, the statement fails with kInterrupted.
+  // `goes_on` is called now and then while a statement runs or waits for a lock.
+  // When it answers false, the statement fails, with kInterrupted or kBusy.
   void SetWatch(std::function<bool()> goes_on);
 
   const std::u16string& Name() const { return name_; }
