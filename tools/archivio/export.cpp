@@ -56,13 +56,13 @@ std::size_t Export(const fs::path& archive, const fs::path& csv, bool readable,
                    std::ostream* progress) {
   const fs::path source = sys::ResolvePath(sys::PathText(archive));
   CheckReadable(source);
+  RefuseExisting(csv);
+  sys::NewFile file(sys::PathText(csv), sys::Access::kOwner);
   OpenArchive database(source, sqlite::Mode::kRead);
   const std::vector<std::string> columns = database.Columns(kRecipients);
   if (columns.empty()) {
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
   }
-  RefuseExisting(csv);
-  sys::NewFile file(sys::PathText(csv), sys::Access::kOwner);
   std::string text;
   std::string names;
   for (const std::string& column : columns) {
