@@ -9,13 +9,10 @@
 #include "archivio/progress.h"
 #include "archivio/schema.h"
 #include "platform/sqlite/sqlite.h"
-<<<<<<< HEAD
 #include "platform/system/files.h"
-=======
 #include "platform/system/old_format.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
->>>>>>> main
 
 namespace archivio {
 

@@ -23,49 +23,7 @@ constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 constexpr int kInterrupted = 128;
 
-<<<<<<< HEAD
 const std::string kProgram = "anagparc-archivio";
-=======
-constexpr std::string_view kUsage =
-    "Uso:\n"
-    "  anagparc-archivio crea CARTELLA [--dimostrazione N]\n"
-    "      Scrive nella cartella, che nasce se manca, il modello SQ4RXXXX.MDB; con\n"
-    "      --dimostrazione anche l'archivio dell'anno S7702015.MDB con N percettori\n"
-    "      inventati, da 0 a 1000000, gli stessi ogni volta. I file che esistono già\n"
-    "      restano come sono.\n"
-    "  anagparc-archivio verifica FILE\n"
-    "      Dice che cosa manca all'archivio. Legge soltanto.\n"
-    "  anagparc-archivio prepara CARTELLA\n"
-    "      Prepara l'utente al lavoro: fa nascere la cartella degli archivi, il modello\n"
-    "      e il file di registro che la indica, dove mancano, e dice che cosa ha fatto.\n"
-    "      Quello che esiste già resta com'è.\n"
-    "  anagparc-archivio copia ARCHIVIO DESTINAZIONE\n"
-    "      Fa una copia integra, anche mentre il programma lavora. La destinazione è\n"
-    "      una cartella o un file che non esiste ancora.\n"
-    "  anagparc-archivio esporta FILE [ARCHIVIO]\n"
-    "      Scrive in FILE, che non deve esistere, tutti i percettori, in CSV con virgole,\n"
-    "      UTF-8, i nomi delle colonne nella prima riga. Un campo senza niente è un\n"
-    "      valore nullo, \"\" un testo vuoto. Senza ARCHIVIO vale l'archivio dell'anno\n"
-    "      nella cartella indicata dal registro.\n"
-    "  anagparc-archivio importa FILE ARCHIVIO [--salta] [--aggiorna] [--conferma]\n"
-    "      Prende i percettori da un CSV così fatto. Dice le righe sbagliate, una per\n"
-    "      una; se ce ne sono non scrive niente.\n"
-    "      --salta     scrive le righe buone e lascia fuori le altre.\n"
-    "      --aggiorna  un codice che c'è già non è un errore: quel percettore prende i\n"
-    "                  valori della riga.\n"
-    "      --conferma  accetta anche quello che con il programma non si può fare, o solo\n"
-    "                  rispondendo a una domanda: codici formalmente errati, date,\n"
-    "                  province e codici di tabella non validi, testi troppo lunghi.\n"
-    "                  Così rientra quello che in un archivio è entrato per altre vie.\n"
-    "  anagparc-archivio converti VECCHIO NUOVO [--conferma]\n"
-    "      Scrive nel file NUOVO, o in una cartella con lo stesso nome, quello che c'è in\n"
-    "      un archivio del vecchio formato (.mdb, Jet 3 o Jet 4), che resta com'è.\n"
-    "      --conferma  lo scrive anche se mancano tabelle, colonne o indici del\n"
-    "                  programma, se righe non si leggono o codici sono doppi.\n"
-    "  anagparc-archivio --help\n"
-    "Stato di uscita: 0 fatto, o archivio in ordine; 1 non riuscito, o archivio non\n"
-    "in ordine, o import rifiutato; 2 uso errato.\n";
->>>>>>> main
 
 // A command's words, sorted out.
 struct Call {
@@ -129,7 +87,6 @@ int RunPrepare(const Call& call) {
   return kDone;
 }
 
-<<<<<<< HEAD
 int RunCopy(const Call& call) {
   Copy(call.files[0], call.files[1], call.out, call.progress);
   return kDone;
@@ -141,6 +98,12 @@ int RunExport(const Call& call) {
              call.Has("--leggibile"), call.progress);
   call.out << "Percettori scritti: " << written << ".\n";
   return kDone;
+}
+
+int RunConvert(const Call& call) {
+  return Convert(call.files[0], call.files[1], call.Has("--conferma"), call.out, call.progress)
+             ? kDone
+             : kFailed;
 }
 
 int RunImport(const Call& call) {
@@ -223,6 +186,16 @@ const std::vector<Command>& Commands() {
        "            Così rientra quello che in un archivio è entrato per altre vie.\n",
        "Interrotto: l'archivio è come prima.",
        RunImport},
+      {"converti",
+       {"VECCHIO", "NUOVO"},
+       2,
+       {{"--conferma", ""}},
+       "Scrive nel file NUOVO, o in una cartella con lo stesso nome, quello che c'è in\n"
+       "un archivio del vecchio formato (.mdb, Jet 3 o Jet 4), che resta com'è.\n"
+       "--conferma  lo scrive anche se mancano tabelle, colonne o indici del\n"
+       "            programma, se righe non si leggono o codici sono doppi.\n",
+       "Interrotto: non è stato scritto niente.",
+       RunConvert},
   };
   return commands;
 }
@@ -251,24 +224,6 @@ std::string Help(const Command* only) {
   for (const Command& command : Commands()) {
     if (only == nullptr || only == &command) {
       AppendHelp(help, command);
-=======
-// The commands without an option that takes a value. Nothing if the usage is
-// wrong.
-std::optional<int> RunPlain(const std::string& command, const std::vector<std::string>& arguments,
-                            std::ostream& out, std::ostream* progress) {
-  std::vector<std::string> files;
-  std::set<std::string> options;
-  for (const std::string& argument : arguments) {
-    if (!argument.starts_with("--")) {
-      files.push_back(argument);
-    } else if (command == "converti" && argument == "--conferma") {
-      options.insert(argument);
-    } else if (command == "importa" &&
-               (argument == "--salta" || argument == "--aggiorna" || argument == "--conferma")) {
-      options.insert(argument);
-    } else {
-      return std::nullopt;
->>>>>>> main
     }
   }
   if (only == nullptr) {
@@ -328,7 +283,6 @@ bool SortOut(const Command& command, const std::vector<std::string>& words, Call
       throw WrongUsage(std::string(command.files[i]) + " è vuoto");
     }
   }
-<<<<<<< HEAD
   return true;
 }
 
@@ -352,14 +306,6 @@ int RunCommand(const Command& command, const std::vector<std::string>& words, st
     }
     err << failure.what() << '\n';
     return kFailed;
-=======
-  if (command == "converti" && count == 2) {
-    return Convert(files[0], files[1], options.contains("--conferma"), out, progress) ? kDone
-                                                                                      : kFailed;
-  }
-  if (command == "importa" && count == 2) {
-    return RunImport(files, options, out, progress);
->>>>>>> main
   }
 }
 

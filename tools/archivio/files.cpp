@@ -69,6 +69,21 @@ OpenArchive::OpenArchive(const fs::path& file, sqlite::Mode mode, const fs::path
   Run("PRAGMA temp_store = MEMORY");  // no recipient's data in temporary files
 }
 
+namespace {
+
+std::u16string Refused(const fs::path& file) {
+  RefuseExisting(file);
+  for (const char* const side : {"-journal", "-wal"}) {
+    RefuseExisting(file.native() + side);
+  }
+  return sys::PathText(file);
+}
+
+}  // namespace
+
+NewArchiveFile::NewArchiveFile(const fs::path& file)
+    : sys::NewFile(Refused(file), sys::Access::kAsFolder) {}
+
 bool UndoCutOffWrite(const fs::path& archive) {
   if (!engine::WriteCutOff(sys::PathText(archive))) {
     return false;

@@ -8,6 +8,7 @@
 
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/fd.h"
+#include "platform/system/new_file.h"
 
 namespace archivio {
 
@@ -43,6 +44,13 @@ class OpenArchive : public sqlite::Connection {
               const std::filesystem::path& name);
   OpenArchive(const std::filesystem::path& file, sqlite::Mode mode)
       : OpenArchive(file, mode, file) {}
+};
+
+// An archive that is being made: no file of its name exists, nor any that SQLite
+// would take for its own.
+class NewArchiveFile : public sys::NewFile {
+ public:
+  explicit NewArchiveFile(const std::filesystem::path& file);
 };
 
 // Undoes a write to the archive that was cut off, if there is one. True when

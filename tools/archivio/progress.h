@@ -2,47 +2,30 @@
 #pragma once
 
 #include <chrono>
-<<<<<<< HEAD
 #include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <utility>
-=======
-#include <cstddef>
-#include <cstdint>
-#include <iosfwd>
->>>>>>> main
 
 namespace archivio {
 
 class Progress {
  public:
-<<<<<<< HEAD
   // `out` may be none. `what` is counted: "Righe lette". `whole` is what `done`
   // reaches at the end; 0 where that isn't known.
   Progress(std::ostream* out, std::string what, std::uint64_t whole = 0)
       : out_(out), what_(std::move(what)), whole_(whole) {}
-=======
-  // `out` may be none. `whole` is what `done` reaches at the end; 0 where that
-  // isn't known.
-  Progress(std::ostream* out, std::uint64_t whole) : out_(out), whole_(whole) {}
->>>>>>> main
   ~Progress() { Clear(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-<<<<<<< HEAD
   void Tell(std::uint64_t count, std::uint64_t done);
   // For work that can't be counted: the seconds since its beginning.
   void TellTime();
-=======
-  void Tell(std::size_t rows, std::uint64_t done);
->>>>>>> main
   // Makes the line free for something else.
   void Clear();
 
  private:
-<<<<<<< HEAD
   using Clock = std::chrono::steady_clock;
 
   bool Due();
@@ -52,12 +35,6 @@ class Progress {
   std::uint64_t whole_;
   Clock::time_point begun_ = Clock::now();
   Clock::time_point next_ = begun_ + std::chrono::milliseconds(500);
-=======
-  std::ostream* out_;
-  std::uint64_t whole_;
-  std::chrono::steady_clock::time_point next_ =
-      std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
->>>>>>> main
   bool told_ = false;
 };
 

@@ -9,7 +9,6 @@
 #include "archivio/reference_data.h"
 #include "archivio/schema.h"
 #include "platform/sqlite/sqlite.h"
-#include "platform/system/new_file.h"
 #include "platform/system/paths.h"
 
 namespace archivio {
@@ -72,7 +71,7 @@ void AddReferenceRows(sqlite::Connection& database) {
 
 class NewArchive {
  public:
-  explicit NewArchive(const fs::path& file) : file_(Refused(file), sys::Access::kAsFolder) {}
+  explicit NewArchive(const fs::path& file) : file_(file) {}
 
   const fs::path& Name() const { return file_.Name(); }
 
@@ -125,16 +124,7 @@ class NewArchive {
   }
 
  private:
-  static std::u16string Refused(const fs::path& file) {
-    RefuseExisting(file);
-    // They would be taken for the new archive's own.
-    for (const char* const side : {"-journal", "-wal"}) {
-      RefuseExisting(file.native() + side);
-    }
-    return sys::PathText(file);
-  }
-
-  sys::NewFile file_;
+  NewArchiveFile file_;
 };
 
 }  // namespace
