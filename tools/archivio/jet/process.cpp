@@ -39,9 +39,6 @@ void OnLog(const char* /*domain*/, GLogLevelFlags level, const char* /*message*/
 
 [[noreturn]] void RunReader(const Process::Read& read, int pipe, const Limits& limits) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
-    signal(number, SIG_DFL);
-  }
   Limit(RLIMIT_CORE, 0);
   Limit(RLIMIT_FSIZE, 0);
 #ifndef __SANITIZE_ADDRESS__  // it reserves far more than any limit
