@@ -6,7 +6,8 @@ required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
 window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
 # Without it Qt can't draw on a Wayland desktop that has no X server.
 wayland=(qt6-wayland)
-testing=(libgtest-dev sqlite3)
+# Python runs the test with two users.
+testing=(libgtest-dev sqlite3 python3)
 benchmarks=(libbenchmark-dev sqlite3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
