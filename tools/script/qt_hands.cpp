@@ -53,6 +53,8 @@ Qt::Key QtKey(toolkit::Key key) {
       return Qt::Key_Escape;
     case toolkit::Key::Tab:
       return Qt::Key_Tab;
+    case toolkit::Key::F4:
+      return Qt::Key_F4;
     case toolkit::Key::Character:
       break;
   }
@@ -227,7 +229,7 @@ class QtHands : public Hands {
     }
   }
 
-  std::optional<QPoint> RowPixel(const ListBox& list, int row) {
+  std::optional<QPoint> RowPixel(ListBox& list, int row) {
     // The strip that a scrolled list leaves below its last row is no empty space.
     if (row >= list.ListCount() || (row < 0 && list.ListCount() >= list.VisibleRows())) {
       return std::nullopt;
