@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Random hands on the whole form: the model alone and the window must print the
+# A random user on both screens: the model alone and the window must print the
 # same and leave the same archive.
 #
 #   casuale.sh PROGRAMS SEED ACTIONS

@@ -5,7 +5,7 @@
 //
 // Half of the kills come from outside, at random moments; half strike inside
 // one of SQLite's calls to the file system, a write then being half done. Some
-// starts behind a kill are killed too. Then the program starts at once, the
+// starts after a kill are killed too. Then the program starts at once, the
 // file is sound, a change that had returned is there, one that was under way is
 // there whole or not at all. Exit status 0: all of that holds.
 #include <signal.h>
@@ -166,7 +166,7 @@ int main(int argc, char** argv) {
       Killed(program, nullptr, 1 + Pick(8));
     }
     Must(program.Start(), "the program doesn't start");
-    Must(!JournalHot(program), "the journal is still there behind the start");
+    Must(!JournalHot(program), "the journal is still there after the start");
     const std::vector<std::string> faults = archivio::Check(program.File());
     Must(faults.empty(), faults.empty() ? "" : faults[0]);
     const std::string found = State(program);

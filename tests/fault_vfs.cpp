@@ -2,7 +2,6 @@
 
 #include <signal.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <utility>
@@ -20,11 +19,10 @@ struct State {
   Cause cause = Cause::kIo;
   long left = 0;
   long waited = 0;
-  std::vector<Opened> opened;
 };
 State g;
 
-// The real file's own structure lies behind this one.
+// The real file's own structure follows this one.
 struct File {
   sqlite3_file base;
   static sqlite3_file* Real(sqlite3_file* file) {
@@ -116,13 +114,6 @@ int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out
   sqlite3_file* const real = File::Real(file);
   const int code = g.real->xOpen(g.real, name, real, flags, out);
   file->pMethods = real->pMethods != nullptr ? &kMethods : nullptr;
-  if (code == SQLITE_OK) {
-    struct stat info = {};
-    if (name != nullptr) {
-      stat(name, &info);
-    }
-    g.opened.push_back({name != nullptr ? name : "", info.st_mode & 07777});
-  }
   return code;
 }
 
@@ -172,6 +163,5 @@ bool Disarm() {
 }
 
 long TakeWaited() { return std::exchange(g.waited, 0); }
-std::vector<Opened> TakeOpened() { return std::exchange(g.opened, {}); }
 
 }  // namespace fault

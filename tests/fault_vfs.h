@@ -2,11 +2,6 @@
 // ends the process there, and keeps count. One of it in the process; no threads.
 #pragma once
 
-#include <sys/types.h>
-
-#include <string>
-#include <vector>
-
 namespace fault {
 
 enum class Cause {
@@ -21,7 +16,7 @@ enum class Cause {
 void Install();
 
 // Fails the nth call from now on that the cause can hit; `lasting`: and all
-// such calls behind it. Deleting a file and synchronising its folder count as
+// such calls after it. Deleting a file and synchronising its folder count as
 // two calls.
 void Arm(Cause cause, long nth, bool lasting = false);
 // From now on nothing fails. Answers whether anything did.
@@ -30,11 +25,5 @@ bool Disarm();
 // Milliseconds that the waits for locks would have taken, since the last call:
 // here they return at once.
 long TakeWaited();
-
-struct Opened {
-  std::string name;  // empty: a temporary file
-  mode_t mode;
-};
-std::vector<Opened> TakeOpened();
 
 }  // namespace fault

@@ -202,51 +202,6 @@ TEST_F(Guasti, EveryCallThatFailsLeavesAllOrNothingAndIsTold) {
   }
 }
 
-TEST_F(Guasti, StartThatFailsIsToldAndTheNextOneSucceeds) {
-  // What a crash in the middle of a commit leaves: half of it in the file, and
-  // the journal to take it back.
-  sqlite3* db = nullptr;
-  sqlite3_open(program.File().c_str(), &db);
-  Sql(db,
-      "PRAGMA cache_size=1; BEGIN; UPDATE QUADROLAUT SET CFP = 'X', CAUSALE = 'Y';"
-      "UPDATE PERCPARCELLE SET CFP = 'X' || rowid; SELECT count(*) FROM TABCOMUNI");
-  const std::string cut_off = Bytes(program.File()), journal = Bytes(program.Journal());
-  sqlite3_close(db);
-  ASSERT_NE(cut_off, year);
-
-  const std::string rows = Stored(program.File());
-  for (const std::string& from : {year, cut_off, std::string()}) {
-    for (const auto& [cause, name] : kCauses) {
-      // A start reads a lot, in the same way for each of its tables.
-      for (long n = 1;; n += n < 40 || from == cut_off ? 1 : 7) {
-        program.Stop();
-        fs::remove(program.Journal());
-        fs::remove(program.File());
-        if (!from.empty()) {
-          SetBytes(program.File(), from);
-        }
-        if (from == cut_off) {
-          SetBytes(program.Journal(), journal);
-        }
-        fault::Arm(cause, n);
-        const bool started = program.Start();
-        if (!fault::Disarm()) {
-          break;
-        }
-        const std::string told = Told();
-        EXPECT_EQ(told.empty(), started) << told;
-        EXPECT_TRUE(started || Has(told, "Il programma non può essere avviato")) << told;
-        EXPECT_TRUE(program.Start());
-        EXPECT_EQ(Told(), "");
-        EXPECT_EQ(List1.ListCount(), from.empty() ? 1 : 4);
-        EXPECT_TRUE(from.empty() || Stored(program.File()) == rows);
-        EXPECT_FALSE(fs::exists(program.Journal()));
-        ASSERT_FALSE(HasFailure()) << name << " at call " << n << " on " << from.size() << " bytes";
-      }
-    }
-  }
-}
-
 // A file that can't be used stops the start, and stays as it is; made from a
 // template that can't be used, it goes again, so that the template can be
 // mended.
@@ -308,45 +263,12 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
     EXPECT_TRUE(Has(Told(), "non può essere scritto"));
   }
   fs::permissions(program.Place(), fs::perms(0777));
-  sqlite3* other = nullptr;
-  sqlite3_open(program.File().c_str(), &other);
+  sqlite::Connection other(program.File(), sqlite::Mode::kWrite);
   fault::TakeWaited();
   Sql(other, "BEGIN EXCLUSIVE");
   EXPECT_FALSE(program.Start());
   EXPECT_TRUE(Has(Told(), "occupato da un altro programma"));
   EXPECT_NEAR(static_cast<double>(fault::TakeWaited()), 5000, 200);
-  sqlite3_close(other);
-}
-
-TEST_F(Guasti, RecipientsStayInTheArchive) {
-  for (const auto& [of_folder, of_file] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
-    program.Stop();
-    const mode_t mask = umask(0);
-    chmod(program.Place().c_str(), of_folder);
-    fs::remove(program.File());
-    SetBytes(program.Journal(), "");  // a crash before the first byte
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(program.Start());
-    fault::TakeOpened();
-    EXPECT_TRUE(program.Insert(kNew, u"GIALLI"));
-    Save(program);
-    Me.UserClick(cmdselprec);
-    Me.UserClick(Option1(1));
-    EXPECT_TRUE(program.BeginChange(kNew, kOld));
-    Me.UserClick(CmdConfermaCF);
-    EXPECT_TRUE(program.Select(kOld));
-    Me.UserClick(Cmdcancella);
-    program.Stop();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    umask(mask);
-    int journals = 0;
-    for (const fault::Opened& opened : fault::TakeOpened()) {
-      EXPECT_TRUE(opened.name == program.File() || opened.name == program.Journal()) << opened.name;
-      EXPECT_EQ(opened.mode, of_file) << opened.name;
-      journals += opened.name == program.Journal() ? 1 : 0;
-    }
-    EXPECT_EQ(journals, 3);  // a save, a change, a deletion without certifications
-  }
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Codes, and the catalogue of exceptional events. What holds of any text is the
-// matter of fuzz/codici.cpp.
+// Codes, and the catalogue of exceptional events.
 #include "identity/identity.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +16,7 @@ TEST(Identity, KnownCodes) {
   for (const char16_t* wrong : {u"RSSMRA85T10A562", u" RSSMRA85T10A562S", u"TTTFFF60T45F205T"}) {
     EXPECT_EQ(CONTROLLOCF(wrong), 1) << testing::PrintToString(wrong);
   }
-  // Short numbers read as if zeros followed, and nothing behind the eleventh counts.
+  // Short numbers read as if zeros followed, and nothing after the eleventh counts.
   for (const char16_t* good : {u"12345678903", u"90000000001", u"123456789039999", u"95"}) {
     EXPECT_EQ(CONTROLLOPIVA(good), 0) << testing::PrintToString(good);
   }

@@ -1,5 +1,5 @@
-// The whole program in this process, on its model, under hands that never
-// hesitate, with an archive in a folder of its own.
+// The whole program in this process, on its model, with an archive in a folder
+// of its own.
 #pragma once
 
 #include "board.h"

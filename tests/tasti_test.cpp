@@ -1,5 +1,5 @@
-// The key routines where the fields of the program don't lead: signs, decimals, texts
-// that Delete has shortened. What the fields do is told in scenari/tasti_*.scenario.
+// The editor of numbers with signs and decimals, which no field of the program has (what
+// the fields do is told in scenari/tasti_*.scenario), and the fields' tool tips.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "board.h"
+#include "frame/ANAGPARC.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/form.h"
 #include "record/LibrAgg770.h"
@@ -35,21 +36,6 @@ struct Casella {
   toolkit::TextBox box{u"Box"};
   CampoDi<toolkit::TextBox> campo{box};
 };
-
-TEST(FiltraCaratteri, PassesWhatTheSetHolds) {
-  static const std::tuple<int, const char16_t*, std::int16_t, int> kCasi[] = {
-      // clang-format off
-      {'m', u"MmFf ", 1, 'M'}, {13, u"MmFf ", 1, 0}, {8, u"", 0, 8}, {'m', u"M", 1, 0},
-      {'m', u"m", 0, 'm'}, {'z', u"az", 1, 'Z'}, {'a', u"az", 1, 'A'}, {0xE0, u"à", 1, 0xE0},
-      {'{', u"{`", 1, '{'}, {'`', u"{`", 1, '`'},
-      // clang-format on
-  };
-  for (const auto& [premuto, consentiti, maiuscolo, esito] : kCasi) {
-    auto tasto = static_cast<std::int16_t>(premuto);
-    EXPECT_EQ(FILTRACARATTERI(tasto, consentiti, maiuscolo), esito) << premuto;
-    EXPECT_EQ(tasto, esito) << premuto;  // the argument changes as well
-  }
-}
 
 struct Forma {
   int lunga;
@@ -117,54 +103,17 @@ TEST(EditaNumero, MovesTheTextToTheLeft) {
   }
 }
 
-// Text and caret behind a key, ! where it sounds.
-std::string Premi(std::u16string_view testo, int cursore, char16_t tasto) {
-  Casella casella(10, testo);
-  casella.box.SetSelStart(cursore);
-  EXPECT_EQ(EDITADATA(casella.campo, static_cast<std::int16_t>(tasto)), casella.box.Text());
-  return ToUtf8(casella.box.Text()) + ' ' + std::to_string(casella.box.SelStart()) +
-         (casella.board.beeps == 1 ? "!" : "");
-}
-
-TEST(EditaData, TakesTheDigitsThatCanStand) {
-  // Text, caret, digits taken there, caret behind them.
-  static const std::tuple<std::u16string, int, std::string_view, int> kCasi[] = {
-      // clang-format off
-      {u"01/12/1999", 0, "0123", 1}, {u"02/00/0000", 0, "012", 1}, {u"30/00/0000", 1, "01", 3},
-      {u"00/00/0000", 1, "123456789", 3}, {u"28/00/0000", 1, "0123456789", 3},
-      {u"00/02/0000", 3, "01", 4}, {u"00/03/0000", 3, "0", 4}, {u"00/00/0000", 4, "123456789", 6},
-      {u"00/12/0000", 4, "012", 6}, {u"00/00/0000", 6, "12", 7},
-      {u"25/12/1999", 7, "0123456789", 8}, {u"00/00/0000", 9, "0123456789", 9},
-      {u"25/12/20001", 11, "0123456789", 12},
-      // clang-format on
-  };
-  for (const auto& [testo, cursore, presi, seguente] : kCasi) {
-    for (char16_t cifra = u'0'; cifra <= u'9'; ++cifra) {
-      std::string atteso = ToUtf8(testo) + ' ' + std::to_string(cursore) + '!';
-      if (presi.find(static_cast<char>(cifra)) != presi.npos) {
-        std::u16string dopo = testo;
-        dopo.replace(static_cast<std::size_t>(cursore), 1, 1, cifra);
-        atteso = ToUtf8(dopo) + ' ' + std::to_string(seguente);
-      }
-      EXPECT_EQ(Premi(testo, cursore, cifra), atteso) << ToUtf8(testo) << " at " << cursore;
-    }
+TEST(Scheda, ToolTipsNameTheBoxesOfTheForm) {
+  ANAGPARC::CARICAMODULO();
+  ANAGPARC::SistemaToolTipText();
+  std::string tips;
+  for (int i = 0; i < ANAGPARC::Text1.Bound(); ++i) {
+    tips += ANAGPARC::Text1.Has(i) ? ToUtf8(ANAGPARC::Text1(i).ToolTipText()) + ' ' : "";
   }
-}
-
-TEST(EditaData, OtherKeysAndTextsThatDeleteHasShortened) {
-  static const std::tuple<const char16_t*, int, char16_t, const char*> kCasi[] = {
-      // clang-format off
-      {u"25/12/2000", 2, u'/', "25/12/2000 2!"}, {u"25/12/2000", 4, 22, "25/12/2000 4!"},
-      {u"   ", 3, u'1', "10/00/0000 1"}, {u"", 0, u'4', "00/00/0000 0!"},
-      // as it stands while day and month are there, else mended
-      {u"5/12/2000", 0, u'2', "2/12/2000 1"}, {u"25/", 0, u'1', "15/00/0000 1"},
-      {u"25/12/200", 9, u'7', "25/12/2007 9"}, {u"2/12/2000", 1, u'4', "2412/2000 3"},
-      {u"25", 2, u'1', "25 2"}, {u"//", 0, u'1', "10/00/0000 1"},
-      // clang-format on
-  };
-  for (const auto& [testo, cursore, tasto, atteso] : kCasi) {
-    EXPECT_EQ(Premi(testo, cursore, tasto), atteso) << ToUtf8(testo) << " key " << int{tasto};
-  }
+  EXPECT_EQ(tips,
+            " Casella 02 Casella 03 Casella 04 Casella 05 Casella 06 Casella 07 Casella 20 "
+            "Casella 21 Casella 08 Casella 40 Casella 41 Casella 42 Casella 43 Casella 09 "
+            "Casella 22 ");
 }
 
 }  // namespace

@@ -5,15 +5,12 @@
 //   utente_casuale SEED ACTIONS BASE.sql
 //   utente_casuale --scenario SEED ACTIONS BASE.sql
 //
-// BASE.sql puts the recipients into the archive. When a check fails, the folder
-// utente_casuale.SEED gets the archive as it was at the program's last start,
-// and a script that repeats what followed. The second form writes a scenario of
-// one run of the program, with looks at the state, for a run on any screen; it
-// leaves out what comes to a real window in another way than to the model.
+// BASE.sql puts the recipients into the archive. When a check fails, the seed and the
+// action are told; the same seed fails there again. The second form writes a scenario of
+// one run of the program, with looks at the state, for a run on any screen; it leaves out
+// what comes to a real window in another way than to the model.
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -27,9 +24,6 @@
 #include "platform/text/text.h"
 #include "program.h"
 #include "script/script.h"
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/common_interface_defs.h>
-#endif
 
 using namespace ANAGPARC;
 using namespace MOD770BAS;
@@ -221,17 +215,11 @@ class Archive {
     std::map<std::string, int> certifications;  // number by code
   };
 
-  explicit Archive(const fs::path& file) {
-    sqlite3_open(file.c_str(), &db_);
-    Changed();
-  }
-  Archive(const Archive&) = delete;
-  Archive& operator=(const Archive&) = delete;
-  ~Archive() { sqlite3_close(db_); }
+  explicit Archive(const fs::path& file) : database_(file, sqlite::Mode::kWrite) { Changed(); }
 
   // Looks again; true when another connection has written since the last look.
   bool Changed() {
-    const std::string version = Sql(db_, "PRAGMA data_version");
+    const std::string version = Sql(database_, "PRAGMA data_version");
     if (std::exchange(version_, version) == version) {
       return false;
     }
@@ -241,30 +229,26 @@ class Archive {
     }
     return true;
   }
-  bool Free() { return Sql(db_, "BEGIN EXCLUSIVE; ROLLBACK").empty(); }
-  bool Sound() { return Sql(db_, "PRAGMA integrity_check") == "ok\n"; }
+  bool Free() { return Sql(database_, "BEGIN EXCLUSIVE; ROLLBACK").empty(); }
+  bool Sound() { return Sql(database_, "PRAGMA integrity_check") == "ok\n"; }
 
   State now, before;
 
  private:
   std::multiset<Row> Query(const char* sql) {
     std::multiset<Row> rows;
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db_, sql, -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW) {
+    sqlite::Statement statement(database_, sql);
+    while (statement.Next()) {
       Row row;
-      for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-        const void* const bytes = sqlite3_column_text(statement, i);
-        row.emplace_back(bytes != nullptr ? static_cast<const char*>(bytes) : "",
-                         static_cast<std::size_t>(sqlite3_column_bytes(statement, i)));
+      for (int i = 0; i < statement.ColumnCount(); ++i) {
+        row.emplace_back(statement.Bytes(i));
       }
       rows.insert(row);
     }
-    sqlite3_finalize(statement);
     return rows;
   }
 
-  sqlite3* db_ = nullptr;
+  sqlite::Connection database_;
   std::string version_;
 };
 
@@ -275,23 +259,6 @@ class User : public Program {
     fs::copy_file(Template(), File());
     Must(Sql(File(), Bytes(base)).empty(), "base");
     archive_.emplace(File());
-  }
-
-  // What to do with a fault that ends the process.
-  void Dump(const std::string& fault) {
-    const fs::path folder = fs::absolute("utente_casuale." + seed_);
-    fs::create_directories(folder);
-    std::error_code ignored;
-    for (const char* copy : {"S7702015.MDB", "SQ4RXXXX.MDB"}) {
-      fs::copy_file(start_, folder / copy, fs::copy_options::overwrite_existing, ignored);
-    }
-    SetBytes(folder / "script", script_ + (done_ ? "" : line_ + '\n'));
-    SetRegistry(folder / "registro.reg", folder);
-    std::cerr << "seme " << seed_ << ", azione " << actions_ << ": " << fault
-              << "\n  dopo: " << line_ << "\n  si ripete, una volta sola, con:\nMORVENNA_REGISTRO="
-              << (folder / "registro.reg").native() << " anagparc-script "
-              << (folder / "script").native() << '\n';
-    fs::remove_all(Place(), ignored);
   }
 
   void Run(long actions) {
@@ -320,7 +287,7 @@ class User : public Program {
     Must(message.title == Titolo(), "titolo di un messaggio");
     Must(!will_.OneIn(8) || archive_->Free(), "archivio bloccato davanti a un messaggio");
     const int code = will_.One(message.buttons).code;
-    if (message.buttons.size() > 1) {
+    if (anyScreen_ && message.buttons.size() > 1) {
       script_ += "answer " + std::to_string(code) + '\n';
     }
     return code;
@@ -329,19 +296,17 @@ class User : public Program {
  private:
   void Must(bool holds, const std::string& what) {
     if (!holds) {
-      Dump(what);
-      std::_Exit(1);
+      std::cerr << "seme " << seed_ << ", azione " << actions_ << ", " << line_ << ": " << what
+                << std::endl;
+      std::exit(1);
     }
   }
 
   void Begin() {
     Must(!fs::exists(Journal()), "giornale rimasto");
-    fs::copy_file(File(), start_, fs::copy_options::overwrite_existing);
-    script_.clear();
     clipboard.clear();
     lengths_.clear();
-    line_ = "(avvio)";
-    done_ = true;
+    line_ = "avvio";
     ++starts_;
     Must(Start(), "il programma non parte");
     Check();
@@ -349,17 +314,15 @@ class User : public Program {
 
   void Act(std::string line) {
     line_ = std::move(line);
-    done_ = false;
     IndiceCampo = kUntouched;
     codeBefore_ = CFCorrente;
     try {
-      script::RunLine(text::FromUtf8(line_), nowhere_, answers_, hands_);
+      script::RunLine(text::FromUtf8(line_), nowhere_, answers_, form_);
     } catch (const script::Error& error) {
       Must(false, text::ToUtf8(error.text));
     }
-    script_ += line_ + '\n';
-    done_ = true;
     if (anyScreen_) {
+      script_ += line_ + '\n';
       Look();
     }
     CheckArchive();
@@ -507,23 +470,17 @@ class User : public Program {
   Will will_;
   bool anyScreen_;
   script::Answers answers_;
-  script::ModelHands hands_;
+  script::ModelActions form_;
   std::ostream nowhere_{nullptr};
-  const fs::path start_ = Place() / "inizio";  // archive at the last start
-  std::string script_;                         // what was done since
-  std::string line_;                           // what is being done
-  bool done_ = true;                           // and stands in the script
-  std::u16string codeBefore_;                  // CFCorrente before it
+  std::string script_;         // what was done, for a scenario
+  std::string line_;           // what is being done
+  std::u16string codeBefore_;  // CFCorrente before it
   std::map<const TextBox*, std::size_t> lengths_;
   bool list_ = false;  // was in sight
   std::uint64_t revision_ = 0;
   long actions_ = 0, starts_ = 0, writes_ = 0;
   std::optional<Archive> archive_;
 };
-
-User* g_user = nullptr;
-
-void Died() { g_user->Dump("il processo si è interrotto"); }
 
 }  // namespace
 
@@ -536,14 +493,6 @@ int main(int argc, char** argv) {
     return 2;
   }
   User user(words[0], scenario, words[2]);
-  g_user = &user;
-#ifdef __SANITIZE_ADDRESS__
-  __sanitizer_set_death_callback(Died);
-#endif
-  std::set_terminate([] {
-    Died();
-    std::_Exit(1);
-  });
   user.Run(std::stol(words[1]));
   std::cout << user.Told();
 }

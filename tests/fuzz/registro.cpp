@@ -3,8 +3,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <iostream>
+
 #include "frame/MOD770BAS.h"
-#include "fuzz.h"
 #include "platform/system/registry.h"
 #include "platform/text/text.h"
 
@@ -12,6 +14,13 @@ namespace {
 
 constexpr std::u16string_view kHive = u"HKEY_CURRENT_USER", kKey = u"SOFTWARE\\CALVENZA\\MORVENNA",
                               kName = u"PERCORSOARCHIVI";
+
+void Must(bool holds, const char* what) {
+  if (!holds) {
+    std::cerr << "Fault: " << what << std::endl;
+    std::abort();
+  }
+}
 
 // A file in memory stands for the user's.
 void Write(std::string_view bytes) {

@@ -44,12 +44,12 @@ std::optional<Options> Read(int argc, char** argv) {
   return options;
 }
 
-int RunScript(std::istream& lines, script::Answers& answers, script::Hands& hands) {
+int RunScript(std::istream& lines, script::Answers& answers, script::Actions& actions) {
   script::Printer printer(std::cout);
   toolkit::App().witness = &printer;
   if (ANAGPARC::Me.Load()) {
-    hands.Begin();
-    script::Run(lines, std::cout, answers, hands);
+    actions.Begin();
+    script::Run(lines, std::cout, answers, actions);
   }
   std::cout.flush();
   toolkit::App().witness = nullptr;
@@ -78,17 +78,17 @@ int main(int argc, char** argv) {
   script::Answers answers;
   if (options->qt) {
 #ifdef ANAGPARC_WITH_QT
-    const auto hands = script::MakeQtHands(answers);
-    return RunScript(lines, answers, *hands);
+    const auto actions = script::MakeQtHands(answers);
+    return RunScript(lines, answers, *actions);
 #else
     std::cerr << "anagparc-script: compilato senza Qt, --screen qt non c'è\n";
     return 2;
 #endif
   }
   script::NoScreen screen(answers);
-  script::ModelHands hands;
+  script::ModelActions actions;
   toolkit::App().view = &screen;
-  const int status = RunScript(lines, answers, hands);
+  const int status = RunScript(lines, answers, actions);
   toolkit::App().view = nullptr;
   return status;
 }

@@ -70,7 +70,7 @@ Qt::Key CharacterKey(std::u16string_view text) {
 // The model says first whether a user could do the thing; then the events are
 // sent to the window, which finds the widget under the mouse or with the focus
 // by itself.
-class QtHands : public Hands {
+class QtHands : public Actions {
  public:
   explicit QtHands(Answers& answers) : answers_(answers) {
     ChooseScreen();
@@ -270,6 +270,6 @@ class QtHands : public Hands {
 
 }  // namespace
 
-std::unique_ptr<Hands> MakeQtHands(Answers& answers) { return std::make_unique<QtHands>(answers); }
+std::unique_ptr<Actions> MakeQtHands(Answers& answers) { return std::make_unique<QtHands>(answers); }
 
 }  // namespace script

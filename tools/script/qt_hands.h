@@ -10,6 +10,6 @@ namespace script {
 
 // Makes the application and the window; they live as long as the hands.
 // The result is also the toolkit's screen.
-std::unique_ptr<Hands> MakeQtHands(Answers& answers);
+std::unique_ptr<Actions> MakeQtHands(Answers& answers);
 
 }  // namespace script

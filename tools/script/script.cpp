@@ -1,9 +1,9 @@
 #include "script.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -100,7 +100,7 @@ void Printer::Activated(std::u16string_view title, bool found) {
 void Printer::Started(std::u16string_view path) { out_ << "Shell " << Quote(path) << '\n'; }
 void Printer::Ended(int status) { out_ << "End " << status << '\n'; }
 
-// --- Hands on the model alone
+// --- Actions on the model alone
 
 namespace {
 
@@ -108,18 +108,18 @@ toolkit::Form& Form() { return ANAGPARC::Me; }
 
 }  // namespace
 
-bool ModelHands::Click(Control& control) { return Form().UserClick(control); }
-bool ModelHands::ClickRow(ListBox& list, int row) { return Form().UserClickRow(list, row); }
-bool ModelHands::DblClickRow(ListBox& list, int row) {
+bool ModelActions::Click(Control& control) { return Form().UserClick(control); }
+bool ModelActions::ClickRow(ListBox& list, int row) { return Form().UserClickRow(list, row); }
+bool ModelActions::DblClickRow(ListBox& list, int row) {
   if (!Form().UserClickRow(list, row)) {
     return false;
   }
   Form().UserDblClickRow(list, row);
   return true;
 }
-bool ModelHands::Focus(Control& control) { return Form().UserFocus(control); }
-bool ModelHands::Caret(int offset) { return Form().UserClick(*Form().Focus(), offset); }
-bool ModelHands::Key(const KeyStroke& stroke) {
+bool ModelActions::Focus(Control& control) { return Form().UserFocus(control); }
+bool ModelActions::Caret(int offset) { return Form().UserClick(*Form().Focus(), offset); }
+bool ModelActions::Key(const KeyStroke& stroke) {
   if (!stroke.control || stroke.key != toolkit::Key::Character) {
     return Form().UserKey(stroke);
   }
@@ -136,19 +136,19 @@ bool ModelHands::Key(const KeyStroke& stroke) {
       return Form().UserUndo();
   }
 }
-bool ModelHands::Paste(std::u16string_view clipboard) {
+bool ModelActions::Paste(std::u16string_view clipboard) {
   toolkit::App().view->SetClipboard(clipboard);
   return Form().UserPaste();
 }
-bool ModelHands::Access(char16_t letter) { return Form().UserAccess(letter); }
-bool ModelHands::Close() { return Form().UserClose(); }
-bool ModelHands::Screenshot(const std::string&) { return false; }
+bool ModelActions::Access(char16_t letter) { return Form().UserAccess(letter); }
+bool ModelActions::Close() { return Form().UserClose(); }
+bool ModelActions::Screenshot(const std::string&) { return false; }
 
 // --- Words of a line
 
 namespace {
 
-// What stands behind a backslash, from `i` on, which moves to its last character.
+// What stands after a backslash, from `i` on, which moves to its last character.
 char16_t Escaped(std::u16string_view line, std::size_t& i) {
   const char16_t c = i < line.size() ? line[i] : u'\0';
   switch (c) {
@@ -262,7 +262,7 @@ Shown Int(long long n) { return std::to_string(n); }
 Shown Variable(std::u16string_view name) {
   using namespace ANAGPARC;
   using namespace MOD770BAS;
-  static const std::map<std::u16string_view, std::function<Shown()>> variables = {
+  static constexpr std::pair<std::u16string_view, Shown (*)()> kVariables[] = {
       {u"FlagFormCaricato", [] { return Int(FlagFormCaricato); }},
       {u"FlagVariazioni", [] { return Int(FlagVariazioni); }},
       {u"FlagErroreCampi", [] { return Int(FlagErroreCampi); }},
@@ -270,15 +270,19 @@ Shown Variable(std::u16string_view name) {
       {u"RispostaUtente", [] { return Int(RispostaUtente); }},
       {u"TabellaAperta", [] { return Int(TabellaAperta); }},
       {u"IndiceCampo", [] { return Int(static_cast<long long>(IndiceCampo)); }},
-      {u"CFCorrente", [] { return Quote(CFCorrente); }},
-      {u"CFPrecedente", [] { return Quote(CFPrecedente); }},
-      {u"CFNuovo", [] { return Quote(CFNuovo); }},
-      {u"RigaSelezionata", [] { return Quote(RigaSelezionata); }},
-      {u"PercorsoArchivi", [] { return Quote(PercorsoArchivi); }},
-      {u"PercorsoProgrammi", [] { return Quote(PercorsoProgrammi); }},
+      {u"CFCorrente", [] { return Shown(Quote(CFCorrente)); }},
+      {u"CFPrecedente", [] { return Shown(Quote(CFPrecedente)); }},
+      {u"CFNuovo", [] { return Shown(Quote(CFNuovo)); }},
+      {u"RigaSelezionata", [] { return Shown(Quote(RigaSelezionata)); }},
+      {u"PercorsoArchivi", [] { return Shown(Quote(PercorsoArchivi)); }},
+      {u"PercorsoProgrammi", [] { return Shown(Quote(PercorsoProgrammi)); }},
   };
-  const auto found = variables.find(name);
-  return found == variables.end() ? std::nullopt : found->second();
+  for (const auto& [variable, value] : kVariables) {
+    if (variable == name) {
+      return value();
+    }
+  }
+  return std::nullopt;
 }
 
 Shown FormProperty(std::u16string_view property) {
@@ -314,10 +318,10 @@ Shown Property(Control& control, std::u16string_view property) {
   if (property == u"BackColor") return Int(control.BackColor());
   if (property == u"ToolTipText") return Quote(control.ToolTipText());
   if (property == u"TabIndex") return Int(control.TabIndex());
-  if (property == u"Left") return Int(control.Left());
-  if (property == u"Top") return Int(control.Top());
-  if (property == u"Width") return Int(control.Width());
-  if (property == u"Height") return Int(control.Height());
+  if (property == u"Place") {
+    return *Int(control.Left()) + ' ' + *Int(control.Top()) + ' ' + *Int(control.Width()) + ' ' +
+           *Int(control.Height());
+  }
   switch (control.Type()) {
     case Kind::TextBox:
       return TextProperty(static_cast<TextBox&>(control), property);
@@ -422,15 +426,15 @@ KeyStroke StrokeOf(const Word& word) {
 
 // The characters one by one, until one can't be typed; a line end is Enter, a
 // tab the key of that name.
-bool Type(Hands& hands, std::u16string_view characters) {
+bool Type(Actions& actions, std::u16string_view characters) {
   for (std::size_t i = 0; i < characters.size();) {
     const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
                       text::IsLowSurrogate(characters[i + 1]);
     const std::size_t length = pair ? 2 : 1;
     const bool lineEnd = characters[i] == u'\r' || characters[i] == u'\n';
-    if (!hands.Key(lineEnd                  ? KeyStroke{Key::Enter}
-                   : characters[i] == u'\t' ? KeyStroke{Key::Tab}
-                                            : KeyStroke{.text = characters.substr(i, length)})) {
+    if (!actions.Key(lineEnd                  ? KeyStroke{Key::Enter}
+                     : characters[i] == u'\t' ? KeyStroke{Key::Tab}
+                                              : KeyStroke{.text = characters.substr(i, length)})) {
       return false;
     }
     if (toolkit::App().ended) {
@@ -441,21 +445,39 @@ bool Type(Hands& hands, std::u16string_view characters) {
   return true;
 }
 
-// One key behind the other, until one has nowhere to go or ends the program.
-bool PressKeys(Hands& hands, const std::vector<Word>& words) {
+// One key after the other, until one has nowhere to go or ends the program.
+bool PressKeys(Actions& actions, const std::vector<Word>& words) {
   std::vector<KeyStroke> strokes;
   for (std::size_t i = 1; i < words.size(); ++i) {
     strokes.push_back(StrokeOf(words[i]));
   }
   for (const KeyStroke& stroke : strokes) {
-    if (!toolkit::App().ended && !hands.Key(stroke)) {
+    if (!toolkit::App().ended && !actions.Key(stroke)) {
       return false;
     }
   }
   return true;
 }
 
-bool ClickAt(Hands& hands, const std::vector<Word>& words) {
+// --- The commands
+
+// What a command works on: its line's words, its own first.
+struct Call {
+  const std::vector<Word>& words;
+  std::ostream& out;
+  Answers& answers;
+  Actions& actions;
+};
+
+bool Answer(const Call& call) {
+  for (std::size_t i = 1; i < call.words.size(); ++i) {
+    call.answers.Add(NumberOf(call.words[i]));
+  }
+  return true;
+}
+
+bool ClickAt(const Call& call) {
+  const std::vector<Word>& words = call.words;
   Control& control = ControlOf(words[1]);
   const bool list = control.Type() == Kind::ListBox;
   if (list != (words.size() == 3)) {
@@ -468,24 +490,78 @@ bool ClickAt(Hands& hands, const std::vector<Word>& words) {
   if (!control.Usable()) {
     return false;
   }
-  return list ? hands.ClickRow(static_cast<ListBox&>(control), row) : hands.Click(control);
+  return list ? call.actions.ClickRow(static_cast<ListBox&>(control), row)
+              : call.actions.Click(control);
 }
 
-bool DblClickAt(Hands& hands, const std::vector<Word>& words) {
-  ListBox& list = ListOf(words[1]);
-  const int row = NumberOf(words[2]);
-  return list.Usable() && hands.DblClickRow(list, row);
+bool DblClickAt(const Call& call) {
+  ListBox& list = ListOf(call.words[1]);
+  const int row = NumberOf(call.words[2]);
+  return list.Usable() && call.actions.DblClickRow(list, row);
 }
 
-struct Command {
-  std::size_t least, most;  // words behind the command's own
+bool FocusOn(const Call& call) {
+  Control& control = ControlOf(call.words[1]);
+  return control.CanFocus() && call.actions.Focus(control);
+}
+
+bool InTextBox() {
+  const Control* focus = Form().Focus();
+  return focus != nullptr && focus->Type() == Kind::TextBox;
+}
+
+bool PlaceCaret(const Call& call) {
+  const int offset = NumberOf(call.words[1]);
+  return InTextBox() && call.actions.Caret(offset);
+}
+
+bool Access(const Call& call) {
+  if (call.words[1].text.size() != 1) {
+    throw Error{u"serve una lettera sola"};
+  }
+  return call.actions.Access(call.words[1].text[0]);
+}
+
+bool ShowList(const Call& call) {
+  const ListBox& list = ListOf(call.words[1]);
+  for (int row = 0; row < list.ListCount(); ++row) {
+    call.out << Text(call.words[1].text) << '(' << row << ") = " << Quote(list.List(row)) << '\n';
+  }
+  return true;
+}
+
+constexpr std::size_t kAny = 1000;
+
+constexpr struct Command {
+  std::u16string_view name;
+  std::size_t least, most;  // words after the command's own
   bool quoted;              // the one word stands between quotation marks
-  std::function<bool()> run;
+  bool (*run)(const Call& call);
+} kCommands[] = {
+    {u"answer", 1, kAny, false, Answer},
+    {u"click", 1, 2, false, ClickAt},
+    {u"dblclick", 2, 2, false, DblClickAt},
+    {u"focus", 1, 1, false, FocusOn},
+    {u"caret", 1, 1, false, PlaceCaret},
+    {u"type", 1, 1, true, [](const Call& c) { return Type(c.actions, c.words[1].text); }},
+    {u"key", 1, kAny, false, [](const Call& c) { return PressKeys(c.actions, c.words); }},
+    {u"paste", 1, 1, true,
+     [](const Call& c) { return InTextBox() && c.actions.Paste(c.words[1].text); }},
+    {u"access", 1, 1, false, Access},
+    {u"close", 0, 0, false, [](const Call& c) { return c.actions.Close(); }},
+    {u"show", 1, 1, false,
+     [](const Call& c) {
+       c.out << Show(c.words[1].text) << '\n';
+       return true;
+     }},
+    {u"list", 1, 1, false, ShowList},
+    {u"screenshot", 1, 1, false,
+     [](const Call& c) { return c.actions.Screenshot(Text(c.words[1].text)); }},
 };
 
 }  // namespace
 
-void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hands& hands) {
+void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Actions& actions) {
   if (line.starts_with(u'#')) {
     return;
   }
@@ -493,78 +569,20 @@ void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hand
   if (words.empty()) {
     return;
   }
-  const auto focusedText = [] {
-    const Control* focus = Form().Focus();
-    return focus != nullptr && focus->Type() == Kind::TextBox;
-  };
-  constexpr std::size_t kAny = 1000;
-  const std::map<std::u16string_view, Command> commands = {
-      {u"answer",
-       {1, kAny, false,
-        [&] {
-          for (std::size_t i = 1; i < words.size(); ++i) {
-            answers.Add(NumberOf(words[i]));
-          }
-          return true;
-        }}},
-      {u"click", {1, 2, false, [&] { return ClickAt(hands, words); }}},
-      {u"dblclick", {2, 2, false, [&] { return DblClickAt(hands, words); }}},
-      {u"focus",
-       {1, 1, false,
-        [&] {
-          Control& control = ControlOf(words[1]);
-          return control.CanFocus() && hands.Focus(control);
-        }}},
-      {u"caret",
-       {1, 1, false,
-        [&] {
-          const int offset = NumberOf(words[1]);
-          return focusedText() && hands.Caret(offset);
-        }}},
-      {u"type", {1, 1, true, [&] { return Type(hands, words[1].text); }}},
-      {u"key", {1, kAny, false, [&] { return PressKeys(hands, words); }}},
-      {u"paste", {1, 1, true, [&] { return focusedText() && hands.Paste(words[1].text); }}},
-      {u"access",
-       {1, 1, false,
-        [&] {
-          if (words[1].text.size() != 1) {
-            throw Error{u"serve una lettera sola"};
-          }
-          return hands.Access(words[1].text[0]);
-        }}},
-      {u"close", {0, 0, false, [&] { return hands.Close(); }}},
-      {u"show",
-       {1, 1, false,
-        [&] {
-          out << Show(words[1].text) << '\n';
-          return true;
-        }}},
-      {u"list",
-       {1, 1, false,
-        [&] {
-          const ListBox& list = ListOf(words[1]);
-          for (int row = 0; row < list.ListCount(); ++row) {
-            out << Text(words[1].text) << '(' << row << ") = " << Quote(list.List(row)) << '\n';
-          }
-          return true;
-        }}},
-      {u"screenshot", {1, 1, false, [&] { return hands.Screenshot(Text(words[1].text)); }}},
-  };
-  const auto found = commands.find(words[0].text);
-  if (found == commands.end()) {
+  const auto* const command = std::ranges::find(kCommands, words[0].text, &Command::name);
+  if (command == std::end(kCommands)) {
     throw Error{u"comando sconosciuto: " + words[0].text};
   }
-  const Command& command = found->second;
   const std::size_t given = words.size() - 1;
-  if (given < command.least || given > command.most || (command.quoted && !words[1].quoted)) {
+  if (given < command->least || given > command->most || (command->quoted && !words[1].quoted)) {
     throw Error{u"argomenti sbagliati per " + words[0].text};
   }
-  if (!command.run()) {
+  if (!command->run({words, out, answers, actions})) {
     out << "ignored " << Text(line) << '\n';
   }
 }
 
-void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands) {
+void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions) {
   std::string bytes;
   while (!toolkit::App().ended && std::getline(lines, bytes)) {
     ++g_line;
@@ -573,7 +591,7 @@ void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands)
     }
     const std::u16string line(text::Trim(text::FromUtf8(bytes)));
     try {
-      RunLine(line, out, answers, hands);
+      RunLine(line, out, answers, actions);
     } catch (const Error& error) {
       out.flush();
       Fail(error);

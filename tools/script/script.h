@@ -30,12 +30,12 @@ class Answers {
   std::deque<int> codes_;
 };
 
-// The user's hands. Each member does one action and tells whether a user could
-// do it. Done on the model alone, or by real events on real widgets.
-class Hands {
+// What a user can do, on the model alone or by real events on real widgets. Each member
+// does one action and returns whether a user could do it now.
+class Actions {
  public:
-  virtual ~Hands() = default;
-  virtual void Begin() {}  // the form has been loaded
+  virtual ~Actions() = default;
+  virtual void Begin() {}  // to be called once the form has been loaded
   virtual bool Click(toolkit::Control& control) = 0;
   virtual bool ClickRow(toolkit::ListBox& list, int row) = 0;
   virtual bool DblClickRow(toolkit::ListBox& list, int row) = 0;
@@ -63,7 +63,7 @@ class NoScreen : public toolkit::View {
   std::u16string clipboard_;
 };
 
-class ModelHands : public Hands {
+class ModelActions : public Actions {
  public:
   bool Click(toolkit::Control& control) override;
   bool ClickRow(toolkit::ListBox& list, int row) override;
@@ -108,9 +108,9 @@ std::vector<Word> Split(std::u16string_view line);
 [[noreturn]] void Fail(const Error& error);
 
 // Runs one line. Throws Error.
-void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Hands& hands);
+void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Actions& actions);
 
 // Runs the lines until they or the program end; a wrong one ends the process.
-void Run(std::istream& lines, std::ostream& out, Answers& answers, Hands& hands);
+void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions);
 
 }  // namespace script

@@ -2,12 +2,11 @@
 
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/random.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -89,18 +88,26 @@ Fd OpenForReading(const fs::path& path) {
       Unbroken([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
 }
 
-// One run of FileCopy, from the target's folder on.
+// One run of FileCopy: the bytes go to a file of another name in the target's folder,
+// which gets the target's name when it is whole and on disk.
 class Copy {
  public:
   Copy(const fs::path& from, const fs::path& to, Access access)
       : from_(from), to_(to), access_(access) {}
+  ~Copy() {
+    if (!temporary_.empty()) {
+      unlink(temporary_.c_str());
+    }
+  }
+  Copy(const Copy&) = delete;
+  Copy& operator=(const Copy&) = delete;
 
   void Run() {
     OpenSource();
     OpenFolder();
-    if (!CopyUnnamed()) {
-      CopyNamed();
-    }
+    OpenTemporary();
+    Fill();
+    NameTarget();
     SyncFolder();
   }
 
@@ -117,85 +124,44 @@ class Copy {
   }
 
   void OpenFolder() {
-    name_ = to_.filename().native();
-    if (name_.empty() || name_ == "." || name_ == ".." || HasNul(to_)) {
+    const std::string name = to_.filename().native();
+    if (name.empty() || name == "." || name == ".." || HasNul(to_)) {
       FailCreating(to_, EINVAL);
     }
-    const fs::path folder = to_.has_parent_path() ? to_.parent_path() : fs::path(".");
-    folder_ = Fd(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    path_ = to_.has_parent_path() ? to_.parent_path() : fs::path(".");
+    folder_ = Fd(open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!folder_ || fstat(folder_.Get(), &folder_info_) != 0) {
       FailCreating(to_, errno);
     }
-    // Linking refuses an existing name too; here it saves the work.
+    // Naming refuses an existing target too; here it saves the work.
     struct stat info;
-    if (fstatat(folder_.Get(), name_.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (lstat(to_.c_str(), &info) == 0) {
       FailCreating(to_, EEXIST);
     }
   }
 
-  // By a file that has no name until it is whole, so that nothing stays behind
-  // if we die. False where the system or the file system doesn't offer that.
-  bool CopyUnnamed() {
-    file_ = Fd(openat(folder_.Get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+  void OpenTemporary() {
+    std::string name = path_ / ".anagparc-XXXXXX";
+    file_ = Fd(mkostemp(name.data(), O_CLOEXEC));
     if (!file_) {
-      if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
-        return false;
-      }
       FailCreating(to_, errno);
     }
-    Fill();
-    const std::string self = "/proc/self/fd/" + std::to_string(file_.Get());
-    if (linkat(AT_FDCWD, self.c_str(), folder_.Get(), name_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-      return true;
-    }
-    if (errno == EEXIST) {
-      FailCreating(to_, EEXIST);
-    }
-    return false;
+    temporary_ = name;
   }
 
-  // By a file of another name beside the target. Both ways of naming it refuse
-  // an existing target; a file system that has neither gets no copy.
-  void CopyNamed() {
-    std::string temporary;
-    do {
-      std::uint64_t number = 0;
-      if (getrandom(&number, sizeof number, 0) != sizeof number) {
-        FailCreating(to_, errno);
-      }
-      temporary = ".anagparc-" + std::to_string(number) + ".tmp";
-      file_ = Fd(
-          openat(folder_.Get(), temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    } while (!file_ && errno == EEXIST);
-    if (!file_) {
-      FailCreating(to_, errno);
+  // Unlike a hard link, this is offered by disks of the FAT kind and by shares of
+  // Windows as well; NFS refuses it.
+  void NameTarget() {
+    if (renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, to_.c_str(), RENAME_NOREPLACE) != 0) {
+      FailCreating(to_, errno == EINVAL || errno == ENOSYS ? EOPNOTSUPP : errno);
     }
-    const char* const old_name = temporary.c_str();
-    try {
-      Fill();
-    } catch (...) {
-      unlinkat(folder_.Get(), old_name, 0);
-      throw;
-    }
-    const bool linked = linkat(folder_.Get(), old_name, folder_.Get(), name_.c_str(), 0) == 0;
-    if (!linked && errno != EEXIST &&
-        renameat2(folder_.Get(), old_name, folder_.Get(), name_.c_str(), RENAME_NOREPLACE) == 0) {
-      return;
-    }
-    const int error = errno == EINVAL || errno == ENOSYS ? EOPNOTSUPP : errno;
-    unlinkat(folder_.Get(), old_name, 0);
-    if (!linked) {
-      FailCreating(to_, error);
-    }
+    temporary_.clear();
   }
 
   // The source's bytes and the target's mode, down to the disk.
   void Fill() {
-    if (lseek(source_.Get(), 0, SEEK_SET) != 0) {
-      FailReading(from_, errno);
-    }
-    // Whatever stops this fast road, the loop below goes on from there, meets
-    // the same obstacle if there is one, and tells whose it is.
+    // The system's own copying may stop at anything. The loop goes on from there,
+    // meets the same obstacle if there is one, and tells whose it is.
     constexpr std::size_t kStep = std::size_t{64} << 20;
     while (copy_file_range(source_.Get(), nullptr, file_.Get(), nullptr, kStep, 0) > 0) {
     }
@@ -257,7 +223,8 @@ class Copy {
   const fs::path& from_;
   const fs::path& to_;
   const Access access_;
-  std::string name_;
+  fs::path path_;          // of the target's folder
+  std::string temporary_;  // "" when there is none
   Fd source_;
   Fd folder_;
   Fd file_;

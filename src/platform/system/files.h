@@ -1,4 +1,4 @@
-// Whole-file operations.
+// Operations on whole files. Names are those of paths.h.
 #pragma once
 
 #include <stdexcept>
@@ -18,21 +18,24 @@ class FileError : public std::runtime_error {
   std::u16string text_;
 };
 
-// True when the file can be opened for reading (a folder can't). Names as in
-// paths.h.
+// True when the file can be opened for reading. A folder can't.
 bool OpensForReading(std::u16string_view name);
 
-// Copies `from` to the new file `to`. `to` never exists as a half file, even
-// when the process dies on the way, and is on disk when the call returns. An
-// existing `to`, in whatever case of letters, is never touched: the call throws.
-// Throws FileError.
+// Who may read and write a new file.
 enum class Access {
   kAsFolder,  // its owner, and in a folder that its group may write that group too
   kOwner,     // its owner alone
 };
+
+// Copies the plain file `from` to the new file `to`, in a folder that exists. `to`
+// never exists as a half file, even if the process is killed, and is on disk when the
+// call returns; only a kill leaves a hidden file of the name ".anagparc-XXXXXX" in its
+// folder. An existing `to`, in whatever case of letters, is never touched. Throws
+// FileError: nothing has been created then, or, if only the folder's own entry could
+// not be written to disk, the whole file.
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access = Access::kAsFolder);
 
-// Removes a file, if it is there and can be removed.
+// Removes a file. One that isn't there, or can't be removed, is passed over.
 void RemoveFile(std::u16string_view name);
 
 }  // namespace sys

@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -68,34 +66,6 @@ Fd OpenLockFile() {
   return file ? std::move(file) : OpenLockFile(OpenOwnTemporaryFolder());
 }
 
-// What the started program's process does from its birth on; it returns, with
-// the cause in errno, only if the program can't be started. Nothing here may
-// allocate or lock: another thread's lock may stand closed in this copy.
-void BecomeProgram(const char* path, char* const* arguments) {
-  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (int fd = 0; fd <= 2; ++fd) {
-    if (nothing < 0 || (nothing == fd ? fcntl(fd, F_SETFD, 0) : dup2(nothing, fd)) < 0) {
-      return;
-    }
-  }
-  if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) != 0) {
-    rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const int end = static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 1 << 16));
-    for (int fd = 3; fd < end; ++fd) {
-      fcntl(fd, F_SETFD, FD_CLOEXEC);
-    }
-  }
-  // Ignored signals and the mask would outlive exec.
-  for (int number = 1; number < NSIG; ++number) {
-    signal(number, SIG_DFL);
-  }
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-  execv(path, arguments);
-}
-
 }  // namespace
 
 bool PrevInstance() {
@@ -120,42 +90,29 @@ bool StartProgram(std::u16string_view path) {
   if (program.empty() || program.find('\0') != program.npos) {
     return false;
   }
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  for (int fd = 0; fd <= 2; ++fd) {
+    posix_spawn_file_actions_addopen(&files, fd, "/dev/null", O_RDWR, 0);
+  }
+  posix_spawn_file_actions_addclosefrom_np(&files, 3);
+  // Ignored signals and the mask would outlive exec.
+  posix_spawnattr_t how;
+  posix_spawnattr_init(&how);
+  posix_spawnattr_setflags(&how,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  sigset_t signals;
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&how, &signals);
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&how, &signals);
+
   char* const arguments[] = {program.data(), nullptr};
-
-  // The pipe closes by itself when the program starts; a byte in it says that
-  // it didn't. It stays clear of 0 to 2, which the new process replaces.
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
-    return false;
-  }
-  const Fd from_child(ends[0]);
-  Fd to_parent(ends[1]);
-  to_parent = Fd(fcntl(to_parent.Get(), F_DUPFD_CLOEXEC, 3));
-  if (!to_parent) {
-    return false;
-  }
-
-  // The process between ends at once, so that the program is nobody's child
-  // here, leaves no zombie, and can't get our terminal as its own.
-  const pid_t between = fork();
-  if (between < 0) {
-    return false;
-  }
-  if (between == 0) {
-    setsid();
-    const pid_t child = fork();
-    if (child == 0) {
-      BecomeProgram(program.c_str(), arguments);
-    }
-    if (child <= 0) {
-      [[maybe_unused]] const ssize_t told = write(to_parent.Get(), "!", 1);
-    }
-    _exit(0);
-  }
-  to_parent = Fd();
-  Unbroken([&] { return waitpid(between, nullptr, 0); });
-  char failure;
-  return Unbroken([&] { return read(from_child.Get(), &failure, 1); }) == 0;
+  pid_t started;
+  const int error = posix_spawn(&started, program.c_str(), &files, &how, arguments, environ);
+  posix_spawnattr_destroy(&how);
+  posix_spawn_file_actions_destroy(&files);
+  return error == 0;
 }
 
 }  // namespace sys

@@ -19,9 +19,10 @@ bool PrevInstance();
 // its server doesn't answer within a few seconds.
 bool ActivateWindow(std::u16string_view title);
 
-// Starts the program `path` (names as in paths.h), without waiting for it and
-// without handing on open files: not even the standard ones, so that nobody who
-// reads our output waits for its end. False when it can't be started.
+// Starts the program `path` (a name as in paths.h) in a session of its own, without
+// waiting for it and without our open files: its standard ones are the null device, so
+// that nobody who reads our output waits for its end. It stays this process's child.
+// False when it can't be started.
 bool StartProgram(std::u16string_view path);
 
 }  // namespace sys

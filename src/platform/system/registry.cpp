@@ -103,10 +103,10 @@ int HexDigit(char16_t c) {
   return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
 }
 
-// Reads on through the text of an export. A Take... that returns false may
-// stop anywhere; NextLine goes on behind the line it gave last all the same. The
-// continuations of a good value come by as lines, too: none of them has the
-// form of a section or a value.
+// Reads through the text of an export. A Take... that returns false may stop
+// anywhere; NextLine still goes on after the line it gave last. It gives the
+// continuation lines of a good value too: none of them has the form of a
+// section or a value.
 class Reader {
  public:
   explicit Reader(std::u16string_view text) : text_(text) {}
@@ -229,7 +229,7 @@ class Reader {
   std::size_t next_ = 0;
 };
 
-// The data of a value, from behind its equals sign; false if it is malformed.
+// The data of a value, from after its equals sign; false if it is malformed.
 // A deleted value gives nothing.
 bool TakeData(Reader& reader, bool legacy, std::optional<RegistryValue>& out) {
   RegistryValue value;
@@ -306,7 +306,7 @@ std::optional<RegistryValue> Find(std::u16string_view text, const std::u16string
   std::u16string value_name;
   while (reader.NextLine(line)) {
     if (line.starts_with(u'[')) {
-      // Values behind a malformed section line belong to no key we know of.
+      // Values after a malformed section line belong to no key we know of.
       const std::u16string section = SectionKey(line);
       in_key = section == key;
       if (section.starts_with(u'-') && (key + u'\\').starts_with(section.substr(1) + u'\\')) {

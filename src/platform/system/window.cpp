@@ -11,13 +11,12 @@ bool ActivateWindow(std::u16string_view) { return false; }
 #else
 
 #include <signal.h>
-#include <xcb/xcb.h>
+#include <xcb/xcb_ewmh.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <future>
 #include <memory>
@@ -46,37 +45,28 @@ using Owned = std::unique_ptr<Reply, Free>;
 class Display {
  public:
   Display() : connection_(xcb_connect(nullptr, nullptr)) {
-    if (xcb_connection_has_error(connection_.get()) != 0) {
-      return;
-    }
-    utf8_ = Atom("UTF8_STRING");
-    name_ = Atom("_NET_WM_NAME");
-    client_list_ = Atom("_NET_CLIENT_LIST");
-    manager_ = Atom("_NET_SUPPORTING_WM_CHECK");
-    supported_ = Atom("_NET_SUPPORTED");
-    active_window_ = Atom("_NET_ACTIVE_WINDOW");
+    ready_ = xcb_connection_has_error(connection_.get()) == 0 &&
+             xcb_ewmh_init_atoms_replies(&ewmh_, xcb_ewmh_init_atoms(connection_.get(), &ewmh_),
+                                         nullptr) != 0;
   }
+  ~Display() {
+    if (ready_) {
+      xcb_ewmh_connection_wipe(&ewmh_);
+    }
+  }
+  Display(const Display&) = delete;
+  Display& operator=(const Display&) = delete;
 
   bool Activate(std::u16string_view title) {
-    if (xcb_connection_has_error(connection_.get()) != 0) {
-      return false;
-    }
-    auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_.get()));
-    for (; screen.rem > 0; xcb_screen_next(&screen)) {
-      const xcb_window_t root = screen.data->root;
+    for (int screen = 0; ready_ && screen < ewmh_.nb_screens; ++screen) {
+      const xcb_window_t root = ewmh_.screens[screen]->root;
       const bool managed = IsManaged(root);
-      std::vector<xcb_window_t> windows;
-      if (managed) {
-        windows = List(root, client_list_, XCB_ATOM_WINDOW);
-      }
-      if (windows.empty()) {
-        windows = MappedWindows(root);
-      }
-      for (const xcb_window_t window : windows) {
+      const std::vector<xcb_window_t> listed =
+          managed ? ManagedWindows(screen) : std::vector<xcb_window_t>();
+      for (const xcb_window_t window : listed.empty() ? MappedWindows(root) : listed) {
         if (Title(window) == title) {
-          return managed && Has(List(root, supported_, XCB_ATOM_ATOM), active_window_)
-                     ? AskManager(root, window)
-                     : RaiseAndFocus(window);
+          return managed && ManagerActivates(screen) ? AskManager(screen, window)
+                                                     : RaiseAndFocus(window);
         }
       }
     }
@@ -88,56 +78,38 @@ class Display {
     void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
   };
 
-  struct Property {
-    xcb_atom_t type;
-    std::uint8_t format;
-    std::string bytes;
-  };
-
-  xcb_atom_t Atom(std::string_view name) {
-    const Owned<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection_.get(),
-        xcb_intern_atom(connection_.get(), 0, static_cast<std::uint16_t>(name.size()), name.data()),
-        nullptr));
-    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-  }
-
-  std::optional<Property> Get(xcb_window_t window, xcb_atom_t property) {
-    constexpr std::uint32_t kMaxWords = 1 << 18;
-    const Owned<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(connection_.get(),
-                               xcb_get_property(connection_.get(), 0, window, property,
-                                                XCB_GET_PROPERTY_TYPE_ANY, 0, kMaxWords),
-                               nullptr));
-    if (!reply || reply->type == XCB_ATOM_NONE) {
-      return std::nullopt;
-    }
-    const auto* const first = static_cast<const char*>(xcb_get_property_value(reply.get()));
-    const auto size = static_cast<std::size_t>(xcb_get_property_value_length(reply.get()));
-    return Property{reply->type, reply->format, std::string(first, size)};
-  }
-
-  // A property that is a list of windows or atoms, which are one type here;
-  // empty where there is no such property.
-  std::vector<std::uint32_t> List(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) {
-    const auto value = Get(window, property);
-    if (!value || value->type != type || value->format != 32 || value->bytes.empty()) {
-      return {};
-    }
-    std::vector<std::uint32_t> list(value->bytes.size() / sizeof(std::uint32_t));
-    std::memcpy(list.data(), value->bytes.data(), list.size() * sizeof(std::uint32_t));
-    return list;
-  }
-
-  static bool Has(const std::vector<std::uint32_t>& list, std::uint32_t wanted) {
-    return std::find(list.begin(), list.end(), wanted) != list.end();
-  }
-
   // A window manager that has gone leaves its properties on the root; the
   // window that vouches for it goes with it.
   bool IsManaged(xcb_window_t root) {
-    const auto proof = List(root, manager_, XCB_ATOM_WINDOW);
-    return proof.size() == 1 && List(proof[0], manager_, XCB_ATOM_WINDOW) == proof;
+    xcb_window_t proof = XCB_NONE, itself = XCB_NONE;
+    return xcb_ewmh_get_supporting_wm_check_reply(
+               &ewmh_, xcb_ewmh_get_supporting_wm_check(&ewmh_, root), &proof, nullptr) != 0 &&
+           xcb_ewmh_get_supporting_wm_check_reply(
+               &ewmh_, xcb_ewmh_get_supporting_wm_check(&ewmh_, proof), &itself, nullptr) != 0 &&
+           proof == itself;
+  }
+
+  std::vector<xcb_window_t> ManagedWindows(int screen) {
+    xcb_ewmh_get_windows_reply_t reply;
+    if (xcb_ewmh_get_client_list_reply(&ewmh_, xcb_ewmh_get_client_list(&ewmh_, screen), &reply,
+                                       nullptr) == 0) {
+      return {};
+    }
+    const std::vector<xcb_window_t> windows(reply.windows, reply.windows + reply.windows_len);
+    xcb_ewmh_get_windows_reply_wipe(&reply);
+    return windows;
+  }
+
+  bool ManagerActivates(int screen) {
+    xcb_ewmh_get_atoms_reply_t reply;
+    if (xcb_ewmh_get_supported_reply(&ewmh_, xcb_ewmh_get_supported(&ewmh_, screen), &reply,
+                                     nullptr) == 0) {
+      return false;
+    }
+    const bool offered = std::find(reply.atoms, reply.atoms + reply.atoms_len,
+                                   ewmh_._NET_ACTIVE_WINDOW) != reply.atoms + reply.atoms_len;
+    xcb_ewmh_get_atoms_reply_wipe(&reply);
+    return offered;
   }
 
   // All windows on show, the upper ones first. Titles sit at most below a
@@ -171,40 +143,44 @@ class Display {
   }
 
   std::optional<std::u16string> Title(xcb_window_t window) {
-    auto value = Get(window, name_);
-    if (!value || value->type != utf8_) {
-      value = Get(window, XCB_ATOM_WM_NAME);
+    xcb_ewmh_get_utf8_strings_reply_t name;
+    if (xcb_ewmh_get_wm_name_reply(&ewmh_, xcb_ewmh_get_wm_name(&ewmh_, window), &name, nullptr) !=
+        0) {
+      const std::string bytes(name.strings, name.strings_len);
+      xcb_ewmh_get_utf8_strings_reply_wipe(&name);
+      return text::FromUtf8(bytes.c_str());  // without a NUL at its end
     }
-    if (!value || value->format != 8) {
+    // The older property, in Latin-1 or UTF-8.
+    constexpr std::uint32_t kMaxWords = 1 << 18;
+    const Owned<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(connection_.get(),
+                               xcb_get_property(connection_.get(), 0, window, XCB_ATOM_WM_NAME,
+                                                XCB_GET_PROPERTY_TYPE_ANY, 0, kMaxWords),
+                               nullptr));
+    if (!reply || reply->format != 8) {
       return std::nullopt;
     }
-    std::string& bytes = value->bytes;
-    bytes.erase(bytes.find_last_not_of('\0') + 1);
-    if (value->type == utf8_) {
-      return text::FromUtf8(bytes);
+    const std::string bytes(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                            static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+    if (reply->type == ewmh_.UTF8_STRING) {
+      return text::FromUtf8(bytes.c_str());
     }
     std::u16string latin1;
-    for (const char c : bytes) {
-      latin1.push_back(static_cast<unsigned char>(c));
+    for (const char* c = bytes.c_str(); *c != '\0'; ++c) {
+      latin1.push_back(static_cast<unsigned char>(*c));
     }
     return latin1;
   }
 
-  // As a pager does (source 2), which is to say that the user wants it: as a
-  // plain program (source 1) with no time of the user's last key, the request
-  // would be held back by guards against stolen focus.
-  bool AskManager(xcb_window_t root, xcb_window_t window) {
-    xcb_client_message_event_t message = {};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = window;
-    message.type = active_window_;
-    message.data.data32[0] = 2;
-    message.data.data32[1] = XCB_CURRENT_TIME;
-    return Succeeds(xcb_send_event_checked(
-        connection_.get(), 0, root,
-        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-        reinterpret_cast<const char*>(&message)));
+  // As a pager does, which is to say that the user wants it: as a plain program with no
+  // time of the user's last key, the request would be held back by guards against stolen
+  // focus. The look at the window waits for the server to have both.
+  bool AskManager(int screen, xcb_window_t window) {
+    xcb_ewmh_request_change_active_window(&ewmh_, screen, window, XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER,
+                                          XCB_CURRENT_TIME, XCB_NONE);
+    const Owned<xcb_get_window_attributes_reply_t> look(xcb_get_window_attributes_reply(
+        connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
+    return look != nullptr;
   }
 
   // A window that can't have the keyboard just now is there all the same.
@@ -225,12 +201,8 @@ class Display {
   }
 
   std::unique_ptr<xcb_connection_t, Disconnect> connection_;
-  xcb_atom_t utf8_ = XCB_ATOM_NONE;
-  xcb_atom_t name_ = XCB_ATOM_NONE;
-  xcb_atom_t client_list_ = XCB_ATOM_NONE;
-  xcb_atom_t manager_ = XCB_ATOM_NONE;
-  xcb_atom_t supported_ = XCB_ATOM_NONE;
-  xcb_atom_t active_window_ = XCB_ATOM_NONE;
+  xcb_ewmh_connection_t ewmh_ = {};
+  bool ready_ = false;
 };
 
 }  // namespace

@@ -38,7 +38,7 @@ void AppendUtf8(std::string& out, char32_t c) {
   }
 }
 
-// The character that starts at `i`, which moves behind it; kReplacement for a
+// The character that starts at `i`, which moves past it; kReplacement for a
 // sequence that is cut, overlong, a surrogate or past U+10FFFF.
 char32_t NextUtf8(std::string_view s, std::size_t& i) {
   const auto lead = static_cast<unsigned char>(s[i++]);

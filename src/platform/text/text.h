@@ -1,5 +1,6 @@
-// The one text type of the program: std::u16string, counted as the screen
-// counts. Blank means code 32 and nothing else.
+// The one text type of the program: std::u16string. Lengths, positions and widths
+// count UTF-16 units. A blank is the character 32 and nothing else. No function
+// throws but for want of memory.
 #pragma once
 
 #include <string>
@@ -20,16 +21,17 @@ std::u16string_view Trim(std::u16string_view s);
 // `width` characters: `s` filled up with blanks at the right, or cut.
 std::u16string Fit(std::u16string_view s, std::size_t width);
 
-// The part of `s` from the 1-based position `start`, at most `length`
-// characters; what lies outside the text is left out.
+// The part of `s` from position `start`, counted from 1, at most `length`
+// characters; what lies outside the text is left out. `start` is at least 1.
 std::u16string_view Mid(std::u16string_view s, std::size_t start,
                         std::size_t length = std::u16string_view::npos);
 
 // Decimal text, with a minus in front of a negative number.
 std::u16string Decimal(long long n);
 
-// Upper case by Unicode's simple mapping, whatever the system's locale;
-// a character that has no single upper-case partner is itself.
+// Upper case by Unicode's simple mapping, whatever the system's locale. A
+// character that has no single upper-case partner, and half of a surrogate
+// pair, stays itself.
 char16_t Upper(char16_t c);
 std::u16string Upper(std::u16string_view s);
 
