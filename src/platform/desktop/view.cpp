@@ -146,7 +146,10 @@ void FormView::Apply(Control& control) {
     }
   }
   widget.setEnabled(control.Enabled());
-  widget.setVisible(control.Visible());
+  if (widget.isHidden() == control.Visible()) {
+    widget.setVisible(control.Visible());
+    widget.update();  // Qt itself would paint it after the handler
+  }
 }
 
 // Tells what stands by a label, for those who hear the form instead of seeing it.

@@ -397,7 +397,7 @@ bool Form::UserKey(const KeyStroke& stroke) {
       }
     }
     if (stroke.key == Key::Character && stroke.control) {
-      return false;
+      return true;
     }
     switch (control.Type()) {
       case Kind::TextBox:

@@ -1,11 +1,14 @@
-#include "qt_hands.h"
+#include "qt_actions.h"
 
 #include <QAbstractButton>
+#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPixmap>
+#include <QScrollBar>
 #include <QTemporaryFile>
 #include <QTest>
 #include <QTimer>
@@ -70,9 +73,9 @@ Qt::Key CharacterKey(std::u16string_view text) {
 // The model says first whether a user could do the thing; then the events are
 // sent to the window, which finds the widget under the mouse or with the focus
 // by itself.
-class QtHands : public Actions {
+class QtActions : public Actions {
  public:
-  explicit QtHands(Answers& answers) : answers_(answers) {
+  explicit QtActions(Answers& answers) : answers_(answers) {
     ChooseScreen();
     static char name[] = "anagparc-script";
     static char* argv[] = {name, nullptr};
@@ -86,7 +89,7 @@ class QtHands : public Actions {
     };
     toolkit::App().view = window_.get();
   }
-  ~QtHands() override { toolkit::App().view = nullptr; }
+  ~QtActions() override { toolkit::App().view = nullptr; }
 
   void Begin() override {
     window_->Show();
@@ -94,6 +97,7 @@ class QtHands : public Actions {
   }
 
   bool Click(Control& control) override {
+    const bool had = ANAGPARC::Me.Focus() == &control;
     // What another frame covers is clicked where it lies, as assistive programs
     // do: a line of a script means the control that it names.
     if (const auto place = ANAGPARC::Me.PlaceToClick(control)) {
@@ -102,7 +106,8 @@ class QtHands : public Actions {
       QTest::mouseClick(window_->WidgetOf(control), Qt::LeftButton);
     }
     // A click on a box means the place after its text, which may lie out of sight.
-    if (control.Type() == toolkit::Kind::TextBox && ANAGPARC::Me.Focus() == &control) {
+    const auto* box = dynamic_cast<toolkit::TextBox*>(&control);
+    if (box != nullptr && ANAGPARC::Me.Focus() == box && (had || !box->Masked())) {
       Send(Qt::Key_End);
     }
     return true;
@@ -127,6 +132,42 @@ class QtHands : public Actions {
       QTest::mouseDClick(Target(), Qt::LeftButton, {}, *pixel);
     }
     return true;
+  }
+
+  bool Scroll(ListBox& list, int row) override {
+    auto* view = static_cast<QAbstractScrollArea*>(window_->WidgetOf(list));
+    view->verticalScrollBar()->setValue(row);
+    return true;
+  }
+
+  bool RightClick(Control& control, int row, std::u16string_view choice,
+                  std::vector<std::u16string>& offered) override {
+    QWidget& widget = *window_->WidgetOf(control);
+    std::optional<QPoint> pixel = widget.mapTo(&window_->Widget(), widget.rect().center());
+    if (control.Type() == toolkit::Kind::ListBox) {
+      pixel = RowPixel(static_cast<ListBox&>(control), row);
+    } else if (const auto place = ANAGPARC::Me.PlaceToClick(control)) {
+      pixel = window_->PixelOf(*place);
+    }
+    if (!pixel) {
+      return false;
+    }
+    QTest::mouseClick(Target(), Qt::RightButton, {}, *pixel);
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    bool chosen = false;
+    for (QAction* action : menu != nullptr ? menu->actions() : QList<QAction*>()) {
+      if (action->isEnabled() && !action->isSeparator()) {
+        offered.push_back(action->text().remove('&').toStdU16String());
+        if (offered.back() == choice) {
+          action->trigger();
+          chosen = true;
+        }
+      }
+    }
+    if (menu != nullptr) {
+      menu->close();
+    }
+    return chosen || (choice.empty() && !offered.empty());
   }
 
   bool Focus(Control& control) override {
@@ -160,8 +201,9 @@ class QtHands : public Actions {
     const Qt::KeyboardModifiers with = (stroke.shift ? Qt::ShiftModifier : Qt::NoModifier) |
                                        (stroke.control ? Qt::ControlModifier : Qt::NoModifier);
     if (stroke.key == toolkit::Key::Character && stroke.control) {
-      const auto* box = dynamic_cast<toolkit::TextBox*>(ANAGPARC::Me.Focus());
-      if (box == nullptr || (stroke.text == u"C" && box->SelLength() == 0)) {
+      if (stroke.text == u"C"
+              ? !CanCopy()
+              : stroke.text != u"S" && ANAGPARC::Me.Focus()->Type() != toolkit::Kind::TextBox) {
         return false;
       }
       Send(CharacterKey(stroke.text), with);
@@ -270,6 +312,8 @@ class QtHands : public Actions {
 
 }  // namespace
 
-std::unique_ptr<Actions> MakeQtHands(Answers& answers) { return std::make_unique<QtHands>(answers); }
+std::unique_ptr<Actions> MakeQtActions(Answers& answers) {
+  return std::make_unique<QtActions>(answers);
+}
 
 }  // namespace script
