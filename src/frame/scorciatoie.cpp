@@ -67,16 +67,16 @@ void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
 }
 
 void SUGGERISCITASTI() {
-  cmdmemorizza.SetToolTipText(u"Tasti Ctrl+S");
-  cmdparcprec.SetToolTipText(u"Tasto Pag su");
-  cmdparcsuc.SetToolTipText(u"Tasto Pag giù");
-  CmdInserimento(0).SetToolTipText(u"Tasto Invio, dalle caselle");
-  CmdInserimento(1).SetToolTipText(u"Tasto Esc");
-  CmdConfermaCF.SetToolTipText(u"Tasto Invio, dalla casella, o Alt+C");
-  CmdAnnullaCF.SetToolTipText(u"Tasto Esc, o Alt+A");
-  CmdCambia.SetToolTipText(u"Tasti Alt+C");
+  cmdmemorizza.SetToolTipText(u"Ctrl+S");
+  cmdparcprec.SetToolTipText(u"Pag su");
+  cmdparcsuc.SetToolTipText(u"Pag giù");
+  CmdInserimento(0).SetToolTipText(u"Invio, dalle caselle");
+  CmdInserimento(1).SetToolTipText(u"Esc");
+  CmdConfermaCF.SetToolTipText(u"Alt+C; Invio, dalla casella");
+  CmdAnnullaCF.SetToolTipText(u"Alt+A; Esc");
+  CmdCambia.SetToolTipText(u"Alt+C");
   for (int i = 0; i < CMDAPRILIST.Bound(); ++i) {
-    CMDAPRILIST(i).SetToolTipText(u"Tabella: tasto F4 nella casella");
+    CMDAPRILIST(i).SetToolTipText(u"F4, dalla casella");
   }
 }
 

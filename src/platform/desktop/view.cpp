@@ -136,14 +136,7 @@ void FormView::Apply(Control& control) {
   }
   if (const QString tip = PlainToolTip(control.ToolTipText()); widget.toolTip() != tip) {
     widget.setToolTip(tip);
-    // Two fields may have labels of one name; their tooltips tell their buttons apart.
-    if (const auto found = labelled_.find(control.Label()); found != labelled_.end()) {
-      for (const Control* beside : found->second) {
-        if (beside->Type() == Kind::CommandButton) {
-          widgets_.at(beside)->setAccessibleDescription(tip);
-        }
-      }
-    }
+    TellTips(control);
   }
   widget.setEnabled(control.Enabled());
   if (widget.isHidden() == control.Visible()) {
@@ -163,6 +156,24 @@ void FormView::TellLabels(const Control& label) {
     if (control->Type() != Kind::CommandButton ||
         std::ranges::none_of(Spoken(control->Caption()), [](QChar c) { return c.isLetter(); })) {
       widgets_.at(control)->setAccessibleName(name);
+    }
+  }
+}
+
+// Two fields may have labels of one name; their tooltips tell their buttons apart.
+void FormView::TellTips(const Control& control) {
+  const auto found = labelled_.find(control.Label());
+  if (found == labelled_.end()) {
+    return;
+  }
+  QStringList tips;
+  for (const Control* beside : found->second) {
+    tips += Display(beside->ToolTipText());
+  }
+  tips.removeAll(QString());
+  for (const Control* beside : found->second) {
+    if (beside->Type() == Kind::CommandButton) {
+      widgets_.at(beside)->setAccessibleDescription(tips.join("; "));
     }
   }
 }

@@ -58,6 +58,7 @@ class FormView : public QObject {
  private:
   void Make(Control& control);
   void TellLabels(const Control& label);
+  void TellTips(const Control& control);
   void ApplyFocus();
   QSize InnerSize() const;  // twips
   double ZoomToFit() const;
