@@ -423,13 +423,8 @@ bool TableState::Advance(Direction direction) {
   const std::size_t runs = direction == Direction::kNext ? 0 : 1;
   bool row = false;
   if (live_ != nullptr && live_ == path_->runs[runs][piece_]) {
-<<<<<<< HEAD
     row = StepLive(*live_);
-  } else if (place_ != Place::kRow && place_ != Place::kGap) {
-=======
-    row = StepLive(live_);
   } else if (place_ == Place::kBof || place_ == Place::kEof) {
->>>>>>> main
     row = Begin(direction, kAll);
   } else if (path_->column == 0) {
     row = Begin(direction, kBeyondRow);
