@@ -7,7 +7,7 @@
 #include <string>
 
 #include "archivio/archivio.h"
-#include "archivio/sqlite.h"
+#include "platform/sqlite/sqlite.h"
 
 namespace bench {
 
@@ -48,8 +48,8 @@ fs::path ArchiveOfCertifications() {
   const bool exists = fs::exists(place / archivio::kYearName);
   fs::path year = Make(place, 200);
   if (!exists) {
-    const archivio::Sqlite database(year, archivio::Sqlite::Mode::kWrite);
-    archivio::Statement(
+    sqlite::Connection database(year, sqlite::Mode::kWrite);
+    sqlite::Statement(
         database,
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 10000) "
         "INSERT INTO QUADROLAUT SELECT p.CFP, n.i, '2014', 'A', '1000,00', '1000,00', "

@@ -58,7 +58,7 @@ void WriteChart(const std::filesystem::path& file, const std::vector<long>& size
   svg << "<text x=\"" << (kLeft + kRight) / 2 << "\" y=\"" << kBottom + 38
       << "\" text-anchor=\"middle\">recipients</text>\n";
 
-  // Names stand behind the lines' ends, one below the other.
+  // Names stand after the lines' ends, one below the other.
   std::vector<std::size_t> order(lines.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::ranges::sort(order, {}, [&](std::size_t i) { return -lines[i].seconds.back(); });

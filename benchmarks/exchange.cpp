@@ -64,7 +64,7 @@ double ShellExports() {
 
 }  // namespace
 
-std::vector<Row> ExchangeRows(const fs::path& tool) {
+std::vector<Comparison> ExchangeComparisons(const fs::path& tool) {
   return {{"Export of 100,000 recipients to CSV", "sqlite3 shell writing the same table as CSV",
            1.5, "time", 7,
            [=] {

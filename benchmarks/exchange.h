@@ -10,6 +10,6 @@ namespace bench {
 
 // `tool` is the archive tool's program. What was exported is imported into an
 // empty archive, which must then hold the same table.
-std::vector<Row> ExchangeRows(const std::filesystem::path& tool);
+std::vector<Comparison> ExchangeComparisons(const std::filesystem::path& tool);
 
 }  // namespace bench

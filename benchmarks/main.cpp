@@ -1,7 +1,6 @@
 // Measures the program against what the machine can do with the same file and
 // the same window.
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
 #include <stdlib.h>
 
 #include <QApplication>
@@ -23,6 +22,7 @@
 #include "measure.h"
 #include "platform/desktop/look.h"
 #include "platform/engine/engine.h"
+#include "platform/sqlite/sqlite.h"
 #include "platform/text/text.h"
 #include "program.h"
 #include "table.h"
@@ -75,7 +75,7 @@ void CheckRows(const fs::path& archive, bool by_name) {
 }
 
 double List(const fs::path& archive, Show show, bool by_name) {
-  Program& program = Running(archive, show);
+  MeasuredProgram& program = Running(archive, show);
   if (show == Show::Nothing) {
     SetOrder(by_name);
     return Measured([] {
@@ -91,7 +91,7 @@ double List(const fs::path& archive, Show show, bool by_name) {
 
 int ShellTimes(long rows) { return static_cast<int>(std::max(1L, 100'000 / rows)); }
 
-Row ListRow(long recipients, Show show, bool by_name) {
+Comparison ListComparison(long recipients, Show show, bool by_name) {
   const std::string work = "List of " + Thousands(recipients) +
                            (by_name ? " by name" : " by code") +
                            (show == Show::Nothing ? ", no screen" : ", drawn on the desktop");
@@ -111,7 +111,7 @@ Row ListRow(long recipients, Show show, bool by_name) {
       }};
 }
 
-Row MemoryRow() {
+Comparison MemoryComparison() {
   constexpr long kRecipients = 1'000'000;
   return {"Memory of the process at its peak, 1,000,000 recipients listed",
           "the rows' characters",
@@ -137,7 +137,7 @@ Row MemoryRow() {
 
 // Where the yardstick has a word in it, its process has to find fonts, as any
 // program that shows text.
-Row StartRow(bool word) {
+Comparison StartComparison(bool word) {
   return {"Start of the process to the drawn window, 200 recipients",
           std::string("an empty Qt main window") + (word ? " with a word in it" : "") + ", drawn",
           1.5,
@@ -169,7 +169,7 @@ int SomeRow() {
 }
 
 double Opening(long recipients, Show show) {
-  Program& program = Running(Archive(recipients), show);
+  MeasuredProgram& program = Running(Archive(recipients), show);
   int row = 0;
   return Typical(
       200,
@@ -181,7 +181,7 @@ double Opening(long recipients, Show show) {
       [&] { program.DblClickRow(List1, row); });
 }
 
-Row OpeningRow(Show show) {
+Comparison OpeningComparison(Show show) {
   const std::string where = show == Show::Nothing ? ", no screen" : ", drawn";
   return {
       "Opening a record of 1,000,000" + where,
@@ -194,7 +194,7 @@ Row OpeningRow(Show show) {
       }};
 }
 
-Row OpeningLimitRow(Show show) {
+Comparison OpeningLimitComparison(Show show) {
   return {"Opening a record of 1,000,000" +
               std::string(show == Show::Nothing ? ", no screen" : ", drawn on the desktop"),
           "2 ms",
@@ -206,41 +206,26 @@ Row OpeningLimitRow(Show show) {
           }};
 }
 
-// A connection that synchronises as the program does.
-class Sqlite {
- public:
-  explicit Sqlite(const fs::path& archive) {
-    sqlite3_open_v2(archive.c_str(), &handle_, SQLITE_OPEN_READWRITE, nullptr);
-    Run("PRAGMA journal_mode = DELETE");
-    Run("PRAGMA synchronous = EXTRA");
+// A connection that synchronises as the program does, with a statement on it.
+struct Yardstick {
+  Yardstick(const fs::path& archive, std::string_view sql)
+      : database(archive, sqlite::Mode::kWrite), statement(database, sql) {
+    database.Run("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA");
   }
-  ~Sqlite() { sqlite3_close_v2(handle_); }
-  Sqlite(const Sqlite&) = delete;
-  Sqlite& operator=(const Sqlite&) = delete;
 
-  void Run(const char* sql) {
-    if (sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-      throw std::runtime_error(sqlite3_errmsg(handle_));
+  // Runs an update of at least `rows` rows.
+  void Update(const std::string& value, const std::string& key, int rows) {
+    statement.Bind(1, value).Bind(2, key).Next();
+    if (database.Changes() < rows) {
+      throw std::runtime_error("not updated");
     }
   }
-  sqlite3_stmt* Prepare(const char* sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(handle_, sql, -1, &statement, nullptr) != SQLITE_OK) {
-      throw std::runtime_error(sqlite3_errmsg(handle_));
-    }
-    return statement;
-  }
-  int Changes() { return sqlite3_changes(handle_); }
 
- private:
-  sqlite3* handle_ = nullptr;
+  sqlite::Connection database;
+  sqlite::Statement statement;
 };
 
-void BindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
-  sqlite3_bind_text(statement, parameter, text.c_str(), -1, SQLITE_TRANSIENT);
-}
-
-Row SaveRow() {
+Comparison SaveComparison() {
   return {"Memorizza of an existing record, 100,000 recipients",
           "a transaction that updates one row, synchronised",
           1.3,
@@ -248,11 +233,10 @@ Row SaveRow() {
           60,
           [] {
             const fs::path archive = Archive(100'000);
-            Program& program = Running(archive, Show::Nothing);
+            MeasuredProgram& program = Running(archive, Show::Nothing);
             OpenRecord(50'000);
-            const auto other = std::make_shared<Sqlite>(archive);
-            sqlite3_stmt* const update =
-                other->Prepare("UPDATE PERCPARCELLE SET APARC_13 = ?1 WHERE CFP = ?2");
+            const auto other = std::make_shared<Yardstick>(
+                archive, "UPDATE PERCPARCELLE SET APARC_13 = ?1 WHERE CFP = ?2");
             const std::string code = text::ToUtf8(CFCorrente);
             const auto turn = std::make_shared<int>(0);
             return Pair{
@@ -266,12 +250,7 @@ Row SaveRow() {
                 },
                 [=] {
                   return Measured([&] {
-                           BindText(update, 1, ++*turn % 2 == 0 ? "VIA ROMA 3" : "VIA ROMA 4");
-                           BindText(update, 2, code);
-                           if (sqlite3_step(update) != SQLITE_DONE || other->Changes() != 1) {
-                             throw std::runtime_error("not updated");
-                           }
-                           sqlite3_reset(update);
+                           other->Update(++*turn % 2 == 0 ? "VIA ROMA 3" : "VIA ROMA 4", code, 1);
                          })
                       .elapsed;
                 }};
@@ -279,7 +258,7 @@ Row SaveRow() {
 }
 
 double Next(long recipients, Show show = Show::Nothing) {
-  Program& program = Running(Archive(recipients), show);
+  MeasuredProgram& program = Running(Archive(recipients), show);
   const int steps = static_cast<int>(std::min(300L, recipients / 3));
   SetOrder(false);
   OpenRecord(SomeRow() % (List1.ListCount() - steps) + 1);
@@ -289,27 +268,25 @@ double Next(long recipients, Show show = Show::Nothing) {
 }
 
 // Steps from one code to the next one, reading the whole row.
-double NextBySql(Sqlite& other, sqlite3_stmt* next, sqlite3_stmt* somewhere) {
-  BindText(somewhere, 1, text::ToUtf8(List1.List(SomeRow()).substr(0, 16)));
-  sqlite3_step(somewhere);
-  std::string code = reinterpret_cast<const char*>(sqlite3_column_text(somewhere, 0));
-  sqlite3_reset(somewhere);
-  static_cast<void>(other);
+double NextBySql(Yardstick& other) {
+  std::string code = text::ToUtf8(text::TrimRight(List1.List(SomeRow()).substr(0, 16)));
+  sqlite::Statement& next = other.statement;
   return Typical(
       300, [] {},
       [&] {
-        BindText(next, 1, code);
-        if (sqlite3_step(next) == SQLITE_ROW) {
-          code = reinterpret_cast<const char*>(sqlite3_column_text(next, 0));
-          for (int column = 1; column < sqlite3_column_count(next); ++column) {
-            benchmark::DoNotOptimize(sqlite3_column_text(next, column));
+        next.Bind(1, code);
+        if (next.Next()) {
+          std::string following(next.Bytes(0));
+          for (int column = 1; column < next.ColumnCount(); ++column) {
+            benchmark::DoNotOptimize(next.Text(column));
           }
+          next.Reset();
+          code = std::move(following);
         }
-        sqlite3_reset(next);
       });
 }
 
-Row NextRow() {
+Comparison NextComparison() {
   return {"Anagrafica successiva, 1,000,000 recipients",
           "a step of a prepared indexed query",
           3,
@@ -318,17 +295,13 @@ Row NextRow() {
           [] {
             const fs::path archive = Archive(1'000'000);
             Running(archive, Show::Nothing);
-            const auto other = std::make_shared<Sqlite>(archive);
-            sqlite3_stmt* const next =
-                other->Prepare("SELECT * FROM PERCPARCELLE WHERE CFP > ?1 ORDER BY CFP LIMIT 1");
-            sqlite3_stmt* const somewhere =
-                other->Prepare("SELECT CFP FROM PERCPARCELLE WHERE CFP = ?1");
-            return Pair{[] { return Next(1'000'000); },
-                        [=] { return NextBySql(*other, next, somewhere); }};
+            const auto other = std::make_shared<Yardstick>(
+                archive, "SELECT * FROM PERCPARCELLE WHERE CFP > ?1 ORDER BY CFP LIMIT 1");
+            return Pair{[] { return Next(1'000'000); }, [=] { return NextBySql(*other); }};
           }};
 }
 
-Row NextFlatRow() {
+Comparison NextFlatComparison() {
   return {"Anagrafica successiva, 1,000,000 recipients",
           "the same, 1,000 recipients",
           2,
@@ -363,7 +336,7 @@ const std::vector<KeyKind>& KeyKinds() {
   return kinds;
 }
 
-void PrepareField(Program& program, const KeyKind& kind) {
+void PrepareField(MeasuredProgram& program, const KeyKind& kind) {
   toolkit::TextBox& box = Text1(kind.field);
   if (Me.Focus() != &box) {
     Text1(4).SetText(u"00/00/0000");  // half a date wouldn't let the focus go
@@ -375,7 +348,7 @@ void PrepareField(Program& program, const KeyKind& kind) {
 }
 
 double KeyTime(Show show, const KeyKind& kind) {
-  Program& program = Running(Archive(1'000), show);
+  MeasuredProgram& program = Running(Archive(1'000), show);
   if (!Frmmoduli(0).Visible()) {
     OpenRecord(1);
   }
@@ -386,7 +359,7 @@ double KeyTime(Show show, const KeyKind& kind) {
       300, [&] { PrepareField(program, kind); }, [&] { program.Key(kind.key); });
 }
 
-Row ModelKeyRow(const KeyKind& kind) {
+Comparison ModelKeyComparison(const KeyKind& kind) {
   return {
       "A key in a field, model alone: " + std::string(kind.name), "5 µs", 1, "time", 15, [&kind] {
         return Pair{[&kind] { return KeyTime(Show::Nothing, kind); }, [] { return 5e-6; }};
@@ -426,7 +399,7 @@ class BareField {
   QLineEdit* field_;
 };
 
-Row DrawnKeyRow(const KeyKind& kind) {
+Comparison DrawnKeyComparison(const KeyKind& kind) {
   return {"A key in a field, to the drawn widget: " + std::string(kind.name),
           "the same key in a bare line edit, drawn",
           1.5,
@@ -442,7 +415,7 @@ Row DrawnKeyRow(const KeyKind& kind) {
 
 // --- Lookup panel, change of code
 
-Row MunicipalitiesRow() {
+Comparison MunicipalitiesComparison() {
   return {"Municipality panel, click to drawn",
           "sqlite3 shell printing the same rows",
           1.5,
@@ -450,7 +423,7 @@ Row MunicipalitiesRow() {
           25,
           [] {
             const fs::path archive = Archive(1'000);
-            Program& program = Running(archive, Show::Window);
+            MeasuredProgram& program = Running(archive, Show::Window);
             OpenRecord(1);
             program.Settle();
             return Pair{[&program] {
@@ -472,7 +445,7 @@ Row MunicipalitiesRow() {
           }};
 }
 
-Row ChangeRow() {
+Comparison ChangeComparison() {
   return {"CAMBIACF with 10,000 certifications",
           "one SQL update of the same rows, synchronised",
           1.5,
@@ -481,15 +454,10 @@ Row ChangeRow() {
           [] {
             const fs::path archive = ArchiveOfCertifications();
             Running(archive, Show::Nothing);
-            const auto other = std::make_shared<Sqlite>(archive);
-            sqlite3_stmt* const update =
-                other->Prepare("UPDATE QUADROLAUT SET CFP = ?1 WHERE CFP = ?2");
-            sqlite3_stmt* const whose = other->Prepare(
-                "SELECT CFP FROM QUADROLAUT GROUP BY CFP ORDER BY count(*) DESC LIMIT 1");
-            sqlite3_step(whose);
-            const std::u16string code =
-                text::FromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(whose, 0)));
-            sqlite3_finalize(whose);
+            const auto other = std::make_shared<Yardstick>(
+                archive, "UPDATE QUADROLAUT SET CFP = ?1 WHERE CFP = ?2");
+            const std::u16string code = text::FromUtf8(other->database.Text(
+                "SELECT CFP FROM QUADROLAUT GROUP BY CFP ORDER BY count(*) DESC LIMIT 1"));
             const bool changed = code.starts_with(u'Z');
             const auto codes = std::make_shared<std::pair<std::u16string, std::u16string>>(
                 code, changed ? u"AAAAAA00A00A000A" : u"ZZZZZZ99Z99Z999Z");
@@ -506,51 +474,44 @@ Row ChangeRow() {
                           // The recipient's own row goes back and forth by CAMBIACF alone.
                           const std::string from = text::ToUtf8(codes->first),
                                             to = text::ToUtf8(codes->second);
-                          const auto run = [&](const std::string& one, const std::string& another) {
-                            BindText(update, 1, another);
-                            BindText(update, 2, one);
-                            if (sqlite3_step(update) != SQLITE_DONE || other->Changes() < 10'000) {
-                              throw std::runtime_error("not updated");
-                            }
-                            sqlite3_reset(update);
-                          };
-                          const double seconds = Measured([&] { run(from, to); }).elapsed;
-                          run(to, from);
+                          const double seconds =
+                              Measured([&] { other->Update(to, from, 10'000); }).elapsed;
+                          other->Update(from, to, 10'000);
                           return seconds;
                         }};
           }};
 }
 
-std::vector<Row> AllRows() {
-  std::vector<Row> rows;
+std::vector<Comparison> AllComparisons() {
+  std::vector<Comparison> rows;
   for (const Show show : {Show::Nothing, Show::Window}) {
     for (const long recipients : {1'000L, 100'000L, 1'000'000L}) {
       for (const bool by_name : {false, true}) {
-        rows.push_back(ListRow(recipients, show, by_name));
+        rows.push_back(ListComparison(recipients, show, by_name));
       }
     }
   }
-  rows.push_back(OpeningRow(Show::Nothing));
-  rows.push_back(OpeningLimitRow(Show::Nothing));
-  rows.push_back(OpeningRow(Show::Window));
-  rows.push_back(OpeningLimitRow(Show::Window));
-  rows.push_back(NextFlatRow());
-  rows.push_back(NextRow());
-  rows.push_back(SaveRow());
+  rows.push_back(OpeningComparison(Show::Nothing));
+  rows.push_back(OpeningLimitComparison(Show::Nothing));
+  rows.push_back(OpeningComparison(Show::Window));
+  rows.push_back(OpeningLimitComparison(Show::Window));
+  rows.push_back(NextFlatComparison());
+  rows.push_back(NextComparison());
+  rows.push_back(SaveComparison());
   for (const KeyKind& kind : KeyKinds()) {
-    rows.push_back(ModelKeyRow(kind));
+    rows.push_back(ModelKeyComparison(kind));
   }
   for (const KeyKind& kind : KeyKinds()) {
-    rows.push_back(DrawnKeyRow(kind));
+    rows.push_back(DrawnKeyComparison(kind));
   }
-  rows.push_back(MunicipalitiesRow());
-  rows.push_back(ChangeRow());
-  for (Row& row : ExchangeRows(programs / "anagparc-archivio")) {
+  rows.push_back(MunicipalitiesComparison());
+  rows.push_back(ChangeComparison());
+  for (Comparison& row : ExchangeComparisons(programs / "anagparc-archivio")) {
     rows.push_back(std::move(row));
   }
-  rows.push_back(StartRow(false));
-  rows.push_back(StartRow(true));
-  rows.push_back(MemoryRow());
+  rows.push_back(StartComparison(false));
+  rows.push_back(StartComparison(true));
+  rows.push_back(MemoryComparison());
   return rows;
 }
 
@@ -614,7 +575,7 @@ int main(int argc, char** argv) {
   int one = 1;
   benchmark::Initialize(&one, argv);
   QApplication application(one, argv);
-  bench::MeasureRows(bench::AllRows(), only);
+  bench::MeasureAll(bench::AllComparisons(), only);
   if (!chart.empty()) {
     bench::DrawChart(chart);
   }

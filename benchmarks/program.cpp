@@ -17,11 +17,11 @@ namespace fs = std::filesystem;
 using namespace ANAGPARC;
 
 namespace {
-std::unique_ptr<Program> running;
+std::unique_ptr<MeasuredProgram> running;
 std::pair<fs::path, Show> what_runs;
 }  // namespace
 
-Program::Program(const fs::path& archive, Show show) {
+MeasuredProgram::MeasuredProgram(const fs::path& archive, Show show) {
   Choose(archive);
   toolkit::App() = {};
   PREPARAPROGRAMMA(u"/R bench");
@@ -40,13 +40,13 @@ Program::Program(const fs::path& archive, Show show) {
   }
 }
 
-Program::~Program() {
+MeasuredProgram::~MeasuredProgram() {
   toolkit::App() = {};
   MOD770BAS::CHIUDIDATABASE();
   MOD770BAS::AZZERASTATO();
 }
 
-void Program::Click(toolkit::Control& control) {
+void MeasuredProgram::Click(toolkit::Control& control) {
   if (window_ == nullptr) {
     Me.UserClick(control);
     return;
@@ -65,7 +65,7 @@ void AtRow(desktop::Window& window, toolkit::ListBox& list, int row, Act act) {
 
 }  // namespace
 
-void Program::ClickRow(toolkit::ListBox& list, int row) {
+void MeasuredProgram::ClickRow(toolkit::ListBox& list, int row) {
   if (window_ == nullptr) {
     Me.UserClickRow(list, row);
     return;
@@ -76,7 +76,7 @@ void Program::ClickRow(toolkit::ListBox& list, int row) {
   Draw();
 }
 
-void Program::DblClickRow(toolkit::ListBox& list, int row) {
+void MeasuredProgram::DblClickRow(toolkit::ListBox& list, int row) {
   if (window_ == nullptr) {
     Me.UserDblClickRow(list, row);
     return;
@@ -87,7 +87,7 @@ void Program::DblClickRow(toolkit::ListBox& list, int row) {
   Draw();
 }
 
-void Program::Key(const QString& character) {
+void MeasuredProgram::Key(const QString& character) {
   if (window_ != nullptr) {
     SendKey(*window_->WidgetOf(*Me.Focus()), character);
     Draw();
@@ -99,19 +99,19 @@ void Program::Key(const QString& character) {
   }
 }
 
-void Program::Draw() { bench::Draw(window_->Widget()); }
+void MeasuredProgram::Draw() { bench::Draw(window_->Widget()); }
 
-void Program::Settle() {
+void MeasuredProgram::Settle() {
   if (window_ != nullptr) {
     window_->Sync();
     Draw();
   }
 }
 
-Program& Running(const fs::path& archive, Show show) {
+MeasuredProgram& Running(const fs::path& archive, Show show) {
   if (running == nullptr || what_runs != std::pair(archive, show)) {
     running.reset();
-    running = std::make_unique<Program>(archive, show);
+    running = std::make_unique<MeasuredProgram>(archive, show);
     what_runs = {archive, show};
   }
   return *running;

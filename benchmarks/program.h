@@ -15,12 +15,12 @@ namespace bench {
 
 enum class Show { Nothing, Window };
 
-class Program {
+class MeasuredProgram {
  public:
-  Program(const std::filesystem::path& archive, Show show);
-  ~Program();
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
+  MeasuredProgram(const std::filesystem::path& archive, Show show);
+  ~MeasuredProgram();
+  MeasuredProgram(const MeasuredProgram&) = delete;
+  MeasuredProgram& operator=(const MeasuredProgram&) = delete;
 
   // Each with the mouse where there is a window, followed by Draw.
   void Click(toolkit::Control& control);
@@ -38,7 +38,7 @@ class Program {
 };
 
 // The one that runs, started anew only for another archive or show.
-Program& Running(const std::filesystem::path& archive, Show show);
+MeasuredProgram& Running(const std::filesystem::path& archive, Show show);
 void EndRunning();
 
 void SendKey(QWidget& widget, const QString& character);

@@ -47,7 +47,7 @@ void Print(const std::vector<std::string>& cells) {
   std::fflush(stdout);
 }
 
-void Take(benchmark::State& state, const Row& row) {
+void MeasurePairs(benchmark::State& state, const Comparison& row) {
   const Pair pair = row.prepare();
   std::vector<double> works, yardsticks, ratios;
   bool turn = false;
@@ -72,7 +72,7 @@ void Take(benchmark::State& state, const Row& row) {
 
 class Reporter : public benchmark::BenchmarkReporter {
  public:
-  explicit Reporter(std::vector<const Row*> rows) : rows_(std::move(rows)) {}
+  explicit Reporter(std::vector<const Comparison*> rows) : rows_(std::move(rows)) {}
 
   bool ReportContext(const Context&) override {
     Print({"Work", "Yardstick", "of", "work", "yardstick", "ratio", "aim"});
@@ -82,7 +82,7 @@ class Reporter : public benchmark::BenchmarkReporter {
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      const Row& row = *rows_[next_++];
+      const Comparison& row = *rows_[next_++];
       if (run.error_occurred) {
         Print({row.work, run.error_message});
         continue;
@@ -97,15 +97,15 @@ class Reporter : public benchmark::BenchmarkReporter {
   }
 
  private:
-  std::vector<const Row*> rows_;
+  std::vector<const Comparison*> rows_;
   std::size_t next_ = 0;
 };
 
 }  // namespace
 
-void MeasureRows(const std::vector<Row>& rows, const std::string& only) {
-  std::vector<const Row*> chosen;
-  for (const Row& row : rows) {
+void MeasureAll(const std::vector<Comparison>& rows, const std::string& only) {
+  std::vector<const Comparison*> chosen;
+  for (const Comparison& row : rows) {
     if (row.work.find(only) == std::string::npos) {
       continue;
     }
@@ -113,7 +113,7 @@ void MeasureRows(const std::vector<Row>& rows, const std::string& only) {
     benchmark::RegisterBenchmark(row.work.c_str(),
                                  [&row](benchmark::State& state) {
                                    try {
-                                     Take(state, row);
+                                     MeasurePairs(state, row);
                                    } catch (const std::exception& e) {
                                      state.SkipWithError(e.what());
                                    }

@@ -12,7 +12,7 @@ struct Pair {
   std::function<double()> work, yardstick;
 };
 
-struct Row {
+struct Comparison {
   std::string work, yardstick;
   double aim;      // the ratio, at most
   std::string of;  // what is measured: "cpu", "time", "memory"
@@ -23,6 +23,6 @@ struct Row {
 // Measures the rows, those whose work contains `only`, and prints each as it
 // is known. The table shows, for each, the medians of the pairs; the ratio is
 // the median of the pairs' own ratios.
-void MeasureRows(const std::vector<Row>& rows, const std::string& only);
+void MeasureAll(const std::vector<Comparison>& rows, const std::string& only);
 
 }  // namespace bench

@@ -1,33 +1,47 @@
-# The logic stands on the standard library and on platform/'s headers alone,
-# and those that it sees bring in nothing else either. Fails with the offending
-# lines. Run with -DSOURCE=<the folder src>.
+# The logic stands on the standard library and on the headers below alone, and
+# these include nothing else either. Fails with the offending lines. Run with
+# -DSOURCE=<the folder src>.
+cmake_policy(VERSION 3.25)
 set(logic frame selection record reference identity lifecycle)
-set(seen platform/text platform/toolkit platform/engine/engine.h platform/system)
-set(bad "")
+set(allowed
+    platform/engine/engine.h
+    platform/system/files.h
+    platform/system/paths.h
+    platform/system/process.h
+    platform/system/registry.h
+    platform/text/conversion.h
+    platform/text/text.h
+    platform/toolkit/application.h
+    platform/toolkit/control.h
+    platform/toolkit/conversion.h
+    platform/toolkit/form.h)
 
-foreach(folder IN LISTS logic seen)
-  if(folder MATCHES "\\.h$")
-    set(files ${SOURCE}/${folder})
-  elseif(folder MATCHES "^platform/system")
-    file(GLOB files ${SOURCE}/${folder}/paths.h ${SOURCE}/${folder}/files.h
-         ${SOURCE}/${folder}/registry.h ${SOURCE}/${folder}/process.h)
-  elseif(folder MATCHES "^platform/")
-    file(GLOB files ${SOURCE}/${folder}/*.h)
-  else()
-    file(GLOB_RECURSE files ${SOURCE}/${folder}/*.h ${SOURCE}/${folder}/*.cpp)
+# The folder's name may hold what means something in a pattern or a list.
+string(REGEX REPLACE "([[*?])" "[\\1]" pattern "${SOURCE}")
+set(files "")
+foreach(folder IN LISTS logic)
+  file(GLOB_RECURSE found RELATIVE "${SOURCE}" "${pattern}/${folder}/*.h" "${pattern}/${folder}/*.cpp")
+  list(APPEND files ${found})
+endforeach()
+foreach(header IN LISTS allowed)
+  if(EXISTS "${SOURCE}/${header}")
+    list(APPEND files ${header})
   endif()
-  foreach(file IN LISTS files)
-    file(STRINGS ${file} includes REGEX "^[ \t]*#[ \t]*include")
-    foreach(line IN LISTS includes)
-      # Standard headers have neither capital, point nor slash.
-      if(line MATCHES "<[a-z_0-9]+>")
-        continue()
-      endif()
-      if(line MATCHES "\"(platform/(text|toolkit|engine|system)|frame|selection|record|reference|identity|lifecycle)/[A-Za-z0-9_]+\\.h\"")
-        continue()
-      endif()
-      string(APPEND bad "${file}: ${line}\n")
-    endforeach()
+endforeach()
+
+list(JOIN logic "|" folders)
+set(bad "")
+foreach(file IN LISTS files)
+  file(STRINGS "${SOURCE}/${file}" includes REGEX "^[ \t]*#[ \t]*include")
+  foreach(line IN LISTS includes)
+    # Standard headers have neither capital, point nor slash.
+    if(line MATCHES "<[a-z_0-9]+>" OR line MATCHES "\"(${folders})/[A-Za-z0-9_]+\\.h\"")
+      continue()
+    endif()
+    if(line MATCHES "\"([^\"]+)\"" AND CMAKE_MATCH_1 IN_LIST allowed)
+      continue()
+    endif()
+    string(APPEND bad "${file}: ${line}\n")
   endforeach()
 endforeach()
 

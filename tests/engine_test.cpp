@@ -1,6 +1,7 @@
 #include "platform/engine/engine.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <functional>
@@ -353,10 +354,15 @@ TEST_F(Engine, FileIsWholeAtRest) {
   Fill({"A", "B", "C"});
   ASSERT_EQ(Sql(file_, "PRAGMA journal_mode=WAL"), "wal\n");
   Database database = Open();
-  EXPECT_EQ(Sql(g_db,
-                "PRAGMA journal_mode; PRAGMA synchronous; PRAGMA temp_store; PRAGMA busy_timeout;"
-                "PRAGMA trusted_schema"),
-            "delete\n3\n2\n5000\n0\n");
+  std::string settings;
+  const auto add = [](void* all, int, char** values, char**) {
+    return static_cast<std::string*>(all)->append(values[0]).append("\n"), 0;
+  };
+  sqlite3_exec(g_db,
+               "PRAGMA journal_mode; PRAGMA synchronous; PRAGMA temp_store; PRAGMA busy_timeout;"
+               "PRAGMA trusted_schema",
+               add, &settings, nullptr);
+  EXPECT_EQ(settings, "delete\n3\n2\n5000\n0\n");
   Recordset table = database.OpenRecordset(u"T");
   table.Index(u"CHIAVE");
   Recordset query = database.OpenRecordset(u"SELECT * FROM T ORDER BY CFP");

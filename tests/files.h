@@ -1,7 +1,6 @@
 // A folder of a test's own, and looks into files from outside.
 #pragma once
 
-#include <sqlite3.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -10,6 +9,8 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+
+#include "platform/sqlite/sqlite.h"
 
 // Goes with all that is in it.
 class Folder {
@@ -44,23 +45,26 @@ inline void SetBytes(const std::filesystem::path& file, std::string_view bytes) 
 }
 
 // The last column of the answer, one row a line; the error instead of it.
-inline std::string Sql(sqlite3* db, const std::string& sql) {
+inline std::string Sql(sqlite::Connection& database, std::string_view sql) {
   std::string answer;
-  const auto add = [](void* out, int n, char** values, char**) {
-    const char* const value = values[n - 1] != nullptr ? values[n - 1] : "NULL";
-    static_cast<std::string*>(out)->append(value).append("\n");
-    return 0;
-  };
-  const int code = sqlite3_exec(db, sql.c_str(), add, &answer, nullptr);
-  return code == SQLITE_OK ? answer : sqlite3_errmsg(db);
+  try {
+    while (!sql.empty()) {
+      sqlite::Statement statement = sqlite::Statement::First(database, sql);
+      while (statement && statement.Next()) {
+        answer.append(statement.Text(statement.ColumnCount() - 1).value_or("NULL")).append("\n");
+      }
+    }
+  } catch (const sqlite::Error& error) {
+    return error.what();
+  }
+  return answer;
 }
 
-inline std::string Sql(const std::filesystem::path& file, const std::string& sql) {
-  sqlite3* db = nullptr;
-  sqlite3_open(file.c_str(), &db);
-  const std::string answer = Sql(db, sql);
-  sqlite3_close(db);
-  return answer;
+inline std::string Sql(const std::filesystem::path& file, std::string_view sql) {
+  std::ofstream(file, std::ios::app);  // makes it where it is missing
+  sqlite::Connection database(file, sqlite::Mode::kWrite);
+  database.Run("PRAGMA busy_timeout = 0");
+  return Sql(database, sql);
 }
 
 // Every recipient's texts, in the order written.

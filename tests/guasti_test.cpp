@@ -263,14 +263,12 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
     EXPECT_TRUE(Has(Told(), "non può essere scritto"));
   }
   fs::permissions(program.Place(), fs::perms(0777));
-  sqlite3* other = nullptr;
-  sqlite3_open(program.File().c_str(), &other);
+  sqlite::Connection other(program.File(), sqlite::Mode::kWrite);
   fault::TakeWaited();
   Sql(other, "BEGIN EXCLUSIVE");
   EXPECT_FALSE(program.Start());
   EXPECT_TRUE(Has(Told(), "occupato da un altro programma"));
   EXPECT_NEAR(static_cast<double>(fault::TakeWaited()), 5000, 200);
-  sqlite3_close(other);
 }
 
 }  // namespace

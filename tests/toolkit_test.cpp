@@ -1,4 +1,4 @@
-// The form's model under the user's hands: focus, keys, lists, boxes.
+// The form's model under keys and clicks: focus, text boxes, lists, options.
 #include <gtest/gtest.h>
 
 #include "board.h"

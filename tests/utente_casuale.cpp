@@ -215,17 +215,11 @@ class Archive {
     std::map<std::string, int> certifications;  // number by code
   };
 
-  explicit Archive(const fs::path& file) {
-    sqlite3_open(file.c_str(), &db_);
-    Changed();
-  }
-  Archive(const Archive&) = delete;
-  Archive& operator=(const Archive&) = delete;
-  ~Archive() { sqlite3_close(db_); }
+  explicit Archive(const fs::path& file) : database_(file, sqlite::Mode::kWrite) { Changed(); }
 
   // Looks again; true when another connection has written since the last look.
   bool Changed() {
-    const std::string version = Sql(db_, "PRAGMA data_version");
+    const std::string version = Sql(database_, "PRAGMA data_version");
     if (std::exchange(version_, version) == version) {
       return false;
     }
@@ -235,30 +229,26 @@ class Archive {
     }
     return true;
   }
-  bool Free() { return Sql(db_, "BEGIN EXCLUSIVE; ROLLBACK").empty(); }
-  bool Sound() { return Sql(db_, "PRAGMA integrity_check") == "ok\n"; }
+  bool Free() { return Sql(database_, "BEGIN EXCLUSIVE; ROLLBACK").empty(); }
+  bool Sound() { return Sql(database_, "PRAGMA integrity_check") == "ok\n"; }
 
   State now, before;
 
  private:
   std::multiset<Row> Query(const char* sql) {
     std::multiset<Row> rows;
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db_, sql, -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW) {
+    sqlite::Statement statement(database_, sql);
+    while (statement.Next()) {
       Row row;
-      for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-        const void* const bytes = sqlite3_column_text(statement, i);
-        row.emplace_back(bytes != nullptr ? static_cast<const char*>(bytes) : "",
-                         static_cast<std::size_t>(sqlite3_column_bytes(statement, i)));
+      for (int i = 0; i < statement.ColumnCount(); ++i) {
+        row.emplace_back(statement.Bytes(i));
       }
       rows.insert(row);
     }
-    sqlite3_finalize(statement);
     return rows;
   }
 
-  sqlite3* db_ = nullptr;
+  sqlite::Connection database_;
   std::string version_;
 };
 

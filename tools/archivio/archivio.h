@@ -23,12 +23,13 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Names of files and folders to write are read as the program reads its own
-// (platform/system/paths.h).
+// All functions throw Failure or sqlite::Error, whose what() is of the same
+// kind, and have then written nothing, unless they say otherwise. Names of files
+// and folders are read as the program reads its own (platform/system/paths.h).
 
 // Writes a new archive with all tables and indexes and the reference tables
-// filled. The file appears whole or not at all, and on disk; one that exists,
-// whatever its letter case, is never touched. Throws Failure.
+// filled. The file appears whole or not at all, and is on disk when the call
+// returns; one that exists, whatever its letter case, is never touched.
 void WriteTemplate(const std::filesystem::path& file);
 
 // The same with `recipients` invented recipients (0 to kMostRecipients) and
@@ -37,13 +38,14 @@ void WriteDemonstration(const std::filesystem::path& file, long recipients);
 
 // Makes `folder` if it is missing and in it the template; with `recipients` also
 // a year database for demonstration. When one of the two exists already, the
-// other isn't made either. Throws Failure.
+// other isn't made either. A folder that it has made stays when it fails.
 void Create(const std::filesystem::path& folder, std::optional<long> recipients);
 
 enum class Depth { kTables, kAll };  // with kAll every page is read as well
 
 // What `file` lacks as an archive of the program, one Italian sentence each;
-// empty for a sound one. Opens the file for reading only and changes nothing.
+// empty for a sound one. A file that can't be read is a finding, too. Opens the
+// file for reading only and changes nothing.
 std::vector<std::string> Check(const std::filesystem::path& file, Depth depth = Depth::kAll);
 
 // Copies a sound archive as it is at one moment, also while the program works
@@ -90,11 +92,12 @@ ImportResult Import(const std::filesystem::path& csv, const std::filesystem::pat
 // Sets the user up to work on `folder`: makes the folder, the template and the
 // registry file where they are missing, and tells each step. What is there
 // stays as it is; a registry file that names another folder, or a template that
-// isn't one, stops everything. Throws Failure.
+// isn't one, is a Failure. What it had made by then stays.
 void Prepare(const std::filesystem::path& folder, std::ostream& out);
 
-// The command line behind the program's name; returns the exit status: 0 done
-// or sound, 1 failed or not sound, 2 wrong usage. `progress`: see Import.
+// Runs the command line, without the program's name, and returns the exit
+// status: 0 done or sound, 1 failed or not sound, 2 wrong usage. Results go to
+// `out`, failures to `err`; `progress`: see Import.
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
         std::ostream* progress = nullptr);
 

@@ -5,7 +5,7 @@
 
 #include "archivio/archivio.h"
 #include "archivio/schema.h"
-#include "archivio/sqlite.h"
+#include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -36,14 +36,14 @@ bool KeepsText(std::string_view type) {
 class Checker {
  public:
   Checker(const std::filesystem::path& file, std::vector<std::string>& findings)
-      : database_(file, Sqlite::Mode::kRead), findings_(findings) {}
+      : database_(file, sqlite::Mode::kRead), findings_(findings) {}
 
   void Run(Depth depth) {
     // All that follows sees one state of the file.
     database_.Run("BEGIN");
     if (depth == Depth::kAll) {
       for (const std::string& damage : database_.Damages()) {
-        Find("File danneggiato: " + damage + ".");
+        Add("File danneggiato: " + damage + ".");
       }
     }
     for (const Table& table : Tables()) {
@@ -57,30 +57,30 @@ class Checker {
     std::string type;
   };
 
-  void Find(std::string text) { findings_.push_back(std::move(text)); }
+  void Add(std::string text) { findings_.push_back(std::move(text)); }
 
   void CheckTable(const Table& table) {
     const std::string label = "Tabella " + std::string(table.name) + ": ";
-    Statement table_query(
+    sqlite::Statement table_query(
         database_, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = ? COLLATE NOCASE");
     if (!table_query.Bind(1, table.name).Next()) {
-      Find(label + "manca.");
+      Add(label + "manca.");
       return;
     }
     std::vector<FoundColumn> found;
-    Statement column_query(database_, "SELECT name, type FROM pragma_table_info(?)");
+    sqlite::Statement column_query(database_, "SELECT name, type FROM pragma_table_info(?)");
     column_query.Bind(1, table.name);
     while (column_query.Next()) {
-      found.push_back({column_query.Text(0), column_query.Text(1)});
+      found.push_back({std::string(column_query.Bytes(0)), std::string(column_query.Bytes(1))});
     }
     for (const Column& column : Columns(table)) {
       const auto same = std::find_if(found.begin(), found.end(), [&](const FoundColumn& candidate) {
         return Same(candidate.name, column.name);
       });
       if (column.needed && same == found.end()) {
-        Find(label + "manca la colonna " + std::string(column.name) + ".");
+        Add(label + "manca la colonna " + std::string(column.name) + ".");
       } else if (column.needed && !KeepsText(same->type)) {
-        Find(label + "la colonna " + same->name + " non è di tipo testo.");
+        Add(label + "la colonna " + same->name + " non è di tipo testo.");
       }
     }
     for (const Index& index : table.indexes) {
@@ -93,27 +93,27 @@ class Checker {
   void CheckIndex(const Table& table, const Index& index) {
     const std::string name = std::string(table.name) + "." + std::string(index.name);
     const std::string label = "Indice " + name + ": ";
-    Statement list(database_,
-                   "SELECT \"unique\", partial FROM pragma_index_list(?) "
-                   "WHERE name = ? COLLATE NOCASE");
+    sqlite::Statement list(database_,
+                           "SELECT \"unique\", partial FROM pragma_index_list(?) "
+                           "WHERE name = ? COLLATE NOCASE");
     if (!list.Bind(1, table.name).Bind(2, name).Next()) {
-      Find(label + "manca.");
+      Add(label + "manca.");
       return;
     }
-    if (index.use == Use::kUniqueKey && !list.Flag(0)) {
-      Find(label + "ammette chiavi doppie.");
+    if (index.use == Use::kUniqueKey && list.Number(0) == 0) {
+      Add(label + "ammette chiavi doppie.");
     }
-    if (list.Flag(1)) {
-      Find(label + "non comprende tutte le righe.");
+    if (list.Number(1) != 0) {
+      Add(label + "non comprende tutte le righe.");
     }
     std::vector<std::array<std::string, 2>> keys;
-    Statement key_query(database_,
-                        "SELECT name, coll, \"desc\" FROM pragma_index_xinfo(?) WHERE key");
+    sqlite::Statement key_query(database_,
+                                "SELECT name, coll, \"desc\" FROM pragma_index_xinfo(?) WHERE key");
     key_query.Bind(1, name);
     while (key_query.Next()) {
-      keys.push_back({key_query.Text(0), key_query.Text(1)});
-      if (key_query.Flag(2)) {
-        Find(label + "è in ordine decrescente.");
+      keys.push_back({std::string(key_query.Bytes(0)), std::string(key_query.Bytes(1))});
+      if (key_query.Number(2) != 0) {
+        Add(label + "è in ordine decrescente.");
       }
     }
     // Where the program doesn't know the columns any one may be the key.
@@ -124,25 +124,15 @@ class Checker {
     // Behind the first column others may follow, as the suite likes.
     if (keys.empty() || (index.use == Use::kUniqueKey && keys.size() > 1) || keys[0][0].empty() ||
         (known && !Same(keys[0][0], index.columns))) {
-      Find(label + "la chiave non è " +
-           (known ? "la colonna " + std::string(index.columns) : "una colonna") + ".");
-    } else if (!Same(keys[0][1], "RTRIM") || !Same(ColumnCollation(table, keys[0][0]), "RTRIM")) {
-      Find(label + "la chiave distingue gli spazi finali (manca COLLATE RTRIM).");
+      Add(label + "la chiave non è " +
+          (known ? "la colonna " + std::string(index.columns) : "una colonna") + ".");
+    } else if (!Same(keys[0][1], "RTRIM") ||
+               !Same(database_.Collation(std::string(table.name), keys[0][0]), "RTRIM")) {
+      Add(label + "la chiave distingue gli spazi finali (manca COLLATE RTRIM).");
     }
   }
 
-  std::string ColumnCollation(const Table& table, const std::string& column) {
-    const char* collation = nullptr;
-    const std::string name(table.name);
-    if (sqlite3_table_column_metadata(database_.Handle(), nullptr, name.c_str(), column.c_str(),
-                                      nullptr, &collation, nullptr, nullptr,
-                                      nullptr) != SQLITE_OK) {
-      database_.Fail();
-    }
-    return collation;
-  }
-
-  Sqlite database_;
+  sqlite::Connection database_;
   std::vector<std::string>& findings_;
 };
 
@@ -171,7 +161,7 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth) {
   std::vector<std::string> findings;
   try {
     Checker(file, findings).Run(depth);
-  } catch (const Failure& failure) {
+  } catch (const sqlite::Error& failure) {
     findings.push_back(failure.what());
   }
   return findings;

@@ -72,8 +72,8 @@ int Verify(const std::string& file, std::ostream& out) {
   return findings.empty() ? kDone : kFailed;
 }
 
-int Take(const std::vector<std::string>& files, const std::set<std::string>& options,
-         std::ostream& out, std::ostream* progress) {
+int RunImport(const std::vector<std::string>& files, const std::set<std::string>& options,
+              std::ostream& out, std::ostream* progress) {
   const ImportResult result = Import(files[0], files[1],
                                      {.skip = options.contains("--salta"),
                                       .update = options.contains("--aggiorna"),
@@ -126,7 +126,7 @@ std::optional<int> RunPlain(const std::string& command, const std::vector<std::s
     return kDone;
   }
   if (command == "importa" && count == 2) {
-    return Take(files, options, out, progress);
+    return RunImport(files, options, out, progress);
   }
   return std::nullopt;
 }

@@ -12,8 +12,8 @@ constexpr std::size_t kBuffer = std::size_t{1} << 16;
 
 }  // namespace
 
-CsvReader::CsvReader(std::istream& stream, std::string name)
-    : stream_(stream), name_(std::move(name)), buffer_(new char[kBuffer]) {
+CsvReader::CsvReader(std::istream& stream, std::string name, char separator)
+    : stream_(stream), name_(std::move(name)), separator_(separator), buffer_(new char[kBuffer]) {
   if (Load() && std::string_view(buffer_.get(), size_).starts_with("\xEF\xBB\xBF")) {
     at_ = 3;
   }
@@ -56,8 +56,8 @@ bool CsvReader::Next(std::vector<CsvField>& fields) {
 
 void CsvReader::TakeRow(std::vector<CsvField>& fields) {
   std::size_t count = 0;
-  int c = ',';
-  while (c == ',') {
+  int c = separator_;
+  while (c == separator_) {
     if (count == fields.size()) {
       fields.emplace_back();
     }
@@ -67,7 +67,7 @@ void CsvReader::TakeRow(std::vector<CsvField>& fields) {
     if (field.quoted) {
       TakeQuoted(field.text);
     }
-    for (c = Take(); c != ',' && c != '\n' && c != '\r' && c != kEnd; c = Take()) {
+    for (c = Take(); c != separator_ && c != '\n' && c != '\r' && c != kEnd; c = Take()) {
       if (field.quoted || c == '"') {
         Fail("virgolette fuori posto");
       }

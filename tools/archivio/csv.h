@@ -1,4 +1,4 @@
-// Tables as text: RFC 4180, columns separated by commas.
+// Tables as text: RFC 4180.
 #pragma once
 
 #include <cstddef>
@@ -25,12 +25,12 @@ struct CsvField {
 class CsvReader {
  public:
   // `name` is what messages call the file.
-  CsvReader(std::istream& stream, std::string name);
+  CsvReader(std::istream& stream, std::string name, char separator = ',');
 
   // The next row; false at the end. Empty lines are passed over, the mark of
   // UTF-8 in front of all too, and a line may end in LF alone. Where rows can't
   // be told apart for certain (quotes left open or out of place, a stray CR, an
-  // endless row), nothing behind can be trusted: throws Failure.
+  // endless row), nothing that follows can be trusted: throws Failure.
   bool Next(std::vector<CsvField>& fields);
 
   // The line on which the last row began, from 1.
@@ -49,6 +49,7 @@ class CsvReader {
 
   std::istream& stream_;
   std::string name_;
+  char separator_;
   std::unique_ptr<char[]> buffer_;
   std::size_t at_ = 0;
   std::size_t size_ = 0;
@@ -58,7 +59,7 @@ class CsvReader {
   std::size_t row_size_ = 0;
 };
 
-// Puts a field behind `row`; nothing is Null.
+// Appends a field to `row`; nothing is Null.
 void AppendField(std::string& row, std::optional<std::string_view> text);
 
 }  // namespace archivio

@@ -190,7 +190,7 @@ class Inventor {
     return recipient;
   }
 
-  // A certification behind the code and its number: year, cause, gross amount,
+  // A certification after its code and number: year, cause, gross amount,
   // taxable amount, withholding.
   std::array<std::string, 5> NextCertification() {
     const std::uint64_t gross = 10'000 + random_.Below(2'500'000);
@@ -231,7 +231,7 @@ class Inventor {
       recipient[5] = kBirthStates[place].name;
       recipient[6] = "EE";
     } else {
-      const Row& municipality = municipalities_[place];
+      const ReferenceRow& municipality = municipalities_[place];
       place_code = municipality[0];
       recipient[5] = municipality[1];
       recipient[6] = municipality[2];
@@ -273,7 +273,7 @@ class Inventor {
     return name;
   }
 
-  static void FillMunicipality(Recipient& recipient, const Row& municipality) {
+  static void FillMunicipality(Recipient& recipient, const ReferenceRow& municipality) {
     recipient[7] = municipality[1];
     recipient[8] = municipality[2];
     recipient[17] = municipality[0];
@@ -287,7 +287,7 @@ class Inventor {
     recipient[11] = Digits(random_.Below(10'000'000'000), 10);
     recipient[12] = residence.town;
     recipient[13] = std::string(residence.street) + std::to_string(1 + random_.Below(150));
-    for (const Row& state : states_) {
+    for (const ReferenceRow& state : states_) {
       if (state[1] == residence.state) {
         recipient[14] = state[0];
       }
@@ -295,8 +295,8 @@ class Inventor {
   }
 
   Random random_;
-  std::vector<Row> municipalities_ = Rows(comuni_csv);
-  std::vector<Row> states_ = Rows(stati_esteri_csv);
+  std::vector<ReferenceRow> municipalities_ = ReferenceRows(comuni_csv);
+  std::vector<ReferenceRow> states_ = ReferenceRows(stati_esteri_csv);
   std::uint64_t natives_ = 0;
   std::uint64_t foreigners_ = 0;
   std::uint64_t companies_ = 0;
@@ -304,11 +304,12 @@ class Inventor {
 
 }  // namespace
 
-void AddRecipients(const Sqlite& database, long recipients) {
-  Statement recipient_insert(
+void AddRecipients(sqlite::Connection& database, long recipients) {
+  sqlite::Statement recipient_insert(
       database,
       "INSERT INTO PERCPARCELLE VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  Statement certification_insert(database, "INSERT INTO QUADROLAUT VALUES (?, ?, ?, ?, ?, ?, ?)");
+  sqlite::Statement certification_insert(database,
+                                         "INSERT INTO QUADROLAUT VALUES (?, ?, ?, ?, ?, ?, ?)");
   Inventor inventor;
   for (long n = 0; n < recipients; ++n) {
     const Recipient recipient = inventor.Next();

@@ -1,8 +1,8 @@
 #include "archivio/archivio.h"
 #include "archivio/csv.h"
 #include "archivio/new_file.h"
-#include "archivio/sqlite.h"
 #include "frame/MOD770BAS.h"
+#include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -16,14 +16,15 @@ constexpr std::size_t kBlock = std::size_t{1} << 20;
 
 // What can't be given back as it is stops the export: better no file than one
 // that lacks something.
-void AppendValue(std::string& row, const Statement& query, int column, const std::string& label) {
-  const int type = query.Type(column);
-  if (type == SQLITE_NULL) {
+void AppendValue(std::string& row, const sqlite::Statement& query, int column,
+                 const std::string& label) {
+  const sqlite::Type type = query.Type(column);
+  if (type == sqlite::Type::kNull) {
     AppendField(row, std::nullopt);
     return;
   }
   const std::string_view value = query.Bytes(column);
-  if (type == SQLITE_BLOB || value.find('\0') != value.npos || !text::IsUtf8(value)) {
+  if (type == sqlite::Type::kBlob || value.find('\0') != value.npos || !text::IsUtf8(value)) {
     throw Failure(label + " contiene dati che non sono un testo.");
   }
   AppendField(row, value);
@@ -42,7 +43,7 @@ fs::path YearArchive() {
 
 std::size_t Export(const fs::path& archive, const fs::path& csv) {
   const fs::path source = sys::ResolvePath(sys::PathText(archive));
-  const Sqlite database(source, Sqlite::Mode::kRead);
+  sqlite::Connection database(source, sqlite::Mode::kRead);
   const std::vector<std::string> columns = database.Columns("PERCPARCELLE");
   if (columns.empty()) {
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
@@ -52,14 +53,14 @@ std::size_t Export(const fs::path& archive, const fs::path& csv) {
   std::string names;
   for (const std::string& column : columns) {
     AppendField(text += text.empty() ? "" : ",", column);
-    names += (names.empty() ? "" : ", ") + Name(column);
+    names += (names.empty() ? "" : ", ") + sqlite::Identifier(column);
   }
   text += "\r\n";
 
   // The one statement sees one state of the archive.
   std::size_t count = 0;
   std::string row;
-  Statement query(database, "SELECT " + names + " FROM PERCPARCELLE ORDER BY rowid");
+  sqlite::Statement query(database, "SELECT " + names + " FROM PERCPARCELLE ORDER BY rowid");
   while (query.Next()) {
     row.clear();
     ++count;

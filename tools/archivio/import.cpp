@@ -10,8 +10,8 @@
 #include "archivio/csv.h"
 #include "archivio/new_file.h"
 #include "archivio/schema.h"
-#include "archivio/sqlite.h"
 #include "identity/identity.h"
+#include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/conversion.h"
@@ -102,15 +102,15 @@ class Importer {
         options_(options),
         report_(report),
         progress_(progress),
-        database_(archive, Sqlite::Mode::kWrite) {}
+        database_(archive, sqlite::Mode::kWrite) {}
 
   ImportResult Run() {
-    // EXTRA keeps a power cut behind the commit from undoing it.
+    // EXTRA keeps a power cut after the commit from undoing it.
     database_.Run("PRAGMA synchronous = EXTRA; PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
     ReadHeader();
     ReadArchive();
-    Statement insert(database_, InsertText());
-    Statement update(database_, UpdateText());
+    sqlite::Statement insert(database_, InsertText());
+    sqlite::Statement update(database_, UpdateText());
     std::size_t rows = 0;
     while (reader_.Next(fields_)) {
       progress_.Tell(++rows, reader_.BytesRead());
@@ -166,15 +166,17 @@ class Importer {
   }
 
   void ReadArchive() {
-    Statement recipients(database_, "SELECT rowid, CFP FROM PERCPARCELLE");
+    sqlite::Statement recipients(database_, "SELECT rowid, CFP FROM PERCPARCELLE");
     while (recipients.Next()) {
       known_.try_emplace(std::string(Trim(recipients.Bytes(1))), Known{recipients.Number(0), 0});
     }
-    Statement provinces(database_, "SELECT codprov FROM TABMIN_PROV WHERE codprov IS NOT NULL");
+    sqlite::Statement provinces(database_,
+                                "SELECT codprov FROM TABMIN_PROV WHERE codprov IS NOT NULL");
     while (provinces.Next()) {
       provinces_.emplace(TrimRight(provinces.Bytes(0)));
     }
-    Statement states(database_, "SELECT cod_tmsg FROM TABMIN_SG WHERE cod_tmsg IS NOT NULL");
+    sqlite::Statement states(database_,
+                             "SELECT cod_tmsg FROM TABMIN_SG WHERE cod_tmsg IS NOT NULL");
     while (states.Next()) {
       states_.emplace(TrimRight(states.Bytes(0)));
     }
@@ -184,7 +186,7 @@ class Importer {
     std::string names;
     std::string places;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-      names += (i == 0 ? "" : ", ") + Name(columns_[i]);
+      names += (i == 0 ? "" : ", ") + sqlite::Identifier(columns_[i]);
       places += (i == 0 ? "?" : ", ?") + std::to_string(i + 1);
     }
     return "INSERT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")";
@@ -195,14 +197,15 @@ class Importer {
     std::string values;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (i != code_) {
-        values += (values.empty() ? "" : ", ") + Name(columns_[i]) + " = ?" + std::to_string(i + 1);
+        values += (values.empty() ? "" : ", ") + sqlite::Identifier(columns_[i]) + " = ?" +
+                  std::to_string(i + 1);
       }
     }
     return "UPDATE PERCPARCELLE SET " + values + " WHERE rowid = ?" +
            std::to_string(columns_.size() + 1);
   }
 
-  void TakeRow(Statement& insert, Statement& update) {
+  void TakeRow(sqlite::Statement& insert, sqlite::Statement& update) {
     faults_.clear();
     doubts_.clear();
     Known* known = nullptr;
@@ -343,7 +346,7 @@ class Importer {
     report_ << (wrong ? ": " : ", accettata: ") << text << ".\n";
   }
 
-  void Write(Statement& statement) {
+  void Write(sqlite::Statement& statement) {
     for (std::size_t i = 0; i < fields_.size(); ++i) {
       if (fields_[i].Null()) {
         statement.BindNull(static_cast<int>(i) + 1);
@@ -359,7 +362,7 @@ class Importer {
   const ImportOptions& options_;
   std::ostream& report_;
   Progress& progress_;
-  Sqlite database_;
+  sqlite::Connection database_;
   ImportResult result_;
 
   std::vector<CsvField> fields_;

@@ -8,14 +8,14 @@
 
 namespace archivio {
 
-// What messages call it.
+// What messages call a file, in UTF-8.
 std::string NameOf(const std::filesystem::path& path);
 
-// A file that grows under another name beside its own: should we die on the
-// way, that one is never looked at again.
+// A file that grows under another name beside its own, and is removed unless it
+// is placed. Throws Failure.
 class NewFile {
  public:
-  // Throws Failure when there is a file of that name, in any case of letters.
+  // Refuses a name under which there is a file, in any case of letters.
   explicit NewFile(const std::filesystem::path& file);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
@@ -25,9 +25,9 @@ class NewFile {
 
   const std::filesystem::path& Name() const { return file_; }
   const std::filesystem::path& Growing() const { return growing_; }
-  // Puts `bytes` behind what it has.
+  // Appends `bytes`.
   void Write(std::string_view bytes);
-  // Puts it on disk under its name.
+  // Gives it its name. It is on disk when the call returns.
   void Place(sys::Access access);
 
  private:

@@ -1,6 +1,7 @@
 // The tables that are the same in every archive.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,13 +14,13 @@ extern const std::string_view categorie_csv;
 extern const std::string_view stati_esteri_csv;
 extern const std::string_view comuni_csv;
 
-using Row = std::vector<std::string_view>;
+using ReferenceRow = std::vector<std::string>;
 
 // The rows of such a text, without the header, in its order.
-std::vector<Row> Rows(std::string_view csv);
+std::vector<ReferenceRow> ReferenceRows(std::string_view csv);
 
 // Code, name and province of all municipalities by name, those of one name by
 // province: an index on the name alone then gives them in that order.
-std::vector<Row> MunicipalitiesByName();
+std::vector<ReferenceRow> MunicipalitiesByName();
 
 }  // namespace archivio

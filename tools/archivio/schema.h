@@ -15,14 +15,14 @@ enum class Use {
 };
 
 struct Index {
-  std::string_view name;     // in the file it stands behind the table's name and a point
+  std::string_view name;     // in the file the table's name and a point precede it
   std::string_view columns;  // separated by blanks
   Use use;
 };
 
 struct Table {
   std::string_view name;
-  // Separated by blanks. A question mark behind a column: the program never
+  // Separated by blanks. A question mark after a column: the program never
   // reads or writes it, so that an archive of other make may lack it.
   std::string_view columns;
   std::vector<Index> indexes;

@@ -6,7 +6,7 @@
 #include "archivio/new_file.h"
 #include "archivio/reference_data.h"
 #include "archivio/schema.h"
-#include "archivio/sqlite.h"
+#include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 
 namespace archivio {
@@ -18,37 +18,40 @@ namespace {
 std::string Columns(std::string_view words) {
   std::string list;
   for (std::string_view word : Words(words)) {
-    list += (list.empty() ? "" : ", ") + Name(word);
+    list += (list.empty() ? "" : ", ") + sqlite::Identifier(word);
   }
   return list;
 }
 
-void CreateTable(Sqlite& database, const Table& table) {
+void CreateTable(sqlite::Connection& database, const Table& table) {
   std::string columns;
   for (const Column& column : Columns(table)) {
     bool key = false;
     for (const Index& index : table.indexes) {
       key |= index.use != Use::kOrder && index.columns == column.name;
     }
-    columns +=
-        (columns.empty() ? "" : ", ") + Name(column.name) + (key ? " TEXT COLLATE RTRIM" : " TEXT");
+    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(column.name) +
+               (key ? " TEXT COLLATE RTRIM" : " TEXT");
   }
-  database.Run("CREATE TABLE " + Name(table.name) + " (" + columns + ")");
+  database.Run("CREATE TABLE " + sqlite::Identifier(table.name) + " (" + columns + ")");
 }
 
-void CreateIndex(Sqlite& database, const Table& table, const Index& index) {
+void CreateIndex(sqlite::Connection& database, const Table& table, const Index& index) {
   const std::string name = std::string(table.name) + "." + std::string(index.name);
   database.Run((index.use == Use::kUniqueKey ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") +
-               Name(name) + " ON " + Name(table.name) + " (" + Columns(index.columns) + ")");
+               sqlite::Identifier(name) + " ON " + sqlite::Identifier(table.name) + " (" +
+               Columns(index.columns) + ")");
 }
 
-void AddRows(Sqlite& database, std::string_view table, const std::vector<Row>& rows) {
+void AddRows(sqlite::Connection& database, std::string_view table,
+             const std::vector<ReferenceRow>& rows) {
   std::string places = "?";
   for (std::size_t i = 1; i < rows.front().size(); ++i) {
     places += ", ?";
   }
-  Statement insert(database, "INSERT INTO " + Name(table) + " VALUES (" + places + ")");
-  for (const Row& row : rows) {
+  sqlite::Statement insert(database,
+                           "INSERT INTO " + sqlite::Identifier(table) + " VALUES (" + places + ")");
+  for (const ReferenceRow& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) {
       insert.Bind(static_cast<int>(i) + 1, row[i]);
     }
@@ -56,11 +59,11 @@ void AddRows(Sqlite& database, std::string_view table, const std::vector<Row>& r
   }
 }
 
-void AddReferenceRows(Sqlite& database) {
+void AddReferenceRows(sqlite::Connection& database) {
   AddRows(database, "RELEASE", {{"770/2015 1.00"}});
-  AddRows(database, "TABMIN_PROV", Rows(province_csv));
-  AddRows(database, "TABMIN_SD", Rows(categorie_csv));
-  AddRows(database, "TABMIN_SG", Rows(stati_esteri_csv));
+  AddRows(database, "TABMIN_PROV", ReferenceRows(province_csv));
+  AddRows(database, "TABMIN_SD", ReferenceRows(categorie_csv));
+  AddRows(database, "TABMIN_SG", ReferenceRows(stati_esteri_csv));
   AddRows(database, "TABCOMUNI", MunicipalitiesByName());
 }
 
@@ -74,7 +77,7 @@ class NewArchive {
   }
 
   void Fill(std::optional<long> recipients) {
-    Sqlite database(file_.Growing(), Sqlite::Mode::kWrite, file_.Name());
+    sqlite::Connection database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
     database.Run(
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
@@ -95,20 +98,11 @@ class NewArchive {
   }
 
   // `name` is the source's, for messages.
-  void FillFrom(const Sqlite& source, const fs::path& name) {
-    Sqlite database(file_.Growing(), Sqlite::Mode::kWrite, name);
+  void FillFrom(sqlite::Connection& source, const fs::path& name) {
+    sqlite::Connection database(file_.Growing(), sqlite::Mode::kWrite, name);
     database.Run(
         "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
-    sqlite3_backup* const backup =
-        sqlite3_backup_init(database.Handle(), "main", source.Handle(), "main");
-    if (backup == nullptr) {
-      database.Fail();
-    }
-    // All pages in one step: the source can't change in between.
-    sqlite3_backup_step(backup, -1);
-    if (sqlite3_backup_finish(backup) != SQLITE_OK) {
-      database.Fail();
-    }
+    source.CopyTo(database);
     database.Run("PRAGMA journal_mode = DELETE");
     if (const std::vector<std::string> damages = database.Damages(); !damages.empty()) {
       throw Failure("L'archivio è danneggiato e non si può copiare: " + damages.front() + ".");
@@ -158,7 +152,7 @@ void Create(const fs::path& wanted, std::optional<long> recipients) {
 
 void Copy(const fs::path& from, const fs::path& to) {
   const fs::path source = sys::ResolvePath(sys::PathText(from));
-  const Sqlite database(source, Sqlite::Mode::kRead);
+  sqlite::Connection database(source, sqlite::Mode::kRead);
   if (database.Columns("PERCPARCELLE").empty()) {
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
   }

@@ -99,7 +99,7 @@ class QtHands : public Actions {
     } else {
       QTest::mouseClick(window_->WidgetOf(control), Qt::LeftButton);
     }
-    // A click on a box means the place behind its text, which may lie out of sight.
+    // A click on a box means the place after its text, which may lie out of sight.
     if (control.Type() == toolkit::Kind::TextBox && ANAGPARC::Me.Focus() == &control) {
       Send(Qt::Key_End);
     }

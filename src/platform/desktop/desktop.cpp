@@ -1,14 +1,14 @@
 #include "platform/desktop/desktop.h"
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QClipboard>
-#include <QMessageBox>
 #include <QScreen>
 
 #include "platform/desktop/accessible.h"
-#include "platform/desktop/hands.h"
+#include "platform/desktop/input.h"
 #include "platform/desktop/look.h"
+#include "platform/desktop/messagebox.h"
+#include "platform/desktop/view.h"
 
 namespace desktop {
 
@@ -24,36 +24,50 @@ Window::Window(toolkit::Form& form) {
     toolkit::Screen.Width = screen->size().width() * kTwipsPerPixel;
     toolkit::Screen.Height = screen->size().height() * kTwipsPerPixel;
   }
-  hands_ = std::make_unique<Hands>(form, *this);
+  view_ = std::make_unique<FormView>(form);
+  input_ = std::make_unique<Input>(form, *view_);
 }
 
 Window::~Window() = default;
 
-void Window::Show() { hands_->Show(); }
-void Window::Sync() { hands_->Sync(); }
-QWidget& Window::Widget() { return hands_->root; }
-QWidget* Window::WidgetOf(const Control& control) const { return hands_->WidgetOf(control); }
+void Window::Show() { view_->Show(); }
+void Window::Sync() { view_->Sync(); }
+QWidget& Window::Widget() { return view_->Root(); }
+QWidget* Window::WidgetOf(const Control& control) const { return view_->WidgetOf(control); }
 
 QPoint Window::PixelOf(toolkit::Point place) const {
   return QPoint(WholePixels(place.x), WholePixels(place.y));
 }
 
 std::optional<QPoint> Window::ShowRow(const toolkit::ListBox& list, int row) {
-  return hands_->ShowRow(list, row);
+  return view_->ShowRow(list, row);
 }
 
 QAbstractButton* Window::AnswerButton(const QMessageBox& box, int code) {
-  for (QAbstractButton* button : box.buttons()) {
-    if (button->property(kAnswer).toInt() == code) {
-      return button;
-    }
-  }
-  return nullptr;
+  return desktop::AnswerButton(box, code);
 }
 
-int Window::Ask(const toolkit::Message& message) { return hands_->Ask(message); }
+int Window::Ask(const toolkit::Message& message) {
+  view_->Sync();
+  view_->ShowBusy(false);
+  QWidget* parent = view_->Shown() ? &view_->Root() : nullptr;
+  input_->SetDeaf(true);
+  const int answer = ShowMessage(parent, message, [&](QMessageBox& box) {
+    if (whenAsked) {
+      whenAsked(box, message);
+    }
+  });
+  input_->SetDeaf(false);
+  // Where no window manager chooses the next window, none would have the focus.
+  if (parent != nullptr && QApplication::activeWindow() == nullptr) {
+    parent->activateWindow();
+  }
+  view_->ShowBusy(toolkit::Screen.MousePointer == 11);
+  return answer;
+}
+
 void Window::Beep() { QApplication::beep(); }
-void Window::Repaint() { hands_->Repaint(); }
+void Window::Repaint() { view_->Repaint(); }
 
 std::u16string Window::Clipboard() { return QGuiApplication::clipboard()->text().toStdU16String(); }
 

@@ -1,6 +1,6 @@
 // The form on a desktop, with Qt's widgets. The window draws the model and
-// passes keys and clicks on to it; what they do, where the caret and the focus
-// are, is asked of the model after each event.
+// tells it of keys and clicks; what these do, and where caret and focus are, the
+// model decides.
 #pragma once
 
 #include <functional>
@@ -19,6 +19,9 @@ class QWidget;
 
 namespace desktop {
 
+class FormView;
+class Input;
+
 class Window : public toolkit::View {
  public:
   // For a form that has been built, and before it is loaded: the form is placed
@@ -34,8 +37,8 @@ class Window : public toolkit::View {
   // fit the screen. The event loop ends with App().status when an event ends the
   // program.
   void Show();
-  // Brings the widgets in line with the model. Needed only after the model was
-  // changed by other hands than the window's.
+  // Brings the widgets in line with the model. Needed only where the model was
+  // changed by something else than an event of the window.
   void Sync();
 
   // For whoever works the window from outside, a test or a script.
@@ -59,8 +62,8 @@ class Window : public toolkit::View {
   void SetClipboard(std::u16string_view text) override;
 
  private:
-  class Hands;
-  std::unique_ptr<Hands> hands_;
+  std::unique_ptr<FormView> view_;
+  std::unique_ptr<Input> input_;
 };
 
 }  // namespace desktop

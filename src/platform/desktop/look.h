@@ -31,14 +31,14 @@ int Pixels(int twips);
 int WholePixels(int twips);  // rounded down
 
 QColor ToQt(toolkit::Color color);
-// Contrast of two colours as WCAG 2 reckons it, 1 to 21.
+// Contrast of two colours by the formula of WCAG 2, 1 to 21.
 double Contrast(const QColor& a, const QColor& b);
 // A text colour that can be read on `back`, at a contrast of 4.5 or more: `fore`
 // itself, otherwise one of its hue, lighter or darker.
 QColor Readable(const QColor& fore, const QColor& back);
 // Text colour of what is disabled: fainter, yet readable on `back`.
 QColor Faint(const QColor& fore, const QColor& back);
-// Behind the selected row of a disabled list on `back`.
+// Fill of the selected row of a disabled list whose background is `back`.
 QColor FaintHighlight(const QColor& back);
 // Line round a control on a background.
 QColor Line(const QColor& back);
@@ -53,8 +53,8 @@ QFont BoxFont();
 // Gives the application its fonts, at the zoom of now.
 void UseFonts();
 
-// What stands for `text` on the screen, unit for unit: control characters show
-// as blanks, halves of surrogate pairs as U+FFFD.
+// `text` as it is drawn, with as many units: control characters become blanks,
+// halves of surrogate pairs U+FFFD.
 QString Display(std::u16string_view text);
 // The same for texts of several lines, which end with code 13.
 QString DisplayLines(std::u16string_view text);

@@ -17,7 +17,7 @@
 namespace desktop {
 
 // Colours and face of a widget; asked again only when one of them changes,
-// since a new palette is dear.
+// since a new palette is expensive.
 class Dress {
  public:
   void PutOn(QWidget& widget, const toolkit::Control& control);

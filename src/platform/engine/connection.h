@@ -1,38 +1,30 @@
-// One SQLite file: opening it safely, preparing and running statements, and
-// SQLite's failures as Error. Internal to the engine.
+// The engine's connection to one SQLite file: opened safely, written in
+// transactions, with SQLite's failures as Error. Internal to the engine.
 #pragma once
-
-#include <sqlite3.h>
 
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/engine/engine.h"
+#include "platform/sqlite/sqlite.h"
 
 namespace engine {
 
-struct Finalize {
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using StatementPtr = std::unique_ptr<sqlite3_stmt, Finalize>;
+using sqlite::Identifier;
 
 // A value as the file has it. `bytes` of a text are UTF-8, and kept as they are
 // even where they aren't valid, so that a key read leads back to its row.
 struct StoredValue {
-  int type = SQLITE_NULL;
+  sqlite::Type type = sqlite::Type::kNull;
   std::string bytes;
 
   static StoredValue Of(const Value& value);
-  void Read(sqlite3_stmt* row, int column);
+  void Read(const sqlite::Statement& row, int column);
 };
-
-// A name for an SQL text, in double quotes.
-std::string Identifier(std::string_view name);
 
 struct IndexColumn {
   std::string index;    // name in the file
@@ -46,22 +38,23 @@ class Connection {
   explicit Connection(const std::filesystem::path& path);
 
   // Prepares exactly one statement. What SQLite doesn't understand is kSyntax.
-  StatementPtr Prepare(std::string_view sql);
+  sqlite::Statement Prepare(std::string_view sql);
 
-  // SQLITE_STATIC spares a copy where the value outlives the run.
-  void Bind(sqlite3_stmt* statement, int parameter, const StoredValue& value,
-            sqlite3_destructor_type lifetime = SQLITE_TRANSIENT);
-  void Bind(sqlite3_stmt* statement, int parameter, std::int64_t value);
+  // Keeps a copy of the value.
+  void Bind(sqlite::Statement& statement, int parameter, const StoredValue& value);
+  // The value must live until the run has ended.
+  void BindInPlace(sqlite::Statement& statement, int parameter, const StoredValue& value);
+  void Bind(sqlite::Statement& statement, int parameter, std::int64_t value);
 
   // True on a row, false at the end. A statement that fails is reset.
-  bool Step(sqlite3_stmt* statement);
+  bool Step(sqlite::Statement& statement);
 
   // Runs a writing statement on `table` to its end and commits. Answers the
   // number of rows it changed. When it fails, no transaction stays open.
-  int Write(sqlite3_stmt* statement, std::string_view table);
+  int Write(sqlite::Statement& statement, std::string_view table);
 
-  // When one of the two fails, no transaction stays open and nothing of it in
-  // the file.
+  // When one of the two fails, no transaction stays open and nothing of it is
+  // in the file.
   void Begin();
   void Commit();
   void Rollback() noexcept;
@@ -74,28 +67,18 @@ class Connection {
   std::optional<IndexColumn> FindIndex(const std::string& table, std::string_view name);
 
   // The file's name for messages.
-  const std::u16string& File() const { return file_; }
+  const std::u16string& File() const { return database_.Name(); }
 
  private:
-  struct CloseHandle {
-    void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
-  };
-
   void Configure(const std::filesystem::path& path);
-  // First column of the answer, as a number or as a text.
-  std::int64_t Number(std::string_view sql);
-  std::string Text(std::string_view sql);
-  int Exec(const char* sql);
-  [[noreturn]] void Fail(int code, std::string_view table = {});
-  [[noreturn]] void FailAndRollback(int code, std::string_view table = {});
 
-  // A read that failed has made SQLite take the open transaction back. Its
-  // failure, which whoever read may keep to himself, stops every write up to
-  // the next Begin or Rollback: they would stand each by itself.
+  sqlite::Connection database_;
+  // A read that failed has made SQLite roll the open transaction back. Its
+  // failure, which the reader may not pass on, stops every write up to the next
+  // Begin or Rollback: they would stand each by itself.
   std::exception_ptr lost_;
-  std::u16string file_;
-  std::unique_ptr<sqlite3, CloseHandle> handle_;
-  StatementPtr find_table_, find_index_;
+  bool inside_ = false;  // between Begin and Commit or Rollback
+  sqlite::Statement find_table_, find_index_;
 };
 
 }  // namespace engine

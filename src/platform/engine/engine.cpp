@@ -198,9 +198,9 @@ void Database::Execute(std::u16string_view source) {
     FailSyntax(sql);
   }
   const std::string table = connection.FindTable(name);
-  const StatementPtr statement = connection.Prepare("DELETE FROM " + Identifier(table) + rest);
+  sqlite::Statement statement = connection.Prepare("DELETE FROM " + Identifier(table) + rest);
   Rest();
-  connection.Write(statement.get(), table);
+  connection.Write(statement, table);
 }
 
 void Database::BeginTrans() {

@@ -9,9 +9,9 @@
 //
 // At rest. A recordset may hold a running statement, and with it a shared lock
 // on the file, only while one event of the form runs. Whoever runs the events
-// calls Rest() behind each of them and before each wait for the user. The
-// file is then whole by itself, unlocked, and has no side files: rollback
-// journal, every commit synchronised before the call returns.
+// calls Rest() after each of them and before each wait for the user. The file
+// is then whole by itself, unlocked, and has no side files: rollback journal,
+// every commit synchronised before the call returns.
 //
 // Every call may throw Error, and nothing else, but for want of memory. A call
 // that throws has changed neither the file nor the current row. A lock of
@@ -91,12 +91,12 @@ class Field {
 // recordset. On an empty variable every call throws kNoObject (91), after
 // Close kClosed (3420).
 //
-// Two kinds. A table recordset, opened by a bare name, walks the table along
-// the index set with Index (before that in the order of insertion), each
+// Two kinds. A table recordset, opened by a bare name, moves through the table
+// in the order of the index set with Index (before that, of insertion), each
 // move going by the table as it is then. A query recordset, opened from
-// "SELECT * FROM table [WHERE ...] [ORDER BY ...]", walks the rows that the
-// text finds when the walk begins, each met once, in the text's order, whatever
-// is written meanwhile; rows can be edited and deleted there too.
+// "SELECT * FROM table [WHERE ...] [ORDER BY ...]", moves through the rows that
+// the text found at its first move, each met once, in the text's order,
+// whatever is written meanwhile; rows can be edited and deleted there too.
 //
 // A column is read when it is asked for, so that it shows what was written
 // since the move; on a row that someone else has deleted it throws kRowGone.
@@ -122,7 +122,7 @@ class Recordset {
   // without a match) MoveNext and MovePrevious throw kNoCurrentRow.
   void MoveFirst();     // On an empty recordset Bof and Eof become true.
   void MoveNext();      // From before the first row: to the first one.
-  void MovePrevious();  // From behind the last row: to the last one.
+  void MovePrevious();  // From after the last row: to the last one.
 
   // True when a move passed the first row, the last row. (Not BOF and EOF: the
   // C library owns the second name.)
@@ -137,13 +137,13 @@ class Recordset {
   Field Fields(std::u16string_view name);
 
   // AddNew: a new row, columns not set stay Null or take their default. Edit:
-  // the current row. A move, Seek or Index before Update gives the change up.
+  // the current row. A move, Seek or Index before Update drops the pending edit.
   void AddNew();
   void Edit();
   // Writes the row; done on disk when the call returns. After Edit the row
   // stays current, at its place in the index by its new key; after AddNew the
-  // current row is the one from before. When it fails, the change stays open:
-  // Update can be tried again, a move gives it up.
+  // current row is the one from before. When it fails, the edit stays pending:
+  // Update can be tried again, a move drops it.
   void Update();
   // The current row goes. Until the next move there is no current row; MoveNext
   // and MovePrevious go to the deleted row's neighbours.
@@ -172,7 +172,7 @@ class Database {
 
   // What is written between BeginTrans and CommitTrans is on disk whole when
   // CommitTrans returns, or, after Rollback, a failure or a crash, not at all.
-  // A failing write inside takes everything back by itself. Rollback does
+  // A write that fails inside rolls all of it back by itself. Rollback does
   // nothing where no transaction is open, and never throws.
   void BeginTrans();
   void CommitTrans();
@@ -194,15 +194,16 @@ class Database {
 Database OpenDatabase(std::u16string_view name);
 
 // Ends the running statements of all open databases (see At rest). Query
-// recordsets keep the rows still to come. Never throws; does nothing, fast,
-// where nothing runs.
+// recordsets keep the rows still to come. Never throws; costs nothing where
+// nothing runs.
 void Rest() noexcept;
 
-// Name of the file in which the engine keeps what it needs to take back a write
-// that was cut off; it lies beside the database only while one is under way.
+// Name of the rollback journal, the file in which the engine keeps what it needs
+// to undo a write that was cut off; it lies beside the database only while a
+// write is under way.
 std::u16string SideFile(std::u16string_view name);
-// True when that file holds something to take back. What a write that was cut
-// off before it touched the database leaves counts for nothing.
+// True when the journal is hot: it holds a write to undo. One that was cut off
+// before it touched the database leaves a journal that counts for nothing.
 bool WriteCutOff(std::u16string_view name);
 
 // `text` for use between apostrophes in an SQL text, whatever it holds.

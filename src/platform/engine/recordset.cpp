@@ -51,9 +51,9 @@ RecordsetState::RecordsetState(std::shared_ptr<DatabaseState> database, std::str
   database_->Add(this);
 }
 
-void RecordsetState::NameColumns(sqlite3_stmt* any) {
-  for (int i = 0; i < sqlite3_column_count(any); ++i) {
-    columns_.push_back(text::FromUtf8(sqlite3_column_name(any, i)));
+void RecordsetState::NameColumns(sqlite::Statement* any) {
+  for (int i = 0; i < any->ColumnCount(); ++i) {
+    columns_.push_back(text::FromUtf8(any->ColumnName(i)));
   }
   texts_.resize(columns_.size());
 }
@@ -67,15 +67,15 @@ void RecordsetState::Close() noexcept {
   }
 }
 
-sqlite3_stmt* RecordsetState::Prepared(const std::string& sql) {
-  StatementPtr& statement = statements_[sql];
-  if (statement == nullptr) {
+sqlite::Statement* RecordsetState::Prepared(const std::string& sql) {
+  sqlite::Statement& statement = statements_[sql];
+  if (!statement) {
     statement = Use().Prepare(sql);
   }
-  return statement.get();
+  return &statement;
 }
 
-bool RecordsetState::StepLive(sqlite3_stmt* statement) {
+bool RecordsetState::StepLive(sqlite::Statement* statement) {
   if (live_ != statement) {
     EndLive();
     Running().push_back(this);
@@ -83,7 +83,7 @@ bool RecordsetState::StepLive(sqlite3_stmt* statement) {
   }
   bool row = false;
   try {
-    row = Use().Step(statement);
+    row = Use().Step(*statement);
   } catch (...) {
     EndLive();
     throw;
@@ -96,7 +96,7 @@ bool RecordsetState::StepLive(sqlite3_stmt* statement) {
 
 void RecordsetState::EndLive() noexcept {
   if (live_ != nullptr) {
-    sqlite3_reset(live_);
+    live_->Reset();
     live_ = nullptr;
     std::erase(Running(), this);
   }
@@ -105,7 +105,7 @@ void RecordsetState::EndLive() noexcept {
 void RecordsetState::Stand(Place place, std::int64_t row) noexcept {
   place_ = place;
   row_ = row;
-  change_ = Change::kNone;
+  pending_ = Pending::kNone;
 }
 
 void RecordsetState::CheckMove(Direction direction) {
@@ -160,14 +160,14 @@ int RecordsetState::Column(std::u16string_view name) {
   return column;
 }
 
-sqlite3_stmt* RecordsetState::Row() {
+sqlite::Statement* RecordsetState::Row() {
   Settle();
   if (place_ != Place::kRow) {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente");
   }
   if (live_ == nullptr) {
-    sqlite3_stmt* const statement = Prepared(from_ + " WHERE rowid = ?1");
-    Use().Bind(statement, 1, row_);
+    sqlite::Statement* const statement = Prepared(from_ + " WHERE rowid = ?1");
+    Use().Bind(*statement, 1, row_);
     if (!StepLive(statement)) {
       FailForTable(kRowGone, u"la riga corrente è stata cancellata");
     }
@@ -176,31 +176,27 @@ sqlite3_stmt* RecordsetState::Row() {
 }
 
 std::optional<std::u16string_view> RecordsetState::Read(int column) {
-  if (change_ != Change::kNone) {
+  if (pending_ != Pending::kNone) {
     for (const auto& [set, value] : values_) {
       if (set == column) {
         return value ? std::optional<std::u16string_view>(*value) : std::nullopt;
       }
     }
-    if (change_ == Change::kAdd) {
+    if (pending_ == Pending::kAdd) {
       return std::nullopt;
     }
   }
-  sqlite3_stmt* const row = Row();
-  if (sqlite3_column_type(row, column) == SQLITE_NULL) {
+  const std::optional<std::string_view> bytes = Row()->Text(column);
+  if (!bytes) {
     return std::nullopt;
   }
-  const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
-  if (data == nullptr) {
-    throw std::bad_alloc();
-  }
   std::u16string& out = texts_[static_cast<std::size_t>(column)];
-  Decode({data, static_cast<std::size_t>(sqlite3_column_bytes(row, column))}, out);
+  Decode(*bytes, out);
   return out;
 }
 
 void RecordsetState::Set(int column, Value value) {
-  if (change_ == Change::kNone) {
+  if (pending_ == Pending::kNone) {
     FailForTable(kNotEditing, u"valore assegnato fuori da una modifica");
   }
   for (auto& [set, old] : values_) {
@@ -214,7 +210,7 @@ void RecordsetState::Set(int column, Value value) {
 
 void RecordsetState::AddNew() {
   Settle();
-  change_ = Change::kAdd;
+  pending_ = Pending::kAdd;
   values_.clear();
 }
 
@@ -223,12 +219,12 @@ void RecordsetState::Edit() {
   if (place_ != Place::kRow) {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente da modificare");
   }
-  change_ = Change::kEdit;
+  pending_ = Pending::kEdit;
   values_.clear();
 }
 
 std::string RecordsetState::WritingText() const {
-  const bool add = change_ == Change::kAdd;
+  const bool add = pending_ == Pending::kAdd;
   if (add && values_.empty()) {
     return "INSERT INTO " + Identifier(table_) + " DEFAULT VALUES";
   }
@@ -246,11 +242,11 @@ std::string RecordsetState::WritingText() const {
 }
 
 // A loop writes the same columns row by row.
-sqlite3_stmt* RecordsetState::Writing() {
+sqlite::Statement* RecordsetState::Writing() {
   const auto column = &std::pair<int, Value>::first;
-  if (writes_ != change_ || !std::ranges::equal(values_, written_, {}, column)) {
+  if (writes_ != pending_ || !std::ranges::equal(values_, written_, {}, column)) {
     writing_ = Prepared(WritingText());
-    writes_ = change_;
+    writes_ = pending_;
     written_.clear();
     std::ranges::transform(values_, std::back_inserter(written_), column);
   }
@@ -258,25 +254,25 @@ sqlite3_stmt* RecordsetState::Writing() {
 }
 
 void RecordsetState::Update() {
-  if (change_ == Change::kNone) {
+  if (pending_ == Pending::kNone) {
     FailForTable(kNotEditing, u"nessuna modifica da scrivere");
   }
-  const bool edit = change_ == Change::kEdit;
+  const bool edit = pending_ == Pending::kEdit;
   if (!edit || !values_.empty()) {
-    sqlite3_stmt* const statement = Writing();
+    sqlite::Statement* const statement = Writing();
     std::vector<std::pair<int, StoredValue>> stored;
     stored.reserve(values_.size());  // what is bound stays where it is
     for (const auto& [column, value] : values_) {
       stored.emplace_back(column, StoredValue::Of(value));
-      Use().Bind(statement, static_cast<int>(stored.size()), stored.back().second, SQLITE_STATIC);
+      Use().BindInPlace(*statement, static_cast<int>(stored.size()), stored.back().second);
     }
     if (edit) {
-      Use().Bind(statement, static_cast<int>(stored.size()) + 1, row_);
+      Use().Bind(*statement, static_cast<int>(stored.size()) + 1, row_);
     }
     // A reader of this process, be it on another database variable, would hold
     // up the writer.
     Rest();
-    if (Use().Write(statement, table_) == 0) {
+    if (Use().Write(*statement, table_) == 0) {
       FailForTable(kRowGone, u"la riga corrente è stata cancellata");
     }
     if (edit) {
@@ -285,7 +281,7 @@ void RecordsetState::Update() {
       }
     }
   }
-  change_ = Change::kNone;
+  pending_ = Pending::kNone;
 }
 
 void RecordsetState::Delete() {
@@ -293,11 +289,11 @@ void RecordsetState::Delete() {
   if (place_ != Place::kRow) {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente da cancellare");
   }
-  sqlite3_stmt* const statement =
+  sqlite::Statement* const statement =
       Prepared("DELETE FROM " + Identifier(table_) + " WHERE rowid = ?");
-  Use().Bind(statement, 1, row_);
+  Use().Bind(*statement, 1, row_);
   Rest();
-  if (Use().Write(statement, table_) == 0) {
+  if (Use().Write(*statement, table_) == 0) {
     FailForTable(kRowGone, u"la riga corrente è stata cancellata");
   }
   Stand(Place::kGap, row_);
@@ -349,7 +345,7 @@ void TableState::Seek(const Value& key) {
   }
   const StoredValue sought = StoredValue::Of(key);
   EndLive();
-  Use().Bind(path_->seek, 1, sought);
+  Use().Bind(*path_->seek, 1, sought);
   if (StepLive(path_->seek)) {
     Arrive();
   } else {
@@ -357,11 +353,11 @@ void TableState::Seek(const Value& key) {
   }
 }
 
-// The statement for one piece of a walk along the path; it runs through the
+// The statement for one piece of the path; it runs through the
 // index alone, in the order of key and rowid.
-sqlite3_stmt* TableState::Run(Direction direction, Piece piece) {
+sqlite::Statement* TableState::Run(Direction direction, Piece piece) {
   const bool next = direction == Direction::kNext;
-  sqlite3_stmt*& run = path_->runs[next ? 0 : 1][piece];
+  sqlite::Statement*& run = path_->runs[next ? 0 : 1][piece];
   if (run != nullptr) {
     return run;
   }
@@ -397,26 +393,29 @@ sqlite3_stmt* TableState::Run(Direction direction, Piece piece) {
 }
 
 bool TableState::Begin(Direction direction, Piece piece) {
-  sqlite3_stmt* const run = Run(direction, piece);
+  sqlite::Statement* const run = Run(direction, piece);
   EndLive();
   if (piece == kSameKey || piece == kBeyondKey) {
-    Use().Bind(run, 1, key_);
+    Use().Bind(*run, 1, key_);
   }
   if (piece == kSameKey || piece == kBeyondRow) {
-    Use().Bind(run, 2, row_);
+    Use().Bind(*run, 2, row_);
   }
   piece_ = piece;
   return StepLive(run);
 }
 
-// The piece behind the one begun last; kAll where there is none.
-TableState::Piece TableState::NextPiece(Direction direction) const {
+// The piece after the one begun last, if there is one.
+std::optional<TableState::Piece> TableState::NextPiece(Direction direction) const {
   const bool next = direction == Direction::kNext;
-  const bool null = key_.type == SQLITE_NULL;
   if (piece_ == kSameKey) {
-    return !null ? kBeyondKey : next ? kOtherKeys : kAll;
+    if (key_.type != sqlite::Type::kNull) {
+      return kBeyondKey;
+    }
+    // Null is the first key of all.
+    return next ? std::optional(kOtherKeys) : std::nullopt;
   }
-  return piece_ == kBeyondKey && !next ? kNullKeys : kAll;
+  return piece_ == kBeyondKey && !next ? std::optional(kNullKeys) : std::nullopt;
 }
 
 bool TableState::Advance(Direction direction) {
@@ -430,20 +429,21 @@ bool TableState::Advance(Direction direction) {
     row = Begin(direction, kBeyondRow);
   } else {
     // Where a row is deleted, another may bear its key by now.
-    const bool alone = path_->index.unique && place_ == Place::kRow && key_.type != SQLITE_NULL;
+    const bool alone =
+        path_->index.unique && place_ == Place::kRow && key_.type != sqlite::Type::kNull;
     row = Begin(direction, alone ? kBeyondKey : kSameKey);
   }
-  while (!row && NextPiece(direction) != kAll) {
-    row = Begin(direction, NextPiece(direction));
+  for (auto piece = NextPiece(direction); !row && piece; piece = NextPiece(direction)) {
+    row = Begin(direction, *piece);
   }
   return row;
 }
 
 void TableState::Arrive() {
   if (path_->column != 0) {
-    key_.Read(live_, path_->column);
+    key_.Read(*live_, path_->column);
   }
-  Stand(Place::kRow, sqlite3_column_int64(live_, 0));
+  Stand(Place::kRow, live_->Number(0));
 }
 
 void TableState::MoveFirst() {
@@ -511,7 +511,7 @@ bool QueryState::Fetch() {
     throw;
   }
   if (!complete_) {
-    rows_.push_back(sqlite3_column_int64(query_, 0));
+    rows_.push_back(query_->Number(0));
   }
   return !complete_;
 }

@@ -1,4 +1,4 @@
-// What stands behind Database and Recordset. Internal to the engine.
+// What Database and Recordset are made of. Internal to the engine.
 //
 // A recordset's current row is a rowid. Its columns are read straight from the
 // statement that stands on the row, `live_`, of which a recordset has at most
@@ -12,6 +12,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -89,11 +90,11 @@ class RecordsetState {
 
   Connection& Use() { return database_->Use(); }
   // The columns are those of any statement that begins with from_.
-  void NameColumns(sqlite3_stmt* any);
+  void NameColumns(sqlite::Statement* any);
   // The statement of this text, prepared once.
-  sqlite3_stmt* Prepared(const std::string& sql);
+  sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
-  bool StepLive(sqlite3_stmt* statement);
+  bool StepLive(sqlite::Statement* statement);
   void EndLive() noexcept;
 
   // Must be passed before place_ means anything.
@@ -102,11 +103,11 @@ class RecordsetState {
       MoveFirst();
     }
   }
-  // Where a move has ended. A change begun and not written is given up.
+  // Where a move has ended. Drops a pending edit.
   void Stand(Place place, std::int64_t row = 0) noexcept;
   // Whether a move can start from here; otherwise throws kNoCurrentRow.
   void CheckMove(Direction direction);
-  // The place behind the last row or before the first one, coming from `from`.
+  // The place after the last row or before the first one, coming from `from`.
   static Place PastEnd(Direction direction, Place from);
 
   // The current row has been written with the new value of a column, has been
@@ -121,23 +122,23 @@ class RecordsetState {
   std::vector<std::u16string> columns_;
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
-  sqlite3_stmt* live_ = nullptr;  // running, and on row_
+  sqlite::Statement* live_ = nullptr;  // running, and on row_
 
  private:
-  enum class Change { kNone, kAdd, kEdit };
+  enum class Pending { kNone, kAdd, kEdit };
 
-  sqlite3_stmt* Row();
+  sqlite::Statement* Row();
   // The statement that writes the values set.
-  sqlite3_stmt* Writing();
+  sqlite::Statement* Writing();
   std::string WritingText() const;
 
   std::shared_ptr<DatabaseState> database_;
   bool closed_ = false;
-  std::map<std::string, StatementPtr> statements_;
-  Change change_ = Change::kNone;
+  std::map<std::string, sqlite::Statement> statements_;
+  Pending pending_ = Pending::kNone;
   std::vector<std::pair<int, Value>> values_;          // set since AddNew or Edit
-  sqlite3_stmt* writing_ = nullptr;                    // the last one used,
-  Change writes_ = Change::kNone;                      // for what change
+  sqlite::Statement* writing_ = nullptr;               // the last one used,
+  Pending writes_ = Pending::kNone;                    // for what edit
   std::vector<int> written_;                           // of which columns
   std::vector<std::u16string> texts_;                  // of the columns read, by column
   std::vector<std::pair<std::u16string, int>> asked_;  // names that Column has met
@@ -155,7 +156,7 @@ class TableState : public RecordsetState {
   bool HasRows() override;
 
  private:
-  // The pieces of a walk, each a range of the index that a statement runs
+  // The pieces of a path, each a range of the index that one statement runs
   // through. Null keys come first, and no comparison finds them, so they are a
   // piece of their own.
   enum Piece {
@@ -172,15 +173,15 @@ class TableState : public RecordsetState {
     std::u16string name;
     IndexColumn index;
     int column = 0;  // of the key; 0 for the order of insertion
-    sqlite3_stmt* seek = nullptr;
-    std::array<std::array<sqlite3_stmt*, kPieces>, 2> runs = {};
+    sqlite::Statement* seek = nullptr;
+    std::array<std::array<sqlite::Statement*, kPieces>, 2> runs = {};
   };
 
   void ColumnWritten(int column, StoredValue&& value) noexcept override;
 
-  sqlite3_stmt* Run(Direction direction, Piece piece);
+  sqlite::Statement* Run(Direction direction, Piece piece);
   bool Begin(Direction direction, Piece piece);
-  Piece NextPiece(Direction direction) const;
+  std::optional<Piece> NextPiece(Direction direction) const;
   bool Advance(Direction direction);
   void Arrive();
 
@@ -206,7 +207,7 @@ class QueryState : public RecordsetState {
   bool Deleted(std::size_t at) const { return at < deleted_.size() && deleted_[at]; }
   void Arrive(std::size_t at);
 
-  sqlite3_stmt* query_;
+  sqlite::Statement* query_;
   std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
   std::vector<bool> deleted_;       // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;

@@ -1,4 +1,4 @@
-// What stands around the form: the screen, message boxes, the end of the
+// What surrounds the form: the screen, message boxes, the end of the
 // process, other programs. One of each in the process.
 #pragma once
 
@@ -55,7 +55,7 @@ class Witness {
 struct Application {
   View* view = nullptr;  // null: no screen; boxes answer their first button
   Witness* witness = nullptr;
-  std::u16string commandLine;  // behind the program's name
+  std::u16string commandLine;  // after the program's name
   std::function<bool(std::u16string_view title)> activate;
   std::function<bool(std::u16string_view path)> start;
   // Called when an event has run to its end, and before a message box waits.

@@ -1,10 +1,11 @@
-// The controls of the form, as a model: what they hold, how they behave under
-// the user's hands, which events they raise. Nothing here draws; a screen
-// that shows the model reads it (view.h), and the model is the only truth.
+// The controls of the form, as a model: what they hold, what they do when the
+// user acts on them, which events they raise. Nothing here draws: a screen shows
+// what it reads here, and the model is the only truth.
 //
 // Measures are twips (1440 to an inch, 15 to a pixel at 96 dpi), texts are
 // counted in UTF-16 units, colours are red + 256 * green + 65536 * blue.
-// Event members are filled by the form's code and may be empty.
+// The event members (Click, Change, ...) are set by the form's code; an empty one
+// is not called.
 #pragma once
 
 #include <cstdint>
@@ -19,13 +20,15 @@
 namespace toolkit {
 
 class Form;
+struct KeyStroke;
 
 using Color = std::uint32_t;
 constexpr Color kBlack = 0;
 constexpr Color kWhite = 16777215;
 constexpr Color kYellow = 65535;
 
-// A use of the toolkit that can't be: a fault of the program, not of the user.
+// Thrown where the toolkit is used in a way that makes no sense: a fault of the
+// program, not of the user.
 class Misuse : public std::logic_error {
   using std::logic_error::logic_error;
 };
@@ -34,7 +37,7 @@ enum class Kind { Frame, Label, TextBox, ListBox, CommandButton, OptionButton, S
 enum class Font { Normal, Bold, Fixed };  // Fixed: Courier New 8.25
 enum class Border { None, Line, Sunken };
 
-// How a control stands on the form before any code has run.
+// A control as it was designed, before any code has run.
 struct Design {
   int Left = 0, Top = 0, Width = 0, Height = 0;
   const char16_t* Caption = u"";  // the text, for a text box
@@ -161,7 +164,7 @@ class TextBox : public Control {
   void SetText(std::u16string_view text);
   int MaxLength() const { return maxLength_; }  // of typing and pasting; 0: none
   bool Locked() const { return locked_; }       // takes no typing, raises KeyPress
-  // Caret, as an offset from 0, and length of the selection behind it. Setting
+  // Caret, as an offset from 0, and length of the selection after it. Setting
   // SelStart past the end means the end, and drops the selection.
   int SelStart() const { return selStart_; }
   int SelLength() const { return selLength_; }
@@ -169,7 +172,6 @@ class TextBox : public Control {
   int ActiveEnd() const { return activeAtStart_ ? selStart_ : selStart_ + selLength_; }
   bool CanUndo() const { return canUndo_; }
   void SetSelStart(int offset);
-  void SetSelLength(int length);
 
   std::function<void()> Change;
   // The key's code; what the handler leaves there is what the box acts on,
@@ -187,6 +189,7 @@ class TextBox : public Control {
     int selStart = 0;
   };
 
+  void OnKey(const KeyStroke& stroke);
   void Press(char16_t code);
   void PressPair(char16_t high, char16_t low);
   void ActOn(char16_t code);
@@ -196,8 +199,11 @@ class TextBox : public Control {
   void DeleteRange(int start, int length);
   void Replace(int start, int length, std::u16string_view with, bool typing);
   void MoveCaret(int offset, bool extend);
+  // Where a step of the caret ends, by characters or to the beginnings of words.
   int StepLeft(int offset) const;
   int StepRight(int offset) const;
+  int WordLeft(int offset) const;
+  int WordRight(int offset) const;
 
   std::u16string text_;
   int maxLength_ = 0;
@@ -248,7 +254,8 @@ class ListBox : public Control {
   };
 
   void Select(int row);  // raises Click, also when the row is the same
-  bool Key(std::int16_t keyCode);
+  void OnKey(const KeyStroke& stroke);
+  void Step(int rows);
   void Search(char16_t c);
 
   std::vector<std::unique_ptr<Block>> blocks_;

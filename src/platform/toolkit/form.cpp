@@ -181,7 +181,7 @@ Control* Form::NextInTab(int from, bool backwards) const {
   while (start < n && tabOrder_[static_cast<std::size_t>(start)]->TabIndex() <= from) {
     ++start;
   }
-  // `start` is the first one behind `from`; backwards begins before `from`.
+  // `start` is the first one after `from`; backwards begins before `from`.
   if (backwards) {
     start -= from >= 0 && start > 0 ? 2 : 1;
   }
@@ -195,7 +195,7 @@ Control* Form::NextInTab(int from, bool backwards) const {
   return nullptr;
 }
 
-// --- The user's hands
+// --- What the user does
 
 bool Form::UserFocus(Control& control) {
   return Event([&] {
@@ -353,9 +353,11 @@ bool Form::UserKey(const KeyStroke& stroke) {
     }
     switch (control.Type()) {
       case Kind::TextBox:
-        return TextKey(static_cast<TextBox&>(control), stroke);
+        static_cast<TextBox&>(control).OnKey(stroke);
+        return true;
       case Kind::ListBox:
-        return ListKey(static_cast<ListBox&>(control), stroke);
+        static_cast<ListBox&>(control).OnKey(stroke);
+        return true;
       case Kind::OptionButton:
         return OptionKey(static_cast<OptionButton&>(control), stroke);
       default:
@@ -365,90 +367,6 @@ bool Form::UserKey(const KeyStroke& stroke) {
         return true;
     }
   });
-}
-
-bool Form::TextKey(TextBox& box, const KeyStroke& stroke) {
-  const int caret = box.ActiveEnd();
-  const int end = static_cast<int>(box.Text().size());
-  const bool collapse = box.SelLength() > 0 && !stroke.shift && !stroke.control;
-  // Where a step of the caret ends; with Control at the next word's beginning.
-  auto wordLeft = [&](int at) {
-    const auto& s = box.Text();
-    while (at > 0 && s[static_cast<std::size_t>(at) - 1] == u' ') --at;
-    while (at > 0 && s[static_cast<std::size_t>(at) - 1] != u' ') --at;
-    return at;
-  };
-  auto wordRight = [&](int at) {
-    const auto& s = box.Text();
-    while (at < end && s[static_cast<std::size_t>(at)] != u' ') ++at;
-    while (at < end && s[static_cast<std::size_t>(at)] == u' ') ++at;
-    return at;
-  };
-  switch (stroke.key) {
-    case Key::Character:
-      if (stroke.text.size() == 1 && !text::IsControl(stroke.text[0])) {
-        box.Press(stroke.text[0]);
-      } else if (stroke.text.size() == 2) {
-        box.PressPair(stroke.text[0], stroke.text[1]);
-      }
-      break;
-    case Key::Backspace:
-      box.Press(8);
-      break;
-    case Key::Enter:
-      box.Press(13);
-      break;
-    case Key::Escape:
-      box.Press(27);
-      break;
-    case Key::Delete:
-      if (box.SelLength() > 0) {
-        box.DeleteRange(box.SelStart(), box.SelLength());
-      } else {
-        box.DeleteRange(caret, box.StepRight(caret) - caret);
-      }
-      break;
-    case Key::Left:
-    case Key::Up:
-      box.MoveCaret(collapse         ? box.SelStart()
-                    : stroke.control ? wordLeft(caret)
-                                     : box.StepLeft(caret),
-                    stroke.shift);
-      break;
-    case Key::Right:
-    case Key::Down:
-      box.MoveCaret(collapse         ? box.SelStart() + box.SelLength()
-                    : stroke.control ? wordRight(caret)
-                                     : box.StepRight(caret),
-                    stroke.shift);
-      break;
-    case Key::Home:
-      box.MoveCaret(0, stroke.shift);
-      break;
-    case Key::End:
-      box.MoveCaret(end, stroke.shift);
-      break;
-    default:
-      break;
-  }
-  return true;
-}
-
-bool Form::ListKey(ListBox& list, const KeyStroke& stroke) {
-  if (stroke.key == Key::Character) {
-    if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
-      list.Search(stroke.text[0]);
-    }
-    return true;
-  }
-  // Enter stands for the double click, for hands that stay on the keyboard.
-  if (stroke.key == Key::Enter) {
-    if (list.ListIndex() >= 0 && list.DblClick) {
-      list.DblClick();
-    }
-    return true;
-  }
-  return list.Key(KeyCode(stroke));
 }
 
 // Arrows go round the group and switch on what they reach.
@@ -488,11 +406,11 @@ char16_t Form::AccessKey(std::u16string_view caption) {
 bool Form::UserAccess(char16_t letter) {
   return Event([&] {
     const char16_t wanted = text::Upper(letter);
-    // The next one behind the focus, so that two with one letter take turns.
-    const auto behind = std::ranges::find_if(
+    // The next one after the focus, so that two with one letter take turns.
+    const auto after = std::ranges::find_if(
         tabOrder_, [this](const Control* c) { return c->TabIndex() > lastTab_; });
-    std::vector<Control*> order(behind, tabOrder_.end());
-    order.insert(order.end(), tabOrder_.begin(), behind);
+    std::vector<Control*> order(after, tabOrder_.end());
+    order.insert(order.end(), tabOrder_.begin(), after);
     for (Control* control : order) {
       const bool button =
           control->Type() == Kind::CommandButton || control->Type() == Kind::OptionButton;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/toolkit/control.h"
+#include "platform/toolkit/keys.h"
 
 namespace toolkit {
 
@@ -21,30 +22,6 @@ struct Placed {
   Control* container;  // null: directly on the form
   Control* label;      // what tells the user what it is; null if nothing
   Design design;
-};
-
-enum class Key {
-  Character,
-  Backspace,
-  Delete,
-  Left,
-  Right,
-  Home,
-  End,
-  Up,
-  Down,
-  PageUp,
-  PageDown,
-  Enter,
-  Escape,
-  Tab,
-};
-
-struct KeyStroke {
-  Key key = Key::Character;
-  std::u16string_view text = {};  // of Key::Character: one character, maybe two units
-  bool shift = false;
-  bool control = false;  // with Left, Right: by words; Home, End as without
 };
 
 struct Point {
@@ -120,12 +97,11 @@ class Form {
   std::optional<Point> PlaceToClick(const Control& control) const;
   // The controls that have changed since the last call.
   std::vector<Control*> TakeTouched();
-  // Letter behind "&" in a caption, in upper case; 0 without one.
+  // Letter after "&" in a caption, in upper case; 0 without one.
   static char16_t AccessKey(std::u16string_view caption);
 
  private:
   friend class Control;
-  friend class ListBox;
 
   bool Event(const std::function<bool()>& action);
   bool MoveFocus(Control* target);
@@ -135,8 +111,6 @@ class Form {
   Control* At(Point p) const;
   Point Origin(const Control& control) const;
   bool PressButton(Control& control);
-  bool TextKey(TextBox& box, const KeyStroke& stroke);
-  bool ListKey(ListBox& list, const KeyStroke& stroke);
   bool OptionKey(OptionButton& option, const KeyStroke& stroke);
   TextBox* FocusedText() const;
 

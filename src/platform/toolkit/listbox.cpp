@@ -3,6 +3,7 @@
 
 #include "platform/text/text.h"
 #include "platform/toolkit/control.h"
+#include "platform/toolkit/keys.h"
 
 namespace toolkit {
 
@@ -91,41 +92,52 @@ void ListBox::Select(int row) {
   }
 }
 
-bool ListBox::Key(std::int16_t keyCode) {
-  if (count_ == 0) {
-    return true;
-  }
+void ListBox::OnKey(const KeyStroke& stroke) {
   const int page = std::max(1, VisibleRows() - 1);
-  int row = listIndex_;
-  switch (keyCode) {
-    case 33:  // Page Up
-      row -= page;
+  switch (stroke.key) {
+    case Key::Character:
+      if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
+        Search(stroke.text[0]);
+      }
       break;
-    case 34:  // Page Down
-      row += page;
+    case Key::Enter:  // a double click without the mouse
+      if (listIndex_ >= 0 && DblClick) {
+        DblClick();
+      }
       break;
-    case 35:  // End
-      row = count_ - 1;
+    case Key::Up:
+    case Key::Left:
+      Step(-1);
       break;
-    case 36:  // Home
-      row = 0;
+    case Key::Down:
+    case Key::Right:
+      Step(1);
       break;
-    case 37:  // Left
-    case 38:  // Up
-      --row;
+    case Key::PageUp:
+      Step(-page);
       break;
-    case 39:  // Right
-    case 40:  // Down
-      ++row;
+    case Key::PageDown:
+      Step(page);
+      break;
+    case Key::Home:
+      Step(-count_);
+      break;
+    case Key::End:
+      Step(count_);
       break;
     default:
-      return true;
+      break;
   }
-  row = std::clamp(row, 0, count_ - 1);
-  if (row != listIndex_) {
+}
+
+// Selects the row so many further on, or the last one on the way there.
+void ListBox::Step(int rows) {
+  if (count_ == 0) {
+    return;
+  }
+  if (const int row = std::clamp(listIndex_ + rows, 0, count_ - 1); row != listIndex_) {
     Select(row);
   }
-  return true;
 }
 
 void ListBox::Search(char16_t c) {

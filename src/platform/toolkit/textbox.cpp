@@ -3,6 +3,7 @@
 #include "platform/text/text.h"
 #include "platform/toolkit/application.h"
 #include "platform/toolkit/control.h"
+#include "platform/toolkit/keys.h"
 
 namespace toolkit {
 
@@ -57,10 +58,56 @@ void TextBox::SetSelStart(int offset) {
   Touch();
 }
 
-void TextBox::SetSelLength(int length) {
-  selLength_ = std::clamp(length, 0, Length(text_) - selStart_);
-  activeAtStart_ = typing_ = false;
-  Touch();
+void TextBox::OnKey(const KeyStroke& stroke) {
+  const int caret = ActiveEnd();
+  const bool collapse = selLength_ > 0 && !stroke.shift && !stroke.control;
+  switch (stroke.key) {
+    case Key::Character:
+      if (stroke.text.size() == 1 && !text::IsControl(stroke.text[0])) {
+        Press(stroke.text[0]);
+      } else if (stroke.text.size() == 2) {
+        PressPair(stroke.text[0], stroke.text[1]);
+      }
+      break;
+    case Key::Backspace:
+      Press(kBackspace);
+      break;
+    case Key::Enter:
+      Press(13);
+      break;
+    case Key::Escape:
+      Press(27);
+      break;
+    case Key::Delete:
+      if (selLength_ > 0) {
+        DeleteRange(selStart_, selLength_);
+      } else {
+        DeleteRange(caret, StepRight(caret) - caret);
+      }
+      break;
+    case Key::Left:
+    case Key::Up:
+      MoveCaret(collapse         ? selStart_
+                : stroke.control ? WordLeft(caret)
+                                 : StepLeft(caret),
+                stroke.shift);
+      break;
+    case Key::Right:
+    case Key::Down:
+      MoveCaret(collapse         ? selStart_ + selLength_
+                : stroke.control ? WordRight(caret)
+                                 : StepRight(caret),
+                stroke.shift);
+      break;
+    case Key::Home:
+      MoveCaret(0, stroke.shift);
+      break;
+    case Key::End:
+      MoveCaret(Length(text_), stroke.shift);
+      break;
+    default:
+      break;
+  }
 }
 
 void TextBox::Press(char16_t code) {
@@ -143,7 +190,7 @@ void TextBox::Paste(std::u16string_view clipboard) {
   }
 }
 
-// One step back, and the next undo takes that back: as the platform's box.
+// One step, and the next undo undoes that one: as the platform's box.
 void TextBox::Undo() {
   if (!canUndo_ || locked_) {
     return;
@@ -216,6 +263,20 @@ int TextBox::StepRight(int offset) const {
   const bool pair = offset + 1 < Length(text_) && text::IsHighSurrogate(text_[at]) &&
                     text::IsLowSurrogate(text_[at + 1]);
   return offset + (pair ? 2 : 1);
+}
+
+int TextBox::WordLeft(int offset) const {
+  auto at = static_cast<std::size_t>(offset);
+  while (at > 0 && text_[at - 1] == u' ') --at;
+  while (at > 0 && text_[at - 1] != u' ') --at;
+  return static_cast<int>(at);
+}
+
+int TextBox::WordRight(int offset) const {
+  auto at = static_cast<std::size_t>(offset);
+  while (at < text_.size() && text_[at] != u' ') ++at;
+  while (at < text_.size() && text_[at] == u' ') ++at;
+  return static_cast<int>(at);
 }
 
 }  // namespace toolkit

@@ -1,17 +1,19 @@
-// From the user to the model.
-#include "platform/desktop/hands.h"
+#include "platform/desktop/input.h"
 
+#include <QClipboard>
 #include <QContextMenuEvent>
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QTextBoundaryFinder>
 #include <functional>
 
 #include "platform/desktop/listview.h"
 #include "platform/desktop/widgets.h"
 #include "platform/text/text.h"
+#include "platform/toolkit/application.h"
 
 namespace desktop {
 
@@ -62,20 +64,87 @@ std::u16string_view Units(const QString& s) {
 
 }  // namespace
 
-void Window::Hands::After() {
+Input::Input(toolkit::Form& form, FormView& view) : form_(form), view_(view) {
+  view_.Root().installEventFilter(this);
+  for (Control* control : form.Controls()) {
+    Listen(*view_.WidgetOf(*control), *control);
+  }
+}
+
+void Input::SetDeaf(bool deaf) {
+  deaf_ = deaf;
+  pressed_ = nullptr;
+}
+
+// Assistive technology works widgets without keys or mouse; what it does goes
+// to the model as if the user had done it by hand.
+void Input::Listen(QWidget& widget, Control& control) {
+  controls_[&widget] = &control;
+  widget.installEventFilter(this);
+  switch (control.Type()) {
+    case Kind::TextBox: {
+      auto* field = static_cast<TextField*>(&widget);
+      auto& box = static_cast<toolkit::TextBox&>(control);
+      connect(field, &QLineEdit::textChanged, this, [this, &box] {
+        if (!view_.Syncing()) {
+          view_.Apply(box);
+        }
+      });
+      connect(field, &QLineEdit::cursorPositionChanged, this, [this, &box, field](int, int to) {
+        if (!view_.Syncing() && field->hasFocus()) {
+          form_.UserSelect(box, to, to);
+          After();
+        }
+      });
+      break;
+    }
+    case Kind::ListBox: {
+      auto& list = static_cast<toolkit::ListBox&>(control);
+      auto& shown = static_cast<ListView&>(widget);
+      shown.picked = [this, &list](int row) {
+        form_.UserClickRow(list, row);
+        After();
+      };
+      controls_[shown.viewport()] = &control;
+      shown.viewport()->installEventFilter(this);
+      break;
+    }
+    case Kind::CommandButton:
+      connect(static_cast<Button*>(&widget), &QAbstractButton::clicked, this, [this, &control] {
+        form_.UserClick(control);
+        After();
+      });
+      break;
+    case Kind::OptionButton:
+      connect(static_cast<Option*>(&widget), &QAbstractButton::toggled, this,
+              [this, &control](bool on) {
+                if (!view_.Syncing()) {
+                  if (on) {
+                    form_.UserClick(control);
+                  }
+                  view_.Apply(control);
+                  After();
+                }
+              });
+      break;
+    default:
+      break;
+  }
+}
+
+void Input::After() {
   if (!App().ended) {
-    Sync();
+    view_.Sync();
     return;
   }
-  ShowBusy(false);
-  root.hide();
+  view_.Hide();
   QCoreApplication::exit(App().status);
 }
 
-bool Window::Hands::eventFilter(QObject* object, QEvent* event) {
+bool Input::eventFilter(QObject* object, QEvent* event) {
   const auto found = controls_.find(object);
   Control* control = found != controls_.end() ? found->second : nullptr;
-  const bool deaf = asking_ || App().ended;
+  const bool deaf = deaf_ || App().ended;
   switch (event->type()) {
     case QEvent::ShortcutOverride:
       event->accept();
@@ -105,7 +174,7 @@ bool Window::Hands::eventFilter(QObject* object, QEvent* event) {
       return true;
     case QEvent::FocusIn:
       // Only assistive technology gives the focus without the model.
-      if (!syncing_ && !deaf && control != nullptr && control != form_.Focus()) {
+      if (!view_.Syncing() && !deaf && control != nullptr && control != form_.Focus()) {
         if (static_cast<QFocusEvent*>(event)->reason() == Qt::OtherFocusReason) {
           form_.UserFocus(*control);
         }
@@ -114,7 +183,7 @@ bool Window::Hands::eventFilter(QObject* object, QEvent* event) {
       return false;
     case QEvent::Close:
       event->ignore();
-      if (object == &root && !deaf) {
+      if (object == &view_.Root() && !deaf) {
         form_.UserClose();
         After();
       }
@@ -124,7 +193,7 @@ bool Window::Hands::eventFilter(QObject* object, QEvent* event) {
   }
 }
 
-bool Window::Hands::OnKey(const QKeyEvent& event) {
+bool Input::OnKey(const QKeyEvent& event) {
   const Qt::KeyboardModifiers with = event.modifiers();
   const bool shift = with & Qt::ShiftModifier, control = with & Qt::ControlModifier,
              alt = with & Qt::AltModifier;
@@ -168,7 +237,7 @@ bool Window::Hands::OnKey(const QKeyEvent& event) {
   return true;
 }
 
-void Window::Hands::OnCharacters(const QString& characters) {
+void Input::OnCharacters(const QString& characters) {
   const std::u16string_view units = Units(characters);
   for (std::size_t i = 0; i < units.size() && !App().ended;) {
     const bool pair = text::IsHighSurrogate(units[i]) && i + 1 < units.size() &&
@@ -184,7 +253,7 @@ void Window::Hands::OnCharacters(const QString& characters) {
   }
 }
 
-bool Window::Hands::OnMouse(Control* control, QMouseEvent& event) {
+bool Input::OnMouse(Control* control, QMouseEvent& event) {
   if (control == nullptr) {
     pressed_ = nullptr;
     return true;
@@ -194,7 +263,7 @@ bool Window::Hands::OnMouse(Control* control, QMouseEvent& event) {
       if (pressed_ == control && event.buttons() & Qt::LeftButton) {
         if (control->Type() == Kind::TextBox) {
           OnTextMouse(static_cast<toolkit::TextBox&>(*control), event);
-        } else if (auto* button = dynamic_cast<QAbstractButton*>(widgets_.at(control))) {
+        } else if (auto* button = dynamic_cast<QAbstractButton*>(view_.WidgetOf(*control))) {
           button->setDown(button->rect().contains(event.position().toPoint()));
         }
       }
@@ -213,11 +282,11 @@ bool Window::Hands::OnMouse(Control* control, QMouseEvent& event) {
   }
 }
 
-void Window::Hands::OnPress(Control& control, const QMouseEvent& event) {
+void Input::OnPress(Control& control, const QMouseEvent& event) {
   // Two quick presses on different things are no double click.
   const bool again = event.type() == QEvent::MouseButtonDblClick && pressed_ == &control;
   pressed_ = &control;
-  QWidget& widget = *widgets_.at(&control);
+  QWidget& widget = *view_.WidgetOf(control);
   switch (control.Type()) {
     case Kind::TextBox:
       OnTextMouse(static_cast<toolkit::TextBox&>(control), event);
@@ -243,8 +312,8 @@ void Window::Hands::OnPress(Control& control, const QMouseEvent& event) {
   }
 }
 
-void Window::Hands::OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event) {
-  auto& field = static_cast<TextField&>(*widgets_.at(&box));
+void Input::OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event) {
+  auto& field = static_cast<TextField&>(*view_.WidgetOf(box));
   const int at = field.cursorPositionAt(event.position().toPoint());
   const bool focused = form_.Focus() == &box;
   if (event.type() == QEvent::MouseMove) {
@@ -272,11 +341,11 @@ void Window::Hands::OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event)
   After();
 }
 
-void Window::Hands::OnRelease(Control& control, const QMouseEvent& event) {
+void Input::OnRelease(Control& control, const QMouseEvent& event) {
   if (pressed_ != &control || control.Type() == Kind::TextBox || control.Type() == Kind::ListBox) {
     return;
   }
-  QWidget& widget = *widgets_.at(&control);
+  QWidget& widget = *view_.WidgetOf(control);
   const bool inside = widget.rect().contains(event.position().toPoint());
   if (auto* button = dynamic_cast<QAbstractButton*>(&widget)) {
     button->setDown(false);
@@ -287,12 +356,12 @@ void Window::Hands::OnRelease(Control& control, const QMouseEvent& event) {
   }
 }
 
-void Window::Hands::OnContextMenu(Control* control, const QContextMenuEvent& event) {
+void Input::OnContextMenu(Control* control, const QContextMenuEvent& event) {
   if (control == nullptr || control->Type() != Kind::TextBox) {
     return;
   }
   auto& box = static_cast<toolkit::TextBox&>(*control);
-  auto& field = static_cast<TextField&>(*widgets_.at(control));
+  auto& field = static_cast<TextField&>(*view_.WidgetOf(*control));
   if (form_.Focus() != &box) {
     form_.UserClick(box, field.cursorPositionAt(event.pos()));
     After();
@@ -300,7 +369,7 @@ void Window::Hands::OnContextMenu(Control* control, const QContextMenuEvent& eve
       return;
     }
   }
-  auto* menu = new QMenu(&root);
+  auto* menu = new QMenu(&view_.Root());
   menu->setAttribute(Qt::WA_DeleteOnClose);
   menu->setFont(BoxFont());
   auto add = [&](const char* name, bool enabled, const std::function<void()>& act) {
@@ -316,7 +385,8 @@ void Window::Hands::OnContextMenu(Control* control, const QContextMenuEvent& eve
   menu->addSeparator();
   add("&Taglia", open && selection, [this] { form_.UserCut(); });
   add("&Copia", selection, [this] { form_.UserCopy(); });
-  add("&Incolla", open && !window_.Clipboard().empty(), [this] { form_.UserPaste(); });
+  add("&Incolla", open && !QGuiApplication::clipboard()->text().isEmpty(),
+      [this] { form_.UserPaste(); });
   menu->addSeparator();
   add("&Seleziona tutto", !box.Text().empty(), [this] { form_.UserSelectAll(); });
   menu->popup(event.reason() == QContextMenuEvent::Keyboard

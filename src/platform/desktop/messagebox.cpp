@@ -1,0 +1,137 @@
+#include "platform/desktop/messagebox.h"
+
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QTimer>
+#include <algorithm>
+
+#include "platform/desktop/look.h"
+
+namespace desktop {
+
+namespace {
+
+// Property of a box's button: the code that it answers.
+constexpr const char* kAnswer = "answer";
+
+// A message box that Escape and the frame's button close only where they have
+// an answer to give; Qt would take "No" for one.
+class Box : public QMessageBox {
+ public:
+  Box(QWidget* parent, bool escapable) : QMessageBox(parent), escapable_(escapable) {}
+
+ protected:
+  // Qt widens a box for its title only by the box's own font and up to a part of
+  // the screen, but desktops draw titles bold and between buttons.
+  bool event(QEvent* event) override {
+    const bool taken = QMessageBox::event(event);
+    if (event->type() == QEvent::Show || event->type() == QEvent::LayoutRequest) {
+      QFont face = font();
+      face.setBold(true);
+      const int wanted = std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) + 120,
+                                  screen()->availableSize().width() - 40);
+      if (width() < wanted) {
+        setFixedWidth(wanted);
+        adjustPosition(parentWidget());
+      }
+    }
+    return taken;
+  }
+  void keyPressEvent(QKeyEvent* event) override {
+    if (escapable_ || !event->matches(QKeySequence::Cancel)) {
+      QMessageBox::keyPressEvent(event);
+    }
+  }
+  void closeEvent(QCloseEvent* event) override {
+    if (escapable_) {
+      QMessageBox::closeEvent(event);
+    } else {
+      event->ignore();
+    }
+  }
+
+ private:
+  bool escapable_;
+};
+
+// A path too long for a line may go on in the next one after each slash.
+QString Breakable(QString text) {
+  if (text.contains(QRegularExpression("\\S{60}"))) {
+    text.replace(QRegularExpression(R"(([/\\]))"), QString::fromUtf8("\\1\u200B"));
+  }
+  return text;
+}
+
+QMessageBox::ButtonRole RoleOf(int code) {
+  switch (code) {
+    case toolkit::kYes:
+      return QMessageBox::YesRole;
+    case toolkit::kNo:
+      return QMessageBox::NoRole;
+    case toolkit::kCancel:
+      return QMessageBox::RejectRole;
+    default:
+      return QMessageBox::AcceptRole;
+  }
+}
+
+QMessageBox::Icon IconOf(toolkit::MessageIcon icon) {
+  switch (icon) {
+    case toolkit::MessageIcon::Critical:
+      return QMessageBox::Critical;
+    case toolkit::MessageIcon::Question:
+      return QMessageBox::Question;
+    case toolkit::MessageIcon::Information:
+      return QMessageBox::Information;
+    case toolkit::MessageIcon::None:
+      break;
+  }
+  return QMessageBox::NoIcon;
+}
+
+}  // namespace
+
+int ShowMessage(QWidget* parent, const toolkit::Message& message,
+                const std::function<void(QMessageBox&)>& whenUp) {
+  Box box(parent, message.escape != 0);
+  box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                     Qt::WindowSystemMenuHint |
+                     (message.escape != 0 ? Qt::WindowCloseButtonHint : Qt::WindowFlags()));
+  box.setFont(BoxFont());
+  box.setWindowTitle(Display(message.title));
+  box.setTextFormat(Qt::PlainText);
+  box.setText(Breakable(DisplayLines(message.text)));
+  box.setIcon(IconOf(message.icon));
+  for (const toolkit::MessageButton& button : message.buttons) {
+    QPushButton* made = box.addButton(Display(button.caption), RoleOf(button.code));
+    made->setProperty(kAnswer, button.code);
+    if (&button == &message.buttons.front()) {
+      box.setDefaultButton(made);
+    }
+    if (button.code == message.escape) {
+      box.setEscapeButton(made);
+    }
+  }
+  QTimer::singleShot(0, &box, [&] { whenUp(box); });
+  box.exec();
+  // No button where the whole application is being closed from outside: what
+  // does least is the last one.
+  return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
+         : message.escape != 0          ? message.escape
+                                        : message.buttons.back().code;
+}
+
+QAbstractButton* AnswerButton(const QMessageBox& box, int code) {
+  for (QAbstractButton* button : box.buttons()) {
+    if (button->property(kAnswer).toInt() == code) {
+      return button;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace desktop

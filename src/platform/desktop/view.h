@@ -1,0 +1,81 @@
+// The form on the screen: a widget for each control, brought in line with the
+// model. Nothing here answers the user (input.h).
+#pragma once
+
+#include <QWidget>
+#include <chrono>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "platform/toolkit/control.h"
+#include "platform/toolkit/form.h"
+
+namespace desktop {
+
+using toolkit::Control;
+
+// The form's window. Where the focused control goes away, Qt is told to look for no
+// other one, which a screen reader would name before the model's comes.
+class Surface : public QWidget {
+ protected:
+  bool focusNextPrevChild(bool) override { return true; }
+};
+
+class FormView : public QObject {
+ public:
+  // Makes the widgets of a form that has been built. They show nothing before
+  // the first Sync.
+  explicit FormView(toolkit::Form& form);
+  ~FormView() override;
+
+  // Shows the window at the form's place, smaller than designed where it would
+  // not fit the screen.
+  void Show();
+  void Hide();
+  bool Shown() const { return shown_; }
+  // Brings everything that has changed in the model onto the screen.
+  void Sync();
+  // The same for one control, changed or not.
+  void Apply(Control& control);
+  // Sync, and paints before it returns. Does nothing when the last time is less
+  // than a frame of the screen ago.
+  void Repaint();
+  // True while widgets are being changed: what they report is our own doing.
+  bool Syncing() const { return syncing_; }
+
+  QWidget& Root() { return root_; }
+  // Null for a control that isn't the form's.
+  QWidget* WidgetOf(const Control& control) const;
+  // As Window::ShowRow.
+  std::optional<QPoint> ShowRow(const toolkit::ListBox& list, int row);
+  // The waiting cursor, on or off; Sync sets it by the model.
+  void ShowBusy(bool busy);
+
+ private:
+  void Make(Control& control);
+  void TellLabels(const Control& label);
+  void ApplyFocus();
+  QSize InnerSize() const;  // twips
+  double ZoomToFit() const;
+  void FollowScreen();
+
+  toolkit::Form& form_;
+  std::unordered_map<const Control*, QWidget*> widgets_;
+  std::unordered_map<const Control*, std::vector<Control*>> labelled_;
+
+  // Changed, but in a hidden frame: their widgets follow when the frame shows.
+  // Most of the form is hidden when it starts.
+  std::vector<Control*> waiting_;
+  bool shown_ = false;
+  bool busy_ = false;
+  bool syncing_ = false;
+  const Control* focus_ = nullptr;
+  std::chrono::steady_clock::time_point painted_;
+  std::pair<int, int> formSize_;  // that the window's size was made for
+  QMetaObject::Connection screenChanges_;
+  Surface root_;  // the last member: its end still raises events
+};
+
+}  // namespace desktop

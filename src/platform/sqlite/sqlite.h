@@ -1,0 +1,154 @@
+// SQLite: a connection, a statement, and failures with an Italian text. The
+// only code that includes SQLite's own header is this folder's.
+//
+// One thread. Statements end before their connection. What fails throws Error,
+// and std::bad_alloc where memory is exhausted.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace sqlite {
+
+enum class Cause {
+  kSyntax,        // the SQL text isn't one statement that SQLite understands
+  kBusy,          // another program held its lock for too long
+  kReadOnly,      // file or folder can't be written
+  kNotADatabase,  // or a damaged one
+  kFull,          // the disk has no room left
+  kOpen,          // the file can't be opened
+  kIo,            // reading or writing the disk failed
+  kFolderSync,    // the same, once a commit was done, on synchronising the folder
+  kDuplicateKey,  // a unique index refuses the row
+  kInterrupted,   // Connection::Interrupt
+  kOther,
+};
+
+class Error : public std::runtime_error {
+ public:
+  Error(sqlite::Cause cause, std::u16string text);
+  sqlite::Cause Cause() const { return cause_; }
+  // An Italian sentence for the user that names the file; what() is the same in
+  // UTF-8.
+  const std::u16string& Text() const { return text_; }
+
+ private:
+  sqlite::Cause cause_;
+  std::u16string text_;
+};
+
+enum class Mode { kRead, kWrite };
+
+class Connection {
+ public:
+  // Opens a file, which must exist; SQLite reads nothing of it yet. `name` is
+  // what messages call it. A lock of another program is waited for, up to 5
+  // seconds. A text in double quotes is a name and nothing else, and the file's
+  // views and triggers can't run functions with side effects.
+  Connection(const std::filesystem::path& file, Mode mode, const std::filesystem::path& name);
+  Connection(const std::filesystem::path& file, Mode mode) : Connection(file, mode, file) {}
+
+  const std::u16string& Name() const { return name_; }
+
+  // Runs statements up to the end of the text; rows they answer are dropped.
+  void Run(std::string_view sql);
+  // First column of the first row; 0 or empty where there is none.
+  std::int64_t Number(std::string_view sql);
+  std::string Text(std::string_view sql);
+
+  bool ReadOnly() const;
+  bool InTransaction() const;
+  // Rows that the last INSERT, UPDATE or DELETE has touched.
+  int Changes() const;
+  // Throws an Error as SQLite's own of that cause.
+  [[noreturn]] void Fail(Cause cause) const;
+  // Does nothing outside of a transaction.
+  void Rollback() noexcept;
+
+  // Names of a table's columns, in its order; none where there is no such table.
+  std::vector<std::string> Columns(std::string_view table);
+  // The name of the collation that the column was declared with.
+  std::string Collation(const std::string& table, const std::string& column);
+  // What is amiss in the file's pages and indexes, in SQLite's words.
+  std::vector<std::string> Damages();
+  // Copies the whole database, as it is at one moment, over that of `to`.
+  void CopyTo(Connection& to);
+
+ private:
+  friend class Statement;
+  struct Close {
+    void operator()(sqlite3* handle) const;
+  };
+
+  // Throws what SQLite's result code means.
+  [[noreturn]] void Fail(int code);
+
+  std::u16string name_;
+  std::unique_ptr<sqlite3, Close> handle_;
+};
+
+// A value's type in the row, numbers in SQLite's order.
+enum class Type { kInteger = 1, kReal = 2, kText = 3, kBlob = 4, kNull = 5 };
+
+// One prepared statement; empty until one is moved into it. Texts are UTF-8,
+// passed on as they are even where they aren't valid.
+class Statement {
+ public:
+  Statement() = default;
+  // Throws kSyntax where `sql` isn't exactly one statement.
+  Statement(Connection& connection, std::string_view sql);
+  // Prepares the first statement of `sql`, which may have none, and takes it off
+  // the front of `sql`.
+  static Statement First(Connection& connection, std::string_view& sql);
+
+  explicit operator bool() const { return handle_ != nullptr; }
+
+  // Parameters count from 1 and stay bound; a running statement takes none. The
+  // text bound by Bind must live until the run has ended; of what the other two
+  // bind a copy is kept.
+  Statement& Bind(int parameter, std::string_view text);
+  Statement& BindCopy(int parameter, std::string_view text);
+  Statement& BindBlob(int parameter, std::string_view bytes);
+  Statement& Bind(int parameter, std::int64_t number);
+  Statement& BindNull(int parameter);
+
+  // The next row, or false after the last one. At the end, and when it fails,
+  // the statement is reset and can run again.
+  bool Next();
+  // Ends the run.
+  void Reset() noexcept;
+
+  // Columns of the row count from 0. Views are good until the next call on the
+  // statement, or on that column with another type.
+  int ColumnCount() const;
+  std::string_view ColumnName(int column) const;
+  sqlite::Type Type(int column) const;
+  // A number as its text. Nothing for Null.
+  std::optional<std::string_view> Text(int column) const;
+  // The same with Null as the empty text.
+  std::string_view Bytes(int column) const { return Text(column).value_or(std::string_view()); }
+  std::string_view Blob(int column) const;
+  std::int64_t Number(int column) const;
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* handle) const;
+  };
+  Statement& Bound(int code);
+  Connection* connection_ = nullptr;
+  std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+};
+
+// A name for an SQL text, in double quotes.
+std::string Identifier(std::string_view name);
+
+}  // namespace sqlite
