@@ -14,7 +14,8 @@ set(allowed
     platform/toolkit/application.h
     platform/toolkit/control.h
     platform/toolkit/conversion.h
-    platform/toolkit/form.h)
+    platform/toolkit/form.h
+    platform/toolkit/keys.h)
 
 # The folder's name may hold what means something in a pattern or a list.
 string(REGEX REPLACE "([[*?])" "[\\1]" pattern "${SOURCE}")

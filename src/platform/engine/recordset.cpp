@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "platform/engine/name_order.h"
 #include "platform/text/text.h"
 
 namespace engine {
@@ -94,6 +95,19 @@ bool RecordsetState::StepLive(sqlite::Statement* statement) {
   return row;
 }
 
+bool RecordsetState::TakeOver(sqlite::Statement* statement) {
+  if (live_ == nullptr || live_ == statement) {
+    return StepLive(statement);
+  }
+  const bool row = Use().Step(*statement);
+  live_->Reset();
+  live_ = statement;
+  if (!row) {
+    EndLive();
+  }
+  return row;
+}
+
 void RecordsetState::EndLive() noexcept {
   if (live_ != nullptr) {
     live_->Reset();
@@ -140,6 +154,13 @@ bool RecordsetState::Eof() {
   return place_ == Place::kEof || place_ == Place::kEmpty;
 }
 
+std::vector<std::u16string>::const_iterator RecordsetState::FindColumn(
+    std::u16string_view name) const {
+  const std::u16string upper = text::Upper(name);
+  return std::find_if(columns_.begin() + 1, columns_.end(),
+                      [&](const auto& column) { return text::Upper(column) == upper; });
+}
+
 int RecordsetState::Column(std::u16string_view name) {
   // A loop asks for the same names in the same order, row by row.
   for (std::size_t tried = 0; tried < asked_.size(); ++tried) {
@@ -149,9 +170,7 @@ int RecordsetState::Column(std::u16string_view name) {
       return column;
     }
   }
-  const std::u16string upper = text::Upper(name);
-  const auto found = std::find_if(columns_.begin() + 1, columns_.end(),
-                                  [&](const auto& c) { return text::Upper(c) == upper; });
+  const auto found = FindColumn(name);
   if (found == columns_.end()) {
     FailForTable(kNoColumn, u"manca la colonna " + std::u16string(name));
   }
@@ -483,9 +502,48 @@ void TableState::ColumnWritten(int column, StoredValue&& value) noexcept {
 // ---- Queries
 
 QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string table,
-                       const std::string& rest)
+                       const std::string& rest, std::vector<std::string> order)
     : RecordsetState(std::move(database), std::move(table)), query_(Prepared(from_ + rest)) {
   NameColumns(query_);
+  if (!order.empty() && std::ranges::all_of(order, [this](const std::string& column) {
+        return FindColumn(text::FromUtf8(column)) != columns_.end() && !Use().IsKey(table_, column);
+      })) {
+    names_ = std::move(order);
+    std::string sql = "SELECT rowid";
+    for (const std::string& name : names_) {
+      sql += ", " + Identifier(name);
+    }
+    query_ = Prepared(sql + " FROM " + Identifier(table_));
+    by_row_ = {Prepared(from_ + " WHERE rowid = ?1"), Prepared(from_ + " WHERE ?1 = rowid")};
+  }
+}
+
+// SQLite goes through an index on the names where there is one, which is nearly their
+// order. The first row met stays open, so that nobody writes before the walk begins.
+void QueryState::FetchByNames() {
+  NameOrder order;
+  bool first = true;
+  try {
+    for (; Use().Step(*query_); first = false) {
+      const std::int64_t row = query_->Number(0);
+      if (first) {
+        Use().Bind(*by_row_[0], 1, row);
+        StepLive(by_row_[0]);
+      }
+      order.AddRow(row);
+      for (int i = 1; i <= static_cast<int>(names_.size()); ++i) {
+        order.AddText(query_->Bytes(i));
+      }
+    }
+    rows_ = order.Sorted();
+    deleted_.reserve(rows_.size());  // RowDeleted can't fail
+  } catch (...) {
+    query_->Reset();
+    rows_.clear();
+    EndLive();
+    throw;
+  }
+  complete_ = true;
 }
 
 // Meets one more row; false when there is none.
@@ -495,6 +553,10 @@ bool QueryState::Fetch() {
   }
   if (complete_) {
     return false;
+  }
+  if (!names_.empty()) {
+    FetchByNames();
+    return !rows_.empty();
   }
   const bool begun = !rows_.empty();
   try {
@@ -531,7 +593,11 @@ void QueryState::Suspend() noexcept {
 void QueryState::Arrive(std::size_t at) {
   // The running query stands on the last row met, where a move goes while it
   // runs.
-  if (live_ != query_) {
+  if (live_ != nullptr && !names_.empty()) {
+    sqlite::Statement* const next = by_row_[live_ == by_row_[0] ? 1 : 0];
+    Use().Bind(*next, 1, rows_[at]);
+    TakeOver(next);
+  } else if (live_ != query_) {
     EndLive();
   }
   at_ = at;

@@ -89,12 +89,17 @@ class RecordsetState {
   };
 
   Connection& Use() { return database_->Use(); }
+  // The end of columns_ where there is no such column.
+  std::vector<std::u16string>::const_iterator FindColumn(std::u16string_view name) const;
   // The columns are those of any statement that begins with from_.
   void NameColumns(sqlite::Statement* any);
   // The statement of this text, prepared once.
   sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
   bool StepLive(sqlite::Statement* statement);
+  // The same with the live one ended only after the step, so that no other program can
+  // write in between.
+  bool TakeOver(sqlite::Statement* statement);
   void EndLive() noexcept;
 
   // Must be passed before place_ means anything.
@@ -193,7 +198,10 @@ class TableState : public RecordsetState {
 
 class QueryState : public RecordsetState {
  public:
-  QueryState(std::shared_ptr<DatabaseState> database, std::string table, const std::string& rest);
+  // Where `rest` does nothing but order by columns, these are `order`. If none of them is
+  // a key, the rows come in the order of NameOrder, and are fixed at the first move.
+  QueryState(std::shared_ptr<DatabaseState> database, std::string table, const std::string& rest,
+             std::vector<std::string> order);
 
   void Suspend() noexcept override;
   void MoveFirst() override;
@@ -204,12 +212,15 @@ class QueryState : public RecordsetState {
   void RowDeleted() noexcept override;
 
   bool Fetch();
+  void FetchByNames();
   bool Deleted(std::size_t at) const { return at < deleted_.size() && deleted_[at]; }
   void Arrive(std::size_t at);
 
   sqlite::Statement* query_;
-  std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
-  std::vector<bool> deleted_;       // by this recordset; empty while the query runs
+  std::vector<std::string> names_;                 // columns that NameOrder sorts by, if any
+  std::array<sqlite::Statement*, 2> by_row_ = {};  // then: one row each, in turns
+  std::vector<std::int64_t> rows_;                 // those met, then, once suspended, all
+  std::vector<bool> deleted_;                      // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;
   std::size_t at_ = 0;
   bool complete_ = false;
