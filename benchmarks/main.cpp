@@ -19,12 +19,14 @@
 #include "exchange.h"
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#include "lifecycle/lifecycle.h"
 #include "measure.h"
 #include "platform/desktop/look.h"
 #include "platform/engine/engine.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/text/text.h"
 #include "program.h"
+#include "selection/selection.h"
 #include "table.h"
 
 namespace bench {

@@ -13,7 +13,6 @@ set(allowed
     platform/text/text.h
     platform/toolkit/application.h
     platform/toolkit/control.h
-    platform/toolkit/conversion.h
     platform/toolkit/form.h
     platform/toolkit/keys.h)
 

@@ -1,23 +1,24 @@
 #!/usr/bin/env bash
-# Tries the package that ../package built: lintian and the validators; then, in a
-# bare Debian 12 of its own, installation, programs, first start and removal.
-#     packaging/prova.sh [FILE.deb]
-# As root, with this machine's apt settings. Leaves a picture of the first start
-# beside the package.
+# Tries what ../package builds. In a bare Debian 12 of its own it builds the packages
+# twice: under umask 077 in a folder with an unlikely name, and under 022 in another
+# one; they must be equal byte for byte. Then lintian and the validators, and in a second
+# bare Debian installation, permissions, programs, first start and removal.
+#     packaging/prova.sh [FILE.deb]      with a package given, builds none
+# As root, with this machine's apt settings. Leaves what it built, and a picture of the
+# first start, in build/prova.
 set -eu
 cd "$(dirname "$0")/.."
 . tools/packages.sh
-deb=$(realpath "${1:-$(ls -t build/package/anagparc_*.deb | head -1)}")
 
 # With mounts and processes of its own: whatever happens, they end with the script.
 if [ -z "${PROVA_INSIDE:-}" ]; then
-  install_packages "${trial[@]}"
-  PROVA_INSIDE=1 exec unshare --mount --pid --fork --kill-child --mount-proc "$0" "$deb"
+  install_packages "${checking[@]}" "${trial[@]}"
+  PROVA_INSIDE=1 exec unshare --mount --pid --fork --kill-child --mount-proc "$0" "$@"
 fi
 
-work=$(mktemp -d)
-root=$work/debian
-trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$work"' EXIT
+out=$PWD/build/prova work=$(mktemp -d)
+trap 'rm -rf --one-file-system "$work"' EXIT
+mkdir -p "$out"
 
 failed=0
 check() { # WHAT COMMAND...
@@ -29,24 +30,66 @@ check() { # WHAT COMMAND...
 }
 log() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }; }
 
-dpkg-deb -x "$deb" "$work/files"
-check "lintian" lintian --allow-root --fail-on error,warning "$deb"
-check "AppStream metadata" appstreamcli validate --no-net "$work"/files/usr/share/metainfo/*.xml
-check "desktop entry" desktop-file-validate "$work/files/usr/share/applications/anagparc.desktop"
-
-echo "Laying a bare Debian 12..."
-mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Codename: bookworm' | sort -u | head -1)
-log debootstrap --variant=minbase bookworm "$root" "$mirror"
-cp -a /etc/apt/. "$root/etc/apt/"
-cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
-rm -f "$root/etc/apt/sources.list"
-[ ! -e /etc/apt/sources.list ] || cp /etc/apt/sources.list "$root/etc/apt/"
-mount -t proc proc "$root/proc"
-printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # no services
-chmod +x "$root/usr/sbin/policy-rc.d"
-
 clean=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8)
 system() { chroot "$root" "${clean[@]}" HOME=/root DEBIAN_FRONTEND=noninteractive "$@"; }
+
+lay_debian() { # FOLDER, which becomes $root
+  root=$1
+  echo "Laying a bare Debian 12..."
+  local mirror
+  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Codename: bookworm' | sort -u | head -1)
+  log debootstrap --variant=minbase bookworm "$root" "$mirror"
+  cp -a /etc/apt/. "$root/etc/apt/"
+  cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
+  rm -f "$root/etc/apt/sources.list"
+  [ ! -e /etc/apt/sources.list ] || cp /etc/apt/sources.list "$root/etc/apt/"
+  mount -t proc proc "$root/proc"
+  printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # no services
+  chmod +x "$root/usr/sbin/policy-rc.d"
+}
+
+build() { # UMASK FOLDER TO: the packages, from a copy of the sources made there
+  mkdir -p "$3"
+  log tar -c --exclude=./build --exclude=./.git -f "$work/sources.tar" .
+  system bash -c 'umask $1 && mkdir -p "$2" && cd "$2" && tar -x --no-same-permissions && ./package' \
+    bash "$1" "$2" <"$work/sources.tar" && mv "$root/$2"/build/package/* "$3"
+}
+
+if [ $# -gt 0 ]; then
+  deb=$(realpath "$1")
+else
+  lay_debian "$work/builder"
+  rm -rf "$out/077" "$out/022"
+  check "package under umask 077" build 077 "/srv/è l'ufficio (1) & co" "$out/077"
+  check "package under umask 022" build 022 /srv/altrove "$out/022"
+  for file in "$out"/077/*.deb; do
+    check "the same bytes: ${file##*/}" cmp "$file" "$out/022/${file##*/}"
+  done
+  umount "$root/proc"
+  deb=$(ls "$out"/077/anagparc_*.deb)
+  [ $failed -eq 0 ] || exit 1
+fi
+
+files=$work/files
+dpkg-deb -x "$deb" "$files"
+manual=/usr/share/anagparc/manuale/manuale.html
+broken_links() { # of the manual, its pictures among them
+  grep -oE '(href|src)="[^"]*' "$files$manual" | cut -d'"' -f2 | sort -u |
+    while read -r link; do
+      case $link in
+        '#'*) grep -q "id=\"${link#\#}\"" "$files$manual" ;;
+        *) [ -s "$files${manual%/*}/$link" ] ;;
+      esac || echo "$link"
+    done
+}
+check "lintian" lintian --allow-root --fail-on error,warning "$deb"
+check "AppStream metadata" appstreamcli validate --no-net "$files"/usr/share/metainfo/*.xml
+check "desktop entry" desktop-file-validate "$files/usr/share/applications/anagparc.desktop"
+check "the manual's links and pictures" diff /dev/null <(broken_links)
+check "permissions" diff /dev/null <(dpkg-deb -c "$deb" |
+  grep -Ev '^((drwxr-xr-x|-rw-r--r--|lrwxrwxrwx) root/root |-rwxr-xr-x root/root .* \./usr/bin/)')
+
+lay_debian "$work/debian"
 user() {
   chroot --userspec=prova:prova "$root" "${clean[@]}" HOME=/home/prova \
     XDG_RUNTIME_DIR=/tmp/sessione DISPLAY="${DISPLAY:-}" "$@"
@@ -68,24 +111,33 @@ cp "$deb" "$root/tmp/anagparc.deb"
 check "installation" apt install /tmp/anagparc.deb
 check "the package's files are whole" diff /dev/null <(system dpkg --verify anagparc)
 for file in bin/anagparc bin/anagparc-archivio share/anagparc/SQ4RXXXX.MDB \
-  share/applications/anagparc.desktop share/icons/hicolor/scalable/apps/anagparc.svg \
+  share/anagparc/manuale/manuale.html share/applications/anagparc.desktop share/icons/hicolor/scalable/apps/anagparc.svg \
   share/icons/hicolor/16x16/apps/anagparc.png share/icons/hicolor/64x64/apps/anagparc.png \
   share/man/it/man1/anagparc.1.gz share/man/it/man1/anagparc-archivio.1.gz \
   share/metainfo/invalid.localhost.anagparc.metainfo.xml \
   share/doc/anagparc/copyright share/doc/anagparc/changelog.gz; do
   check "/usr/$file" test -s "$root/usr/$file"
 done
+check "all is readable to an ordinary user" user sh -c 'dpkg -L anagparc | xargs stat >/dev/null &&
+  cat /usr/share/anagparc/manuale/figure/*.png /usr/share/doc/anagparc/manuale/*.html >/dev/null'
 check "template in order" user anagparc-archivio verifica /usr/share/anagparc/SQ4RXXXX.MDB
 check "crea" user anagparc-archivio crea /tmp/prova --dimostrazione 20
 check "verifica" user anagparc-archivio verifica /tmp/prova/S7702015.MDB
 
+no_display() { # COMMAND...: a message and status 1
+  "$@" 2>"$work/message"
+  [ $? -eq 1 ] && grep 'schermo' "$work/message"
+}
+check "no display" no_display user env -u DISPLAY anagparc
+check "dead display" no_display user env DISPLAY=:4711 anagparc
+
 # The window, on a display outside.
 Xvfb -displayfd 3 -screen 0 1366x768x24 -fbdir "$work" 3>"$work/display" 2>"$work/xvfb" &
-for _ in $(seq 100); do [ -s "$work/display" ] && break || sleep 0.1; done
+until [ -s "$work/display" ]; do sleep 0.1; done
 DISPLAY=:$(cat "$work/display")
 export DISPLAY
 from_menu() { # starts the menu's entry
-  user sh -c "exec $(sed -n 's/^Exec=//p' "$root/usr/share/applications/anagparc.desktop")" \
+  user sh -c "exec $(sed -n '0,/^Exec=/s///p' "$root/usr/share/applications/anagparc.desktop")" \
     >"$work/program" 2>&1 &
   program=$!
 }
@@ -98,7 +150,7 @@ user sh -c 'cd; find . | sort' >"$work/home"
 from_menu
 check "first start: the message" window "Controllo procedura 770/2015 Semplificato"
 sleep 1
-picture=${deb%/*}/primo-avvio.xwd
+picture=$out/primo-avvio.xwd
 cp "$work/Xvfb_screen0" "$picture" # needs X's format: convert primo-avvio.xwd FILE.png
 xdotool windowfocus --sync "$found" key Return || true
 ended() { timeout 20 tail --pid="$program" -f /dev/null && wait "$program"; }

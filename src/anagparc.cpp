@@ -4,9 +4,45 @@
 #include <QApplication>
 #include <QIcon>
 #include <QTimer>
+#include <cstdio>
+#include <cstdlib>
 
 #include "platform/desktop/desktop.h"
 #include "platform/text/text.h"
+#include "version.h"
+
+namespace {
+
+std::string earlyMessages;  // of Qt, while it looks for the display
+
+[[noreturn]] void EndWithoutDisplay() {
+  std::string asked;
+  for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
+    if (const char* value = std::getenv(name)) {
+      asked += (asked.empty() ? "" : ", ") + std::string(name) + "=" + value;
+    }
+  }
+  if (asked.empty()) {
+    asked = "DISPLAY e WAYLAND_DISPLAY mancano";
+  }
+  std::fprintf(stderr,
+               "anagparc %s: impossibile aprire lo schermo (%s).\n"
+               "Avviare il programma dal desktop, o correggere queste variabili. "
+               "Per Wayland occorre il pacchetto qt6-wayland.\n",
+               kVersion, asked.c_str());
+  std::_Exit(EXIT_FAILURE);
+}
+
+// Takes what Qt says until there is a display: where there is none, Qt has a last word and
+// aborts.
+void HearQt(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (type == QtFatalMsg) {
+    EndWithoutDisplay();
+  }
+  earlyMessages += qFormatLogMessage(type, context, message).toStdString() + '\n';
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   std::string commandLine;
@@ -14,7 +50,14 @@ int main(int argc, char** argv) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
   }
   int one = 1;  // nothing of it is for Qt
+  qInstallMessageHandler(HearQt);
   QApplication application(one, argv);
+  qInstallMessageHandler(nullptr);
+  if (QApplication::screens().isEmpty()) {
+    EndWithoutDisplay();
+  }
+  std::fputs(earlyMessages.c_str(), stderr);
+  QApplication::setApplicationVersion(kVersion);
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
   toolkit::App().view = &window;

@@ -14,6 +14,8 @@
 #include <thread>
 
 #include "files.h"
+#include "identity/identity.h"
+#include "platform/text/text.h"
 
 namespace archivio {
 namespace {
@@ -26,7 +28,7 @@ constexpr char kHeader[] =
     "CFP,APARC_1,APARC_2,APARC_3,APARC_4,APARC_5,APARC_6,APARC_7,APARC_8,APARC_9,APARC_11,"
     "APARC_12,APARC_13,APARC_14,APARC_16,APARC_17";
 // What follows a code and a name.
-constexpr char kRest[] = ",,,,,,,,,,,,,,";
+constexpr char kRest[] = ",,,00000000,,,,,,,,,,,";
 
 unsigned Mode(const fs::path& file) {
   return static_cast<unsigned>(fs::status(file).permissions());
@@ -221,67 +223,111 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
 }
 
 TEST_F(Archive, EachValueIsTested) {
-  // Column, value, and what is told: "" where it goes in without a word; ! where
-  // no confirmation helps.
+  // Column, value, and how the report ends: "" where it goes in without a word; !
+  // where no confirmation helps.
   const std::array<const char*, 3> cases[] = {
       {"CFP", "00743110157     ", ""},
       {"CFP", "RSSMRA80A01H501X", "codice fiscale formalmente errato"},
       {"CFP", "RSSMRA80A01H501", "lunghezza codice fiscale errata"},
       {"CFP", "00743110158", "partita IVA formalmente errata"},
-      {"CFP", " 00743110157", "partita IVA formalmente errata"},
+      {"CFP", " 12345678903", "partita IVA formalmente errata"},
       {"CFP", "1234567890123456", "lunghezza partita IVA errata"},
       {"CFP", "RSSMRA80A01H501U ", "!codice più lungo di 16 caratteri"},
       {"CFP", "   ", "!manca il codice"},
       {"CFP", "  ESISTE  ", "!codice già presente nell'archivio"},
       {"APARC_1", "ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀ", ""},
       {"APARC_1", "ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀA", "APARC_1 ha più di 30 caratteri"},
-      {"APARC_16", "12", "APARC_16 ha più di 1 carattere"},
+      {"APARC_1", "  ", "APARC_1 è vuoto: manca il cognome o la denominazione"},
+      {"APARC_2", "incollato", ""},
       {"APARC_2", "\xC3(", "!APARC_2 non è un testo UTF-8"},
-      {"APARC_4", "20130229", "APARC_4 non è una data AAAAMMGG"},
-      {"APARC_4", "00000101", "APARC_4 non è una data AAAAMMGG"},
-      {"APARC_4", "201202290", "APARC_4 non è una data AAAAMMGG"},
+      {"APARC_2", "\"due\nrighe\"", "APARC_2 contiene un a capo o un altro carattere di controllo"},
+      {"APARC_10", "di altri", ""},
+      {"APARC_11", "\xC2\x85", "carattere di controllo"},
+      {"APARC_3", "\" \"", ""},
+      {"APARC_3", "m", "APARC_3 non è M, F, uno spazio o vuoto"},
+      {"APARC_4", "19600229", ""},
+      {"APARC_4", "", "APARC_4 non è una data AAAAMMGG né 00000000"},
+      {"APARC_4", "20130229", "APARC_4 non è una data AAAAMMGG né 00000000"},
+      {"APARC_4", "00000101", "APARC_4 non è una data AAAAMMGG né 00000000"},
+      {"APARC_4", "201202290", "APARC_4 non è una data AAAAMMGG né 00000000"},
       {"APARC_6", "EE", ""},
       {"APARC_6", "  ", ""},
       {"APARC_6", "PS", "APARC_6 non è una provincia valida"},
       {"APARC_8", "PS", ""},
       {"APARC_8", "rm", "APARC_8 non è una provincia valida"},
+      {"APARC_9", "A", ""},
+      {"APARC_9", "A ", "APARC_9 non è un codice della sua tabella"},
+      {"APARC_9", "ZZ", "APARC_9 non è un codice della sua tabella"},
+      {"APARC_12", "000", ""},
       {"APARC_14", "002", ""},
       {"APARC_14", "  0", ""},
+      {"APARC_14", "  ", ""},
+      {"APARC_14", "0", "APARC_14 non è un codice di stato estero valido"},
       {"APARC_14", "2", "APARC_14 non è un codice di stato estero valido"},
+      {"APARC_16", "8", ""},
+      {"APARC_16", "9", "APARC_16 non è un codice della sua tabella"},
+      {"APARC_16", "12", "APARC_16 ha più di 1 carattere"},
+      {"APARC_17", "H501", ""},
+      {"APARC_17", "Q999", "APARC_17 non è un codice della sua tabella"},
   };
-  const fs::path file = NewArchive("INSERT INTO PERCPARCELLE (CFP) VALUES (' ESISTE')");
-  const std::string before = Bytes(file);
-  for (const auto& [column, value, expected] : cases) {
-    SetBytes(file, before);
-    std::string row = std::string(kHeader) + "\r\n";
-    std::istringstream names(kHeader);
-    for (std::string name; std::getline(names, name, ',');) {
-      row += name == column ? value : name == "CFP" ? kPerson : "";
-      row += name == "APARC_17" ? "\r\n" : ",";
+  // One file with a row for each, every one with a code of its own.
+  const std::string header = std::string("APARC_10,") + kHeader;
+  std::string rows = header + "\r\n";
+  int number = 100;
+  for (const auto& [column, value, told] : cases) {
+    std::u16string code = u"RSSMRA80A01Z" + text::Decimal(number++) + u'A';
+    for (; CONTROLLOCF(code) == 1; ++code.back()) {
     }
-    const fs::path csv = Csv(row);
-    const bool certain = *expected == '!', good = *expected == '\0';
-    const std::string told = expected + (certain ? 1 : 0), said = Tell({"importa", csv, file});
-    EXPECT_EQ(status_, good ? 0 : 1) << row << said;
-    EXPECT_TRUE(Has(said, told) && said.starts_with("Riga 2 (") == !good) << row << said;
-    EXPECT_EQ(Bytes(file) == before, !good) << row;
-    EXPECT_TRUE(good || Has(Tell({"importa", "--conferma", csv, file}), told)) << row;
-    EXPECT_EQ(status_, certain ? 1 : 0) << row;
+    std::istringstream names(header);
+    for (std::string name; std::getline(names, name, ',');) {
+      rows += name == column      ? value
+              : name == "CFP"     ? text::ToUtf8(code)
+              : name == "APARC_1" ? "ROSSI"
+              : name == "APARC_4" ? "00000000"
+                                  : "";
+      rows += name == "APARC_17" ? "\r\n" : ",";
+    }
+  }
+  const fs::path csv = Csv(rows);
+  const fs::path file = NewArchive("INSERT INTO PERCPARCELLE (CFP) VALUES (' ESISTE')");
+  for (const bool confirmed : {false, true}) {
+    Words call = {"importa", csv, file, "--salta"};
+    if (confirmed) {
+      call.push_back("--conferma");
+      NewArchive("INSERT INTO PERCPARCELLE (CFP) VALUES (' ESISTE')");
+    }
+    std::istringstream said(Tell(call));
+    std::size_t wrong = 0;
+    std::string report;
+    for (const auto& [column, value, told] : cases) {
+      if (*told == '\0') {
+        continue;
+      }
+      const bool certain = *told == '!', refused = certain || !confirmed;
+      wrong += refused ? 1 : 0;
+      std::getline(said, report);
+      EXPECT_TRUE(report.ends_with(told + (certain ? 1 : 0) + std::string(".")) &&
+                  Has(report, refused ? "): " : "), accettata: "))
+          << column << " " << value << ": " << report;
+    }
+    std::getline(said, report);
+    EXPECT_EQ(report, "Percettori aggiunti: " + std::to_string(std::size(cases) - wrong) +
+                          ", aggiornati: 0, righe saltate: " + std::to_string(wrong) + ".");
   }
 }
 
 TEST_F(Archive, WrongRowsAreToldByTheirLines) {
   const std::string rest = std::string(kRest) + "\r\n", vat = "00743110157,";
   const fs::path csv =
-      Csv(std::string("\xEF\xBB\xBF") + kHeader + "\n" + kPerson + ",\"due\nrighe\"" + kRest +
-          "\n\r\n\n" + vat + "a\r\n" + kPerson + ",b" + kRest + "\n" + vat + "\"N" + '\0' + "L\"" +
-          rest + vat + "c" + kRest + ",\r\n" + vat + "\x1B[2Jd" + kRest);
+      Csv(std::string("\xEF\xBB\xBF") + kHeader + "\n" + kPerson + ",una riga" + kRest +
+          "\n\r\n\n" + vat + "\"a\na\"\r\n" + kPerson + ",b" + kRest + "\n" + vat + "\"N" + '\0' +
+          "L\"" + rest + vat + "c" + kRest + ",\r\n" + vat + "d" + kRest);
   const fs::path file = NewArchive(
       "INSERT INTO PERCPARCELLE (CFP, APARC_10, APARC_17) VALUES"
       " ('00743110157    ', 'resta', 'va')");
   const std::string before = Bytes(file);
   const std::string faults =
-      "Riga 6: 2 campi invece di 16.\n"
+      "Riga 5: 2 campi invece di 16.\n"
       "Riga 7 (RSSMRA80A01H501U): lo stesso codice della riga 2.\n"
       "Riga 8 (00743110157): APARC_1 contiene un carattere NUL.\n"
       "Riga 9: 17 campi invece di 16.\n";
@@ -297,7 +343,7 @@ TEST_F(Archive, WrongRowsAreToldByTheirLines) {
   EXPECT_EQ(Sql(file,
                 "SELECT CFP || '|' || APARC_1 || '|' || ifnull(APARC_10, '') || '|' || "
                 "ifnull(APARC_17, 'null') FROM PERCPARCELLE"),
-            "00743110157    |\x1B[2Jd|resta|null\nRSSMRA80A01H501U|due\nrighe||null\n");
+            "00743110157    |d|resta|null\nRSSMRA80A01H501U|una riga||null\n");
 }
 
 TEST_F(Archive, FilesThatCannotBeTrustedAreRefused) {

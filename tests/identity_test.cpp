@@ -63,7 +63,7 @@ TEST(Events, ChecksumOfTheCatalogue) {
       sum = (sum ^ byte) * 0x100000001b3;
     }
   };
-  for (const std::u16string_view line : ANAGPARC::kEventiEccezionali) {
+  for (const std::u16string_view line : regole::kEventiEccezionali) {
     for (const char16_t unit : line) {
       add(unit);
     }

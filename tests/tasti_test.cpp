@@ -11,6 +11,7 @@
 #include "platform/text/text.h"
 #include "platform/toolkit/form.h"
 #include "record/LibrAgg770.h"
+#include "record/record.h"
 
 namespace {
 

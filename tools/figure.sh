@@ -12,6 +12,7 @@ trap 'rm -rf "$dir"' EXIT
 export XDG_RUNTIME_DIR=$dir/session MORVENNA_REGISTRO=$dir/registro.reg
 export QT_LOGGING_RULES=default.warning=false  # the offscreen platform can't hint sizes
 mkdir -p "$out"
+cd "$out"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
 "$bin/anagparc-archivio" crea "$dir/archivi" --dimostrazione 60
@@ -24,24 +25,24 @@ printf '%s\n' 'REGEDIT4' '' '[HKEY_CURRENT_USER\SOFTWARE\CALVENZA\MORVENNA]' \
 # The list, a recipient selected.
 focus List1
 type "MNTPTR"
-screenshot $out/elenco.png
+screenshot elenco.png
 
 # A record; the caret in the date of birth.
 key Enter
 focus Text1(4)
-screenshot $out/scheda.png
+screenshot scheda.png
 
 # Lookup panels.
 click CMDAPRILIST(0)
 type "M"
-screenshot $out/pannello-province.png
+screenshot pannello-province.png
 click CMDAPRILIST(4)
 key Down
 key Down
-screenshot $out/pannello-eventi.png
+screenshot pannello-eventi.png
 click CMDAPRILIST(5)
 type "SPERLO"
-screenshot $out/pannello-comuni.png
+screenshot pannello-comuni.png
 key Escape
 click cmdselprec
 
@@ -54,7 +55,7 @@ key Tab
 type "ROSSI"
 key Tab
 type "MARIO"
-screenshot $out/inserimento.png
+screenshot inserimento.png
 click CmdInserimento(1)
 
 # A change of code.
@@ -62,7 +63,7 @@ focus List1
 type "MNTPTR"
 access C
 type "MNTPTR57M24F205H"
-screenshot $out/cambio-codice.png
+screenshot cambio-codice.png
 access A
 
 # A province that isn't there, refused on saving.
@@ -73,7 +74,7 @@ key Backspace
 key Backspace
 type "XX"
 click cmdmemorizza
-screenshot $out/errore.png
+screenshot errore.png
 SCRIPT
 
 # The window on other screens: scala_100.png, _150, _200, and the small screen
@@ -87,7 +88,7 @@ focus List1
 type "MNTPTR"
 key Enter
 focus Text1(4)
-screenshot $out/$1.png
+screenshot $1.png
 SCRIPT
 }
 picture scala_100 1366 768 1
@@ -102,5 +103,5 @@ fi
 
 # The same in a palette takes a third of the room.
 if command -v mogrify >/dev/null; then
-  mogrify -strip +dither -colors 255 -define png:compression-level=9 "$out"/*.png
+  mogrify -strip +dither -colors 255 -define png:compression-level=9 ./*.png
 fi

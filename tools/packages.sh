@@ -1,8 +1,11 @@
-# What the program needs of Debian 12, installed if it is missing. Read by ./run,
-# ./test and ./package.
+# What the program needs of Debian 12, and how it is installed. Read by the commands of
+# the main folder and by packaging/prova.sh.
+# shellcheck shell=bash disable=SC2034 # the lists are for those who read this
 required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
 # Without these the window is left out; everything else is built.
 window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
+# Without it Qt can't draw on a Wayland desktop that has no X server.
+wayland=(qt6-wayland)
 testing=(libgtest-dev sqlite3)
 benchmarks=(libbenchmark-dev sqlite3)
 # For the tests that look for real windows; left out, those tests are skipped.
@@ -12,31 +15,55 @@ display=(xvfb xdotool openbox x11-utils)
 reader=(dbus-daemon at-spi2-core python3-gi gir1.2-atspi-2.0)
 # Without these ./test leaves out the fuzz targets.
 fuzzing=(clang libclang-rt-14-dev)
-packaging=(dpkg-dev gzip librsvg2-bin)
+# What debian/control asks for, besides what is above.
+packaging=(build-essential debhelper librsvg2-bin pandoc)
+# For ./lint.
+checking=(clang-format clang-tidy shellcheck lintian)
 # For trying the package.
-trial=(lintian appstream desktop-file-utils debootstrap xvfb xdotool)
+trial=(appstream desktop-file-utils debootstrap xvfb xdotool)
 
-missing() { # PACKAGE ...
+missing() { # PACKAGE...
   local package
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package"
   done
 }
 
-install_packages() { # PACKAGE ...; fails when something stays missing
-  local wanted as_root=()
-  mapfile -t wanted < <(missing "$@")
-  [ ${#wanted[@]} -eq 0 ] && return 0
+apt_install() { # PACKAGE...
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" \
+    apt-get -qq -o Dpkg::Use-Pty=0 install -y --no-install-recommends "$@" >/dev/null
+}
+
+# Installs what is missing; fails when something needed stays missing. What is only
+# useful may stay missing; it is named.
+install_packages() { # NEEDED... [-- USEFUL...]
+  local needed=() useful=() absent package as_root=()
+  while [ $# -gt 0 ] && [ "$1" != -- ]; do
+    needed+=("$1")
+    shift
+  done
+  useful=("${@:2}")
+  mapfile -t absent < <(missing "${needed[@]}" "${useful[@]}")
+  [ ${#absent[@]} -gt 0 ] || return 0
+
   if [ "$(id -u)" -ne 0 ]; then
-    if ! sudo -n true 2>/dev/null; then
-      echo "Missing packages: ${wanted[*]} (as root: apt-get install ${wanted[*]})" >&2
-      return 1
-    fi
-    as_root=(sudo -n)
+    as_root=(sudo -n --preserve-env=DEBIAN_FRONTEND)
   fi
-  echo "Installing: ${wanted[*]}"
-  local quiet=(-qq -o Dpkg::Use-Pty=0)
-  "${as_root[@]}" apt-get "${quiet[@]}" update >/dev/null || return 1
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get "${quiet[@]}" install -y --no-install-recommends "${wanted[@]}" >/dev/null
+  if [ "$(id -u)" -ne 0 ] && ! sudo -n true 2>/dev/null; then
+    echo "Missing packages: ${absent[*]} (as root: apt-get install ${absent[*]})" >&2
+  else
+    echo "Installing: ${absent[*]}"
+    "${as_root[@]}" apt-get -qq update >/dev/null
+    # Together; where that fails, the needed ones, then each of the others that can be had.
+    if ! apt_install "${absent[@]}"; then
+      apt_install "${needed[@]}" || return 1
+      for package in "${useful[@]}"; do
+        apt_install "$package" || true
+      done
+    fi
+  fi
+  mapfile -t absent < <(missing "${needed[@]}")
+  [ ${#absent[@]} -eq 0 ] || return 1
+  mapfile -t absent < <(missing "${useful[@]}")
+  [ ${#absent[@]} -eq 0 ] || echo "Going on without ${absent[*]}" >&2
 }

@@ -1,6 +1,11 @@
-// ANAGPARC: the form. Its controls, its variables, its procedures and
-// handlers. A handler bears the control's name and the event's; what it does
-// stands in the folder of its subject.
+// ANAGPARC: the form. Its controls, its variables, its start and its end. The
+// other procedures and handlers of the form are declared by the folder of
+// their subject: selection, record, reference, lifecycle. A handler bears the
+// control's name and the event's.
+//
+// Procedures report by the flags of MOD770BAS.h. Where nothing else is said,
+// they may throw engine::Error; what a handler lets through reaches
+// ERRORENONPREVISTO.
 #pragma once
 
 #include <cstdint>
@@ -52,20 +57,35 @@ extern toolkit::ListBox ListTabmin;
 
 // --- Variables of the form
 
-extern std::int16_t FlagFormCaricato;  // 1 once the first list stands
-extern std::int16_t TabellaAperta;     // button that last opened the lookup panel
-extern std::u16string CFCorrente;      // of the recipient selected or shown
-extern std::u16string CFPrecedente;    // code of the recipient being left by a move
-extern bool FuoriPosto;         // after a failure the table may have left the record on screen
-extern std::u16string CFNuovo;  // new code, in key form
+extern std::int16_t FlagFormCaricato;   // 1 once the first list stands
+extern std::int16_t TabellaAperta;      // button that last opened the lookup panel
+extern std::u16string CFCorrente;       // code of the recipient selected or on screen
+extern std::u16string CFPrecedente;     // code of the recipient that a move leaves
+extern std::u16string CFNuovo;          // new code in a change of code, in key form
 extern std::u16string RigaSelezionata;  // list row of the recipient whose code changes
+// After a failure TabPERCPARCELLE may stand on another row than the record on screen: a move must
+// seek CFCorrente first.
+extern bool FuoriPosto;
+
+// --- Places of the controls that the program places again at its start, in twips within what
+// holds them. The form's design shares them.
+
+struct Posto {
+  int left, top, width, height;
+};
+inline constexpr Posto kPostoDati{120, 900, 11745, 5800};
+inline constexpr Posto kPostoBottoni{120, 6650, 11745, 915};
+inline constexpr Posto kPostoSelezione{120, 900, 11745, 5865};
+inline constexpr Posto kPostoTestata{120, 210, 11745, 615};
+inline constexpr Posto kPostoPannello{6960, 720, 4635, 3495};  // insertion, change of code
+inline constexpr Posto kPostoElenco{180, 1110, 6675, 3840};
 
 // Builds the form as it was designed, ties the handlers to their events and
 // puts all variables in their first state: what a process begins with.
 void CARICAMODULO();
 
 // What a main function does first: ties the toolkit to the system and the
-// engine, then CARICAMODULO. `rigaDiComando` is what stands behind the
+// engine, then CARICAMODULO. `rigaDiComando` is the command line after the
 // program's name.
 void PREPARAPROGRAMMA(std::u16string rigaDiComando);
 
@@ -77,91 +97,17 @@ inline const std::u16string& Titolo() { return Me.Caption(); }
 void Form_Load();
 void Form_Resize();
 void Form_Unload();
-// Tells the user of a failure that no procedure expected; the screen stays as
+// Tells the user of a failure that no handler has caught. The screen stays as
 // it is, so that nothing typed is lost.
 void ERRORENONPREVISTO(const std::exception& errore);
 
-// --- Selection screen (selection/)
-
-void IMPOSTAFRAME();
-void RITORNASELEZDIC();
-void Frmmoduli_Click(int Index);
-void LISTAPERCETTORI();
-void Option1_Click(int Index);
-void List1_Click();
-void List1_DblClick();
-
-// --- Record screen (record/)
-
-void SistemaToolTipText();
-// From the current row of the table, without which they throw.
-void CARICADATI();
-void IMPOSTATESTATA();
-void PULISCICAMPI();
-// Reads all that the screen shows of the current row, so that a failure comes
-// before the record on screen is touched.
-void PROVARIGA();
-
-// The key code left in KeyAscii is what the field acts on.
-void Text1_KeyPress(int Index, std::int16_t& KeyAscii);
-void Text1_Change(int Index);
-void Text1_GotFocus(int Index);
-void Text1_LostFocus(int Index);
-
-// Both tell the outcome by FlagErroreCampi: 1 when a field is wrong, for
-// MEMORIZZADATI also when the engine refuses the save; nothing is written then,
-// and the user has been told.
-void CONTROLLOCAMPI();
-void MEMORIZZADATI();
-// Asks about unsaved changes and acts on the answer, kept in RispostaUtente.
-void MESSAGGIOVARIAZ();
-// Settles unsaved changes, if there are any, for whoever leaves the record
-// altogether; false when the user stays.
-bool VARIAZIONIRISOLTE();
-void cmdmemorizza_Click();
+// Both Uscita buttons: 0 settles unsaved changes first, 1 never asks.
 void cmduscita_Click(int Index);
-void cmdparcprec_Click();
-void cmdparcsuc_Click();
-void cmdselprec_Click();
-void cmdmemorizza_GotFocus();
 void cmduscita_GotFocus(int Index);
-void cmdparcprec_GotFocus();
-void cmdparcsuc_GotFocus();
-void cmdselprec_GotFocus();
 
-// Upper case of a key's character.
-std::int16_t MAIUSCOLA(std::int16_t Tasto);
-// A day of the calendar as DD/MM/YYYY, the year not 0000.
-bool DATAVALIDA(std::u16string_view testo);
+// --- The two looks of an input box: normal, and marked as wrong.
 
-// --- Lookup panel (reference/)
-
-void CMDAPRILIST_Click(int Index);
-void ListTabmin_DblClick();
-void ListTabmin_KeyDown(std::int16_t KeyCode);
-
-// --- Recipients that come, change their code, go (lifecycle/)
-
-void CmdInserimento_Click(int Index);  // 0 confirms, 1 gives up
-void Cmdcancella_Click();
-void CmdCambia_Click();
-void CmdAnnullaCF_Click();
-void CmdConfermaCF_Click();
-// From CFCorrente to CFNuovo, on all certifications and on the recipient's row:
-// all or nothing. Throws engine::Error.
-void CAMBIACF();
-// What the boxes for a code and a name (TEXTCF, TextCOGNO, TextNOME, Text2)
-// have in common: the caret goes to the end, keys are raised to capitals.
-void CASELLACODICE_GotFocus(toolkit::TextBox& casella);
-void CASELLACODICE_KeyPress(std::int16_t& KeyAscii);
-
-// A box in its normal look, or marked as wrong.
 void ASPETTONORMALE(toolkit::TextBox& casella);
 void ASPETTOERRORE(toolkit::TextBox& casella);
-
-// True for an index between 0 and 17 that is a field of the record.
-bool ESISTECAMPO(double indice);
-// Column of a field: CFP, or APARC_ and the index.
-std::u16string COLONNA(int indice);
 
 }  // namespace ANAGPARC

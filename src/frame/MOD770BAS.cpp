@@ -159,8 +159,11 @@ void CHIUDITABELLE() {
   auto chiudi = [](engine::Recordset& recordset) {
     return Chiudi(recordset, {engine::kNoObject, engine::kClosed});
   };
-  for (std::size_t i = 0; i < 24; ++i) {
-    if (!chiudi(Tabelle()[i].recordset)) {
+  for (const Tabella& tabella : Tabelle()) {
+    if (&tabella.recordset == &TabTABhelpDIP) {
+      break;  // from here on the order is another one
+    }
+    if (!chiudi(tabella.recordset)) {
       return;
     }
   }

@@ -5,6 +5,8 @@
 #include "platform/system/files.h"
 #include "platform/system/process.h"
 #include "platform/text/text.h"
+#include "record/record.h"
+#include "selection/selection.h"
 
 namespace ANAGPARC {
 
@@ -105,5 +107,16 @@ void ERRORENONPREVISTO(const std::exception& errore) {
       motore != nullptr ? motore->Text() : u"Errore interno: " + text::FromUtf8(errore.what());
   toolkit::MsgBox(u"Operazione non riuscita.\r\r" + causa, toolkit::kCritical, Titolo());
 }
+
+void cmduscita_Click(int Index) {
+  if (Index == 1) {  // the selection screen never asks
+    FlagVariazioni = 0;
+  }
+  if (VARIAZIONIRISOLTE()) {
+    Me.Unload();
+  }
+}
+
+void cmduscita_GotFocus(int) { Framecodif.SetVisible(false); }
 
 }  // namespace ANAGPARC

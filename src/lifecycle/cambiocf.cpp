@@ -3,14 +3,14 @@
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "lifecycle/codici.h"
+#include "lifecycle/lifecycle.h"
 #include "platform/text/text.h"
+#include "record/LibrAgg770.h"
+#include "selection/selection.h"
 
 namespace ANAGPARC {
 
 using namespace MOD770BAS;
-
-std::u16string CFNuovo;
-std::u16string RigaSelezionata;
 
 namespace {
 
@@ -101,13 +101,13 @@ void CmdConfermaCF_Click() {
   CmdAnnullaCF_Click();
 }
 
-// All rows bear the new code when it returns, or none does: a half-rewritten
-// recipient would have its certifications under two codes.
 void CAMBIACF() {
   DbDichiarazione.BeginTrans();
   try {
+    const std::u16string registrato =
+        CERCAPERCETTORE(CFCorrente) ? TabPERCPARCELLE.Fields(u"CFP").Text() : std::u16string();
     RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE" +
-                                             CONDIZIONECERTIFICAZIONI());
+                                             CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
     while (!RecLista.Eof()) {
       RecLista.Edit();
       RecLista.Fields(u"CFP").Set(CFNuovo);
@@ -127,5 +127,9 @@ void CAMBIACF() {
     throw;
   }
 }
+
+void Text2_Change() { ASPETTONORMALE(Text2); }
+void Text2_GotFocus() { CURSOREINFONDO(Text2); }
+void Text2_KeyPress(std::int16_t& KeyAscii) { KeyAscii = LibrAgg770::MAIUSCOLA(KeyAscii); }
 
 }  // namespace ANAGPARC

@@ -2,7 +2,9 @@
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "lifecycle/codici.h"
+#include "lifecycle/lifecycle.h"
 #include "platform/text/text.h"
+#include "selection/selection.h"
 
 namespace ANAGPARC {
 
@@ -14,18 +16,47 @@ std::u16string PULITO(std::u16string_view colonna) {
   return std::u16string(text::Trim(TabPERCPARCELLE.Fields(colonna).View()));
 }
 
-// The engine has stopped the deletion: the list is brought back to what the
-// table holds, if it can be read, and the user learns how far it went.
-void CANCELLAZIONEINTERROTTA(const engine::Error& errore, std::u16string_view fatto) {
-  toolkit::Screen.MousePointer = 0;
+// The pointer is the hourglass as long as this lives.
+class CLESSIDRA {
+ public:
+  CLESSIDRA() { toolkit::Screen.MousePointer = 11; }
+  ~CLESSIDRA() { toolkit::Screen.MousePointer = 0; }
+  CLESSIDRA(const CLESSIDRA&) = delete;
+  CLESSIDRA& operator=(const CLESSIDRA&) = delete;
+};
+
+// Certifications first, then the recipient's row: both go, or, when it throws, neither.
+void CANCELLAPERCETTORE() {
+  DbDichiarazione.BeginTrans();
   try {
-    LISTAPERCETTORI();
-  } catch (const engine::Error&) {
-    // The cause is the same, and one message is enough.
+    const std::u16string registrato =
+        CERCAPERCETTORE(CFCorrente) ? TabPERCPARCELLE.Fields(u"CFP").Text() : std::u16string();
+    DbDichiarazione.Execute(u"delete * from QUADROLAUT where " +
+                            CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
+    if (CERCAPERCETTORE(CFCorrente)) {
+      TabPERCPARCELLE.Delete();
+    }
+    DbDichiarazione.CommitTrans();
+  } catch (...) {
+    DbDichiarazione.Rollback();
+    throw;
   }
-  toolkit::MsgBox(
-      u"Cancellazione non completata.\r\r" + errore.Text() + u"\r\r" + std::u16string(fatto),
-      toolkit::kCritical, Titolo());
+}
+
+// As CANCELLAPERCETTORE, but a failure is told. False when nothing has been deleted.
+bool CANCELLAZIONERIUSCITA() {
+  std::u16string causa;
+  try {
+    const CLESSIDRA attesa;
+    CANCELLAPERCETTORE();
+    return true;
+  } catch (const engine::Error& e) {
+    causa = e.Text();
+  }
+  toolkit::MsgBox(u"Cancellazione non eseguita.\r\r" + causa +
+                      u"\r\rNon è stato cancellato nulla: né l'anagrafica né le certificazioni.",
+                  toolkit::kCritical, Titolo());
+  return false;
 }
 
 }  // namespace
@@ -54,31 +85,14 @@ void Cmdcancella_Click() {
     FlagVariazioni = 0;
     return;
   }
-  toolkit::Screen.MousePointer = 11;
   if (!trovato) {
+    const CLESSIDRA attesa;
     toolkit::MsgBox(u"Nessun percettore trovato ", toolkit::kInformation, Titolo());
-    toolkit::Screen.MousePointer = 0;
     return;
   }
-  try {
-    DbDichiarazione.Execute(u"delete * from QUADROLAUT where " + CONDIZIONECERTIFICAZIONI());
-  } catch (const engine::Error& e) {
-    CANCELLAZIONEINTERROTTA(e,
-                            u"Non è stato cancellato nulla: né l'anagrafica né le "
-                            u"certificazioni.");
+  if (!CANCELLAZIONERIUSCITA()) {
     return;
   }
-  try {
-    if (CERCAPERCETTORE(CFCorrente)) {
-      TabPERCPARCELLE.Delete();
-    }
-  } catch (const engine::Error& e) {
-    CANCELLAZIONEINTERROTTA(e,
-                            u"Le certificazioni del percettore sono state cancellate; la sua "
-                            u"anagrafica no. Ripetere la cancellazione.");
-    return;
-  }
-  toolkit::Screen.MousePointer = 0;
   try {
     LISTAPERCETTORI();
   } catch (const engine::Error& e) {
@@ -88,7 +102,6 @@ void Cmdcancella_Click() {
     return;
   }
   toolkit::MsgBox(u"Cancellazione effettuata", toolkit::kInformation, Titolo());
-  toolkit::Screen.MousePointer = 0;
 }
 
 }  // namespace ANAGPARC

@@ -1,35 +1,33 @@
 #include "lifecycle/codici.h"
 
 #include "frame/ANAGPARC.h"
-#include "frame/MOD770BAS.h"
-#include "identity/identity.h"
-#include "platform/text/text.h"
-#include "platform/toolkit/conversion.h"
+#include "platform/engine/engine.h"
+#include "record/regole.h"
 
 namespace ANAGPARC {
 
-using namespace MOD770BAS;
-
 bool CODICEACCETTATO(const std::u16string& codice) {
-  const std::size_t lunghezza = text::Trim(codice).size();
-  if (toolkit::IsNumeric(codice)) {
-    if (lunghezza != 11) {
-      toolkit::MsgBox(u"Lunghezza partita IVA errata", toolkit::kInformation, Titolo());
+  using enum regole::EsitoCodice;
+  const auto avvisa = [](const char16_t* testo, int caselle) {
+    return toolkit::MsgBox(testo, caselle, Titolo());
+  };
+  switch (regole::ESAMINACODICE(codice)) {
+    case kBuono:
+      return true;
+    case kLunghezzaPartitaIva:
+      avvisa(u"Lunghezza partita IVA errata", toolkit::kInformation);
       return false;
-    }
-    IndiceCampo = CONTROLLOPIVA(codice);
-    return IndiceCampo != 1 ||
-           toolkit::MsgBox(u"Partita IVA formalmente errata\r\rVuoi proseguire ugualmente ?",
-                           toolkit::kYesNo | toolkit::kQuestion, Titolo()) == toolkit::kYes;
+    case kPartitaIvaErrata:
+      return avvisa(u"Partita IVA formalmente errata\r\rVuoi proseguire ugualmente ?",
+                    toolkit::kYesNo | toolkit::kQuestion) == toolkit::kYes;
+    case kLunghezzaCodiceFiscale:
+      avvisa(u"Lunghezza codice fiscale errata", toolkit::kInformation);
+      return false;
+    case kCodiceFiscaleErrato:
+      return avvisa(u"Codice fiscale formalmente errato\r\rVuoi proseguire ugualmente",
+                    toolkit::kYesNo | toolkit::kInformation) == toolkit::kYes;
   }
-  if (lunghezza != 16) {
-    toolkit::MsgBox(u"Lunghezza codice fiscale errata", toolkit::kInformation, Titolo());
-    return false;
-  }
-  IndiceCampo = CONTROLLOCF(codice);
-  return IndiceCampo != 1 ||
-         toolkit::MsgBox(u"Codice fiscale formalmente errato\r\rVuoi proseguire ugualmente",
-                         toolkit::kYesNo | toolkit::kInformation, Titolo()) == toolkit::kYes;
+  return false;
 }
 
 void CODICEESISTENTE() {
@@ -37,23 +35,20 @@ void CODICEESISTENTE() {
                   Titolo());
 }
 
-std::u16string CONDIZIONECERTIFICAZIONI() {
-  const auto uguale = [](std::u16string_view codice) {
-    return u" CFP = '" + engine::Quoted(codice) + u"'";
+std::u16string CONDIZIONECERTIFICAZIONI(std::u16string_view codice,
+                                        std::u16string_view registrato) {
+  const auto uguale = [](std::u16string_view valore) {
+    return u" CFP = '" + engine::Quoted(valore) + u"'";
   };
-  std::u16string condizione = uguale(CFCorrente);
-  if (CERCAPERCETTORE(CFCorrente)) {
-    const std::u16string registrato = TabPERCPARCELLE.Fields(u"CFP").Text();
-    if (registrato.starts_with(u' ')) {
-      condizione += u" OR" + uguale(registrato);
-    }
-  }
-  return condizione;
+  return registrato.starts_with(u' ') ? uguale(codice) + u" OR" + uguale(registrato)
+                                      : uguale(codice);
 }
 
 void FERMASU(toolkit::TextBox& casella) {
   ASPETTOERRORE(casella);
   casella.SetFocus();
 }
+
+void CURSOREINFONDO(toolkit::TextBox& casella) { casella.SetSelStart(casella.MaxLength()); }
 
 }  // namespace ANAGPARC

@@ -1,4 +1,4 @@
-// What the two ways to enter a code have in common.
+// What insertion, deletion and change of code have in common. Internal to this folder.
 #pragma once
 
 #include <string>
@@ -19,13 +19,16 @@ bool CODICEACCETTATO(const std::u16string& codice);
 // another recipient has.
 void CODICEESISTENTE();
 
-// The condition, after "WHERE", for the certifications of the recipient of the
-// list row that CFCorrente was cut from. A code can be stored with blanks in
-// front, which the row doesn't show but its certifications have. Places
-// TabPERCPARCELLE on the recipient.
-std::u16string CONDIZIONECERTIFICAZIONI();
+// The condition, after "WHERE", for the certifications of the recipient that a list row begins
+// with `codice` for. `registrato` is the code as its row of PERCPARCELLE has it, empty where there
+// is no such row: it may begin with blanks, which a list row doesn't show but the certifications
+// have.
+std::u16string CONDIZIONECERTIFICAZIONI(std::u16string_view codice, std::u16string_view registrato);
 
 // Marks the box as wrong and gives it the focus.
 void FERMASU(toolkit::TextBox& casella);
+
+// Puts the caret after the last character.
+void CURSOREINFONDO(toolkit::TextBox& casella);
 
 }  // namespace ANAGPARC

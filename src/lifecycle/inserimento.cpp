@@ -3,7 +3,9 @@
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "lifecycle/codici.h"
+#include "lifecycle/lifecycle.h"
 #include "platform/text/text.h"
+#include "record/LibrAgg770.h"
 
 namespace ANAGPARC {
 
@@ -59,8 +61,16 @@ void CmdInserimento_Click(int Index) {
   Frmtestata.SetVisible(true);
 }
 
-void CASELLACODICE_GotFocus(toolkit::TextBox& casella) { casella.SetSelStart(casella.MaxLength()); }
+void TEXTCF_Change() { ASPETTONORMALE(TEXTCF); }
+void TEXTCF_GotFocus() { CURSOREINFONDO(TEXTCF); }
+void TEXTCF_KeyPress(std::int16_t& KeyAscii) { KeyAscii = LibrAgg770::MAIUSCOLA(KeyAscii); }
 
-void CASELLACODICE_KeyPress(std::int16_t& KeyAscii) { KeyAscii = MAIUSCOLA(KeyAscii); }
+void TextCOGNO_Change() { ASPETTONORMALE(TextCOGNO); }
+void TextCOGNO_GotFocus() { CURSOREINFONDO(TextCOGNO); }
+void TextCOGNO_KeyPress(std::int16_t& KeyAscii) { KeyAscii = LibrAgg770::MAIUSCOLA(KeyAscii); }
+
+void TextNOME_Change() { ASPETTONORMALE(TextNOME); }
+void TextNOME_GotFocus() { CURSOREINFONDO(TextNOME); }
+void TextNOME_KeyPress(std::int16_t& KeyAscii) { KeyAscii = LibrAgg770::MAIUSCOLA(KeyAscii); }
 
 }  // namespace ANAGPARC

@@ -1,13 +1,20 @@
 #include "record/LibrAgg770.h"
 
 #include "platform/system/files.h"
+#include "platform/text/conversion.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/application.h"
-#include "platform/toolkit/conversion.h"
+#include "record/regole.h"
 
 namespace LibrAgg770 {
 
+using regole::kMascheraData;
+
 bool ESISTEFILE(std::u16string_view percorso) { return sys::OpensForReading(percorso); }
+
+std::int16_t MAIUSCOLA(std::int16_t Tasto) {
+  return static_cast<std::int16_t>(text::Upper(static_cast<char16_t>(Tasto)));
+}
 
 std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti,
                              std::int16_t Maiuscolo) {
@@ -108,7 +115,7 @@ std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, s
   if (static_cast<int>(text::Trim(Testo).size()) == Segno + Virgola + CifreIntere + CifreDecimali) {
     return scrivi();
   }
-  if (!conVirgola && !conSegno && toolkit::Val(Testo) == 0 && Testo.ends_with(u'0')) {
+  if (!conVirgola && !conSegno && text::Val(Testo) == 0 && Testo.ends_with(u'0')) {
     Testo.clear();
   }
   if (!conVirgola && Tasto != u',' && Interi == static_cast<std::size_t>(CifreIntere)) {
@@ -118,7 +125,7 @@ std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, s
     return 0;
   }
   if (eSegno && !text::Trim(Testo).empty()) {
-    if (toolkit::Val(Testo) != 0) {  // no sign behind a number's digits
+    if (text::Val(Testo) != 0) {  // no sign after a number's digits
       return scrivi();
     }
     if (!(conVirgola && Interi == 0)) {

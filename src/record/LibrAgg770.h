@@ -37,8 +37,8 @@ class CampoDi final : public Campo {
   T& controllo_;
 };
 
-// The text of an empty date.
-inline constexpr std::u16string_view kMascheraData = u"00/00/0000";
+// Upper case of a key's character; a key without one is itself.
+std::int16_t MAIUSCOLA(std::int16_t Tasto);
 
 // Passes a key whose character stands in `Consentiti`, and Backspace; sets any
 // other to 0. With `Maiuscolo` a to z become capitals. Gives the key as set.
@@ -47,16 +47,17 @@ std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti
 
 // Editor of numbers, which grow leftwards from the field's right edge: the text
 // is MaxLength wide, blanks in front. For a key that is taken it drops one of
-// these, so that the box, inserting the key at the end, restores the width. Gives the key to act
-// on, or 0. `Segno` and `Virgola` 1 allow a sign, a decimal comma; the other two say how many
-// digits the parts may have. Never reads the caret.
+// these, so that the box, inserting the key at the end, restores the width.
+// Gives the key to act on, or 0. `Segno` and `Virgola` 1 allow a sign, a decimal
+// comma; the other two say how many digits the parts may have. Never reads the
+// caret.
 std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
                          std::int16_t CifreIntere, std::int16_t CifreDecimali);
 
 // Editor of dates. A digit replaces the one at the caret, slashes are stepped
 // over, Backspace empties the date; a digit that makes no date there, and any
-// other key, is answered by a beep. Gives
-// the field's text; the key itself is never to be acted on.
+// other key, is answered by a beep. Gives the field's text; the key itself is
+// never to be acted on.
 std::u16string EDITADATA(Campo& campo, std::int16_t Tasto);
 
 }  // namespace LibrAgg770

@@ -1,114 +1,68 @@
-// The record screen: one recipient's row in the texts of Text1.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
-#include "platform/text/text.h"
-#include "record/LibrAgg770.h"
+#include "record/record.h"
 
 namespace ANAGPARC {
 
 using namespace MOD770BAS;
+using regole::kCampi;
+
+Percettore PercettoreLetto;
 
 namespace {
 
-constexpr int kUltimoCampo = 17, kCampoData = 4;
+std::size_t POSTO(const regole::CampoPercettore& campo) {
+  return static_cast<std::size_t>(campo.indice);
+}
 
-// The empty screen. The date's colours are left to its Change.
+// The date's colours are left to its Change.
 void SVUOTACAMPI() {
-  for (IndiceCampo = 0; IndiceCampo <= kUltimoCampo; ++IndiceCampo) {
-    if (!ESISTECAMPO(IndiceCampo)) {
+  for (IndiceCampo = 0; IndiceCampo <= regole::kUltimoCampo; ++IndiceCampo) {
+    const regole::CampoPercettore* campo = regole::CAMPO(IndiceCampo);
+    if (campo == nullptr) {
       continue;
     }
-    toolkit::TextBox& campo = Text1(static_cast<int>(IndiceCampo));
-    if (IndiceCampo == kCampoData) {
-      campo.SetText(LibrAgg770::kMascheraData);
+    toolkit::TextBox& casella = Text1(campo->indice);
+    if (campo->genere == regole::Genere::kData) {
+      casella.SetText(regole::kMascheraData);
     } else {
-      campo.SetText(u"");
-      ASPETTONORMALE(campo);
+      casella.SetText(u"");
+      ASPETTONORMALE(casella);
     }
-  }
-}
-
-// YYYYMMDD as DD/MM/YYYY, cut by position: what is missing stays empty.
-std::u16string DATAASCHERMO(std::u16string_view valore) {
-  std::u16string data(text::Mid(valore, 7, 2));
-  data += u'/';
-  data += text::Mid(valore, 5, 2);
-  data += u'/';
-  data += text::Mid(valore, 1, 4);
-  return data;
-}
-
-// The column as the field shows it.
-std::u16string TESTOCAMPO(int indice) {
-  std::u16string valore = TabPERCPARCELLE.Fields(COLONNA(indice)).Text();
-  switch (indice) {
-    case kCampoData:
-      return DATAASCHERMO(valore);
-    case 12:
-    case 13: {
-      const std::u16string_view senzaSpazi = text::Trim(valore);
-      const bool soloZeri = senzaSpazi.find_first_not_of(u'0') == senzaSpazi.npos;
-      return soloZeri ? std::u16string() : std::u16string(senzaSpazi);
-    }
-    default:
-      return valore;
   }
 }
 
 }  // namespace
 
-void ASPETTONORMALE(toolkit::TextBox& casella) {
-  casella.SetForeColor(toolkit::kBlack);
-  casella.SetBackColor(toolkit::kWhite);
-}
-
-void ASPETTOERRORE(toolkit::TextBox& casella) {
-  casella.SetForeColor(toolkit::kBlack);
-  casella.SetBackColor(toolkit::kYellow);
-}
-
-bool ESISTECAMPO(double indice) { return Text1.Has(static_cast<int>(indice)); }
-
-std::u16string COLONNA(int indice) {
-  return indice == 0 ? std::u16string(u"CFP") : u"APARC_" + text::Decimal(indice);
-}
-
 void SistemaToolTipText() {
-  static constexpr struct {
-    int indice;
-    const char16_t* casella;
-  } kCaselle[] = {{1, u"02"},  {2, u"03"},  {3, u"04"},  {4, u"05"},  {5, u"06"},
-                  {6, u"07"},  {7, u"20"},  {8, u"21"},  {9, u"08"},  {11, u"40"},
-                  {12, u"41"}, {13, u"42"}, {14, u"43"}, {16, u"09"}, {17, u"22"}};
-  for (const auto& [indice, casella] : kCaselle) {
-    Text1(indice).SetToolTipText(std::u16string(u"Casella ") + casella);
-  }
-}
-
-void PROVARIGA() {
-  for (int indice = 0; indice <= kUltimoCampo; ++indice) {
-    if (ESISTECAMPO(indice)) {
-      TESTOCAMPO(indice);
+  for (const regole::CampoPercettore& campo : kCampi) {
+    if (!campo.casella.empty()) {
+      Text1(campo.indice).SetToolTipText(u"Casella " + std::u16string(campo.casella));
     }
   }
+}
+
+void LEGGIPERCETTORE() {
+  Percettore letto;
+  for (const regole::CampoPercettore& campo : kCampi) {
+    letto[POSTO(campo)] = TabPERCPARCELLE.Fields(campo.colonna).Text();
+  }
+  PercettoreLetto.swap(letto);
 }
 
 void CARICADATI() {
   SVUOTACAMPI();
-  for (IndiceCampo = 0; IndiceCampo <= kUltimoCampo; ++IndiceCampo) {
-    if (ESISTECAMPO(IndiceCampo)) {
-      const int indice = static_cast<int>(IndiceCampo);
-      Text1(indice).SetText(TESTOCAMPO(indice));
-    }
+  for (const regole::CampoPercettore& campo : kCampi) {
+    Text1(campo.indice).SetText(regole::TESTOASCHERMO(campo, PercettoreLetto[POSTO(campo)]));
   }
   FlagVariazioni = 0;
 }
 
 void IMPOSTATESTATA() {
-  CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
+  CFCorrente = PercettoreLetto[0];
   LabCF.SetCaption(u" " + CFCorrente);
-  LabCOGNODEN.SetCaption(u" " + TabPERCPARCELLE.Fields(u"APARC_1").Text() + u" " +
-                         TabPERCPARCELLE.Fields(u"APARC_2").Text());
+  LabCOGNODEN.SetCaption(u" " + PercettoreLetto[regole::kCognome] + u" " +
+                         PercettoreLetto[regole::kNome]);
   LabCOGNODEN.Refresh();
   LabCF.Refresh();
 }

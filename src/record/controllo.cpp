@@ -1,9 +1,7 @@
 // The test of a record as a whole, just before it is written.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
-#include "platform/text/text.h"
-#include "platform/toolkit/conversion.h"
-#include "record/LibrAgg770.h"
+#include "record/record.h"
 
 namespace ANAGPARC {
 
@@ -19,9 +17,14 @@ void CAMPOERRATO(int indice, std::u16string_view messaggio) {
   Text1(indice).SetFocus();
 }
 
-bool MANCAPROVINCIA(const std::u16string& codice) {
-  TabTABMIN_PROV.Seek(u"=", codice);
-  return TabTABMIN_PROV.NoMatch();
+// Whether the field holds a code that its table should have and doesn't.
+bool MANCAINTABELLA(int indice, engine::Recordset& tabella) {
+  const std::u16string& testo = Text1(indice).Text();
+  if (!regole::DACERCARE(*regole::CAMPO(indice), testo)) {
+    return false;
+  }
+  tabella.Seek(u"=", testo);
+  return tabella.NoMatch();
 }
 
 // The states' table on its index by code; on every way out, a failure too, it
@@ -44,37 +47,24 @@ class PERCODICE {
 
 void CONTROLLOCAMPI() {
   FlagErroreCampi = 0;
-  for (IndiceCampo = 0; IndiceCampo <= 17; ++IndiceCampo) {
-    if (ESISTECAMPO(IndiceCampo)) {
-      ASPETTONORMALE(Text1(static_cast<int>(IndiceCampo)));
+  for (IndiceCampo = 0; IndiceCampo <= regole::kUltimoCampo; ++IndiceCampo) {
+    if (const regole::CampoPercettore* campo = regole::CAMPO(IndiceCampo)) {
+      ASPETTONORMALE(Text1(campo->indice));
     }
   }
-
-  const std::u16string nascita = Text1(4).Text();
-  if (text::Trim(nascita) != LibrAgg770::kMascheraData && !DATAVALIDA(nascita)) {
-    CAMPOERRATO(4, u"Data errata");
+  if (!regole::DATAACCETTATA(Text1(regole::kNascita).Text())) {
+    CAMPOERRATO(regole::kNascita, u"Data errata");
     return;
   }
-  const std::u16string provNascita = Text1(6).Text();
-  const auto sigla = text::Trim(provNascita);
-  if (!sigla.empty() && sigla != u"EE" && MANCAPROVINCIA(provNascita)) {
-    CAMPOERRATO(6, u"Inserire una provincia valida");
-    return;
-  }
-  const std::u16string provDomicilio = Text1(8).Text();
-  const auto siglaDomicilio = text::Trim(provDomicilio);
-  if (siglaDomicilio != u"PS" && siglaDomicilio != u"EE" && !siglaDomicilio.empty() &&
-      MANCAPROVINCIA(provDomicilio)) {
-    CAMPOERRATO(8, u"Inserire una provincia valida");
-    return;
+  for (const int indice : {regole::kProvinciaNascita, regole::kProvinciaDomicilio}) {
+    if (MANCAINTABELLA(indice, TabTABMIN_PROV)) {
+      CAMPOERRATO(indice, u"Inserire una provincia valida");
+      return;
+    }
   }
   const PERCODICE ordine;
-  const std::u16string stato = Text1(14).Text();
-  if (toolkit::Val(text::Trim(stato)) != 0) {
-    TabTABMIN_SG.Seek(u"=", stato);
-    if (TabTABMIN_SG.NoMatch()) {
-      CAMPOERRATO(14, u"Inserire una codice stato estero valido");
-    }
+  if (MANCAINTABELLA(regole::kStatoEstero, TabTABMIN_SG)) {
+    CAMPOERRATO(regole::kStatoEstero, u"Inserire una codice stato estero valido");
   }
 }
 

@@ -1,7 +1,7 @@
 // Saving the record on screen, and the question to whoever leaves it changed.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
-#include "platform/text/text.h"
+#include "record/record.h"
 
 namespace ANAGPARC {
 
@@ -9,28 +9,17 @@ using namespace MOD770BAS;
 
 namespace {
 
-// DD/MM/YYYY as YYYYMMDD, by position.
-std::u16string DATAARCHIVIO(std::u16string_view testo) {
-  std::u16string data(text::Mid(testo, 7, 4));
-  data += text::Mid(testo, 4, 2);
-  data += text::Mid(testo, 1, 2);
-  return data;
-}
-
 void SCRIVIDATI() {
   if (CERCAPERCETTORE(CFCorrente)) {
     TabPERCPARCELLE.Edit();
   } else {
     TabPERCPARCELLE.AddNew();
     TabPERCPARCELLE.Fields(u"CFP").Set(CFCorrente);
-    TabPERCPARCELLE.Fields(u"APARC_1").Set(Text1(1).Text());
-    TabPERCPARCELLE.Fields(u"APARC_2").Set(Text1(2).Text());
   }
-  for (IndiceCampo = 1; IndiceCampo <= 17; ++IndiceCampo) {
-    if (ESISTECAMPO(IndiceCampo)) {
-      const int indice = static_cast<int>(IndiceCampo);
-      const std::u16string& testo = Text1(indice).Text();
-      TabPERCPARCELLE.Fields(COLONNA(indice)).Set(indice == 4 ? DATAARCHIVIO(testo) : testo);
+  for (IndiceCampo = 1; IndiceCampo <= regole::kUltimoCampo; ++IndiceCampo) {
+    if (const regole::CampoPercettore* campo = regole::CAMPO(IndiceCampo)) {
+      TabPERCPARCELLE.Fields(campo->colonna)
+          .Set(regole::VALOREDISALVATAGGIO(*campo, Text1(campo->indice).Text()));
     }
   }
   TabPERCPARCELLE.Update();
@@ -45,10 +34,9 @@ void SCRIVIDATI() {
 // The screen shows what the table holds.
 void RICARICADATI() {
   if (CERCAPERCETTORE(CFCorrente)) {
-    PROVARIGA();
+    LEGGIPERCETTORE();
     IMPOSTATESTATA();
     CARICADATI();
-    CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
   }
 }
 
@@ -111,17 +99,6 @@ bool VARIAZIONIRISOLTE() {
 
 void cmdmemorizza_Click() { MEMORIZZADATI(); }
 
-void cmduscita_Click(int Index) {
-  if (Index == 1) {  // the selection screen never asks
-    FlagVariazioni = 0;
-  }
-  if (VARIAZIONIRISOLTE()) {
-    Me.Unload();
-  }
-}
-
 void cmdmemorizza_GotFocus() { Framecodif.SetVisible(false); }
-
-void cmduscita_GotFocus(int) { Framecodif.SetVisible(false); }
 
 }  // namespace ANAGPARC

@@ -2,13 +2,12 @@
 // list, and back to the selection screen.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#include "record/record.h"
+#include "selection/selection.h"
 
 namespace ANAGPARC {
 
 using namespace MOD770BAS;
-
-std::u16string CFPrecedente;
-bool FuoriPosto = false;
 
 namespace {
 
@@ -49,7 +48,7 @@ void SPOSTA(const Verso& verso) {
   CFPrecedente = CFCorrente;
   try {
     PASSA(verso);
-    PROVARIGA();
+    LEGGIPERCETTORE();
   } catch (...) {
     // The record still on screen keeps its code, or Memorizza would write its
     // texts to the neighbour.

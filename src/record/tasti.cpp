@@ -2,42 +2,33 @@
 // it, and the date that must be right before the focus may leave.
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
-#include "platform/text/text.h"
-#include "platform/toolkit/conversion.h"
 #include "record/LibrAgg770.h"
+#include "record/record.h"
 
 namespace ANAGPARC {
 
 using namespace MOD770BAS;
 
-std::int16_t MAIUSCOLA(std::int16_t Tasto) {
-  return static_cast<std::int16_t>(text::Upper(static_cast<char16_t>(Tasto)));
-}
-
-bool DATAVALIDA(std::u16string_view testo) {
-  return toolkit::IsDate(text::Trim(testo)) && !testo.ends_with(u"0000");
-}
-
 void Text1_KeyPress(int Index, std::int16_t& KeyAscii) {
   FlagVariazioni = 1;
   toolkit::TextBox& campo = Text1(Index);
   LibrAgg770::CampoDi generico(campo);
-  switch (Index) {
-    case 3:
+  switch (regole::CAMPO(Index)->genere) {
+    case regole::Genere::kSesso:
       campo.SetText(u"");
-      KeyAscii = LibrAgg770::FILTRACARATTERI(KeyAscii, u"MmFf ", 1);
+      KeyAscii = LibrAgg770::FILTRACARATTERI(KeyAscii, regole::kTastiSesso, 1);
       break;
-    case 4:
+    case regole::Genere::kData:
       campo.SetText(LibrAgg770::EDITADATA(generico, KeyAscii));
       KeyAscii = 0;
       break;
-    case 14: {
+    case regole::Genere::kCodiceNumerico: {
       const auto cifre = static_cast<std::int16_t>(campo.MaxLength());
       KeyAscii = LibrAgg770::EDITANUMERO(generico, KeyAscii, 0, 0, cifre, 0);
       break;
     }
     default:
-      KeyAscii = MAIUSCOLA(KeyAscii);
+      KeyAscii = LibrAgg770::MAIUSCOLA(KeyAscii);
   }
 }
 
@@ -45,16 +36,16 @@ void Text1_Change(int Index) { ASPETTONORMALE(Text1(Index)); }
 
 void Text1_GotFocus(int Index) {
   toolkit::TextBox& campo = Text1(Index);
-  campo.SetSelStart(Index == 4 ? 0 : campo.MaxLength());
+  campo.SetSelStart(Index == regole::kNascita ? 0 : campo.MaxLength());
   Framecodif.SetVisible(false);
 }
 
 void Text1_LostFocus(int Index) {
-  if (Index != 4) {
+  if (Index != regole::kNascita) {
     return;
   }
   toolkit::TextBox& campo = Text1(Index);
-  if (text::Trim(campo.Text()) == LibrAgg770::kMascheraData || DATAVALIDA(campo.Text())) {
+  if (regole::DATAACCETTATA(campo.Text())) {
     return;
   }
   toolkit::MsgBox(u"Data errata", toolkit::kInformation, Titolo());

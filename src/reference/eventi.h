@@ -5,7 +5,7 @@
 #include <array>
 #include <string_view>
 
-namespace ANAGPARC {
+namespace regole {
 
 // 8 entries in 66 lines, shown as they stand, the blanks at the end of some of
 // them too. An entry's first line begins with its code, one digit; its other
@@ -79,4 +79,4 @@ inline constexpr std::array<std::u16string_view, 66> kEventiEccezionali = {
     u"8 - per i contribuenti colpiti da altri eventi eccezionali.",
 };
 
-}  // namespace ANAGPARC
+}  // namespace regole

@@ -3,6 +3,8 @@
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "platform/text/text.h"
+#include "record/record.h"
+#include "selection/selection.h"
 
 namespace ANAGPARC {
 
@@ -109,6 +111,7 @@ void List1_DblClick() {
   if (!CERCAPERCETTORE(riga.substr(0, kColonneCodice))) {
     return;
   }
+  LEGGIPERCETTORE();
   IMPOSTATESTATA();
   PULISCICAMPI();
   CARICADATI();

@@ -81,9 +81,12 @@ struct ImportResult {
 // A row is wrong without a code, with one longer than the column, with the code
 // of an earlier row or, unless it updates, of a recipient that exists (blanks at
 // the ends aside), with a number of fields of its own, a NUL or a text that isn't
-// UTF-8. It is doubtful, which counts as wrong unless confirmed, where an
-// insertion asks or a save refuses, and where a text is wider than its field:
-// stored data can be so, and an export of them must find its way back.
+// UTF-8. It is doubtful, which counts as wrong unless confirmed, where it has what
+// no user can bring about with the form, or only past a question: a code that is
+// formally wrong, no surname in a new recipient, a value that a save refuses, a
+// table code that no pick gives, a text wider than its field, a control character.
+// Stored data can be so, and an export of them must find its way back. Null is as
+// good as the empty text, but not as a birth date.
 // An unreadable file, quotes out of place, columns missing or unknown, and an
 // archive that the program wouldn't open are Failure.
 ImportResult Import(const std::filesystem::path& csv, const std::filesystem::path& archive,

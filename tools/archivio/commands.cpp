@@ -44,9 +44,10 @@ constexpr std::string_view kUsage =
     "      --salta     scrive le righe buone e lascia fuori le altre.\n"
     "      --aggiorna  un codice che c'è già non è un errore: quel percettore prende i\n"
     "                  valori della riga.\n"
-    "      --conferma  accetta anche codici formalmente errati, date, province e stati\n"
-    "                  non validi, testi troppo lunghi: così rientra anche quello che\n"
-    "                  in un archivio è entrato per altre vie.\n"
+    "      --conferma  accetta anche quello che con il programma non si può fare, o solo\n"
+    "                  rispondendo a una domanda: codici formalmente errati, date,\n"
+    "                  province e codici di tabella non validi, testi troppo lunghi.\n"
+    "                  Così rientra quello che in un archivio è entrato per altre vie.\n"
     "  anagparc-archivio --help\n"
     "Stato di uscita: 0 fatto, o archivio in ordine; 1 non riuscito, o archivio non\n"
     "in ordine, o import rifiutato; 2 uso errato.\n";

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
+#include <map>
 #include <ostream>
 #include <system_error>
 #include <unordered_map>
@@ -10,11 +11,11 @@
 #include "archivio/csv.h"
 #include "archivio/new_file.h"
 #include "archivio/schema.h"
-#include "identity/identity.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
-#include "platform/toolkit/conversion.h"
+#include "record/regole.h"
+#include "reference/righe.h"
 
 namespace archivio {
 
@@ -23,13 +24,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view kTable = "PERCPARCELLE";
-constexpr std::size_t kCodeWidth = 16;
-
-// Characters that the fields of the form let in.
-constexpr std::pair<std::string_view, std::size_t> kWidths[] = {
-    {"APARC_1", 30},  {"APARC_2", 20}, {"APARC_3", 1},  {"APARC_5", 40},  {"APARC_6", 2},
-    {"APARC_7", 40},  {"APARC_8", 2},  {"APARC_9", 2},  {"APARC_11", 30}, {"APARC_12", 40},
-    {"APARC_13", 35}, {"APARC_14", 3}, {"APARC_16", 1}, {"APARC_17", 4}};
+const std::size_t kCodeWidth = static_cast<std::size_t>(regole::CAMPO(0)->larghezza);
 
 std::string_view TrimRight(std::string_view s) { return s.substr(0, s.find_last_not_of(' ') + 1); }
 
@@ -146,14 +141,10 @@ class Importer {
         }
       }
     }
-    code_ = *Place("CFP");
-    date_ = *Place("APARC_4");
-    birth_province_ = *Place("APARC_6");
-    home_province_ = *Place("APARC_8");
-    state_ = *Place("APARC_14");
-    for (const auto& [name, width] : kWidths) {
-      widths_.emplace_back(*Place(name), width);
+    for (const regole::CampoPercettore& rule : regole::kCampi) {
+      places_.push_back(*Place(text::ToUtf8(rule.colonna)));
     }
+    code_ = places_.front();
   }
 
   std::optional<std::size_t> Place(std::string_view name) const {
@@ -170,16 +161,47 @@ class Importer {
     while (recipients.Next()) {
       known_.try_emplace(std::string(Trim(recipients.Bytes(1))), Known{recipients.Number(0), 0});
     }
-    sqlite::Statement provinces(database_,
-                                "SELECT codprov FROM TABMIN_PROV WHERE codprov IS NOT NULL");
-    while (provinces.Next()) {
-      provinces_.emplace(TrimRight(provinces.Bytes(0)));
+    for (const regole::CampoPercettore& rule : regole::kCampi) {
+      if (rule.tabella != regole::Tabella::kNessuna && !codes_.contains(rule.tabella)) {
+        codes_[rule.tabella] = ReadCodes(rule.tabella);
+      }
     }
-    sqlite::Statement states(database_,
-                             "SELECT cod_tmsg FROM TABMIN_SG WHERE cod_tmsg IS NOT NULL");
-    while (states.Next()) {
-      states_.emplace(TrimRight(states.Bytes(0)));
+  }
+
+  // A reference table: the codes that a search finds, blanks at the right aside, and those that a
+  // pick out of the lookup panel can give.
+  struct Codes {
+    std::unordered_set<std::u16string> stored;
+    std::unordered_set<std::u16string> picked;
+  };
+
+  Codes ReadCodes(regole::Tabella table) {
+    Codes codes;
+    const auto add = [&](std::u16string_view row) {
+      if (!regole::ECONTINUAZIONE(table, row)) {
+        codes.picked.insert(regole::CODICEDELLARIGA(table, row));
+      }
+    };
+    const regole::Fonte source = regole::FONTE(table);
+    if (source.tabella.empty()) {
+      regole::COMPONIRIGHE(table, {}, add);
+      return codes;
     }
+    std::string columns;
+    for (const std::u16string_view column : source.colonne) {
+      columns += (columns.empty() ? "" : ", ") + (column.empty() ? "''" : text::ToUtf8(column));
+    }
+    sqlite::Statement rows(database_,
+                           "SELECT " + columns + " FROM " + text::ToUtf8(source.tabella));
+    std::u16string value;
+    const auto column = [&](std::size_t i) {
+      return std::u16string_view(value = text::FromUtf8(rows.Bytes(static_cast<int>(i))));
+    };
+    while (rows.Next()) {
+      codes.stored.emplace(text::TrimRight(column(0)));
+      regole::COMPONIRIGHE(table, column, add);
+    }
+    return codes;
   }
 
   std::string InsertText() const {
@@ -214,10 +236,9 @@ class Importer {
           std::to_string(fields_.size()) + " campi invece di " + std::to_string(columns_.size());
     } else if (CheckTexts()) {
       known = CheckCode();
-      CheckWidths();
-      CheckDate();
-      CheckProvinces();
-      CheckState();
+      for (std::size_t i = 0; i < regole::kCampi.size(); ++i) {
+        CheckField(regole::kCampi[i], places_[i], known == nullptr);
+      }
     }
     const bool wrong = !faults_.empty() || (!doubts_.empty() && !options_.confirm);
     if (wrong || !doubts_.empty()) {
@@ -274,62 +295,66 @@ class Importer {
       }
       return &found->second;
     }
-    if (toolkit::IsNumeric(code)) {
-      if (trimmed.size() != 11) {
+    switch (regole::ESAMINACODICE(code)) {
+      case regole::EsitoCodice::kBuono:
+        break;
+      case regole::EsitoCodice::kLunghezzaPartitaIva:
         Add(doubts_, "lunghezza partita IVA errata");
-      } else if (CONTROLLOPIVA(code) == 1) {
+        break;
+      case regole::EsitoCodice::kPartitaIvaErrata:
         Add(doubts_, "partita IVA formalmente errata");
-      }
-    } else if (trimmed.size() != kCodeWidth) {
-      Add(doubts_, "lunghezza codice fiscale errata");
-    } else if (CONTROLLOCF(code) == 1) {
-      Add(doubts_, "codice fiscale formalmente errato");
+        break;
+      case regole::EsitoCodice::kLunghezzaCodiceFiscale:
+        Add(doubts_, "lunghezza codice fiscale errata");
+        break;
+      case regole::EsitoCodice::kCodiceFiscaleErrato:
+        Add(doubts_, "codice fiscale formalmente errato");
+        break;
     }
     return nullptr;
   }
 
-  void CheckWidths() {
-    for (const auto& [place, width] : widths_) {
-      const std::string& bytes = fields_[place].text;
-      if (bytes.size() > width && text::FromUtf8(bytes).size() > width) {
-        Add(doubts_, columns_[place] + " ha più di " + std::to_string(width) +
-                         (width == 1 ? " carattere" : " caratteri"));
-      }
-    }
-  }
-
-  // An empty text and Null are the dates of other programs' rows.
-  void CheckDate() {
-    const std::string& stored = fields_[date_].text;
-    if (stored.empty() || stored == "00000000") {
+  // Whether a user could have brought the value about. Null is as good as the empty text, since
+  // the form shows it so.
+  void CheckField(const regole::CampoPercettore& rule, std::size_t place, bool added) {
+    const std::u16string value = text::FromUtf8(fields_[place].text);
+    const auto doubt = [&](const std::string& what) { Add(doubts_, columns_[place] + what); };
+    if (std::any_of(value.begin(), value.end(), text::IsControl)) {
+      doubt(" contiene un a capo o un altro carattere di controllo");
       return;
     }
-    const std::u16string date = text::FromUtf8(stored);
-    const std::u16string shown = std::u16string(text::Mid(date, 7)) + u"/" +
-                                 std::u16string(text::Mid(date, 5, 2)) + u"/" +
-                                 std::u16string(text::Mid(date, 1, 4));
-    if (!toolkit::IsDate(shown) || stored.starts_with("0000")) {
-      Add(doubts_, "APARC_4 non è una data AAAAMMGG");
+    if (rule.genere == regole::Genere::kCodice) {
+      return;  // CheckCode has its rules
     }
-  }
-
-  void CheckProvinces() {
-    for (const std::size_t place : {birth_province_, home_province_}) {
-      const std::string& province = fields_[place].text;
-      const std::string_view trimmed = Trim(province);
-      const bool outside =
-          trimmed.empty() || trimmed == "EE" || (trimmed == "PS" && place == home_province_);
-      if (!outside && !provinces_.contains(std::string(TrimRight(province)))) {
-        Add(doubts_, columns_[place] + " non è una provincia valida");
+    if (!regole::DIGITABILE(rule, value)) {
+      switch (rule.genere) {
+        case regole::Genere::kData:
+          doubt(" non è una data AAAAMMGG né 00000000");
+          break;
+        case regole::Genere::kSesso:
+          doubt(" non è M, F, uno spazio o vuoto");
+          break;
+        default:
+          doubt(" ha più di " + std::to_string(rule.larghezza) +
+                (rule.larghezza == 1 ? " carattere" : " caratteri"));
       }
+      return;
     }
-  }
-
-  void CheckState() {
-    const std::string& state = fields_[state_].text;
-    if (toolkit::Val(text::FromUtf8(Trim(state))) != 0 &&
-        !states_.contains(std::string(TrimRight(state)))) {
-      Add(doubts_, columns_[state_] + " non è un codice di stato estero valido");
+    if (added && rule.indice == regole::kCognome && text::Trim(value).empty()) {
+      doubt(" è vuoto: manca il cognome o la denominazione");
+    }
+    if (rule.tabella == regole::Tabella::kNessuna || regole::SENZACODICE(rule, value)) {
+      return;
+    }
+    const Codes& codes = codes_[rule.tabella];
+    const bool stored = codes.stored.contains(std::u16string(text::TrimRight(value)));
+    if (rule.genere == regole::Genere::kProvincia
+            ? !stored
+            : !codes.picked.contains(value) || (regole::DACERCARE(rule, value) && !stored)) {
+      doubt(rule.genere == regole::Genere::kProvincia ? " non è una provincia valida"
+            : rule.genere == regole::Genere::kCodiceNumerico
+                ? " non è un codice di stato estero valido"
+                : " non è un codice della sua tabella");
     }
   }
 
@@ -368,15 +393,10 @@ class Importer {
   std::vector<CsvField> fields_;
   std::vector<std::string> columns_;  // by the archive's names, in the file's order
   std::size_t code_ = 0;
-  std::size_t date_ = 0;
-  std::size_t birth_province_ = 0;
-  std::size_t home_province_ = 0;
-  std::size_t state_ = 0;
-  std::vector<std::pair<std::size_t, std::size_t>> widths_;
+  std::vector<std::size_t> places_;  // of the form's fields, in the order of their table
 
   std::unordered_map<std::string, Known> known_;  // by the code without blanks at its ends
-  std::unordered_set<std::string> provinces_;
-  std::unordered_set<std::string> states_;
+  std::map<regole::Tabella, Codes> codes_;
   std::string faults_;
   std::string doubts_;
 };

@@ -1,12 +1,14 @@
-#include "platform/toolkit/conversion.h"
+#include "platform/text/conversion.h"
 
 #include <charconv>
 #include <chrono>
+#include <limits>
 #include <string>
+#include <system_error>
 
 #include "platform/text/text.h"
 
-namespace toolkit {
+namespace text {
 
 namespace {
 
@@ -14,32 +16,37 @@ bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
 }  // namespace
 
-double Val(std::u16string_view text) {
-  text = text::TrimLeft(text);
-  std::string number;
-  if (text.starts_with(u'+') || text.starts_with(u'-')) {
-    number = text[0] == u'-' ? "-" : "";
-    text.remove_prefix(1);
+double Val(std::u16string_view s) {
+  s = TrimLeft(s);
+  const bool negative = s.starts_with(u'-');
+  if (negative || s.starts_with(u'+')) {
+    s.remove_prefix(1);
   }
-  for (const char16_t c : text) {
+  std::string number;
+  for (const char16_t c : s) {
     if (!IsDigit(c) && c != u'.') {
       break;
     }
     number.push_back(static_cast<char>(c));
   }
   double value = 0;
-  std::from_chars(number.data(), number.data() + number.size(), value, std::chars_format::fixed);
-  return value;
+  const auto read = std::from_chars(number.data(), number.data() + number.size(), value,
+                                    std::chars_format::fixed);
+  if (read.ec == std::errc::result_out_of_range &&
+      number.find_first_of("123456789") < number.find('.')) {
+    value = std::numeric_limits<double>::infinity();
+  }
+  return negative ? -value : value;
 }
 
-bool IsNumeric(std::u16string_view text) {
-  text = text::Trim(text);
-  if (text.starts_with(u'+') || text.starts_with(u'-')) {
-    text.remove_prefix(1);
+bool IsNumeric(std::u16string_view s) {
+  s = Trim(s);
+  if (s.starts_with(u'+') || s.starts_with(u'-')) {
+    s.remove_prefix(1);
   }
-  const std::u16string_view whole = text.substr(0, text.find(u','));
+  const std::u16string_view whole = s.substr(0, s.find(u','));
   const std::u16string_view decimals =
-      whole.size() < text.size() ? text.substr(whole.size() + 1) : std::u16string_view();
+      whole.size() < s.size() ? s.substr(whole.size() + 1) : std::u16string_view();
   std::size_t digits = 0;
   std::size_t run = 0;  // digits since the last point
   bool grouped = false;
@@ -65,16 +72,16 @@ bool IsNumeric(std::u16string_view text) {
   return digits > 0;
 }
 
-bool IsDate(std::u16string_view text) {
-  if (text.size() != 10 || text[2] != u'/' || text[5] != u'/') {
+bool IsDate(std::u16string_view s) {
+  if (s.size() != 10 || s[2] != u'/' || s[5] != u'/') {
     return false;
   }
   int number[3] = {0, 0, 0};  // day, month, year
-  for (std::size_t i = 0, part = 0; i < text.size(); ++i) {
+  for (std::size_t i = 0, part = 0; i < s.size(); ++i) {
     if (i == 2 || i == 5) {
       ++part;
-    } else if (IsDigit(text[i])) {
-      number[part] = number[part] * 10 + (text[i] - u'0');
+    } else if (IsDigit(s[i])) {
+      number[part] = number[part] * 10 + (s[i] - u'0');
     } else {
       return false;
     }
@@ -85,4 +92,4 @@ bool IsDate(std::u16string_view text) {
       .ok();
 }
 
-}  // namespace toolkit
+}  // namespace text

@@ -1,0 +1,60 @@
+// The record screen: one recipient's row in the texts of Text1, from loading to saving and to the
+// next one.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "record/regole.h"
+
+namespace ANAGPARC {
+
+// A row of PERCPARCELLE: the values of the fields' columns, Null as the empty text, each at its
+// field's index.
+using Percettore = std::array<std::u16string, regole::kUltimoCampo + 1>;
+
+// The row that the screen shows, as it was read.
+extern Percettore PercettoreLetto;
+
+void SistemaToolTipText();
+// Reads the current row of TabPERCPARCELLE into PercettoreLetto, all of it or, when it throws,
+// nothing. What is then shown of it can't fail, so that a record on screen never is half of one
+// recipient and half of another.
+void LEGGIPERCETTORE();
+// Show PercettoreLetto: its fields; its code and names in the header and in CFCorrente.
+void CARICADATI();
+void IMPOSTATESTATA();
+// The empty screen.
+void PULISCICAMPI();
+
+// The key code left in KeyAscii is what the field acts on.
+void Text1_KeyPress(int Index, std::int16_t& KeyAscii);
+void Text1_Change(int Index);
+void Text1_GotFocus(int Index);
+// Keeps the focus on a birth date that isn't one.
+void Text1_LostFocus(int Index);
+
+// Both tell the outcome by FlagErroreCampi: 1 when a field is wrong, for
+// MEMORIZZADATI also when the engine refuses the save; nothing is written then,
+// and the user has been told. CONTROLLOCAMPI may throw engine::Error.
+void CONTROLLOCAMPI();
+void MEMORIZZADATI();
+// Asks about unsaved changes and acts on the answer, kept in RispostaUtente.
+void MESSAGGIOVARIAZ();
+// Settles unsaved changes, if there are any, for whoever leaves the record
+// altogether; false when the user stays.
+bool VARIAZIONIRISOLTE();
+
+void cmdmemorizza_Click();
+void cmdmemorizza_GotFocus();
+// To the neighbour by code; at an end of the table a message, and the same recipient again.
+void cmdparcprec_Click();
+void cmdparcprec_GotFocus();
+void cmdparcsuc_Click();
+void cmdparcsuc_GotFocus();
+// Back to the selection screen.
+void cmdselprec_Click();
+void cmdselprec_GotFocus();
+
+}  // namespace ANAGPARC

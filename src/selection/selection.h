@@ -1,0 +1,23 @@
+// The selection screen: the frames of the form and the list of recipients, the program's main menu.
+#pragma once
+
+namespace ANAGPARC {
+
+// Places the frames and shows the selection screen: once, at the start.
+void IMPOSTAFRAME();
+// From the record to the selection screen. When the list can't be read it throws engine::Error
+// and the record stays on screen.
+void RITORNASELEZDIC();
+// A click beside the fields closes the lookup panel.
+void Frmmoduli_Click(int Index);
+
+// Fills the list anew from the table, in the order of Option1. When it throws, the rows read so
+// far are in sight.
+void LISTAPERCETTORI();
+void Option1_Click(int Index);
+// Selects a recipient for the buttons beside the list; gives up an insertion that was begun.
+void List1_Click();
+// Opens the recipient of the selected row, or the insertion.
+void List1_DblClick();
+
+}  // namespace ANAGPARC
