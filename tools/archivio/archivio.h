@@ -92,6 +92,16 @@ struct ImportResult {
 ImportResult Import(const std::filesystem::path& csv, const std::filesystem::path& archive,
                     const ImportOptions& options, std::ostream& report, std::ostream* progress);
 
+// Takes an archive of the old database engine over into the new file `to`, which
+// may be a folder, otherwise the rules of WriteTemplate hold. `from` is only
+// read. False, and nothing written, where it wouldn't be a working archive: a
+// table, column or index of the program is missing, two recipients have one code,
+// rows can't be read. Where the program can mend that, `confirm` lets it pass.
+// `report` gets a line for each of these and for each table, with the rows that
+// the old file says it has and those read. `progress`: see Import. Throws Failure.
+bool Convert(const std::filesystem::path& from, const std::filesystem::path& to, bool confirm,
+             std::ostream& report, std::ostream* progress);
+
 // Sets the user up to work on `folder`: makes the folder, the template and the
 // registry file where they are missing, and tells each step. What is there
 // stays as it is; a registry file that names another folder, or a template that

@@ -6,6 +6,7 @@
 #include "archivio/archivio.h"
 #include "archivio/schema.h"
 #include "platform/sqlite/sqlite.h"
+#include "platform/system/old_format.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -153,7 +154,8 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth) {
   }
   if (!stream.read(head.data(), head.size()) ||
       std::string_view(head.data(), 16) != "SQLite format 3\0"sv) {
-    return {label + "non è un archivio."};
+    const std::u16string advice = sys::OldFormatAdvice(sys::PathText(file));
+    return {advice.empty() ? label + "non è un archivio." : text::ToUtf8(advice)};
   }
   if (head[18] != 1 || head[19] != 1) {
     return {label + "è in modalità WAL, il programma vuole il giornale di ripristino."};

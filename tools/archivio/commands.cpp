@@ -48,6 +48,11 @@ constexpr std::string_view kUsage =
     "                  rispondendo a una domanda: codici formalmente errati, date,\n"
     "                  province e codici di tabella non validi, testi troppo lunghi.\n"
     "                  Così rientra quello che in un archivio è entrato per altre vie.\n"
+    "  anagparc-archivio converti VECCHIO NUOVO [--conferma]\n"
+    "      Scrive nel file NUOVO, o in una cartella con lo stesso nome, quello che c'è in\n"
+    "      un archivio del vecchio formato (.mdb, Jet 3 o Jet 4), che resta com'è.\n"
+    "      --conferma  lo scrive anche se mancano tabelle, colonne o indici del\n"
+    "                  programma, se righe non si leggono o codici sono doppi.\n"
     "  anagparc-archivio --help\n"
     "Stato di uscita: 0 fatto, o archivio in ordine; 1 non riuscito, o archivio non\n"
     "in ordine, o import rifiutato; 2 uso errato.\n";
@@ -98,6 +103,8 @@ std::optional<int> RunPlain(const std::string& command, const std::vector<std::s
   for (const std::string& argument : arguments) {
     if (!argument.starts_with("--")) {
       files.push_back(argument);
+    } else if (command == "converti" && argument == "--conferma") {
+      options.insert(argument);
     } else if (command == "importa" &&
                (argument == "--salta" || argument == "--aggiorna" || argument == "--conferma")) {
       options.insert(argument);
@@ -125,6 +132,10 @@ std::optional<int> RunPlain(const std::string& command, const std::vector<std::s
     const std::size_t written = Export(count == 2 ? fs::path(files[1]) : YearArchive(), files[0]);
     out << "Percettori scritti: " << written << ".\n";
     return kDone;
+  }
+  if (command == "converti" && count == 2) {
+    return Convert(files[0], files[1], options.contains("--conferma"), out, progress) ? kDone
+                                                                                      : kFailed;
   }
   if (command == "importa" && count == 2) {
     return RunImport(files, options, out, progress);

@@ -268,6 +268,8 @@ class QtHands : public Actions {
 
 }  // namespace
 
-std::unique_ptr<Actions> MakeQtHands(Answers& answers) { return std::make_unique<QtHands>(answers); }
+std::unique_ptr<Actions> MakeQtHands(Answers& answers) {
+  return std::make_unique<QtHands>(answers);
+}
 
 }  // namespace script

@@ -273,6 +273,10 @@ Statement& Statement::Bind(int parameter, std::int64_t number) {
   return Bound(sqlite3_bind_int64(handle_.get(), parameter, number));
 }
 
+Statement& Statement::BindReal(int parameter, double number) {
+  return Bound(sqlite3_bind_double(handle_.get(), parameter, number));
+}
+
 Statement& Statement::BindNull(int parameter) {
   return Bound(sqlite3_bind_null(handle_.get(), parameter));
 }

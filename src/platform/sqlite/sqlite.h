@@ -119,6 +119,7 @@ class Statement {
   Statement& BindCopy(int parameter, std::string_view text);
   Statement& BindBlob(int parameter, std::string_view bytes);
   Statement& Bind(int parameter, std::int64_t number);
+  Statement& BindReal(int parameter, double number);
   Statement& BindNull(int parameter);
 
   // The next row, or false after the last one. At the end, and when it fails,
