@@ -75,6 +75,12 @@ void IMPOSTAPERCORSI() {
                                 u", ma è rimasto il suo file di una scrittura interrotta: ",
                                 engine::SideFile(ArchivioAnnuale())));
     }
+    if (const std::u16string ostacolo = sys::ReadingObstacle(ArchivioAnnuale());
+        !ostacolo.empty()) {
+      throw sys::FileError(Join(ostacolo,
+                                u"\r\rÈ l'archivio dell'anno: non va cancellato né "
+                                u"sostituito con il modello."));
+    }
     sys::FileCopy(ArchivioModello(), ArchivioAnnuale());
     ArchivioCreato = true;
   }

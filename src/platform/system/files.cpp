@@ -66,8 +66,12 @@ std::u16string Cause(int error) {
   }
 }
 
+std::u16string NotRead(const fs::path& path, std::u16string_view cause) {
+  return u"Impossibile leggere il file " + PathText(path) + u": " + std::u16string(cause) + u".";
+}
+
 [[noreturn]] void FailReading(const fs::path& path, int error) {
-  throw FileError(u"Impossibile leggere il file " + PathText(path) + u": " + Cause(error) + u".");
+  throw FileError(NotRead(path, Cause(error)));
 }
 
 [[noreturn]] void FailCreating(const fs::path& path, int error) {
@@ -240,6 +244,21 @@ bool OpensForReading(std::u16string_view name) {
   const Fd file = OpenForReading(ResolvePath(name));
   struct stat info = {};
   return file && fstat(file.Get(), &info) == 0 && !S_ISDIR(info.st_mode);
+}
+
+std::u16string ReadingObstacle(std::u16string_view name) {
+  const fs::path path = ResolvePath(name);
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0 && errno == ENOENT) {
+    return {};
+  }
+  const Fd file = OpenForReading(path);
+  if (!file) {
+    return NotRead(path,
+                   errno == ENOENT ? u"è un collegamento a un file che non c'è" : Cause(errno));
+  }
+  const bool folder = fstat(file.Get(), &info) == 0 && S_ISDIR(info.st_mode);
+  return folder ? NotRead(path, Cause(EISDIR)) : std::u16string();
 }
 
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {
