@@ -75,11 +75,12 @@ void IMPOSTAPERCORSI() {
                                 u", ma è rimasto il suo file di una scrittura interrotta: ",
                                 engine::SideFile(ArchivioAnnuale())));
     }
-    if (const std::u16string ostacolo = sys::ReadingObstacle(ArchivioAnnuale());
-        !ostacolo.empty()) {
-      throw sys::FileError(Join(ostacolo,
-                                u"\r\rÈ l'archivio dell'anno: non va cancellato né "
-                                u"sostituito con il modello."));
+    try {
+      sys::RefuseUnreadable(ArchivioAnnuale());
+    } catch (const sys::FileError& ostacolo) {
+      throw sys::FileError(Join(ostacolo.Text(),
+                                u"\r\rÈ l'archivio dell'anno: non va cancellato "
+                                u"né sostituito con il modello."));
     }
     sys::FileCopy(ArchivioModello(), ArchivioAnnuale());
     ArchivioCreato = true;
@@ -191,12 +192,16 @@ std::u16string CHIAVECODICE(std::u16string_view codice) {
 }
 
 bool CERCAPERCETTORE(std::u16string_view codice) {
-  std::u16string chiave = CHIAVECODICE(codice);
-  TabPERCPARCELLE.Seek(u"=", chiave);
-  while (TabPERCPARCELLE.NoMatch() && chiave.ends_with(u' ') && !text::Trim(chiave).empty()) {
-    chiave.insert(0, 1, u' ');
-    chiave.pop_back();
-    TabPERCPARCELLE.Seek(u"=", chiave);
+  const std::u16string chiave = CHIAVECODICE(codice);
+  std::u16string cercata = chiave;
+  TabPERCPARCELLE.Seek(u"=", cercata);
+  while (TabPERCPARCELLE.NoMatch() && cercata.ends_with(u' ') && !text::Trim(cercata).empty()) {
+    cercata.insert(0, 1, u' ');
+    cercata.pop_back();
+    TabPERCPARCELLE.Seek(u"=", cercata);
+  }
+  if (TabPERCPARCELLE.NoMatch() && cercata != chiave) {
+    TabPERCPARCELLE.Seek(u"=", chiave);  // for the neighbours
   }
   return !TabPERCPARCELLE.NoMatch();
 }

@@ -10,7 +10,7 @@
 #include "script.h"
 #include "version.h"
 #ifdef ANAGPARC_WITH_QT
-#include "qt_hands.h"
+#include "qt_actions.h"
 #endif
 
 namespace {
@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
   script::Answers answers;
   if (options->qt) {
 #ifdef ANAGPARC_WITH_QT
-    const auto actions = script::MakeQtHands(answers);
+    const auto actions = script::MakeQtActions(answers);
     return RunScript(lines, answers, *actions);
 #else
     std::cerr << "anagparc-script: compilato senza Qt, --screen qt non c'è\n";

@@ -21,9 +21,8 @@ class FileError : public std::runtime_error {
 // True when the file can be opened for reading. A folder can't.
 bool OpensForReading(std::u16string_view name);
 
-// Why the file can't be opened for reading, as an Italian sentence that names it and the
-// cause. Empty where it can be, and where there is nothing of that name.
-std::u16string ReadingObstacle(std::u16string_view name);
+// Throws FileError where something of that name is there and can't be opened for reading.
+void RefuseUnreadable(std::u16string_view name);
 
 // Who may read and write a new file.
 enum class Access {

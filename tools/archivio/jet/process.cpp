@@ -15,6 +15,7 @@
 #include <new>
 
 #include "archivio/archivio.h"
+#include "archivio/interruption.h"
 
 namespace archivio::jet {
 
@@ -39,9 +40,6 @@ void OnLog(const char* /*domain*/, GLogLevelFlags level, const char* /*message*/
 
 [[noreturn]] void RunReader(const Process::Read& read, int pipe, const Limits& limits) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
-    signal(number, SIG_DFL);
-  }
   Limit(RLIMIT_CORE, 0);
   Limit(RLIMIT_FSIZE, 0);
 #ifndef __SANITIZE_ADDRESS__  // it reserves far more than any limit
@@ -122,6 +120,7 @@ void Process::Fill(std::size_t bytes) {
   buffer_.erase(0, taken_);
   taken_ = 0;
   while (buffer_.size() < bytes) {
+    CheckInterrupted();
     pollfd ready = {pipe_, POLLIN, 0};
     const int count = poll(&ready, 1, limits_.seconds * 1000);
     if (count == 0) {
