@@ -95,23 +95,14 @@ bool RecordsetState::StepLive(sqlite::Statement* statement) {
   return row;
 }
 
-bool RecordsetState::TakeOver(sqlite::Statement* statement) {
-  if (live_ == nullptr || live_ == statement) {
-    return StepLive(statement);
-  }
-  const bool row = Use().Step(*statement);
-  live_->Reset();
-  live_ = statement;
-  if (!row) {
-    EndLive();
-  }
-  return row;
-}
-
 void RecordsetState::EndLive() noexcept {
   if (live_ != nullptr) {
     live_->Reset();
     live_ = nullptr;
+    if (holder_ != nullptr) {
+      holder_->Reset();
+      holder_ = nullptr;
+    }
     std::erase(Running(), this);
   }
 }
@@ -504,40 +495,45 @@ void TableState::ColumnWritten(int column, StoredValue&& value) noexcept {
 
 QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string table,
                        const std::string& rest, std::vector<std::string> order)
-    : RecordsetState(std::move(database), std::move(table)), query_(Prepared(from_ + rest)) {
-  NameColumns(query_);
+    : RecordsetState(std::move(database), std::move(table)) {
+  NameColumns(Prepared(from_ + " WHERE rowid = ?1"));
   if (!order.empty() && std::ranges::all_of(order, [this](const std::string& column) {
         return FindColumn(text::FromUtf8(column)) != columns_.end() && !Use().IsKey(table_, column);
       })) {
-    names_ = std::move(order);
+    names_ = static_cast<int>(order.size());
     std::string sql = "SELECT rowid";
-    for (const std::string& name : names_) {
+    for (const std::string& name : order) {
       sql += ", " + Identifier(name);
     }
     query_ = Prepared(sql + " FROM " + Identifier(table_));
-    by_row_ = {Prepared(from_ + " WHERE rowid = ?1"), Prepared(from_ + " WHERE ?1 = rowid")};
+  } else {
+    query_ = Prepared(from_ + rest);
   }
 }
 
 // SQLite goes through an index on the names where there is one, which is nearly their
-// order. The first row met stays open, so that nobody writes before the walk begins.
+// order. From its first row to the end of the walk a statement stays open, so that nobody
+// writes in between.
 void QueryState::FetchByNames() {
+  sqlite::Statement* const first = Prepared(from_ + " WHERE rowid = ?1");
   NameOrder order;
-  bool first = true;
   try {
-    for (; Use().Step(*query_); first = false) {
+    while (Use().Step(*query_)) {
       const std::int64_t row = query_->Number(0);
-      if (first) {
-        Use().Bind(*by_row_[0], 1, row);
-        StepLive(by_row_[0]);
+      if (live_ == nullptr) {
+        Use().Bind(*first, 1, row);
+        StepLive(first);
       }
       order.AddRow(row);
-      for (int i = 1; i <= static_cast<int>(names_.size()); ++i) {
-        order.AddText(query_->Bytes(i));
+      for (int column = 1; column <= names_; ++column) {
+        order.AddText(query_->Bytes(column));
       }
     }
     rows_ = order.Sorted();
     deleted_.reserve(rows_.size());  // RowDeleted can't fail
+    if (Use().Step(*query_)) {
+      holder_ = query_;
+    }
   } catch (...) {
     query_->Reset();
     rows_.clear();
@@ -555,7 +551,7 @@ bool QueryState::Fetch() {
   if (complete_) {
     return false;
   }
-  if (!names_.empty()) {
+  if (names_ > 0) {
     FetchByNames();
     return !rows_.empty();
   }
@@ -594,10 +590,10 @@ void QueryState::Suspend() noexcept {
 void QueryState::Arrive(std::size_t at) {
   // The running query stands on the last row met, where a move goes while it
   // runs.
-  if (live_ != nullptr && !names_.empty()) {
-    sqlite::Statement* const next = by_row_[live_ == by_row_[0] ? 1 : 0];
-    Use().Bind(*next, 1, rows_[at]);
-    TakeOver(next);
+  if (holder_ != nullptr) {
+    live_->Reset();
+    Use().Bind(*live_, 1, rows_[at]);
+    StepLive(live_);
   } else if (live_ != query_) {
     EndLive();
   }

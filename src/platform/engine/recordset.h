@@ -97,9 +97,6 @@ class RecordsetState {
   sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
   bool StepLive(sqlite::Statement* statement);
-  // The same with the live one ended only after the step, so that no other program can
-  // write in between.
-  bool TakeOver(sqlite::Statement* statement);
   void EndLive() noexcept;
 
   // Must be passed before place_ means anything.
@@ -128,6 +125,8 @@ class RecordsetState {
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
   sqlite::Statement* live_ = nullptr;  // running, and on row_
+  // Open with the live one, to keep others from writing between two rows; ends with it.
+  sqlite::Statement* holder_ = nullptr;
 
  private:
   enum class Pending { kNone, kAdd, kEdit };
@@ -217,10 +216,9 @@ class QueryState : public RecordsetState {
   void Arrive(std::size_t at);
 
   sqlite::Statement* query_;
-  std::vector<std::string> names_;                 // columns that NameOrder sorts by, if any
-  std::array<sqlite::Statement*, 2> by_row_ = {};  // then: one row each, in turns
-  std::vector<std::int64_t> rows_;                 // those met, then, once suspended, all
-  std::vector<bool> deleted_;                      // by this recordset; empty while the query runs
+  int names_ = 0;                   // columns of query_ that NameOrder sorts by; 0: SQLite's order
+  std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
+  std::vector<bool> deleted_;       // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;
   std::size_t at_ = 0;
   bool complete_ = false;
