@@ -22,9 +22,14 @@ FIELDS = [1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 16, 17]
 TYPED = {1: 30, 2: 20, 5: 40, 7: 40, 11: 30}  # fields typed into, and their widths
 LOOKS = ['FrmSelezione.Visible', 'Frmmoduli(0).Visible', 'FrameCambiaCf.Visible', 'FlagVariazioni',
          'FlagErroreCampi', 'CFCorrente', 'Focus']
-GONE, CHANGED, TAKEN = 'non è più nell', 'stata modificata', 'è già nell'
+ANYWAY = r'\r\rRegistrare ugualmente quello che è sullo schermo ?'
+GONE = (r"Il percettore non è più nell'archivio: è stato cancellato o ha cambiato codice."
+        r'\r\rRegistrarlo di nuovo ?')
+CHANGED = 'La scheda è stata modificata da un altro programma dopo che è stata aperta.' + ANYWAY
+TAKEN = "Il codice fiscale è già nell'archivio: è stato inserito da un altro programma." + ANYWAY
 CLASHES = (GONE, CHANGED, TAKEN)
-REFUSALS = CLASHES + ('esistente !!!!',)  # nothing else may go wrong
+# Nothing else may go wrong.
+REFUSALS = ("non è più nell'archivio", "è già nell'archivio", 'codice fiscale esistente !!!!')
 YES, NO, CANCEL = 6, 7, 2
 
 
@@ -245,12 +250,12 @@ class World:
             text = user.asked = user.question[1]
             if user.there is None:
                 user.there = code in self.rows
-            if any(part in text for part in CLASHES):
+            if user.question[0] == 36 and 'Partita IVA' not in text:
                 now = self.rows.get(code)
                 self.count('clash')
                 assert now != user.loaded and now not in user.seen, f'asked for nothing: {text}'
                 due = GONE if now is None else TAKEN if user.loaded is None else CHANGED
-                assert due in text or user.seen, f'{due} was due: {text}'
+                assert text == due or user.seen and text in CLASHES, f'{due} was due: {text}'
                 user.told_of = now
             return
         saved = user.look['FlagErroreCampi'] == '0'
@@ -275,7 +280,7 @@ class World:
             user.there = None
         self.log = self.log[-11:] + [(user.name, user.did, lines)]
         code = user.code()
-        if asked_of and user.answer == YES and any(part in asked_of for part in CLASHES):
+        if asked_of and user.answer == YES and asked_of in CLASHES:
             user.seen = [user.told_of]
         user.question = None
         user.send(*lines if asked_of else ['answer ?'] + lines)
