@@ -145,7 +145,9 @@ TEST_F(Engine, TableWalksLikeAList) {
     Rows ids;
     long at = 0;       // -1 before the first row, ids.size() after the last
     bool gap = false;  // no row is the current one; the next one is `at`
-    const auto read = [&] { ids = Stored(std::string("SELECT ID FROM T ORDER BY ") + order); };
+    const auto read = [&, &order = order] {
+      ids = Stored(std::string("SELECT ID FROM T ORDER BY ") + order);
+    };
     const auto stand_on = [&](const std::string& id) {
       at = std::ranges::find(ids, id) - ids.begin();
       gap = false;

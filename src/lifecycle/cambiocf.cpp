@@ -78,6 +78,7 @@ void CmdCambia_Click() {
 void CmdAnnullaCF_Click() {
   FrameCambiaCf.SetVisible(false);
   ABILITASELEZIONE(true);
+  List1.SetFocus();  // otherwise the focus would go to Uscita
 }
 
 void CmdConfermaCF_Click() {

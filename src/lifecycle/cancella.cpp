@@ -122,11 +122,13 @@ void Cmdcancella_Click() {
   try {
     LISTAPERCETTORI();
   } catch (const engine::Error& e) {
+    List1.SetFocus();
     toolkit::MsgBox(
         u"Il percettore è stato cancellato, ma l'elenco non si può rileggere.\r\r" + e.Text(),
         toolkit::kCritical, Titolo());
     return;
   }
+  List1.SetFocus();
   toolkit::MsgBox(u"Cancellazione effettuata", toolkit::kInformation, Titolo());
 }
 

@@ -31,6 +31,15 @@ std::string Text(std::u16string_view s) { return text::ToUtf8(s); }
 
 }  // namespace
 
+bool CanCopy() {
+  const Control* focus = ANAGPARC::Me.Focus();
+  if (const auto* list = dynamic_cast<const ListBox*>(focus)) {
+    return list->Code && list->ListIndex() >= 0 && !list->Code(list->ListIndex()).empty();
+  }
+  const auto* box = dynamic_cast<const TextBox*>(focus);
+  return box != nullptr && box->SelLength() > 0;
+}
+
 std::string Quote(std::u16string_view text) {
   std::string out = "\"";
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -113,6 +122,13 @@ namespace {
 
 toolkit::Form& Form() { return ANAGPARC::Me; }
 
+// A caption without the mark of its letter.
+std::u16string Plain(std::u16string_view caption) {
+  std::u16string plain(caption);
+  std::erase(plain, u'&');
+  return plain;
+}
+
 }  // namespace
 
 bool ModelActions::Click(Control& control) { return Form().UserClick(control); }
@@ -123,6 +139,24 @@ bool ModelActions::DblClickRow(ListBox& list, int row) {
   }
   Form().UserDblClickRow(list, row);
   return true;
+}
+bool ModelActions::Scroll(ListBox& list, int row) { return Form().UserScroll(list, row); }
+bool ModelActions::RightClick(Control& control, int row, std::u16string_view choice,
+                              std::vector<std::u16string>& offered) {
+  if (control.Type() == Kind::TextBox && Form().Focus() != &control) {
+    Form().UserClick(control);
+  } else if (auto* list = dynamic_cast<ListBox*>(&control); list != nullptr && row >= 0) {
+    Form().UserScroll(*list, list->TopToShow(row));
+  }
+  for (const toolkit::MenuEntry& entry : Form().Menu(control, row)) {
+    if (entry.enabled) {
+      offered.push_back(Plain(entry.caption));
+      if (offered.back() == choice) {
+        return Form().UserChoose(control, row, entry.choice);
+      }
+    }
+  }
+  return choice.empty() && !offered.empty();
 }
 bool ModelActions::Focus(Control& control) { return Form().UserFocus(control); }
 bool ModelActions::Caret(int offset) { return Form().UserClick(*Form().Focus(), offset); }
@@ -139,8 +173,10 @@ bool ModelActions::Key(const KeyStroke& stroke) {
       return Form().UserPaste();
     case u'X':
       return Form().UserCut();
-    default:
+    case u'Z':
       return Form().UserUndo();
+    default:
+      return Form().UserKey(stroke);
   }
 }
 bool ModelActions::Paste(std::u16string_view clipboard) {
@@ -315,6 +351,7 @@ Shown ListProperty(const ListBox& list, std::u16string_view property) {
   if (property == u"Text") return Quote(list.Text());
   if (property == u"ListIndex") return Int(list.ListIndex());
   if (property == u"ListCount") return Int(list.ListCount());
+  if (property == u"TopIndex") return Int(list.TopIndex());
   return std::nullopt;
 }
 
@@ -378,6 +415,8 @@ std::string Show(const std::u16string& name) {
     value = FormProperty(property);
   } else if (owner == u"Screen" && property == u"MousePointer") {
     value = Int(toolkit::Screen.MousePointer);
+  } else if (name == u"Clipboard") {
+    value = Quote(toolkit::App().view->Clipboard());
   } else {
     value = Variable(name);
   }
@@ -389,7 +428,7 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
-constexpr std::u16string_view kEditing = u"ACVXZ";
+constexpr std::u16string_view kLetters = u"ACSVXZ";  // with Ctrl
 
 const std::map<std::u16string_view, KeyStroke>& Keys() {
   static const std::map<std::u16string_view, KeyStroke> keys = {
@@ -406,12 +445,13 @@ const std::map<std::u16string_view, KeyStroke>& Keys() {
       {u"PageUp", {Key::PageUp}},
       {u"PageDown", {Key::PageDown}},
       {u"Tab", {Key::Tab}},
+      {u"F4", {Key::F4}},
   };
   return keys;
 }
 
 // A key's name, with Ctrl, Shift or both in front; with Ctrl also one of the
-// letters that copy, cut, paste, undo and select all.
+// letters that stand for a command.
 KeyStroke StrokeOf(const Word& word) {
   std::u16string_view name = word.text;
   const auto with = [&name](std::u16string_view modifier) {
@@ -421,7 +461,7 @@ KeyStroke StrokeOf(const Word& word) {
   };
   const bool control = with(u"Ctrl");
   const bool shift = with(u"Shift");
-  if (control && !shift && name.size() == 1 && kEditing.find(name[0]) != kEditing.npos) {
+  if (control && !shift && name.size() == 1 && kLetters.find(name[0]) != kLetters.npos) {
     return {.text = name, .control = true};
   }
   const auto found = Keys().find(name);
@@ -509,6 +549,35 @@ bool DblClickAt(const Call& call) {
   return list.Usable() && call.actions.DblClickRow(list, row);
 }
 
+bool ScrollTo(const Call& call) {
+  return call.actions.Scroll(ListOf(call.words[1]), NumberOf(call.words[2]));
+}
+
+// rightclick CTRL [ROW] ["choice"]
+bool RightClickAt(const Call& call) {
+  Control& control = ControlOf(call.words[1]);
+  const bool list = control.Type() == Kind::ListBox;
+  const std::size_t choice = list ? 3 : 2;
+  if (call.words.size() < choice || call.words.size() > choice + 1) {
+    throw Error{u"argomenti sbagliati per rightclick"};
+  }
+  const bool chosen = call.words.size() > choice;
+  std::vector<std::u16string> offered;
+  if (!control.Showing() ||
+      !call.actions.RightClick(control, list ? NumberOf(call.words[2]) : -1,
+                               chosen ? call.words[choice].text : u"", offered)) {
+    return false;
+  }
+  if (!chosen) {
+    call.out << "Menu";
+    for (const std::u16string& caption : offered) {
+      call.out << ' ' << Quote(caption);
+    }
+    call.out << '\n';
+  }
+  return true;
+}
+
 bool FocusOn(const Call& call) {
   Control& control = ControlOf(call.words[1]);
   return control.CanFocus() && call.actions.Focus(control);
@@ -550,6 +619,8 @@ constexpr struct Command {
     {u"answer", 1, kAny, false, Answer},
     {u"click", 1, 2, false, ClickAt},
     {u"dblclick", 2, 2, false, DblClickAt},
+    {u"rightclick", 1, 3, false, RightClickAt},
+    {u"scroll", 2, 2, false, ScrollTo},
     {u"focus", 1, 1, false, FocusOn},
     {u"caret", 1, 1, false, PlaceCaret},
     {u"type", 1, 1, true, [](const Call& c) { return Type(c.actions, c.words[1].text); }},

@@ -45,6 +45,11 @@ class Actions {
   virtual bool Click(toolkit::Control& control) = 0;
   virtual bool ClickRow(toolkit::ListBox& list, int row) = 0;
   virtual bool DblClickRow(toolkit::ListBox& list, int row) = 0;
+  virtual bool Scroll(toolkit::ListBox& list, int row) = 0;
+  // A right click, on a row of a list; the captions that the menu offers go into
+  // `offered`, and the one that is `choice`, if any, is chosen.
+  virtual bool RightClick(toolkit::Control& control, int row, std::u16string_view choice,
+                          std::vector<std::u16string>& offered) = 0;
   virtual bool Focus(toolkit::Control& control) = 0;
   virtual bool Caret(int offset) = 0;
   virtual bool Key(const toolkit::KeyStroke& stroke) = 0;
@@ -74,6 +79,9 @@ class ModelActions : public Actions {
   bool Click(toolkit::Control& control) override;
   bool ClickRow(toolkit::ListBox& list, int row) override;
   bool DblClickRow(toolkit::ListBox& list, int row) override;
+  bool Scroll(toolkit::ListBox& list, int row) override;
+  bool RightClick(toolkit::Control& control, int row, std::u16string_view choice,
+                  std::vector<std::u16string>& offered) override;
   bool Focus(toolkit::Control& control) override;
   bool Caret(int offset) override;
   bool Key(const toolkit::KeyStroke& stroke) override;
@@ -96,6 +104,9 @@ class Printer : public toolkit::Witness {
  private:
   std::ostream& out_;
 };
+
+// Something is selected that Ctrl+C copies.
+bool CanCopy();
 
 // The text between quotation marks, with \" \\ \r \n; other control characters
 // and halves of a surrogate pair as \uXXXX.
