@@ -43,9 +43,8 @@ class Conversion:
 
     def __init__(self, what, data, *options, room=None):
         def limit():
-            if room is not None:
-                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-                resource.setrlimit(resource.RLIMIT_FSIZE, (room, room))
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (room, room))
 
         with tempfile.TemporaryDirectory() as folder:
             old, new = os.path.join(folder, "old.mdb"), os.path.join(folder, "new")
@@ -53,7 +52,7 @@ class Conversion:
                 file.write(data)
             os.mkdir(new)
             run = subprocess.run([TOOL, "converti", old, new, *options], capture_output=True,
-                                 timeout=120, check=False, preexec_fn=limit)
+                                 timeout=120, check=False, preexec_fn=limit if room else None)
             self.status, self.out = run.returncode, (run.stdout + run.stderr).decode()
             check(f"{what}: files left", os.listdir(new), [] if self.status else ["old.mdb"])
             check(f"{what}: the old file", open(old, "rb").read() == data, True)
@@ -218,19 +217,22 @@ def older():
     check("Jet 3: the program's", "Tabella QUADROLAUT: manca." in got.out, True)
 
 
-def damages(every):
-    """Nothing brings the tool down, and its answer is one of two."""
-    cuts = range(0, len(SMALL), 512 if every else 512 * 23)
-    trials = [(f"first {size} bytes", SMALL[:size]) for size in cuts]
+def damaged(every):
+    for size in range(0, len(SMALL), 512 if every else 512 * 23):
+        yield f"first {size} bytes", SMALL[:size]
     for seed in range(2000 if every else 40):
         chance, data = random.Random(seed), bytearray(SMALL)
         for _ in range(chance.choice([1, 4, 16, 64])):
             # Most of the file is empty; what matters stands on the pages' first bytes.
             place = chance.randrange(len(data) // PAGE) * PAGE + int(PAGE * chance.random() ** 3)
             data[place] = chance.choice([0, 0xFF, chance.randrange(256)])
-        trials.append((f"seed {seed}", bytes(data)))
+        yield f"seed {seed}", bytes(data)
+
+
+def damages(every):
+    """Nothing brings the tool down, and its answer is one of two."""
     statuses = {}
-    for number, (what, data) in enumerate(trials):
+    for number, (what, data) in enumerate(damaged(every)):
         got = Conversion(what, data, *["--conferma"] * (number % 2))
         check(f"{what}: status", got.status in (0, 1), True)
         check(f"{what}: a word", got.out != "", True)
