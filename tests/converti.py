@@ -67,6 +67,8 @@ class Conversion:
                         "SELECT name FROM sqlite_schema WHERE type = 'table'").fetchall():
                     found = base.execute(f'SELECT * FROM "{name}" ORDER BY rowid')
                     self.tables[name] = [c[0] for c in found.description], found.fetchall()
+                self.unique = {name for (name,) in base.execute(
+                    "SELECT name FROM sqlite_schema WHERE sql LIKE 'CREATE UNIQUE%'")}
                 base.close()
 
 
@@ -116,7 +118,7 @@ def recipients():
 
     # Columns that are younger than the row; a date before the first one, a half pair.
     archive.set_rows(archive.table("ALIQUOTA"), [
-        row(struct.pack("<hhq", 1, -2, -5), [text("A"), b"\x00\xd8"], 5, 0x1F),
+        row(struct.pack("<hhq", 1, -2, -5), [text("A"), b"\x00\xd8"], 5, 0xFF),
         row(struct.pack("<hhqqqdd", 1, 2, 3, 4, 5, -1.25, float("nan")), [text("B"), None], 10,
             0x3F7)])
     got = Conversion("young columns", bytes(archive.data))
@@ -184,8 +186,9 @@ def doubts():
     got = Conversion("letter case", names)
     check("letter case", (got.status, "Release" in got.tables and got.sound), (0, True))
     extra = SMALL.replace(wide("PERCETTORI"), wide("PERCETTORX"))
-    check("other tables come too",
-          len(Conversion("extra", extra, "--conferma").tables["PERCETTORX"][1]), 3)
+    got = Conversion("extra", extra, "--conferma")
+    check("other tables come too", (len(got.tables["PERCETTORX"][1]), got.unique),
+          (3, {"PERCPARCELLE.CHIAVE"}))
     got = Conversion("no room", SMALL, room=100_000)
     check("no room", (got.status, "errore" in got.out.lower()), (1, True))
     for what, data, told in [
@@ -208,6 +211,7 @@ def older():
         (b"TUTTI", columns, [value, [None] * 13], [(b"CHIAVE", 0)])], 1252)
     got = Conversion("Jet 3", data, "--conferma")
     check("Jet 3: status", (got.status, got.sound), (0, True))
+    check("Jet 3: keys", got.unique, {"PERCPARCELLE.CHIAVE", "TUTTI.CHIAVE"})
     check("Jet 3: columns", got.tables["TUTTI"][0][:3], ["CITTÀ", "A", "B"])
     check("Jet 3: rows", got.tables["TUTTI"][1], [
         ("Forlì", 1, 200, -3, 70000, "-1.5000", 0.5, 1e-300, "2015-07-31T12:00:00", b"\0\1", "€",
