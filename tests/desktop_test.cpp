@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
+#include <QScreen>
 #include <QScrollBar>
 #include <QTest>
 
@@ -286,6 +287,43 @@ TEST_F(Desktop, MessageBoxes) {
   window->Sync();
 }
 
+// Between two statements of a handler: the box just answered is off the screen, and what
+// is shown and refreshed is on it, however soon after the last painting.
+TEST_F(Desktop, AHandlerIsSeenWhileItRuns) {
+  Show();
+  const auto picture = [this] {
+    const bool x11 = QGuiApplication::platformName() == "xcb";
+    const QRect place(x11 ? window->Widget().mapToGlobal(QPoint()) : QPoint(),
+                      window->Widget().size());
+    return window->Widget()
+        .screen()
+        ->grabWindow(x11 ? 0 : window->Widget().winId(), place.x(), place.y(), place.width(),
+                     place.height())
+        .toImage();
+  };
+  window->whenAsked = [](QMessageBox& box, const Message&) {
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&box));
+    QTest::mouseClick(desktop::Window::AnswerButton(box, kYes), Qt::LeftButton);
+  };
+  std::vector<QImage> seen;
+  go.Click = [&] {
+    for (const auto* question : {u"Una domanda\r\rdi più righe", u"Un'altra"}) {
+      MsgBox(question, kYesNo + kQuestion, u"Prova");
+      seen.push_back(picture());
+    }
+    for (const bool on : {false, true}) {
+      label.SetVisible(on);
+      label.Refresh();
+      seen.push_back(picture());
+    }
+  };
+  Click(go);
+  ASSERT_EQ(seen.size(), 4U);
+  EXPECT_EQ(seen[0], seen[1]);
+  EXPECT_NE(seen[2], seen[1]);
+  EXPECT_EQ(seen[3], seen[1]);
+}
+
 TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {
   Show();
   window->Widget().close();
@@ -301,7 +339,9 @@ TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
   QApplication application(argc, argv);
   return RUN_ALL_TESTS();
 }

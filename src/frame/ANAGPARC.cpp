@@ -178,7 +178,7 @@ void TESTATA(Righe& t) {
 void COLLOCACAMPO(Righe& t, int n, int left, int top, int largo, const char16_t* titolo, int titoloLargo, int tab) {
   Control* f = &Frmmoduli(0);
   const regole::CampoPercettore& campo = *regole::CAMPO(n);
-  const Design d = {.TabIndex = tab, .MaxLength = campo.larghezza, .Enabled = campo.genere != regole::Genere::kCodice, .Locked = regole::BLOCCATO(campo.genere)};
+  const Design d = {.TabIndex = tab, .MaxLength = campo.larghezza, .Enabled = campo.genere != regole::Genere::kCodice, .Locked = regole::BLOCCATO(campo.genere), .Masked = campo.genere == regole::Genere::kData || campo.genere == regole::Genere::kSesso};
   const bool dueRighe = titolo[0] == u'\r';
   COLLOCAETICHETTA(t, testate3(n), f, {left, top - (dueRighe ? 435 : 225), titoloLargo, dueRighe ? 420 : 210}, dueRighe ? titolo + 1 : titolo, {.Enabled = d.Enabled});
   COLLOCACASELLA(t, Text1(n), f, testate3(n), {left, top, largo, 315}, u"", d);
@@ -238,8 +238,7 @@ void BOTTONI(Righe& t) {
 }
 
 // The list's own place and size follow the panel's at each opening. It has no
-// place in the tab order: from it, with Tab and when Escape closes it, the order
-// goes on after the button that has opened it.
+// place in the tab order: from it the order goes on after what has opened it.
 void TABELLE(Righe& t) {
   COLLOCARIQUADRO(t, Framecodif, nullptr, {4150, 2790, 5085, 3840}, u"Tabelle", {.Visible = false, .Edge = Border::Line}, &LabTabmin);
   COLLOCAETICHETTA(t, LabTabmin, &Framecodif, {50, 240, 4985, 255}, u"", {.ForeColor = kSuSfondo, .Face = Font::Bold});
@@ -252,10 +251,12 @@ void COLLEGAEVENTI() {
   Me.LoadEvent = Form_Load;
   Me.ResizeEvent = Form_Resize;
   Me.UnloadEvent = Form_Unload;
+  Me.KeyDown = Form_KeyDown;
 
   Frmmoduli(0).Click = [] { Frmmoduli_Click(0); };
   List1.Click = List1_Click;
   List1.DblClick = List1_DblClick;
+  List1.Code = CODICEINELENCO;
   for (const int i : {0, 1}) {
     Option1(i).Click = [i] { Option1_Click(i); };
     cmduscita(i).Click = [i] { cmduscita_Click(i); };
@@ -274,6 +275,7 @@ void COLLEGAEVENTI() {
   }
   ListTabmin.DblClick = ListTabmin_DblClick;
   ListTabmin.KeyDown = ListTabmin_KeyDown;
+  ListTabmin.Code = CODICEINTABELLA;
 
   for (const int i : {0, 1}) {
     CmdInserimento(i).Click = [i] { CmdInserimento_Click(i); };
@@ -329,6 +331,7 @@ void CARICAMODULO() {
   TABELLE(t);
   Me.Build(t, kTitoloModulo, kSfondo);
   COLLEGAEVENTI();
+  SUGGERISCITASTI();
   MOD770BAS::AZZERASTATO();
   FlagFormCaricato = TabellaAperta = 0;
   CFCorrente.clear();

@@ -92,6 +92,13 @@ void PREPARAPROGRAMMA(std::u16string rigaDiComando);
 // The title of the form's message boxes.
 inline const std::u16string& Titolo() { return Me.Caption(); }
 
+// --- Keys of a whole screen (frame/scorciatoie.cpp)
+
+// Comes before the focused control; KeyCode 0 when the key has been used.
+void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift);
+// Names these keys in the tool tips of the buttons that they press.
+void SUGGERISCITASTI();
+
 // --- Start and end (frame/avvio.cpp)
 
 void Form_Load();

@@ -94,23 +94,41 @@ void CMDAPRILIST_Click(int Index) {
   ListTabmin.SetFocus();
 }
 
-void ListTabmin_DblClick() {
-  const Uso& uso = kUsi[TabellaAperta];
-  const regole::Tabella tabella = TABELLADELCAMPO(uso);
-  int riga = ListTabmin.ListIndex();
+std::u16string CODICEINTABELLA(int riga) {
+  const regole::Tabella tabella = TABELLADELCAMPO(kUsi[TabellaAperta]);
   while (riga >= 0 && regole::ECONTINUAZIONE(tabella, ListTabmin.List(riga))) {
     --riga;
   }
-  toolkit::TextBox& campo = Text1(uso.campo);
-  campo.SetText(regole::CODICEDELLARIGA(tabella, ListTabmin.List(riga)));
-  FlagVariazioni = 1;
+  return regole::CODICEDELLARIGA(tabella, ListTabmin.List(riga));
+}
+
+void CHIUDITABELLA() {
   Framecodif.SetVisible(false);
-  campo.SetFocus();
+  Text1(kUsi[TabellaAperta].campo).SetFocus();
+}
+
+void ListTabmin_DblClick() {
+  Text1(kUsi[TabellaAperta].campo).SetText(CODICEINTABELLA(ListTabmin.ListIndex()));
+  FlagVariazioni = 1;
+  CHIUDITABELLA();
+}
+
+void TABELLADELFUOCO() {
+  if (Me.Focus() == &ListTabmin) {
+    CHIUDITABELLA();
+    return;
+  }
+  for (int i = 0; i < static_cast<int>(std::size(kUsi)); ++i) {
+    if (Me.Focus() == &Text1(kUsi[i].campo)) {
+      CMDAPRILIST_Click(i);
+      return;
+    }
+  }
 }
 
 void ListTabmin_KeyDown(std::int16_t& KeyCode, std::int16_t) {
   if (KeyCode == 27) {
-    Framecodif.SetVisible(false);
+    CHIUDITABELLA();
   } else if (KeyCode == 13) {
     ListTabmin_DblClick();
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace ANAGPARC {
 
@@ -9,6 +10,12 @@ namespace ANAGPARC {
 void CMDAPRILIST_Click(int Index);
 // The pick: the selected row's code goes into the field. With no row it empties the field.
 void ListTabmin_DblClick();
+// The code that the pick takes from a row.
+std::u16string CODICEINTABELLA(int riga);
+// Closes the panel, with nothing picked, and gives the focus to the field that it serves.
+void CHIUDITABELLA();
+// Opens the panel for the field that has the focus, or closes it where the panel has it.
+void TABELLADELFUOCO();
 void ListTabmin_KeyDown(std::int16_t& KeyCode, std::int16_t Shift);
 
 }  // namespace ANAGPARC

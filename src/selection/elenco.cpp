@@ -1,5 +1,7 @@
 // The list of recipients. Whatever changes a recipient has all of it filled
 // again; a row finds its record by the code in its first 16 characters.
+#include <algorithm>
+
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "platform/text/text.h"
@@ -14,7 +16,7 @@ namespace {
 
 constexpr std::u16string_view kRigaInserimento =
     u"---------------- INSERIMENTO NUOVA ANAGRAFICA  ----------------";
-constexpr std::size_t kColonneCodice = 16, kColonneNome = 45;
+constexpr int kColonneCodice = 16, kColonneNome = 45;
 
 void MOSTRAAVANZAMENTO(long esaminati) {
   static std::u16string avanzamento;
@@ -33,8 +35,53 @@ void COMPONIRIGA(std::u16string& riga) {
   riga.resize(kColonneCodice + 1 + kColonneNome, u' ');
 }
 
-void RIEMPIELENCO() {
+// The code, as in its row, of the recipient last selected; empty for the first row.
+std::u16string CodiceScelto;
+
+// Where the list stands before it is filled anew.
+struct PostoElenco {
+  int inizio;             // first row in view
+  int riga;               // from which keys go on
+  std::u16string codice;  // of the recipient to stay at
+  int rigaCodice;         // its row, -1 where it isn't in view
+};
+
+PostoElenco LEGGIPOSTO() {
+  PostoElenco posto{List1.TopIndex(), List1.GoesOnFrom(), CodiceScelto, -1};
+  if (FrameCambiaCf.Visible()) {
+    posto.codice = CFNuovo;
+    posto.rigaCodice = posto.riga;
+    return posto;
+  }
+  if (Frmmoduli(0).Visible()) {
+    posto.codice = CHIAVECODICE(CFCorrente);
+  }
+  const int fine = std::min(List1.ListCount(), posto.inizio + List1.VisibleRows());
+  for (int riga = posto.inizio; riga < fine; ++riga) {
+    if (!posto.codice.empty() && List1.List(riga).starts_with(posto.codice)) {
+      posto.rigaCodice = riga;
+    }
+  }
+  return posto;
+}
+
+// `riga`: where the recipient is now, -1 when it has gone or never was.
+void RIPRENDIPOSTO(const PostoElenco& posto, int riga) {
+  if (riga < 0) {
+    List1.GoOnFrom(posto.riga, !CodiceScelto.empty());
+    List1.SetTopIndex(posto.inizio);
+    return;
+  }
+  CodiceScelto = posto.codice;
+  List1.GoOnFrom(riga);
+  List1.SetTopIndex(posto.rigaCodice >= 0 ? riga - (posto.rigaCodice - posto.inizio)
+                                          : riga - List1.VisibleRows() / 2);
+}
+
+// The row of the recipient with this code, -1 where there is none.
+int RIEMPIELENCO(const std::u16string& codice) {
   long esaminati = 0;
+  int trovato = -1;
   RecLista = DbDichiarazione.OpenRecordset(
       Option1(0).Value() ? u"SELECT * FROM PERCPARCELLE  order by cfp"
                          : u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2");
@@ -44,12 +91,16 @@ void RIEMPIELENCO() {
     RecLista.MoveFirst();
     while (!RecLista.Eof()) {
       COMPONIRIGA(riga);
+      if (!codice.empty() && riga.starts_with(codice)) {
+        trovato = List1.ListCount();
+      }
       List1.AddItem(riga);
       MOSTRAAVANZAMENTO(++esaminati);
       RecLista.MoveNext();
     }
   }
   RecLista.Close();
+  return trovato;
 }
 
 }  // namespace
@@ -60,9 +111,14 @@ void LISTAPERCETTORI() {
   List1.SetVisible(false);
   Label2(8).SetVisible(true);
   MOSTRAAVANZAMENTO(0);
+  if (FlagFormCaricato == 0) {
+    CodiceScelto.clear();
+  }
+  const PostoElenco posto = LEGGIPOSTO();
   List1.Clear();
+  List1.SetSearch(Option1(0).Value() ? 0 : kColonneCodice + 1, 1);
   try {
-    RIEMPIELENCO();
+    RIPRENDIPOSTO(posto, RIEMPIELENCO(posto.codice));
   } catch (...) {
     // A list cut short, but in sight; the failure is told by who handles it.
     RecLista = {};
@@ -84,8 +140,13 @@ void Option1_Click(int) {
 void List1_Click() {
   FrmInserimento.SetVisible(false);
   const bool percettore = List1.Text() != kRigaInserimento;
+  CodiceScelto = percettore ? List1.Text().substr(0, kColonneCodice) : u"";
   Cmdcancella.SetEnabled(percettore);
   CmdCambia.SetEnabled(percettore);
+}
+
+std::u16string CODICEINELENCO(int riga) {
+  return riga == 0 ? u"" : std::u16string(text::Trim(List1.List(riga).substr(0, kColonneCodice)));
 }
 
 void List1_DblClick() {

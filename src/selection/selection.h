@@ -1,6 +1,8 @@
 // The selection screen: the frames of the form and the list of recipients, the program's main menu.
 #pragma once
 
+#include <string>
+
 namespace ANAGPARC {
 
 // Places the frames and shows the selection screen: once, at the start.
@@ -11,13 +13,16 @@ void RITORNASELEZDIC();
 // A click beside the fields closes the lookup panel.
 void Frmmoduli_Click(int Index);
 
-// Fills the list anew from the table, in the order of Option1. When it throws, the rows read so
-// far are in sight.
+// Fills the list anew from the table, in the order of Option1, with nothing selected and at the
+// same place: the recipient last selected, opened, saved or renamed stands where it stood, and keys
+// go on from its row. When it throws, the rows read so far are in sight.
 void LISTAPERCETTORI();
 void Option1_Click(int Index);
 // Selects a recipient for the buttons beside the list; gives up an insertion that was begun.
 void List1_Click();
 // Opens the recipient of the selected row, or the insertion.
 void List1_DblClick();
+// The recipient's code in a row of List1, without blanks; "" in the first row.
+std::u16string CODICEINELENCO(int riga);
 
 }  // namespace ANAGPARC

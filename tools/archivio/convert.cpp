@@ -3,11 +3,12 @@
 #include <system_error>
 
 #include "archivio/archivio.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
 #include "archivio/jet/plan.h"
 #include "archivio/jet/process.h"
 #include "archivio/jet/reader.h"
 #include "archivio/jet/values.h"
-#include "archivio/new_file.h"
 #include "archivio/progress.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/old_format.h"
@@ -102,12 +103,7 @@ class Converter {
  public:
   Converter(const fs::path& from, const fs::path& to, bool confirm, std::ostream& report,
             std::ostream* progress)
-      : from_(from), file_(to), confirm_(confirm), report_(report), progress_(progress) {
-    // They would be taken for the new archive's own.
-    for (const char* const side : {"-journal", "-wal"}) {
-      NewFile::RefuseExisting(file_.Name().native() + side);
-    }
-  }
+      : from_(from), file_(to), confirm_(confirm), report_(report), progress_(progress) {}
 
   bool Run() {
     const auto before = State();
@@ -131,7 +127,8 @@ class Converter {
     if (!GoOn()) {
       return false;
     }
-    file_.Place(sys::Access::kAsFolder);
+    CheckInterrupted();
+    file_.Place();
     Say("Scritto l'archivio " + NameOf(file_.Name()) + ".");
     return true;
   }
@@ -191,7 +188,7 @@ class Converter {
   }
 
   void Fill(jet::Process& process) {
-    sqlite::Connection database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
+    OpenArchive database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
     database.Run(
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
@@ -214,7 +211,7 @@ class Converter {
     for (const jet::NewTable& table : tables_) {
       all += table.declared;
     }
-    Progress shown(progress_, all);
+    Progress shown(progress_, "Righe lette", all);
     std::size_t done = 0;
     for (std::size_t t = 0; t < rows_.size(); ++t) {
       at_ = tables_[t].name;
@@ -281,7 +278,7 @@ class Converter {
   }
 
   fs::path from_;
-  NewFile file_;
+  NewArchiveFile file_;
   bool confirm_;
   std::ostream& report_;
   std::ostream* progress_;
@@ -296,10 +293,7 @@ class Converter {
 bool Convert(const fs::path& from, const fs::path& to, bool confirm, std::ostream& report,
              std::ostream* progress) {
   const fs::path source = sys::ResolvePath(sys::PathText(from));
-  std::error_code error;
-  if (!fs::is_regular_file(source, error)) {
-    throw Failure("Il file " + NameOf(source) + " non esiste o non è un file.");
-  }
+  CheckReadable(source);
   switch (sys::FindOldFormat(sys::PathText(source))) {
     case sys::OldFormat::kNone:
       throw Failure("Il file " + NameOf(source) + " non è un archivio del vecchio formato.");

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "frame/ANAGPARC.h"
@@ -29,6 +30,15 @@ int g_line = 0;  // being run; 0 before the first
 std::string Text(std::u16string_view s) { return text::ToUtf8(s); }
 
 }  // namespace
+
+bool CanCopy() {
+  const Control* focus = ANAGPARC::Me.Focus();
+  if (const auto* list = dynamic_cast<const ListBox*>(focus)) {
+    return list->Code && list->ListIndex() >= 0 && !list->Code(list->ListIndex()).empty();
+  }
+  const auto* box = dynamic_cast<const TextBox*>(focus);
+  return box != nullptr && box->SelLength() > 0;
+}
 
 std::string Quote(std::u16string_view text) {
   std::string out = "\"";
@@ -70,6 +80,12 @@ int Answers::Next(const toolkit::Message& message) {
   if (codes_.empty()) {
     throw Error{u"nessuna risposta pronta per la domanda: " + text::FromUtf8(Quote(message.text))};
   }
+  if (codes_.front() == kLeftOpen && open) {
+    codes_.pop_front();
+    const std::deque<int> later = std::exchange(codes_, {});
+    open(message);
+    codes_.insert(codes_.end(), later.begin(), later.end());
+  }
   const int code = codes_.front();
   codes_.pop_front();
   for (const auto& button : message.buttons) {
@@ -106,6 +122,13 @@ namespace {
 
 toolkit::Form& Form() { return ANAGPARC::Me; }
 
+// A caption without the mark of its letter.
+std::u16string Plain(std::u16string_view caption) {
+  std::u16string plain(caption);
+  std::erase(plain, u'&');
+  return plain;
+}
+
 }  // namespace
 
 bool ModelActions::Click(Control& control) { return Form().UserClick(control); }
@@ -116,6 +139,24 @@ bool ModelActions::DblClickRow(ListBox& list, int row) {
   }
   Form().UserDblClickRow(list, row);
   return true;
+}
+bool ModelActions::Scroll(ListBox& list, int row) { return Form().UserScroll(list, row); }
+bool ModelActions::RightClick(Control& control, int row, std::u16string_view choice,
+                              std::vector<std::u16string>& offered) {
+  if (control.Type() == Kind::TextBox && Form().Focus() != &control) {
+    Form().UserClick(control);
+  } else if (auto* list = dynamic_cast<ListBox*>(&control); list != nullptr && row >= 0) {
+    Form().UserScroll(*list, list->TopToShow(row));
+  }
+  for (const toolkit::MenuEntry& entry : Form().Menu(control, row)) {
+    if (entry.enabled) {
+      offered.push_back(Plain(entry.caption));
+      if (offered.back() == choice) {
+        return Form().UserChoose(control, row, entry.choice);
+      }
+    }
+  }
+  return choice.empty() && !offered.empty();
 }
 bool ModelActions::Focus(Control& control) { return Form().UserFocus(control); }
 bool ModelActions::Caret(int offset) { return Form().UserClick(*Form().Focus(), offset); }
@@ -132,8 +173,10 @@ bool ModelActions::Key(const KeyStroke& stroke) {
       return Form().UserPaste();
     case u'X':
       return Form().UserCut();
-    default:
+    case u'Z':
       return Form().UserUndo();
+    default:
+      return Form().UserKey(stroke);
   }
 }
 bool ModelActions::Paste(std::u16string_view clipboard) {
@@ -308,6 +351,7 @@ Shown ListProperty(const ListBox& list, std::u16string_view property) {
   if (property == u"Text") return Quote(list.Text());
   if (property == u"ListIndex") return Int(list.ListIndex());
   if (property == u"ListCount") return Int(list.ListCount());
+  if (property == u"TopIndex") return Int(list.TopIndex());
   return std::nullopt;
 }
 
@@ -371,6 +415,8 @@ std::string Show(const std::u16string& name) {
     value = FormProperty(property);
   } else if (owner == u"Screen" && property == u"MousePointer") {
     value = Int(toolkit::Screen.MousePointer);
+  } else if (name == u"Clipboard") {
+    value = Quote(toolkit::App().view->Clipboard());
   } else {
     value = Variable(name);
   }
@@ -382,7 +428,7 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
-constexpr std::u16string_view kEditing = u"ACVXZ";
+constexpr std::u16string_view kLetters = u"ACSVXZ";  // with Ctrl
 
 const std::map<std::u16string_view, KeyStroke>& Keys() {
   static const std::map<std::u16string_view, KeyStroke> keys = {
@@ -399,12 +445,13 @@ const std::map<std::u16string_view, KeyStroke>& Keys() {
       {u"PageUp", {Key::PageUp}},
       {u"PageDown", {Key::PageDown}},
       {u"Tab", {Key::Tab}},
+      {u"F4", {Key::F4}},
   };
   return keys;
 }
 
 // A key's name, with Ctrl, Shift or both in front; with Ctrl also one of the
-// letters that copy, cut, paste, undo and select all.
+// letters that stand for a command.
 KeyStroke StrokeOf(const Word& word) {
   std::u16string_view name = word.text;
   const auto with = [&name](std::u16string_view modifier) {
@@ -414,7 +461,7 @@ KeyStroke StrokeOf(const Word& word) {
   };
   const bool control = with(u"Ctrl");
   const bool shift = with(u"Shift");
-  if (control && !shift && name.size() == 1 && kEditing.find(name[0]) != kEditing.npos) {
+  if (control && !shift && name.size() == 1 && kLetters.find(name[0]) != kLetters.npos) {
     return {.text = name, .control = true};
   }
   const auto found = Keys().find(name);
@@ -471,7 +518,9 @@ struct Call {
 
 bool Answer(const Call& call) {
   for (std::size_t i = 1; i < call.words.size(); ++i) {
-    call.answers.Add(NumberOf(call.words[i]));
+    const Word& word = call.words[i];
+    const bool open = word.text == u"?" && !word.quoted;
+    call.answers.Add(open ? Answers::kLeftOpen : NumberOf(word));
   }
   return true;
 }
@@ -498,6 +547,35 @@ bool DblClickAt(const Call& call) {
   ListBox& list = ListOf(call.words[1]);
   const int row = NumberOf(call.words[2]);
   return list.Usable() && call.actions.DblClickRow(list, row);
+}
+
+bool ScrollTo(const Call& call) {
+  return call.actions.Scroll(ListOf(call.words[1]), NumberOf(call.words[2]));
+}
+
+// rightclick CTRL [ROW] ["choice"]
+bool RightClickAt(const Call& call) {
+  Control& control = ControlOf(call.words[1]);
+  const bool list = control.Type() == Kind::ListBox;
+  const std::size_t choice = list ? 3 : 2;
+  if (call.words.size() < choice || call.words.size() > choice + 1) {
+    throw Error{u"argomenti sbagliati per rightclick"};
+  }
+  const bool chosen = call.words.size() > choice;
+  std::vector<std::u16string> offered;
+  if (!control.Showing() ||
+      !call.actions.RightClick(control, list ? NumberOf(call.words[2]) : -1,
+                               chosen ? call.words[choice].text : u"", offered)) {
+    return false;
+  }
+  if (!chosen) {
+    call.out << "Menu";
+    for (const std::u16string& caption : offered) {
+      call.out << ' ' << Quote(caption);
+    }
+    call.out << '\n';
+  }
+  return true;
 }
 
 bool FocusOn(const Call& call) {
@@ -541,6 +619,8 @@ constexpr struct Command {
     {u"answer", 1, kAny, false, Answer},
     {u"click", 1, 2, false, ClickAt},
     {u"dblclick", 2, 2, false, DblClickAt},
+    {u"rightclick", 1, 3, false, RightClickAt},
+    {u"scroll", 2, 2, false, ScrollTo},
     {u"focus", 1, 1, false, FocusOn},
     {u"caret", 1, 1, false, PlaceCaret},
     {u"type", 1, 1, true, [](const Call& c) { return Type(c.actions, c.words[1].text); }},
@@ -582,21 +662,58 @@ void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Acti
   }
 }
 
-void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions) {
+namespace {
+
+// The next line, without blanks at its ends; false at the end of all.
+bool ReadLine(std::istream& lines, std::ostream& out, std::u16string& line) {
+  out.flush();
   std::string bytes;
-  while (!toolkit::App().ended && std::getline(lines, bytes)) {
-    ++g_line;
-    if (bytes.ends_with('\r')) {
-      bytes.pop_back();
+  if (!std::getline(lines, bytes)) {
+    return false;
+  }
+  ++g_line;
+  if (bytes.ends_with('\r')) {
+    bytes.pop_back();
+  }
+  line = text::Trim(text::FromUtf8(bytes));
+  return true;
+}
+
+// A question that is left open takes its answer from the next line, or from a
+// later one after looks at the state.
+void AnswerOpen(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions,
+                const toolkit::Message& message) {
+  out << "Question flags=" << message.flags << " text=" << Quote(message.text) << '\n';
+  std::u16string line;
+  while (ReadLine(lines, out, line)) {
+    const bool answer = line.starts_with(u"answer ");
+    if (!answer && !line.empty() && !line.starts_with(u'#') && !line.starts_with(u"show ") &&
+        !line.starts_with(u"list ")) {
+      throw Error{u"una domanda aspetta la risposta: " + line};
     }
-    const std::u16string line(text::Trim(text::FromUtf8(bytes)));
+    RunLine(line, out, answers, actions);
+    if (answer) {
+      return;
+    }
+  }
+  throw Error{u"nessuna risposta alla domanda: " + text::FromUtf8(Quote(message.text))};
+}
+
+}  // namespace
+
+void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions) {
+  answers.open = [&](const toolkit::Message& message) {
+    AnswerOpen(lines, out, answers, actions, message);
+  };
+  std::u16string line;
+  while (!toolkit::App().ended && ReadLine(lines, out, line)) {
     try {
       RunLine(line, out, answers, actions);
     } catch (const Error& error) {
-      out.flush();
       Fail(error);
     }
   }
+  answers.open = nullptr;
 }
 
 }  // namespace script

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -21,10 +22,15 @@ struct Error {
 // Answers for the questions to come, in order.
 class Answers {
  public:
+  static constexpr int kLeftOpen = 0;  // no button's code
+
   void Add(int code) { codes_.push_back(code); }
-  // A box with one button answers itself. Otherwise takes the next answer;
-  // throws Error where there is none, or the box has no such button.
+  // A box with one button answers itself. Otherwise takes the next answer; for
+  // kLeftOpen, `open` is to wait for one and Add it. Throws Error where there is
+  // none, or the box has no such button.
   int Next(const toolkit::Message& message);
+
+  std::function<void(const toolkit::Message& message)> open;
 
  private:
   std::deque<int> codes_;
@@ -39,6 +45,11 @@ class Actions {
   virtual bool Click(toolkit::Control& control) = 0;
   virtual bool ClickRow(toolkit::ListBox& list, int row) = 0;
   virtual bool DblClickRow(toolkit::ListBox& list, int row) = 0;
+  virtual bool Scroll(toolkit::ListBox& list, int row) = 0;
+  // A right click, on a row of a list; the captions that the menu offers go into
+  // `offered`, and the one that is `choice`, if any, is chosen.
+  virtual bool RightClick(toolkit::Control& control, int row, std::u16string_view choice,
+                          std::vector<std::u16string>& offered) = 0;
   virtual bool Focus(toolkit::Control& control) = 0;
   virtual bool Caret(int offset) = 0;
   virtual bool Key(const toolkit::KeyStroke& stroke) = 0;
@@ -68,6 +79,9 @@ class ModelActions : public Actions {
   bool Click(toolkit::Control& control) override;
   bool ClickRow(toolkit::ListBox& list, int row) override;
   bool DblClickRow(toolkit::ListBox& list, int row) override;
+  bool Scroll(toolkit::ListBox& list, int row) override;
+  bool RightClick(toolkit::Control& control, int row, std::u16string_view choice,
+                  std::vector<std::u16string>& offered) override;
   bool Focus(toolkit::Control& control) override;
   bool Caret(int offset) override;
   bool Key(const toolkit::KeyStroke& stroke) override;
@@ -91,6 +105,9 @@ class Printer : public toolkit::Witness {
   std::ostream& out_;
 };
 
+// Something is selected that Ctrl+C copies.
+bool CanCopy();
+
 // The text between quotation marks, with \" \\ \r \n; other control characters
 // and halves of a surrogate pair as \uXXXX.
 std::string Quote(std::u16string_view text);
@@ -111,6 +128,7 @@ std::vector<Word> Split(std::u16string_view line);
 void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Actions& actions);
 
 // Runs the lines until they or the program end; a wrong one ends the process.
+// What a line prints is on its way before the next one is read.
 void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions);
 
 }  // namespace script

@@ -39,7 +39,7 @@ QPoint Window::PixelOf(toolkit::Point place) const {
   return QPoint(WholePixels(place.x), WholePixels(place.y));
 }
 
-std::optional<QPoint> Window::ShowRow(const toolkit::ListBox& list, int row) {
+std::optional<QPoint> Window::ShowRow(toolkit::ListBox& list, int row) {
   return view_->ShowRow(list, row);
 }
 
@@ -58,11 +58,10 @@ int Window::Ask(const toolkit::Message& message) {
     }
   });
   input_->SetDeaf(false);
-  // Where no window manager chooses the next window, none would have the focus.
-  if (parent != nullptr && QApplication::activeWindow() == nullptr) {
-    parent->activateWindow();
-  }
   view_->ShowBusy(toolkit::Screen.MousePointer == 11);
+  if (parent != nullptr) {
+    view_->Uncover();
+  }
   return answer;
 }
 

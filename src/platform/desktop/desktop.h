@@ -49,7 +49,7 @@ class Window : public toolkit::View {
   QPoint PixelOf(toolkit::Point place) const;
   // Scrolls until the row is in view and gives a place on it, in pixels of the
   // window; for row -1 a place below the rows, if there is one in view.
-  std::optional<QPoint> ShowRow(const toolkit::ListBox& list, int row);
+  std::optional<QPoint> ShowRow(toolkit::ListBox& list, int row);
   // The button of a message box that answers `code`; null if none does.
   static QAbstractButton* AnswerButton(const QMessageBox& box, int code);
   // Called when a message box is up and waits.

@@ -1,14 +1,15 @@
 #include "platform/desktop/input.h"
 
-#include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QScrollBar>
+#include <QStyleHints>
 #include <QTextBoundaryFinder>
-#include <functional>
+#include <utility>
 
 #include "platform/desktop/listview.h"
 #include "platform/desktop/widgets.h"
@@ -53,6 +54,8 @@ std::optional<Key> SpecialKey(int key) {
     case Qt::Key_Tab:
     case Qt::Key_Backtab:
       return Key::Tab;
+    case Qt::Key_F4:
+      return Key::F4;
     default:
       return std::nullopt;
   }
@@ -105,6 +108,11 @@ void Input::Listen(QWidget& widget, Control& control) {
         form_.UserClickRow(list, row);
         After();
       };
+      connect(shown.verticalScrollBar(), &QScrollBar::valueChanged, this, [this, &list](int row) {
+        if (!view_.Syncing()) {
+          form_.UserScroll(list, row);
+        }
+      });
       controls_[shown.viewport()] = &control;
       shown.viewport()->installEventFilter(this);
       break;
@@ -168,8 +176,8 @@ bool Input::eventFilter(QObject* object, QEvent* event) {
       event->accept();
       return deaf || OnMouse(control, static_cast<QMouseEvent&>(*event));
     case QEvent::ContextMenu:
-      if (!deaf) {
-        OnContextMenu(control, static_cast<QContextMenuEvent&>(*event));
+      if (!deaf && control != nullptr) {
+        OnContextMenu(*control, static_cast<QContextMenuEvent&>(*event));
       }
       return true;
     case QEvent::FocusIn:
@@ -222,6 +230,10 @@ bool Input::OnKey(const QKeyEvent& event) {
     }
     return done(form_.UserKey(
         {.key = *key, .shift = shift || event.key() == Qt::Key_Backtab, .control = control}));
+  }
+  if (control && !alt && event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z) {
+    const auto letter = static_cast<char16_t>(event.key());
+    return done(form_.UserKey({.key = Key::Character, .text = {&letter, 1}, .control = true}));
   }
   const QString typed = event.text();
   if (alt && !control) {
@@ -285,7 +297,9 @@ bool Input::OnMouse(Control* control, QMouseEvent& event) {
 void Input::OnPress(Control& control, const QMouseEvent& event) {
   // Two quick presses on different things are no double click.
   const bool again = event.type() == QEvent::MouseButtonDblClick && pressed_ == &control;
-  pressed_ = &control;
+  if (std::exchange(pressed_, &control) != &control) {
+    doubled_.invalidate();
+  }
   QWidget& widget = *view_.WidgetOf(control);
   switch (control.Type()) {
     case Kind::TextBox:
@@ -317,7 +331,7 @@ void Input::OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event) {
   const int at = field.cursorPositionAt(event.position().toPoint());
   const bool focused = form_.Focus() == &box;
   if (event.type() == QEvent::MouseMove) {
-    if (!focused || at == box.ActiveEnd()) {
+    if (!focused || anchor_ < 0 || at == box.ActiveEnd()) {
       return;
     }
     form_.UserSelect(box, anchor_, at);
@@ -330,12 +344,18 @@ void Input::OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event) {
       return;
     }
     anchor_ = static_cast<int>(start);
+    doubled_.start();
     form_.UserSelect(box, anchor_, static_cast<int>(end));
+  } else if (focused && doubled_.isValid() &&
+             doubled_.elapsed() < QGuiApplication::styleHints()->mouseDoubleClickInterval()) {
+    anchor_ = -1;
+    doubled_.invalidate();
+    form_.UserSelectAll();
   } else if (focused && event.modifiers() & Qt::ShiftModifier) {
     anchor_ = box.ActiveEnd() == box.SelStart() ? box.SelStart() + box.SelLength() : box.SelStart();
     form_.UserSelect(box, anchor_, at);
   } else {
-    anchor_ = at;
+    anchor_ = focused || !box.Masked() ? at : -1;
     form_.UserClick(box, at);
   }
   After();
@@ -356,42 +376,39 @@ void Input::OnRelease(Control& control, const QMouseEvent& event) {
   }
 }
 
-void Input::OnContextMenu(Control* control, const QContextMenuEvent& event) {
-  if (control == nullptr || control->Type() != Kind::TextBox) {
-    return;
-  }
-  auto& box = static_cast<toolkit::TextBox&>(*control);
-  auto& field = static_cast<TextField&>(*view_.WidgetOf(*control));
-  if (form_.Focus() != &box) {
-    form_.UserClick(box, field.cursorPositionAt(event.pos()));
+void Input::OnContextMenu(Control& control, const QContextMenuEvent& event) {
+  const bool byKey = event.reason() == QContextMenuEvent::Keyboard;
+  QWidget& widget = *view_.WidgetOf(control);
+  int row = -1;
+  if (control.Type() == Kind::TextBox && form_.Focus() != &control) {
+    form_.UserClick(control, static_cast<TextField&>(widget).cursorPositionAt(event.pos()));
     After();
-    if (App().ended || form_.Focus() != &box) {
+    if (App().ended || (control.Enabled() && form_.Focus() != &control)) {
       return;
     }
+  } else if (control.Type() == Kind::ListBox) {
+    row = byKey ? static_cast<toolkit::ListBox&>(control).ListIndex()
+                : static_cast<ListView&>(widget).RowAt(event.pos());
+  }
+  const std::vector<toolkit::MenuEntry> entries = form_.Menu(control, row);
+  if (entries.empty()) {
+    return;
   }
   auto* menu = new QMenu(&view_.Root());
   menu->setAttribute(Qt::WA_DeleteOnClose);
   menu->setFont(BoxFont());
-  auto add = [&](const char* name, bool enabled, const std::function<void()>& act) {
-    QAction* action = menu->addAction(QString::fromUtf8(name));
-    action->setEnabled(enabled);
-    connect(action, &QAction::triggered, this, [this, act] {
-      act();
+  for (const toolkit::MenuEntry& entry : entries) {
+    if (entry.choice == toolkit::Choice::Cut || entry.choice == toolkit::Choice::SelectAll) {
+      menu->addSeparator();
+    }
+    QAction* action = menu->addAction(QString::fromUtf16(entry.caption));
+    action->setEnabled(entry.enabled);
+    connect(action, &QAction::triggered, this, [this, &control, row, choice = entry.choice] {
+      form_.UserChoose(control, row, choice);
       After();
     });
-  };
-  const bool open = !box.Locked(), selection = box.SelLength() > 0;
-  add("&Annulla", open && box.CanUndo(), [this] { form_.UserUndo(); });
-  menu->addSeparator();
-  add("&Taglia", open && selection, [this] { form_.UserCut(); });
-  add("&Copia", selection, [this] { form_.UserCopy(); });
-  add("&Incolla", open && !QGuiApplication::clipboard()->text().isEmpty(),
-      [this] { form_.UserPaste(); });
-  menu->addSeparator();
-  add("&Seleziona tutto", !box.Text().empty(), [this] { form_.UserSelectAll(); });
-  menu->popup(event.reason() == QContextMenuEvent::Keyboard
-                  ? field.mapToGlobal(field.rect().bottomLeft())
-                  : event.globalPos());
+  }
+  menu->popup(byKey ? widget.mapToGlobal(widget.rect().bottomLeft()) : event.globalPos());
 }
 
 }  // namespace desktop

@@ -3,6 +3,7 @@
 // gets it.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <unordered_map>
 
@@ -33,7 +34,7 @@ class Input : public QObject {
   void OnPress(Control& control, const QMouseEvent& event);
   void OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event);
   void OnRelease(Control& control, const QMouseEvent& event);
-  void OnContextMenu(Control* control, const QContextMenuEvent& event);
+  void OnContextMenu(Control& control, const QContextMenuEvent& event);
 
   toolkit::Form& form_;
   FormView& view_;
@@ -41,7 +42,8 @@ class Input : public QObject {
   bool deaf_ = false;
   Control* pressed_ = nullptr;  // where the left button went down
   int pressedRow_ = -1;
-  int anchor_ = 0;  // where dragging in a text box began
+  int anchor_ = -1;        // where dragging in a text box began; -1: it selects nothing
+  QElapsedTimer doubled_;  // since the last double click in a text box
 };
 
 }  // namespace desktop

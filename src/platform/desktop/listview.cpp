@@ -46,7 +46,6 @@ void ListView::Apply() {
     if (list_.ListCount() < measured_ || list_.Revision() - revision_ != added) {
       measured_ = 0;
       widest_ = 0;
-      verticalScrollBar()->setValue(0);
       horizontalScrollBar()->setValue(0);
       selected_ = -1;
     }
@@ -59,13 +58,12 @@ void ListView::Apply() {
     QEvent layout(QEvent::LayoutRequest);
     QCoreApplication::sendEvent(this, &layout);
   }
+  verticalScrollBar()->setValue(list_.TopIndex());
   if (selected_ != list_.ListIndex()) {
     selected_ = list_.ListIndex();
-    if (selected_ >= 0) {
-      ScrollTo(selected_);
-    }
     TellRow();
   }
+  ShowSelected();
   viewport()->update();
 }
 
@@ -105,11 +103,11 @@ int ListView::RowsInView() const {
 
 int ListView::WholeRows() const { return std::max(1, viewport()->height() / rowHeight_); }
 
-void ListView::ScrollTo(int row) {
-  if (row < TopRow()) {
-    verticalScrollBar()->setValue(row);
-  } else if (row >= TopRow() + WholeRows()) {
-    verticalScrollBar()->setValue(row - WholeRows() + 1);
+// The model counts on more rows than there are above a horizontal scroll bar.
+void ListView::ShowSelected() {
+  const int hidden = std::max(0, selected_ - TopRow() - WholeRows() + 1);
+  if (selected_ >= 0 && hidden <= list_.VisibleRows() - WholeRows()) {
+    verticalScrollBar()->setValue(TopRow() + hidden);
   }
 }
 
@@ -174,9 +172,7 @@ void ListView::paintEvent(QPaintEvent* event) {
 
 void ListView::resizeEvent(QResizeEvent*) {
   SetRanges();
-  if (selected_ >= 0) {
-    ScrollTo(selected_);
-  }
+  ShowSelected();
 }
 
 void ListView::scrollContentsBy(int, int) { viewport()->update(); }

@@ -20,7 +20,6 @@ class ListView : public QAbstractScrollArea {
   int TopRow() const;
   // Only whole rows show; the strip that they leave at the bottom stays empty.
   int RowsInView() const;
-  void ScrollTo(int row);
   // Row under a place of the viewport, -1 below the last one in view.
   int RowAt(const QPoint& place) const;
   QRect RowRect(int row) const;  // in the viewport
@@ -37,6 +36,7 @@ class ListView : public QAbstractScrollArea {
 
  private:
   void TellRow();
+  void ShowSelected();
   void MeasureNewRows();
   void SetRanges();
   int WholeRows() const;

@@ -66,7 +66,14 @@ class Style : public QProxyStyle {
   }
 
   // Fusion's own marks of the focus are faint, and its boxes' buttons have none until
-  // a key is pressed.
+  // a key is pressed. A field has a ring of two lines, as a list.
+  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+    QProxyStyle::drawPrimitive(element, option, painter, widget);
+    if (element == PE_PanelLineEdit && option->state & State_HasFocus) {
+      DrawFrame(*painter, option->rect, Highlight(), 2);
+    }
+  }
   void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
                    const QWidget* widget) const override {
     QProxyStyle::drawControl(element, option, painter, widget);

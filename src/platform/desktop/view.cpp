@@ -1,6 +1,7 @@
 #include "platform/desktop/view.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QScopedValueRollback>
 #include <QScreen>
 #include <QWindow>
@@ -135,17 +136,13 @@ void FormView::Apply(Control& control) {
   }
   if (const QString tip = PlainToolTip(control.ToolTipText()); widget.toolTip() != tip) {
     widget.setToolTip(tip);
-    // Two fields may have labels of one name; their tooltips tell their buttons apart.
-    if (const auto found = labelled_.find(control.Label()); found != labelled_.end()) {
-      for (const Control* beside : found->second) {
-        if (beside->Type() == Kind::CommandButton) {
-          widgets_.at(beside)->setAccessibleDescription(tip);
-        }
-      }
-    }
+    TellTips(control);
   }
   widget.setEnabled(control.Enabled());
-  widget.setVisible(control.Visible());
+  if (widget.isHidden() == control.Visible()) {
+    widget.setVisible(control.Visible());
+    widget.update();  // Qt itself would paint it after the handler
+  }
 }
 
 // Tells what stands by a label, for those who hear the form instead of seeing it.
@@ -159,6 +156,24 @@ void FormView::TellLabels(const Control& label) {
     if (control->Type() != Kind::CommandButton ||
         std::ranges::none_of(Spoken(control->Caption()), [](QChar c) { return c.isLetter(); })) {
       widgets_.at(control)->setAccessibleName(name);
+    }
+  }
+}
+
+// Two fields may have labels of one name; their tooltips tell their buttons apart.
+void FormView::TellTips(const Control& control) {
+  const auto found = labelled_.find(control.Label());
+  if (found == labelled_.end()) {
+    return;
+  }
+  QStringList tips;
+  for (const Control* beside : found->second) {
+    tips += Display(beside->ToolTipText());
+  }
+  tips.removeAll(QString());
+  for (const Control* beside : found->second) {
+    if (beside->Type() == Kind::CommandButton) {
+      widgets_.at(beside)->setAccessibleDescription(tips.join("; "));
     }
   }
 }
@@ -288,12 +303,30 @@ void FormView::ShowBusy(bool busy) {
   }
 }
 
+// Where a window manager frames the box, the box goes off the screen some time after
+// it was closed, and its place has to be painted anew. The manager gives the focus
+// back after that. Keys and clicks wait.
+void FormView::Uncover() {
+  constexpr int kLongest = 250;  // milliseconds: somebody else may have the focus
+  // Where no window manager chooses the next window, none would have it.
+  if (QApplication::activeWindow() == nullptr) {
+    root_.activateWindow();
+  }
+  QElapsedTimer waited;
+  for (waited.start(); !root_.isActiveWindow() && waited.elapsed() < kLongest;) {
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
+  }
+  QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+  painted_ = {};
+  Repaint();
+}
+
 // Called for each row of a long list: what comes sooner than the eye can follow
-// costs no more than a look at the clock.
+// costs no more than a look at the clock. What is shown or hidden is never too soon.
 void FormView::Repaint() {
   constexpr auto kFrame = std::chrono::microseconds(16667);
   const auto now = std::chrono::steady_clock::now();
-  if (!shown_ || now - painted_ < kFrame) {
+  if (!shown_ || (now - painted_ < kFrame && !form_.AppearanceChanged())) {
     return;
   }
   painted_ = now;
@@ -308,7 +341,7 @@ QWidget* FormView::WidgetOf(const Control& control) const {
   return found != widgets_.end() ? found->second : nullptr;
 }
 
-std::optional<QPoint> FormView::ShowRow(const toolkit::ListBox& list, int row) {
+std::optional<QPoint> FormView::ShowRow(toolkit::ListBox& list, int row) {
   auto& view = static_cast<ListView&>(*widgets_.at(&list));
   Sync();
   QPoint place(view.viewport()->width() / 3, view.viewport()->height() - 2);
@@ -316,7 +349,8 @@ std::optional<QPoint> FormView::ShowRow(const toolkit::ListBox& list, int row) {
     if (row >= list.ListCount()) {
       return std::nullopt;
     }
-    view.ScrollTo(row);
+    form_.UserScroll(list, list.TopToShow(row));
+    Sync();
     place.setY(view.RowRect(row).center().y());
   } else if (view.RowAt(place) >= 0 || view.RowsInView() < list.ListCount()) {
     return std::nullopt;

@@ -39,9 +39,11 @@ class FormView : public QObject {
   void Sync();
   // The same for one control, changed or not.
   void Apply(Control& control);
-  // Sync, and paints before it returns. Does nothing when the last time is less
-  // than a frame of the screen ago.
+  // Sync, and paints before it returns. Left out when the last time is less than a
+  // frame of the screen ago and nothing was shown or hidden since.
   void Repaint();
+  // After a message box: waits until the screen shows the form where the box was.
+  void Uncover();
   // True while widgets are being changed: what they report is our own doing.
   bool Syncing() const { return syncing_; }
 
@@ -49,13 +51,14 @@ class FormView : public QObject {
   // Null for a control that isn't the form's.
   QWidget* WidgetOf(const Control& control) const;
   // As Window::ShowRow.
-  std::optional<QPoint> ShowRow(const toolkit::ListBox& list, int row);
+  std::optional<QPoint> ShowRow(toolkit::ListBox& list, int row);
   // The waiting cursor, on or off; Sync sets it by the model.
   void ShowBusy(bool busy);
 
  private:
   void Make(Control& control);
   void TellLabels(const Control& label);
+  void TellTips(const Control& control);
   void ApplyFocus();
   QSize InnerSize() const;  // twips
   double ZoomToFit() const;

@@ -94,6 +94,17 @@ void TextField::Change(const QString& to) {
   }
 }
 
+// Qt draws no caret where nothing can be typed; here keys do act on such a field.
+void TextField::paintEvent(QPaintEvent* event) {
+  QLineEdit::paintEvent(event);
+  if (isReadOnly() && hasFocus()) {
+    QPainter painter(this);
+    const QRect caret = cursorRect();
+    painter.fillRect(QRect(caret.center().x(), caret.top(), 1, caret.height()),
+                     palette().color(QPalette::Text));
+  }
+}
+
 // --- Buttons
 
 Button::Button(QWidget* parent) : QPushButton(parent) {

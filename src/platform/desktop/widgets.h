@@ -33,6 +33,9 @@ class TextField : public QLineEdit {
   // `focused`: only the box with the focus shows its selection.
   void Apply(const toolkit::TextBox& box, bool focused);
 
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
  private:
   void Change(const QString& to);
 

@@ -27,6 +27,13 @@ bool Control::CanFocus() const {
   return takesFocus && form_ != nullptr && Usable();
 }
 
+void Control::SetVisible(bool on) {
+  if (visible_ != on && form_ != nullptr) {
+    form_->appearance_ = true;
+  }
+  Assign(visible_, on);
+}
+
 void Control::SetCaption(std::u16string_view caption) {
   if (caption_ != caption) {
     caption_ = caption;

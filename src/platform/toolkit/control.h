@@ -46,6 +46,7 @@ struct Design {
   bool Visible = true;
   bool Enabled = true;
   bool Locked = false;
+  bool Masked = false;
   Color BackColor = kWhite;
   Color ForeColor = kBlack;
   Font Face = Font::Normal;
@@ -81,7 +82,7 @@ class Control {
   // The control's own switches; Showing and Usable look at its frames too.
   bool Visible() const { return visible_; }
   bool Enabled() const { return enabled_; }
-  void SetVisible(bool on) { Assign(visible_, on); }
+  void SetVisible(bool on);
   void SetEnabled(bool on) { Assign(enabled_, on); }
   bool Showing() const;
   bool Usable() const;    // showing and enabled
@@ -164,6 +165,10 @@ class TextBox : public Control {
   void SetText(std::u16string_view text);
   int MaxLength() const { return maxLength_; }  // of typing and pasting; 0: none
   bool Locked() const { return locked_; }       // takes no typing, raises KeyPress
+  // KeyPress writes the text by itself, as in a date mask: the click that brings
+  // the focus leaves the caret where GotFocus has put it, and cutting, pasting and
+  // undoing aren't offered.
+  bool Masked() const { return masked_; }
   // Caret, as an offset from 0, and length of the selection after it. Setting
   // SelStart past the end means the end, and drops the selection.
   int SelStart() const { return selStart_; }
@@ -208,6 +213,7 @@ class TextBox : public Control {
   std::u16string text_;
   int maxLength_ = 0;
   bool locked_ = false;
+  bool masked_ = false;
   int selStart_ = 0, selLength_ = 0;
   bool activeAtStart_ = false;  // which end of the selection Shift+arrow moves
   State before_;                // what undo brings back
@@ -234,11 +240,28 @@ class ListBox : public Control {
   std::u16string Text() const { return std::u16string(List(listIndex_)); }
   // Rows that fit into the list's height at once.
   int VisibleRows() const { return (Height() - 2 * kInset) / kRowHeight; }
+  // The first row in view; Clear makes it 0, and a row that gets selected comes
+  // into view. A row too far down to be the first is brought up to the last one
+  // that can be.
+  int TopIndex() const { return topIndex_; }
+  void SetTopIndex(int row);
+  // TopIndex at which `row` is in view: the one of now, or the next one.
+  int TopToShow(int row) const;
+  // The row from which keys go on while nothing is selected, as if it were. `gone`:
+  // the one that stood there has gone, and Down selects the row in its place. -1
+  // after Clear.
+  void GoOnFrom(int row, bool gone = false);
+  int GoesOnFrom() const { return listIndex_ >= 0 ? listIndex_ : from_; }
+  // Typing finds rows from `firstRow` on by their text from `column` on, or any row by
+  // the beginning of one of its words.
+  void SetSearch(int column, int firstRow);
 
   // Counts up at each AddItem and Clear, so that a screen sees that rows have changed.
   std::uint64_t Revision() const { return revision_; }
 
   std::function<void()> DblClick;  // also by Enter on the selected row
+  // The code that a row bears, for copying; "" where it bears none.
+  std::function<std::u16string(int row)> Code;
 
  protected:
   void Reset(const Design& design) override;
@@ -254,13 +277,18 @@ class ListBox : public Control {
   };
 
   void Select(int row);  // raises Click, also when the row is the same
+  void Find(char16_t c);
   void OnKey(const KeyStroke& stroke);
   void Step(int rows);
-  void Search(char16_t c);
+  int Searched(int after, std::u16string_view typed, bool words) const;
 
   std::vector<std::unique_ptr<Block>> blocks_;
   int count_ = 0;
   int listIndex_ = -1;
+  int topIndex_ = 0;
+  int from_ = -1;
+  bool gone_ = false;
+  int searchColumn_ = 0, searchFirst_ = 0;
   std::uint64_t revision_ = 0;
   std::u16string typed_;  // letters of the search under way
   std::int64_t typedAt_ = 0;

@@ -229,8 +229,11 @@ bool Form::UserClick(Control& control, int caret) {
       case Kind::OptionButton:
         return PressButton(control);
       case Kind::TextBox:
-        if (MoveFocus(&control)) {
+        if (const bool came = focus_ != &control; MoveFocus(&control)) {
           auto& box = static_cast<TextBox&>(control);
+          if (came && box.Masked()) {
+            return true;
+          }
           box.SetSelStart(caret);
           if (const int at = box.SelStart(); at > 0) {  // never amid a character of two units
             box.SetSelStart(box.StepRight(box.StepLeft(at)));
@@ -285,13 +288,27 @@ bool Form::UserDblClickRow(ListBox& list, int row) {
   });
 }
 
+bool Form::UserScroll(ListBox& list, int row) {
+  if (App().ended || running_ || !list.Showing()) {
+    return false;
+  }
+  list.SetTopIndex(row);
+  return true;
+}
+
 TextBox* Form::FocusedText() const {
   return focus_ != nullptr && focus_->Type() == Kind::TextBox ? static_cast<TextBox*>(focus_)
                                                               : nullptr;
 }
 
+ListBox* Form::FocusedList() const {
+  return focus_ != nullptr && focus_->Type() == Kind::ListBox ? static_cast<ListBox*>(focus_)
+                                                              : nullptr;
+}
+
 namespace {
 
+// 0 where the key that bears a character can't be told by it.
 std::int16_t KeyCode(const KeyStroke& stroke) {
   switch (stroke.key) {
     case Key::Backspace:
@@ -320,14 +337,37 @@ std::int16_t KeyCode(const KeyStroke& stroke) {
       return 40;
     case Key::Delete:
       return 46;
+    case Key::F4:
+      return 115;
     case Key::Character:
       break;
   }
-  return stroke.text.empty() ? std::int16_t{0}
-                             : static_cast<std::int16_t>(text::Upper(stroke.text[0]));
+  const char16_t c = stroke.text.size() == 1 ? text::Upper(stroke.text[0]) : u'\0';
+  const bool own = (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || c == u' ';
+  return own ? static_cast<std::int16_t>(c) : std::int16_t{0};
 }
 
 }  // namespace
+
+void Form::Press(Control& button) {
+  if (!button.CanFocus()) {
+    return;
+  }
+  Control* const before = focus_;
+  const TextBox* const box = FocusedText();
+  const std::u16string text = box != nullptr ? box->Text() : u"";
+  const int from = box != nullptr ? box->SelStart() : 0,
+            length = box != nullptr ? box->SelLength() : 0;
+  PressButton(button);
+  if (before == nullptr || before == &button || focus_ != &button || !before->CanFocus()) {
+    return;
+  }
+  if (MoveFocus(before) && box != nullptr && box->Text() == text) {
+    auto& same = static_cast<TextBox&>(*before);
+    same.MoveCaret(from, false);
+    same.MoveCaret(from + length, true);
+  }
+}
 
 bool Form::UserKey(const KeyStroke& stroke) {
   return Event([&] {
@@ -343,13 +383,21 @@ bool Form::UserKey(const KeyStroke& stroke) {
       return false;
     }
     Control& control = *focus_;
-    if (control.KeyDown) {
-      std::int16_t code = KeyCode(stroke);
-      const int shift = (stroke.shift ? 1 : 0) | (stroke.control ? 2 : 0);
-      control.KeyDown(code, static_cast<std::int16_t>(shift));
-      if (code == 0 || focus_ != &control || !control.CanFocus()) {
-        return true;
+    if (const std::int16_t code = KeyCode(stroke); code != 0) {
+      const auto shift =
+          static_cast<std::int16_t>((stroke.shift ? 1 : 0) | (stroke.control ? 2 : 0));
+      for (const auto* handler : {&KeyDown, &control.KeyDown}) {
+        std::int16_t left = code;
+        if (*handler) {
+          (*handler)(left, shift);
+        }
+        if (left == 0 || focus_ != &control || !control.CanFocus()) {
+          return true;
+        }
       }
+    }
+    if (stroke.key == Key::Character && stroke.control) {
+      return true;
     }
     switch (control.Type()) {
       case Kind::TextBox:
@@ -422,17 +470,34 @@ bool Form::UserAccess(char16_t letter) {
   });
 }
 
+namespace {
+
+// Into the clipboard; false where there is nothing to copy.
+bool Copy(std::u16string_view text) {
+  if (text.empty()) {
+    return false;
+  }
+  if (App().view != nullptr) {
+    App().view->SetClipboard(text);
+  }
+  return true;
+}
+
+std::u16string CodeOf(const ListBox& list, int row) {
+  return row >= 0 && list.Code ? list.Code(row) : std::u16string();
+}
+
+}  // namespace
+
 bool Form::UserCopy() {
   return Event([this] {
-    TextBox* box = FocusedText();
-    if (box == nullptr || box->SelLength() == 0) {
-      return false;
+    if (const ListBox* list = FocusedList()) {
+      return Copy(CodeOf(*list, list->ListIndex()));
     }
-    if (App().view != nullptr) {
-      App().view->SetClipboard(text::Mid(box->Text(), static_cast<std::size_t>(box->SelStart()) + 1,
-                                         static_cast<std::size_t>(box->SelLength())));
-    }
-    return true;
+    const TextBox* box = FocusedText();
+    return box != nullptr && Copy(std::u16string_view(box->Text())
+                                      .substr(static_cast<std::size_t>(box->SelStart()),
+                                              static_cast<std::size_t>(box->SelLength())));
   });
 }
 
@@ -469,7 +534,69 @@ bool Form::UserSelectAll() {
   });
 }
 
+bool Form::UserChoose(Control& control, int row, Choice choice) {
+  switch (choice) {
+    case Choice::Undo:
+      return UserUndo();
+    case Choice::Cut:
+      return UserCut();
+    case Choice::Paste:
+      return UserPaste();
+    case Choice::SelectAll:
+      return UserSelectAll();
+    case Choice::CopyCode:
+      return Event([&] { return Copy(CodeOf(static_cast<ListBox&>(control), row)); });
+    case Choice::CopyRow:
+      return Event([&] { return Copy(text::Trim(static_cast<ListBox&>(control).List(row))); });
+    case Choice::Copy:
+      break;
+  }
+  if (&control == focus_) {
+    return UserCopy();
+  }
+  return Event([&] {
+    return Copy(control.Type() == Kind::TextBox ? static_cast<TextBox&>(control).Text()
+                                                : text::Trim(control.Caption()));
+  });
+}
+
 // --- For screens
+
+std::vector<MenuEntry> Form::Menu(const Control& control, int row) const {
+  if (!control.Showing()) {
+    return {};
+  }
+  switch (control.Type()) {
+    case Kind::TextBox: {
+      const auto& box = static_cast<const TextBox&>(control);
+      if (!box.Enabled()) {
+        return {{Choice::Copy, u"&Copia", !box.Text().empty()}};
+      }
+      const bool open = !box.Locked() && !box.Masked(), selection = box.SelLength() > 0;
+      const bool full = App().view != nullptr && !App().view->Clipboard().empty();
+      return {{Choice::Undo, u"&Annulla", open && box.CanUndo()},
+              {Choice::Cut, u"&Taglia", open && selection},
+              {Choice::Copy, u"&Copia", selection},
+              {Choice::Paste, u"&Incolla", open && full},
+              {Choice::SelectAll, u"&Seleziona tutto", !box.Text().empty()}};
+    }
+    case Kind::ListBox: {
+      const auto& list = static_cast<const ListBox&>(control);
+      if (row < 0 || row >= list.ListCount()) {
+        return {};
+      }
+      return {{Choice::CopyCode, u"Copia &codice", !CodeOf(list, row).empty()},
+              {Choice::CopyRow, u"Copia &riga", true}};
+    }
+    case Kind::Label:  // one with a border shows a value
+      if (control.Edge() == Border::None) {
+        return {};
+      }
+      return {{Choice::Copy, u"&Copia", !text::Trim(control.Caption()).empty()}};
+    default:
+      return {};
+  }
+}
 
 Point Form::Origin(const Control& control) const {
   Point p{control.Left(), control.Top()};
@@ -533,6 +660,7 @@ std::optional<Point> Form::PlaceToClick(const Control& control) const {
 }
 
 std::vector<Control*> Form::TakeTouched() {
+  appearance_ = false;
   for (Control* control : touched_) {
     control->touched_ = false;
   }

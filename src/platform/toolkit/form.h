@@ -28,6 +28,14 @@ struct Point {
   int x = 0, y = 0;  // twips, from the form's upper left corner
 };
 
+enum class Choice { Undo, Cut, Copy, Paste, SelectAll, CopyCode, CopyRow };
+
+struct MenuEntry {
+  Choice choice;
+  const char16_t* caption;
+  bool enabled;
+};
+
 class Form {
  public:
   explicit Form(std::u16string name) : name_(std::move(name)) {}
@@ -60,7 +68,13 @@ class Form {
   // For handlers: raises Unload, after which the form is gone.
   void Unload();
 
+  // For handlers: presses a button as a click does, where one could be pressed, and
+  // gives the focus back to where it was unless the button's handlers have moved it.
+  void Press(Control& button);
+
   std::function<void()> LoadEvent, ResizeEvent, UnloadEvent;
+  // Comes before the focused control's own KeyDown, with the same arguments.
+  std::function<void(std::int16_t& keyCode, std::int16_t shift)> KeyDown;
 
   // --- What the user does. False: a user could not do that now, and nothing
   // happened. Afterwards the program may have ended (application.h).
@@ -70,7 +84,8 @@ class Form {
   // same: the user did it).
   bool UserFocus(Control& control);
   // A click on anything but a list's row. A button is clicked only if it got
-  // the focus. In a text box it puts the caret at `caret` (past the end: end).
+  // the focus. In a text box it puts the caret at `caret` (past the end: end), but
+  // not where it brings the focus to a masked one.
   bool UserClick(Control& control, int caret = 1 << 20);
   // Selects from one offset to another in the focused box, as dragging does.
   bool UserSelect(TextBox& box, int from, int to);
@@ -79,13 +94,17 @@ class Form {
   bool UserClickRow(ListBox& list, int row);
   // The second click of a double click; the first one was UserClickRow.
   bool UserDblClickRow(ListBox& list, int row);
+  // Scrolls by hand: the row, or the last one that can be, becomes the first in view.
+  bool UserScroll(ListBox& list, int row);
   bool UserKey(const KeyStroke& stroke);
   bool UserAccess(char16_t letter);  // Alt and a letter
-  bool UserCopy();
+  bool UserCopy();                   // what is selected: text, or the code of a list's row
   bool UserCut();
   bool UserPaste();
   bool UserUndo();
   bool UserSelectAll();
+  // A choice of the context menu, as Menu gives it.
+  bool UserChoose(Control& control, int row, Choice choice);
   bool UserClose();  // by the window's frame
 
   // --- For screens.
@@ -95,6 +114,11 @@ class Form {
   // disabled or covered. Row as in UserClickRow; for a list row the place is
   // right for a list that shows the row at its top.
   std::optional<Point> PlaceToClick(const Control& control) const;
+  // What a right click on a control offers, nothing for most; `row` as in
+  // UserClickRow. The click itself gives a text box the focus before it asks.
+  std::vector<MenuEntry> Menu(const Control& control, int row) const;
+  // A control was shown or hidden since TakeTouched was called last.
+  bool AppearanceChanged() const { return appearance_; }
   // The controls that have changed since the last call.
   std::vector<Control*> TakeTouched();
   // Letter after "&" in a caption, in upper case; 0 without one.
@@ -113,6 +137,7 @@ class Form {
   bool PressButton(Control& control);
   bool OptionKey(OptionButton& option, const KeyStroke& stroke);
   TextBox* FocusedText() const;
+  ListBox* FocusedList() const;
 
   std::u16string name_;
   std::u16string caption_;
@@ -125,6 +150,7 @@ class Form {
   int lastTab_ = -1;  // where the focus was last, in the tab order
   bool loaded_ = false;
   bool running_ = false;  // inside an event
+  bool appearance_ = false;
 };
 
 }  // namespace toolkit

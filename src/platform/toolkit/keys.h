@@ -20,6 +20,7 @@ enum class Key {
   Enter,
   Escape,
   Tab,
+  F4,
 };
 
 struct KeyStroke {

@@ -34,11 +34,24 @@ bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
                     [](char16_t a, char16_t b) { return a == Unaccented(b); });
 }
 
+bool HasWord(std::u16string_view row, std::u16string_view plain) {
+  bool start = true;
+  for (; row.size() >= plain.size(); row.remove_prefix(1)) {
+    const char16_t c = row[0];
+    if (start && BeginsWith(row, plain)) {
+      return true;
+    }
+    start = c < u'0' || (c > u'9' && c < u'A');  // after a blank, an apostrophe, a hyphen
+  }
+  return false;
+}
+
 }  // namespace
 
 void ListBox::Reset(const Design& design) {
   Control::Reset(design);
   Clear();
+  SetSearch(0, 0);
 }
 
 void ListBox::AddItem(std::u16string_view row) {
@@ -66,7 +79,9 @@ void ListBox::Clear() {
     block->ends.clear();
   }
   count_ = 0;
-  listIndex_ = -1;
+  listIndex_ = from_ = -1;
+  gone_ = false;
+  topIndex_ = 0;
   typed_.clear();
   ++revision_;
   Touch();
@@ -85,8 +100,28 @@ std::u16string_view ListBox::List(int row) const {
   return std::u16string_view(block.text).substr(start, block.ends[i] - start);
 }
 
+void ListBox::SetTopIndex(int row) {
+  Assign(topIndex_, std::clamp(row, 0, std::max(0, count_ - VisibleRows())));
+}
+
+int ListBox::TopToShow(int row) const {
+  return std::clamp(topIndex_, row - std::max(1, VisibleRows()) + 1, row);
+}
+
+void ListBox::GoOnFrom(int row, bool gone) {
+  from_ = row;
+  gone_ = gone;
+}
+
+void ListBox::SetSearch(int column, int firstRow) {
+  searchColumn_ = column;
+  searchFirst_ = firstRow;
+}
+
 void ListBox::Select(int row) {
+  typed_.clear();
   Assign(listIndex_, row);
+  SetTopIndex(TopToShow(row));
   if (Click) {
     Click();
   }
@@ -97,7 +132,7 @@ void ListBox::OnKey(const KeyStroke& stroke) {
   switch (stroke.key) {
     case Key::Character:
       if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
-        Search(stroke.text[0]);
+        Find(stroke.text[0]);
       }
       break;
     case Key::Enter:  // a double click without the mouse
@@ -135,12 +170,28 @@ void ListBox::Step(int rows) {
   if (count_ == 0) {
     return;
   }
-  if (const int row = std::clamp(listIndex_ + rows, 0, count_ - 1); row != listIndex_) {
+  const int from = GoesOnFrom() - (listIndex_ < 0 && gone_ && rows > 0 ? 1 : 0);
+  if (const int row = std::clamp(from + rows, 0, count_ - 1); row != listIndex_) {
     Select(row);
   }
 }
 
-void ListBox::Search(char16_t c) {
+// The first row that is found by `typed`, looking on from `after` and round the
+// end; -1 if none is.
+int ListBox::Searched(int after, std::u16string_view typed, bool words) const {
+  for (int i = 1; i <= count_; ++i) {
+    const int row = (after + i) % count_;
+    const std::u16string_view text = List(row);
+    const auto column = std::min(static_cast<std::size_t>(searchColumn_), text.size());
+    if (words ? HasWord(text, typed)
+              : row >= searchFirst_ && BeginsWith(text.substr(column), typed)) {
+      return row;
+    }
+  }
+  return -1;
+}
+
+void ListBox::Find(char16_t c) {
   const std::int64_t now = Now();
   if (now - typedAt_ > kSearchPause) {
     typed_.clear();
@@ -150,25 +201,24 @@ void ListBox::Search(char16_t c) {
     return;
   }
   typed_.push_back(Unaccented(c));
-  // From `first` on and around the end, the first row that begins so; -1 if none.
-  auto find = [this](int first, std::u16string_view what) {
-    for (int i = 0; i < count_; ++i) {
-      const int row = (first + i) % count_;
-      if (BeginsWith(List(row), what)) {
-        return row;
-      }
-    }
-    return -1;
-  };
-  // A search of several letters may stay where it is; the same letter again
-  // goes through the rows that begin with it.
-  int row = find(typed_.size() > 1 ? std::max(listIndex_, 0) : listIndex_ + 1, typed_);
+  // A search of several letters may stay where it is; the same letter again goes
+  // on to the next row that begins with it.
+  const int here = std::max(-1, GoesOnFrom() - (listIndex_ < 0 && gone_ ? 1 : 0));
   const bool repeated = typed_.find_first_not_of(typed_[0]) == typed_.npos;
-  if (row < 0 && repeated) {
-    row = find(listIndex_ + 1, std::u16string_view(typed_).substr(0, 1));
+  int row = -1;
+  for (const bool words : {false, true}) {
+    if (row < 0) {
+      row = Searched(std::max(-1, typed_.size() > 1 ? here - 1 : here), typed_, words);
+    }
+    if (row < 0 && repeated) {
+      row = Searched(here, std::u16string_view(typed_).substr(0, 1), words);
+    }
   }
   if (row >= 0 && row != listIndex_) {
+    const std::u16string typed = typed_;
+    SetTopIndex(row - VisibleRows() / 2);
     Select(row);
+    typed_ = typed;
   }
 }
 

@@ -34,6 +34,7 @@ void TextBox::Reset(const Design& design) {
   text_ = design.Caption;
   maxLength_ = design.MaxLength;
   locked_ = design.Locked;
+  masked_ = design.Masked;
   selStart_ = selLength_ = 0;
   activeAtStart_ = canUndo_ = typing_ = false;
 }

@@ -15,6 +15,7 @@
 #include <new>
 
 #include "archivio/archivio.h"
+#include "archivio/interruption.h"
 
 namespace archivio::jet {
 
@@ -119,6 +120,7 @@ void Process::Fill(std::size_t bytes) {
   buffer_.erase(0, taken_);
   taken_ = 0;
   while (buffer_.size() < bytes) {
+    CheckInterrupted();
     pollfd ready = {pipe_, POLLIN, 0};
     const int count = poll(&ready, 1, limits_.seconds * 1000);
     if (count == 0) {

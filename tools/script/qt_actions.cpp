@@ -1,11 +1,14 @@
-#include "qt_hands.h"
+#include "qt_actions.h"
 
 #include <QAbstractButton>
+#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPixmap>
+#include <QScrollBar>
 #include <QTemporaryFile>
 #include <QTest>
 #include <QTimer>
@@ -53,6 +56,8 @@ Qt::Key QtKey(toolkit::Key key) {
       return Qt::Key_Escape;
     case toolkit::Key::Tab:
       return Qt::Key_Tab;
+    case toolkit::Key::F4:
+      return Qt::Key_F4;
     case toolkit::Key::Character:
       break;
   }
@@ -68,9 +73,9 @@ Qt::Key CharacterKey(std::u16string_view text) {
 // The model says first whether a user could do the thing; then the events are
 // sent to the window, which finds the widget under the mouse or with the focus
 // by itself.
-class QtHands : public Actions {
+class QtActions : public Actions {
  public:
-  explicit QtHands(Answers& answers) : answers_(answers) {
+  explicit QtActions(Answers& answers) : answers_(answers) {
     ChooseScreen();
     static char name[] = "anagparc-script";
     static char* argv[] = {name, nullptr};
@@ -84,7 +89,7 @@ class QtHands : public Actions {
     };
     toolkit::App().view = window_.get();
   }
-  ~QtHands() override { toolkit::App().view = nullptr; }
+  ~QtActions() override { toolkit::App().view = nullptr; }
 
   void Begin() override {
     window_->Show();
@@ -92,6 +97,7 @@ class QtHands : public Actions {
   }
 
   bool Click(Control& control) override {
+    const bool had = ANAGPARC::Me.Focus() == &control;
     // What another frame covers is clicked where it lies, as assistive programs
     // do: a line of a script means the control that it names.
     if (const auto place = ANAGPARC::Me.PlaceToClick(control)) {
@@ -100,7 +106,8 @@ class QtHands : public Actions {
       QTest::mouseClick(window_->WidgetOf(control), Qt::LeftButton);
     }
     // A click on a box means the place after its text, which may lie out of sight.
-    if (control.Type() == toolkit::Kind::TextBox && ANAGPARC::Me.Focus() == &control) {
+    const auto* box = dynamic_cast<toolkit::TextBox*>(&control);
+    if (box != nullptr && ANAGPARC::Me.Focus() == box && (had || !box->Masked())) {
       Send(Qt::Key_End);
     }
     return true;
@@ -125,6 +132,42 @@ class QtHands : public Actions {
       QTest::mouseDClick(Target(), Qt::LeftButton, {}, *pixel);
     }
     return true;
+  }
+
+  bool Scroll(ListBox& list, int row) override {
+    auto* view = static_cast<QAbstractScrollArea*>(window_->WidgetOf(list));
+    view->verticalScrollBar()->setValue(row);
+    return true;
+  }
+
+  bool RightClick(Control& control, int row, std::u16string_view choice,
+                  std::vector<std::u16string>& offered) override {
+    QWidget& widget = *window_->WidgetOf(control);
+    std::optional<QPoint> pixel = widget.mapTo(&window_->Widget(), widget.rect().center());
+    if (control.Type() == toolkit::Kind::ListBox) {
+      pixel = RowPixel(static_cast<ListBox&>(control), row);
+    } else if (const auto place = ANAGPARC::Me.PlaceToClick(control)) {
+      pixel = window_->PixelOf(*place);
+    }
+    if (!pixel) {
+      return false;
+    }
+    QTest::mouseClick(Target(), Qt::RightButton, {}, *pixel);
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    bool chosen = false;
+    for (QAction* action : menu != nullptr ? menu->actions() : QList<QAction*>()) {
+      if (action->isEnabled() && !action->isSeparator()) {
+        offered.push_back(action->text().remove('&').toStdU16String());
+        if (offered.back() == choice) {
+          action->trigger();
+          chosen = true;
+        }
+      }
+    }
+    if (menu != nullptr) {
+      menu->close();
+    }
+    return chosen || (choice.empty() && !offered.empty());
   }
 
   bool Focus(Control& control) override {
@@ -158,8 +201,9 @@ class QtHands : public Actions {
     const Qt::KeyboardModifiers with = (stroke.shift ? Qt::ShiftModifier : Qt::NoModifier) |
                                        (stroke.control ? Qt::ControlModifier : Qt::NoModifier);
     if (stroke.key == toolkit::Key::Character && stroke.control) {
-      const auto* box = dynamic_cast<toolkit::TextBox*>(ANAGPARC::Me.Focus());
-      if (box == nullptr || (stroke.text == u"C" && box->SelLength() == 0)) {
+      if (stroke.text == u"C"
+              ? !CanCopy()
+              : stroke.text != u"S" && ANAGPARC::Me.Focus()->Type() != toolkit::Kind::TextBox) {
         return false;
       }
       Send(CharacterKey(stroke.text), with);
@@ -227,7 +271,7 @@ class QtHands : public Actions {
     }
   }
 
-  std::optional<QPoint> RowPixel(const ListBox& list, int row) {
+  std::optional<QPoint> RowPixel(ListBox& list, int row) {
     // The strip that a scrolled list leaves below its last row is no empty space.
     if (row >= list.ListCount() || (row < 0 && list.ListCount() >= list.VisibleRows())) {
       return std::nullopt;
@@ -268,6 +312,8 @@ class QtHands : public Actions {
 
 }  // namespace
 
-std::unique_ptr<Actions> MakeQtHands(Answers& answers) { return std::make_unique<QtHands>(answers); }
+std::unique_ptr<Actions> MakeQtActions(Answers& answers) {
+  return std::make_unique<QtActions>(answers);
+}
 
 }  // namespace script

@@ -1,0 +1,83 @@
+// The keys that act on a whole screen, whichever control has the focus.
+#include "frame/ANAGPARC.h"
+#include "reference/reference.h"
+
+namespace ANAGPARC {
+
+namespace {
+
+constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115;
+constexpr std::int16_t kControl = 2;
+
+// Presses a button of the record screen. The lookup panel, which would lose the focus,
+// closes first and gives it to its field.
+void PREMI(toolkit::Control& pulsante) {
+  if (Framecodif.Visible()) {
+    CHIUDITABELLA();
+  }
+  Me.Press(pulsante);
+}
+
+// The button that the key presses on the record screen, or null.
+toolkit::Control* PULSANTESCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
+  if (Shift == kControl && KeyCode == u'S') {
+    return &cmdmemorizza;
+  }
+  // In the lookup panel they turn the pages of its list.
+  if (Shift != 0 || Me.Focus() == &ListTabmin) {
+    return nullptr;
+  }
+  return KeyCode == kPagSu ? &cmdparcprec : KeyCode == kPagGiu ? &cmdparcsuc : nullptr;
+}
+
+// The same for the panels of the selection screen, whose boxes Enter confirms.
+toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode) {
+  const bool inserimento = FrmInserimento.Visible();
+  if (!inserimento && !FrameCambiaCf.Visible()) {
+    return nullptr;
+  }
+  const toolkit::Control* pannello = inserimento ? &FrmInserimento : &FrameCambiaCf;
+  if (Me.Focus()->Container() != pannello) {
+    return nullptr;
+  }
+  if (KeyCode == kEsc) {
+    return inserimento ? &CmdInserimento(1) : &CmdAnnullaCF;
+  }
+  if (KeyCode == kInvio && Me.Focus()->Type() == toolkit::Kind::TextBox) {
+    return inserimento ? &CmdInserimento(0) : &CmdConfermaCF;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
+  if (FrmSelezione.Visible()) {
+    if (toolkit::Control* pulsante = PULSANTEPANNELLO(KeyCode)) {
+      Me.Press(*pulsante);
+      KeyCode = 0;
+    }
+  } else if (toolkit::Control* pulsante = PULSANTESCHEDA(KeyCode, Shift)) {
+    PREMI(*pulsante);
+    KeyCode = 0;
+  } else if (KeyCode == kF4 && Shift == 0) {
+    TABELLADELFUOCO();
+    KeyCode = 0;
+  }
+}
+
+void SUGGERISCITASTI() {
+  cmdmemorizza.SetToolTipText(u"Ctrl+S");
+  cmdparcprec.SetToolTipText(u"Pag su");
+  cmdparcsuc.SetToolTipText(u"Pag giù");
+  CmdInserimento(0).SetToolTipText(u"Invio, dalle caselle");
+  CmdInserimento(1).SetToolTipText(u"Esc");
+  CmdConfermaCF.SetToolTipText(u"Alt+C; Invio, dalla casella");
+  CmdAnnullaCF.SetToolTipText(u"Alt+A; Esc");
+  CmdCambia.SetToolTipText(u"Alt+C");
+  for (int i = 0; i < CMDAPRILIST.Bound(); ++i) {
+    CMDAPRILIST(i).SetToolTipText(u"F4, dalla casella");
+  }
+}
+
+}  // namespace ANAGPARC
