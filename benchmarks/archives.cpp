@@ -22,7 +22,7 @@ fs::path Make(const fs::path& place, long recipients) {
   if (!fs::exists(year)) {
     std::cerr << "Making " << year.native() << "...\n";
     fs::remove_all(place);
-    archivio::Create(place, recipients);
+    archivio::Create(place, recipients, std::cerr);
   }
   return year;
 }

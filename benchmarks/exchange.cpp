@@ -1,6 +1,7 @@
 #include "exchange.h"
 
 #include <fstream>
+#include <iostream>
 #include <stdexcept>
 
 #include "archives.h"
@@ -26,7 +27,7 @@ double Export(const fs::path& tool) {
 fs::path Empty() {
   const fs::path folder = Archive(kRecipients).parent_path() / "import";
   fs::remove_all(folder);
-  archivio::Create(folder, 0);
+  archivio::Create(folder, 0, std::cerr);
   return folder / archivio::kYearName;
 }
 

@@ -467,7 +467,9 @@ Comparison ChangeComparison() {
                           std::tie(CFCorrente, CFNuovo) = *codes;
                           std::swap(codes->first, codes->second);
                           return Measured([] {
+                                   MOD770BAS::TRANSAZIONE transazione;
                                    CAMBIACF();
+                                   transazione.CONFERMA();
                                    engine::Rest();
                                  })
                               .elapsed;

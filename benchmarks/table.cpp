@@ -51,7 +51,7 @@ void MeasurePairs(benchmark::State& state, const Comparison& row) {
   const Pair pair = row.prepare();
   std::vector<double> works, yardsticks, ratios;
   bool turn = false;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     double work = 0, yardstick = 0;
     if (turn = !turn; turn) {
       work = pair.work();

@@ -17,7 +17,7 @@ if [ -z "${PROVA_INSIDE:-}" ]; then
 fi
 
 out=$PWD/build/prova work=$(mktemp -d)
-trap 'rm -rf --one-file-system "$work"' EXIT
+trap 'umount -q "$work"/*/proc || true; rm -rf --one-file-system "$work"' EXIT
 mkdir -p "$out"
 
 failed=0
@@ -65,7 +65,6 @@ else
   for file in "$out"/077/*.deb; do
     check "the same bytes: ${file##*/}" cmp "$file" "$out/022/${file##*/}"
   done
-  umount "$root/proc"
   deb=$(ls "$out"/077/anagparc_*.deb)
   [ $failed -eq 0 ] || exit 1
 fi
@@ -115,11 +114,14 @@ for file in bin/anagparc bin/anagparc-archivio share/anagparc/SQ4RXXXX.MDB \
   share/icons/hicolor/16x16/apps/anagparc.png share/icons/hicolor/64x64/apps/anagparc.png \
   share/man/it/man1/anagparc.1.gz share/man/it/man1/anagparc-archivio.1.gz \
   share/metainfo/invalid.localhost.anagparc.metainfo.xml \
+  share/bash-completion/completions/anagparc-archivio \
   share/doc/anagparc/copyright share/doc/anagparc/changelog.gz; do
   check "/usr/$file" test -s "$root/usr/$file"
 done
 check "all is readable to an ordinary user" user sh -c 'dpkg -L anagparc | xargs stat >/dev/null &&
   cat /usr/share/anagparc/manuale/figure/*.png /usr/share/doc/anagparc/manuale/*.html >/dev/null'
+version() { user anagparc-archivio --version | grep -Fw "$(dpkg-deb -f "$deb" Version)"; }
+check "the package's version" version
 check "template in order" user anagparc-archivio verifica /usr/share/anagparc/SQ4RXXXX.MDB
 check "crea" user anagparc-archivio crea /tmp/prova --dimostrazione 20
 check "verifica" user anagparc-archivio verifica /tmp/prova/S7702015.MDB

@@ -96,7 +96,10 @@ TEST_F(Archive, CommandsWriteNewFilesOnlyForWhomTheFolderIs) {
   for (const auto& [of_folder, of_file] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
     fs::create_directories(folder);
     ASSERT_EQ(chmod(folder.c_str(), of_folder), 0);
-    EXPECT_EQ(Tell({"crea", folder, "--dimostrazione", "3"}), "");
+    EXPECT_EQ(Tell({"crea", folder, "--dimostrazione", "3"}),
+              "Scritto l'archivio dell'anno " + (folder / kYearName).native() +
+                  ", con 3 percettori inventati.\nScritto il modello " +
+                  (folder / kTemplateName).native() + ".\n");
     EXPECT_EQ(Mode(folder / kTemplateName), of_file);
     EXPECT_EQ(Mode(folder / kYearName), of_file);
     // One of two stands in the way, whatever its case: nothing is written.
@@ -106,24 +109,91 @@ TEST_F(Archive, CommandsWriteNewFilesOnlyForWhomTheFolderIs) {
     EXPECT_EQ(Status({"crea", folder, "--dimostrazione", "3"}), 1);
     EXPECT_EQ(Names(folder), "s7702015.mdb ");
     EXPECT_EQ(Status({"crea", folder}), 0);
+    EXPECT_EQ(Status({"crea", folder}), 1);
     EXPECT_EQ(Status({"crea", folder / "s7702015.mdb"}), 1);
     EXPECT_EQ(Bytes(folder / "s7702015.mdb"), before);
+    // A template that is there stays, and the year database comes beside it.
+    fs::remove(folder / "s7702015.mdb");
+    SetBytes(folder / kTemplateName, "x");
+    EXPECT_TRUE(Has(Tell({"crea", folder, "--dimostrazione=1"}), "c'era già"));
+    EXPECT_EQ(Bytes(folder / kTemplateName), "x");
+    EXPECT_EQ(Check(folder / kYearName), Words());
     fs::remove_all(folder_ / "uno");
   }
 }
 
-TEST_F(Archive, WrongUsageIsTold) {
-  for (const char* line :
-       {"", "crea", "verifica", "distruggi x", "crea --dimostrazione", "crea x --dimostrazione",
-        "crea x --dimostrazione -1", "crea x --dimostrazione 1000001",
-        "crea x --dimostrazione 99999999999999999999", "crea x --dimostrazione 3x",
-        "crea x 3 --dimostrazione", "verifica x x", "copia x", "prepara", "prepara x --salta",
-        "esporta", "esporta x x x", "importa x", "importa x x --forza"}) {
+TEST_F(Archive, BadCallsAreNamed) {
+  fs::current_path(folder_.Path());
+  const std::pair<const char*, const char*> usage[] = {
+      {"", ": manca il comando"},
+      {"distruggi x", ": comando sconosciuto \"distruggi\""},
+      {"--aiuto", ": opzione sconosciuta \"--aiuto\""},
+      {"crea", " crea: manca CARTELLA"},
+      {"crea --dimostrazione 3", " crea: manca CARTELLA"},
+      {"crea x y", " crea: argomento di troppo \"y\""},
+      {"crea -x", " crea: opzione sconosciuta \"-x\""},
+      {"crea x --dimostrazione", " crea: --dimostrazione: manca N"},
+      {"crea x --dimostrazione -1",
+       " crea: --dimostrazione vuole un numero da 0 a 1000000, non \"-1\""},
+      {"crea x --dimostrazione 1000001",
+       " crea: --dimostrazione vuole un numero da 0 a 1000000, non \"1000001\""},
+      {"crea x --dimostrazione=3x",
+       " crea: --dimostrazione vuole un numero da 0 a 1000000, non \"3x\""},
+      {"verifica x --conferma", " verifica: opzione sconosciuta \"--conferma\""},
+      {"prepara", " prepara: manca CARTELLA"},
+      {"copia x", " copia: manca DESTINAZIONE"},
+      {"esporta x y z", " esporta: argomento di troppo \"z\""},
+      {"esporta x --leggibile=si", " esporta: --leggibile non vuole un valore"},
+      {"importa x", " importa: manca ARCHIVIO"},
+      {"importa x y --forza", " importa: opzione sconosciuta \"--forza\""},
+      {"importa -- --salta --forza x", " importa: argomento di troppo \"x\""},
+  };
+  for (const auto& [line, told] : usage) {
     std::istringstream words(line);
     const Words arguments{std::istream_iterator<std::string>(words), {}};
-    EXPECT_EQ(Status(arguments), 2) << line;
+    const bool known = told[0] == ' ';
+    EXPECT_EQ(Tell(arguments), "anagparc-archivio" + std::string(told) +
+                                   ". Aiuto: anagparc-archivio" +
+                                   (known ? " " + arguments[0] : "") + " --help\n");
+    EXPECT_EQ(status_, 2) << line;
   }
-  EXPECT_EQ(Status({"--help"}), 0);
+  EXPECT_EQ(Tell({"crea", ""}),
+            "anagparc-archivio crea: CARTELLA è vuoto. Aiuto: anagparc-archivio crea --help\n");
+
+  NewArchive();
+  fs::create_directory("folder");
+  const std::string missing = ": il file o la cartella non esiste.\n",
+                    folder = ": è una cartella, non un file.\n";
+  const std::pair<const char*, std::string> failures[] = {
+      {"verifica missing", "Impossibile leggere il file missing" + missing},
+      {"verifica folder", "Impossibile leggere il file folder" + folder},
+      {"copia missing folder", "Impossibile leggere il file missing" + missing},
+      {"copia archive missing/x", "Impossibile creare il file missing/x" + missing},
+      {"copia archive archive", "Il file archive esiste già e resta com'è.\n"},
+      {"esporta x missing", "Impossibile leggere il file missing" + missing},
+      {"esporta x folder", "Impossibile leggere il file folder" + folder},
+      {"esporta missing/x archive", "Impossibile creare il file missing/x" + missing},
+      {"esporta folder archive", "Il file folder esiste già e resta com'è.\n"},
+      {"importa missing archive", "Impossibile leggere il file missing" + missing},
+      {"importa folder archive", "Impossibile leggere il file folder" + folder},
+      {"importa archive missing", "Impossibile leggere il file missing" + missing},
+      {"crea archive/x", "Impossibile creare la cartella archive/x: archive non è una cartella.\n"},
+  };
+  for (const auto& [line, told] : failures) {
+    std::istringstream words(line);
+    EXPECT_EQ(Tell({std::istream_iterator<std::string>(words), {}}), told);
+    EXPECT_EQ(status_, 1) << line;
+  }
+
+  for (const Words& help : {Words{"-h"}, {"--help"}, {"crea", "x", "-h"}, {"copia", "--help"}}) {
+    EXPECT_TRUE(Tell(help).starts_with("Uso:\n  anagparc-archivio c"));
+    EXPECT_EQ(status_, 0);
+  }
+  EXPECT_TRUE(Tell({"--version"}).starts_with("anagparc-archivio 1."));
+  EXPECT_EQ(Names("."), "archive folder ");
+  EXPECT_EQ(Status({"crea", "--", "-h"}), 0);
+  EXPECT_EQ(Names("-h"), "SQ4RXXXX.MDB ");
+  fs::current_path("/");
 }
 
 std::string NewIndex(const std::string& table, const std::string& key) {
@@ -189,17 +259,19 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
       " ('RSSMRA80A01H501U', 'D''ANGELO, \"DETTO\"', '', '00000000', NULL, '  0'),"
       " ('00743110157     ', '  blanks  ', NULL, '19600229', '', '002'),"
       " (' 00743110165', '=1+1', '\"', '', 'x', NULL),"
+      " ('  00743110165', '', NULL, '12/05/1960', '', NULL),"
+      " ('00743110165', '', NULL, '2015', '', NULL),"
       " ('MALE', char(13,10) || 'two' || char(10) || 'lines' || char(13), ',', '20150231', '', ''),"
       " ('ZZZZZZ80A01H501U', char(9) || 'ÀÈ😀' || char(65533), ',\"\"', NULL, 'NULL', '999'),"
       " ('01234567890', printf('%200c', 'w'), 'nome', '0000', '\\', 'EE')");
   const std::string rows = Rows(archive);
   const fs::path csv = folder_ / "out.csv";
-  EXPECT_EQ(Tell({"esporta", csv, archive}), "Percettori scritti: 6.\n");
+  EXPECT_EQ(Tell({"esporta", csv, archive}), "Percettori scritti: 8.\n");
 
   const std::string before = Bytes(NewArchive());
   EXPECT_EQ(Status({"importa", csv, archive}), 1) << "rows that want a confirmation";
   EXPECT_EQ(Bytes(archive), before);
-  EXPECT_TRUE(Has(Tell({"importa", csv, archive, "--conferma"}), "Percettori aggiunti: 6,"));
+  EXPECT_TRUE(Has(Tell({"importa", csv, archive, "--conferma"}), "Percettori aggiunti: 8,"));
   EXPECT_EQ(Rows(archive), rows);
   EXPECT_EQ(Check(archive), Words());
 
@@ -210,12 +282,25 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
   EXPECT_EQ(Check(year), Words());
   WriteDemonstration(folder_ / "again", 3000);
   EXPECT_EQ(Bytes(folder_ / "again"), Bytes(year)) << "the same people each time";
-  fs::remove(csv);
-  Export(year, csv);
-  NewArchive();
   const std::string rest = "righe saltate: 0.\n";
-  EXPECT_EQ(Tell({"importa", csv, archive}), "Percettori aggiunti: 3000, aggiornati: 0, " + rest);
-  EXPECT_EQ(Rows(archive), Rows(year));
+  for (const auto& [option, separator] : {std::pair{"", ','}, {"", '\t'}, {"--leggibile", ';'}}) {
+    fs::remove(csv);
+    Words call = {"esporta", csv, year};
+    if (*option != '\0') {
+      call.push_back(option);
+    }
+    Tell(call);
+    EXPECT_EQ(Has(Bytes(csv), "\"Cognome o Denominazione\""), *option != '\0');
+    std::string bytes = Bytes(csv);
+    for (bool quoted = false; char& c : bytes) {
+      quoted ^= c == '"';
+      c = c == ',' && !quoted ? separator : c;
+    }
+    SetBytes(csv, bytes);
+    NewArchive();
+    EXPECT_EQ(Tell({"importa", csv, archive}), "Percettori aggiunti: 3000, aggiornati: 0, " + rest);
+    EXPECT_EQ(Rows(archive), Rows(year));
+  }
   Sql(archive, "UPDATE PERCPARCELLE SET APARC_1 = 'X', APARC_9 = NULL");
   EXPECT_EQ(Tell({"importa", csv, archive, "--aggiorna"}),
             "Percettori aggiunti: 0, aggiornati: 3000, " + rest);
@@ -234,7 +319,8 @@ TEST_F(Archive, EachValueIsTested) {
       {"CFP", "1234567890123456", "lunghezza partita IVA errata"},
       {"CFP", "RSSMRA80A01H501U ", "!codice più lungo di 16 caratteri"},
       {"CFP", "   ", "!manca il codice"},
-      {"CFP", "  ESISTE  ", "!codice già presente nell'archivio"},
+      {"CFP", " ESISTE  ", "!codice già presente nell'archivio"},
+      {"CFP", "ESISTE", "lunghezza codice fiscale errata"},
       {"APARC_1", "ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀ", ""},
       {"APARC_1", "ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀA", "APARC_1 ha più di 30 caratteri"},
       {"APARC_1", "  ", "APARC_1 è vuoto: manca il cognome o la denominazione"},
@@ -350,12 +436,12 @@ TEST_F(Archive, FilesThatCannotBeTrustedAreRefused) {
   const std::string header = std::string(kHeader) + "\r\n", rest = std::string(kRest) + "\r\n";
   const std::string row = std::string(kPerson) + ",ROSSI" + rest;
   const std::string good = header + row + "00743110157,";
-  std::string semicolons = header;
-  std::replace(semicolons.begin(), semicolons.end(), ',', ';');
   const std::pair<std::string, const char*> cases[] = {
       {"", "è vuoto"},
-      {semicolons + row, "colonna sconosciuta"},
-      {"\xFF\xFE" + header, "colonna sconosciuta"},
+      {"\xFF\xFE" + header, "è un testo in UTF-16"},
+      {std::string("C\0F\0P\0", 6), "è un testo in UTF-16"},
+      {"PK\x03\x04" + header, "è un foglio elettronico (xlsx, ods)"},
+      {"\xD0\xCF\x11\xE0" + header, "è un foglio elettronico (xls)"},
       {"CFP,APARC_1,INDIRIZZO\r\n", "colonna sconosciuta \"INDIRIZZO\""},
       {"CFP,cfp\r\n", "due colonne CFP"},
       {"CFP,APARC_1\r\n" + row, "manca la colonna APARC_2"},
@@ -398,13 +484,17 @@ TEST_F(Archive, ExportsAndCopiesAreNewWholeFiles) {
   const fs::path target = folder_ / "target";
   fs::create_directory(target);
   NewArchive("PRAGMA journal_mode = WAL");
-  EXPECT_EQ(Tell({"copia", file, target}), "");
+  // What an earlier run has left goes, what the user has called so stays.
+  SetBytes(target / ".anagparc-abcDEF", "x");
+  SetBytes(target / ".anagparc-appunti", "x");
+  EXPECT_EQ(Tell({"copia", file, target}), "Copiato l'archivio " + file.native() + " nel file " +
+                                               (target / "archive").native() + ".\n");
   EXPECT_EQ(Check(target / "archive"), Words());
   EXPECT_TRUE(Has(Tell({"copia", file, target}), "esiste già"));
   // A journal left over there would be played into the copy.
   SetBytes(target / "y-journal", "x");
   EXPECT_EQ(Status({"copia", file, target / "y"}), 1);
-  EXPECT_EQ(Names(target), "archive y-journal ");
+  EXPECT_EQ(Names(target), ".anagparc-appunti archive y-journal ");
 }
 
 TEST_F(Archive, CopiesAreSoundWhileOthersWrite) {
@@ -424,7 +514,7 @@ TEST_F(Archive, CopiesAreSoundWhileOthersWrite) {
       std::this_thread::yield();
     }
     const fs::path copy = folder_ / std::to_string(n);
-    EXPECT_NO_THROW(archivio::Copy(file, copy));
+    EXPECT_EQ(Status({"copia", file, copy}), 0);
     EXPECT_EQ(Check(copy), Words());
     const auto [number, fresh] =
         seen.insert(Sql(copy, "SELECT group_concat(DISTINCT APARC_10) FROM PERCPARCELLE"));
@@ -442,6 +532,7 @@ TEST_F(Archive, PreparationMakesWhatIsMissing) {
             "Creata la cartella " + archives.native() + ".\nScritto il modello " +
                 (archives / kTemplateName).native() + ".\nScritto il file di registro " +
                 registry.native() + ".\n");
+  EXPECT_TRUE(Has(Tell({"esporta", folder_ / "x.csv"}), "L'archivio dell'anno non c'è ancora"));
   fs::copy_file(archives / kTemplateName, archives / kYearName);
   EXPECT_EQ(Tell({"esporta", folder_ / "x.csv"}), "Percettori scritti: 0.\n");
 

@@ -23,7 +23,7 @@ if grep -q '^#@ start' "$scenario"; then
 fi
 mkdir -m 700 "$dir/run"
 export XDG_RUNTIME_DIR=$dir/run MORVENNA_REGISTRO=$dir/registro.reg
-export A=$dir/archivi/S7702015.MDB DIR=$dir PROGRAMS=$programs
+export A=$dir/archivi/S7702015.MDB DIR=$dir PROGRAMS=$programs HERE=$here
 unset DISPLAY WAYLAND_DISPLAY
 
 caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro autonomo / Provvigioni / Redditi diversi'

@@ -87,7 +87,7 @@ TEST(EditaNumero, MovesTheTextToTheLeft) {
   for (const auto& [forma, prima, tasti, dopo] : kCasi) {
     Casella casella(forma.lunga, prima);
     std::int16_t reso = 0;
-    casella.box.KeyPress = [&](std::int16_t& tasto) {
+    casella.box.KeyPress = [&, &forma = forma](std::int16_t& tasto) {
       tasto = reso = EDITANUMERO(casella.campo, tasto, forma.segno, forma.virgola, forma.intere,
                                  forma.decimali);
     };

@@ -1,13 +1,14 @@
 # What the program needs of Debian 12, and how it is installed. Read by the commands of
 # the main folder and by packaging/prova.sh.
 # shellcheck shell=bash disable=SC2034 # the lists are for those who read this
-required=(g++ cmake ninja-build pkg-config libsqlite3-dev)
+required=(g++ cmake ninja-build pkg-config libsqlite3-dev mdbtools-dev)
 # Without these the window is left out; everything else is built.
 window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
 # Without it Qt can't draw on a Wayland desktop that has no X server.
 wayland=(qt6-wayland)
-testing=(libgtest-dev sqlite3)
-benchmarks=(libbenchmark-dev sqlite3)
+# Python runs the test with two users, and makes old archives.
+testing=(libgtest-dev sqlite3 python3)
+benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
 # For the test that hears the program as a screen reader does, on such a display; left
@@ -26,11 +27,11 @@ missing() { # PACKAGE...
   local package
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package"
-  done
+  done | awk '!named[$0]++'
 }
 
 apt_install() { # PACKAGE...
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" \
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq -o Dpkg::Use-Pty=0 install -y --no-install-recommends "$@" >/dev/null
 }
 
@@ -47,13 +48,13 @@ install_packages() { # NEEDED... [-- USEFUL...]
   [ ${#absent[@]} -gt 0 ] || return 0
 
   if [ "$(id -u)" -ne 0 ]; then
-    as_root=(sudo -n --preserve-env=DEBIAN_FRONTEND)
+    as_root=(sudo -n)
   fi
   if [ "$(id -u)" -ne 0 ] && ! sudo -n true 2>/dev/null; then
-    echo "Missing packages: ${absent[*]} (as root: apt-get install ${absent[*]})" >&2
+    echo "Packages are missing; as root: apt-get install ${absent[*]}" >&2
   else
     echo "Installing: ${absent[*]}"
-    "${as_root[@]}" apt-get -qq update >/dev/null
+    "${as_root[@]}" apt-get -qq update >/dev/null || true # what is known may do
     # Together; where that fails, the needed ones, then each of the others that can be had.
     if ! apt_install "${absent[@]}"; then
       apt_install "${needed[@]}" || return 1

@@ -185,12 +185,16 @@ std::u16string CHIAVECODICE(std::u16string_view codice) {
 }
 
 bool CERCAPERCETTORE(std::u16string_view codice) {
-  std::u16string chiave = CHIAVECODICE(codice);
-  TabPERCPARCELLE.Seek(u"=", chiave);
-  while (TabPERCPARCELLE.NoMatch() && chiave.ends_with(u' ') && !text::Trim(chiave).empty()) {
-    chiave.insert(0, 1, u' ');
-    chiave.pop_back();
-    TabPERCPARCELLE.Seek(u"=", chiave);
+  const std::u16string chiave = CHIAVECODICE(codice);
+  std::u16string cercata = chiave;
+  TabPERCPARCELLE.Seek(u"=", cercata);
+  while (TabPERCPARCELLE.NoMatch() && cercata.ends_with(u' ') && !text::Trim(cercata).empty()) {
+    cercata.insert(0, 1, u' ');
+    cercata.pop_back();
+    TabPERCPARCELLE.Seek(u"=", cercata);
+  }
+  if (TabPERCPARCELLE.NoMatch() && cercata != chiave) {
+    TabPERCPARCELLE.Seek(u"=", chiave);  // for the neighbours
   }
   return !TabPERCPARCELLE.NoMatch();
 }

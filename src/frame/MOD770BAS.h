@@ -63,6 +63,18 @@ void APRITABELLE();
 void CHIUDITABELLE();
 void CHIUDIDATABASE();
 
+// A transaction on the year database, which no other program can write to while it lasts: so it
+// must not wait for the user. What is written in it stands when CONFERMA returns, and else not at
+// all. Throws engine::Error.
+class TRANSAZIONE {
+ public:
+  TRANSAZIONE() { DbDichiarazione.BeginTrans(); }
+  ~TRANSAZIONE() { DbDichiarazione.Rollback(); }
+  TRANSAZIONE(const TRANSAZIONE&) = delete;
+  TRANSAZIONE& operator=(const TRANSAZIONE&) = delete;
+  void CONFERMA() { DbDichiarazione.CommitTrans(); }
+};
+
 // A code without blanks at either end, filled up or cut to 16 characters: what
 // every search by code passes.
 std::u16string CHIAVECODICE(std::u16string_view codice);
@@ -70,7 +82,8 @@ std::u16string CHIAVECODICE(std::u16string_view codice);
 // Places TabPERCPARCELLE on the recipient with this code, in whatever of its
 // forms, and tells whether there is one. The search passes the key form; a
 // code stored with blanks in front, as an insertion may take it in, is found
-// all the same, so that no recipient of the list is out of reach.
+// all the same, so that no recipient of the list is out of reach. Without a
+// match the table's moves go to the neighbours of the key form.
 bool CERCAPERCETTORE(std::u16string_view codice);
 
 // --- State of the record screen

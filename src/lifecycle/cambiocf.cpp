@@ -6,6 +6,7 @@
 #include "lifecycle/lifecycle.h"
 #include "platform/text/text.h"
 #include "record/LibrAgg770.h"
+#include "record/record.h"
 #include "selection/selection.h"
 
 namespace ANAGPARC {
@@ -29,6 +30,31 @@ void ATTESA(bool inCorso) {
   Label2(15).SetVisible(inCorso);
   Label2(15).Refresh();
 }
+
+enum class Esito { kFatto, kCodicePreso, kSparito };
+
+// All rows bear the new code when it gives kFatto, otherwise or when it throws none does: a
+// half-rewritten recipient would have its certifications under two codes. `presente`: whether
+// the table had the recipient when the user was asked.
+Esito CAMBIA(bool presente) {
+  TRANSAZIONE transazione;
+  if (CERCAPERCETTORE(CFNuovo)) {
+    return Esito::kCodicePreso;
+  }
+  if (presente && !CERCAPERCETTORE(CFCorrente)) {
+    return Esito::kSparito;
+  }
+  CAMBIACF();
+  transazione.CONFERMA();
+  return Esito::kFatto;
+}
+
+void CAMBIONONESEGUITO(const std::u16string& causa) {
+  toolkit::MsgBox(u"Cambio codice fiscale non eseguito.\r\r" + causa, toolkit::kCritical, Titolo());
+}
+
+constexpr char16_t kCodiceVecchio[] =
+    u"\r\rL'anagrafica e le certificazioni hanno ancora il codice vecchio.";
 
 }  // namespace
 
@@ -66,6 +92,7 @@ void CmdConfermaCF_Click() {
     FERMASU(Text2);
     return;
   }
+  const bool presente = CERCAPERCETTORE(CFCorrente);
   if (!CODICEACCETTATO(CFNuovo)) {
     FERMASU(Text2);
     return;
@@ -80,16 +107,30 @@ void CmdConfermaCF_Click() {
     return;
   }
   ATTESA(true);
+  Esito esito = Esito::kFatto;
   try {
-    CAMBIACF();
+    esito = CAMBIA(presente);
   } catch (const engine::Error& e) {
+    RecLista = {};
     ATTESA(false);
-    toolkit::MsgBox(u"Cambio codice fiscale non eseguito.\r\r" + e.Text() +
-                        u"\r\rL'anagrafica e le certificazioni hanno ancora il codice vecchio.",
-                    toolkit::kCritical, Titolo());
+    CAMBIONONESEGUITO(e.Text() + kCodiceVecchio);
     return;
   }
   ATTESA(false);
+  if (esito == Esito::kCodicePreso) {
+    CAMBIONONESEGUITO(
+        std::u16string(u"Il codice fiscale nuovo è già nell'archivio: è stato inserito da un altro "
+                       u"programma.") +
+        kCodiceVecchio);
+    FERMASU(Text2);
+    return;
+  }
+  if (esito == Esito::kSparito) {
+    CAMBIONONESEGUITO(std::u16string(kPercettoreSparito));
+    CmdAnnullaCF_Click();
+    LISTAPERCETTORI();
+    return;
+  }
   toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
                       u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " + CFNuovo,
                   toolkit::kInformation, Titolo());
@@ -103,29 +144,21 @@ void CmdConfermaCF_Click() {
 }
 
 void CAMBIACF() {
-  DbDichiarazione.BeginTrans();
-  try {
-    const std::u16string registrato =
-        CERCAPERCETTORE(CFCorrente) ? TabPERCPARCELLE.Fields(u"CFP").Text() : std::u16string();
-    RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE" +
-                                             CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
-    while (!RecLista.Eof()) {
-      RecLista.Edit();
-      RecLista.Fields(u"CFP").Set(CFNuovo);
-      RecLista.Update();
-      RecLista.MoveNext();
-    }
-    RecLista.Close();
-    if (CERCAPERCETTORE(CFCorrente)) {
-      TabPERCPARCELLE.Edit();
-      TabPERCPARCELLE.Fields(u"CFP").Set(CFNuovo);
-      TabPERCPARCELLE.Update();
-    }
-    DbDichiarazione.CommitTrans();
-  } catch (...) {
-    RecLista = {};
-    DbDichiarazione.Rollback();
-    throw;
+  const std::u16string registrato =
+      CERCAPERCETTORE(CFCorrente) ? TabPERCPARCELLE.Fields(u"CFP").Text() : std::u16string();
+  RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE" +
+                                           CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
+  while (!RecLista.Eof()) {
+    RecLista.Edit();
+    RecLista.Fields(u"CFP").Set(CFNuovo);
+    RecLista.Update();
+    RecLista.MoveNext();
+  }
+  RecLista.Close();
+  if (CERCAPERCETTORE(CFCorrente)) {
+    TabPERCPARCELLE.Edit();
+    TabPERCPARCELLE.Fields(u"CFP").Set(CFNuovo);
+    TabPERCPARCELLE.Update();
   }
 }
 

@@ -4,6 +4,7 @@
 #include "lifecycle/codici.h"
 #include "lifecycle/lifecycle.h"
 #include "platform/text/text.h"
+#include "record/record.h"
 #include "selection/selection.h"
 
 namespace ANAGPARC {
@@ -25,38 +26,64 @@ class CLESSIDRA {
   CLESSIDRA& operator=(const CLESSIDRA&) = delete;
 };
 
-// Certifications first, then the recipient's row: both go, or, when it throws, neither.
-void CANCELLAPERCETTORE() {
-  DbDichiarazione.BeginTrans();
-  try {
-    const std::u16string registrato =
-        CERCAPERCETTORE(CFCorrente) ? TabPERCPARCELLE.Fields(u"CFP").Text() : std::u16string();
-    DbDichiarazione.Execute(u"delete * from QUADROLAUT where " +
-                            CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
-    if (CERCAPERCETTORE(CFCorrente)) {
-      TabPERCPARCELLE.Delete();
-    }
-    DbDichiarazione.CommitTrans();
-  } catch (...) {
-    DbDichiarazione.Rollback();
-    throw;
+// How the question names the recipient of the list row; empty where the table no longer has it.
+std::u16string NOMEPERCETTORE() {
+  if (!CERCAPERCETTORE(CFCorrente)) {
+    return {};
   }
+  return PULITO(u"CFP") + u" " + PULITO(u"APARC_1") + u" " + PULITO(u"APARC_2") + u"\r\r";
 }
 
-// As CANCELLAPERCETTORE, but a failure is told. False when nothing has been deleted.
-bool CANCELLAZIONERIUSCITA() {
-  std::u16string causa;
-  try {
-    const CLESSIDRA attesa;
-    CANCELLAPERCETTORE();
-    return true;
-  } catch (const engine::Error& e) {
-    causa = e.Text();
+// Certifications first, then the recipient's row: both go, or, when it throws, neither. False, and
+// nothing goes, when the recipient is no longer the one with this name.
+bool CANCELLAPERCETTORE(const std::u16string& nome) {
+  TRANSAZIONE transazione;
+  if (NOMEPERCETTORE() != nome) {
+    return false;
   }
-  toolkit::MsgBox(u"Cancellazione non eseguita.\r\r" + causa +
-                      u"\r\rNon è stato cancellato nulla: né l'anagrafica né le certificazioni.",
-                  toolkit::kCritical, Titolo());
-  return false;
+  const std::u16string registrato = TabPERCPARCELLE.Fields(u"CFP").Text();
+  DbDichiarazione.Execute(u"delete * from QUADROLAUT where " +
+                          CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
+  if (CERCAPERCETTORE(CFCorrente)) {
+    TabPERCPARCELLE.Delete();
+  }
+  transazione.CONFERMA();
+  return true;
+}
+
+bool CHIEDECANCELLAZIONE(const std::u16string& nome) {
+  RispostaUtente = static_cast<std::int16_t>(
+      toolkit::MsgBox(nome + u"Vuoi cancellare l'anagrafica del percettore selezionato ?\r\r"
+                             u"Rispondendo affermativamente si cancellano tutte\r"
+                             u"le certificazioni di lavoro autonomo da tutte le\r"
+                             u"dichiarazioni 770 in cui e'presente\r",
+                      toolkit::kYesNo | toolkit::kCritical, Titolo()));
+  return RispostaUtente == toolkit::kYes;
+}
+
+enum class Esito { kFatto, kRinuncia, kNonTrovato, kSparito };
+
+// What another program has made of the recipient before the answer is asked anew: the user deletes
+// only what he has been told.
+Esito CANCELLA() {
+  const std::u16string chiesto = NOMEPERCETTORE();
+  for (std::u16string nome = chiesto;;) {
+    if (!CHIEDECANCELLAZIONE(nome)) {
+      return Esito::kRinuncia;
+    }
+    const CLESSIDRA attesa;
+    if (chiesto.empty()) {
+      toolkit::MsgBox(u"Nessun percettore trovato ", toolkit::kInformation, Titolo());
+      return Esito::kNonTrovato;
+    }
+    if (CANCELLAPERCETTORE(nome)) {
+      return Esito::kFatto;
+    }
+    nome = NOMEPERCETTORE();
+    if (nome.empty()) {
+      return Esito::kSparito;
+    }
+  }
 }
 
 }  // namespace
@@ -69,29 +96,28 @@ void Cmdcancella_Click() {
     return;
   }
   CFCorrente = riga.substr(0, 16);
-  const bool trovato = CERCAPERCETTORE(CFCorrente);
-  std::u16string domanda;
-  if (trovato) {
-    domanda = PULITO(u"CFP") + u" " + PULITO(u"APARC_1") + u" " + PULITO(u"APARC_2") + u"\r\r";
-  }
-  domanda +=
-      u"Vuoi cancellare l'anagrafica del percettore selezionato ?\r\r"
-      u"Rispondendo affermativamente si cancellano tutte\r"
-      u"le certificazioni di lavoro autonomo da tutte le\r"
-      u"dichiarazioni 770 in cui e'presente\r";
-  RispostaUtente = static_cast<std::int16_t>(
-      toolkit::MsgBox(domanda, toolkit::kYesNo | toolkit::kCritical, Titolo()));
-  if (RispostaUtente != toolkit::kYes) {
-    FlagVariazioni = 0;
+  Esito esito = Esito::kRinuncia;
+  try {
+    esito = CANCELLA();
+  } catch (const engine::Error& e) {
+    toolkit::MsgBox(u"Cancellazione non eseguita.\r\r" + e.Text() +
+                        u"\r\rNon è stato cancellato nulla: né l'anagrafica né le certificazioni.",
+                    toolkit::kCritical, Titolo());
     return;
   }
-  if (!trovato) {
-    const CLESSIDRA attesa;
-    toolkit::MsgBox(u"Nessun percettore trovato ", toolkit::kInformation, Titolo());
-    return;
-  }
-  if (!CANCELLAZIONERIUSCITA()) {
-    return;
+  switch (esito) {
+    case Esito::kRinuncia:
+      FlagVariazioni = 0;
+      return;
+    case Esito::kNonTrovato:
+      return;
+    case Esito::kSparito:
+      toolkit::MsgBox(std::u16string(kPercettoreSparito) + u"\r\rNon è stato cancellato nulla.",
+                      toolkit::kInformation, Titolo());
+      LISTAPERCETTORI();
+      return;
+    case Esito::kFatto:
+      break;
   }
   try {
     LISTAPERCETTORI();

@@ -6,6 +6,7 @@
 #include "lifecycle/lifecycle.h"
 #include "platform/text/text.h"
 #include "record/LibrAgg770.h"
+#include "record/record.h"
 
 namespace ANAGPARC {
 
@@ -45,6 +46,7 @@ void CmdInserimento_Click(int Index) {
     FERMASU(TEXTCF);
     return;
   }
+  PercettoreLetto.reset();
   LabCOGNODEN.SetCaption(cognome + u" " + nome);
   Text1(1).SetText(cognome);
   Text1(2).SetText(nome);

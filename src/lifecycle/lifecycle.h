@@ -25,8 +25,9 @@ void Cmdcancella_Click();
 void CmdCambia_Click();
 void CmdAnnullaCF_Click();
 void CmdConfermaCF_Click();
-// From CFCorrente to CFNuovo, on all certifications and on the recipient's row: all or nothing.
-// Throws engine::Error.
+// From CFCorrente to CFNuovo, on all certifications and on the recipient's row, without a message.
+// To be called in a transaction, which is to be rolled back when it throws engine::Error: RecLista
+// is then left open.
 void CAMBIACF();
 void Text2_Change();
 void Text2_GotFocus();

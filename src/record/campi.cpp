@@ -7,13 +7,9 @@ namespace ANAGPARC {
 using namespace MOD770BAS;
 using regole::kCampi;
 
-Percettore PercettoreLetto;
+std::optional<Percettore> PercettoreLetto;
 
 namespace {
-
-std::size_t POSTO(const regole::CampoPercettore& campo) {
-  return static_cast<std::size_t>(campo.indice);
-}
 
 // The date's colours are left to its Change.
 void SVUOTACAMPI() {
@@ -42,27 +38,29 @@ void SistemaToolTipText() {
   }
 }
 
-void LEGGIPERCETTORE() {
-  Percettore letto;
+Percettore LEGGIRIGA() {
+  Percettore riga;
   for (const regole::CampoPercettore& campo : kCampi) {
-    letto[POSTO(campo)] = TabPERCPARCELLE.Fields(campo.colonna).Text();
+    riga[POSTO(campo)] = TabPERCPARCELLE.Fields(campo.colonna).Text();
   }
-  PercettoreLetto.swap(letto);
+  return riga;
 }
+
+void LEGGIPERCETTORE() { PercettoreLetto = LEGGIRIGA(); }
 
 void CARICADATI() {
   SVUOTACAMPI();
   for (const regole::CampoPercettore& campo : kCampi) {
-    Text1(campo.indice).SetText(regole::TESTOASCHERMO(campo, PercettoreLetto[POSTO(campo)]));
+    Text1(campo.indice).SetText(regole::TESTOASCHERMO(campo, PercettoreLetto->at(POSTO(campo))));
   }
   FlagVariazioni = 0;
 }
 
 void IMPOSTATESTATA() {
-  CFCorrente = PercettoreLetto[0];
+  const Percettore& letto = *PercettoreLetto;
+  CFCorrente = letto[0];
   LabCF.SetCaption(u" " + CFCorrente);
-  LabCOGNODEN.SetCaption(u" " + PercettoreLetto[regole::kCognome] + u" " +
-                         PercettoreLetto[regole::kNome]);
+  LabCOGNODEN.SetCaption(u" " + letto[regole::kCognome] + u" " + letto[regole::kNome]);
   LabCOGNODEN.Refresh();
   LabCF.Refresh();
 }

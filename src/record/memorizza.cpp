@@ -1,4 +1,6 @@
 // Saving the record on screen, and the question to whoever leaves it changed.
+#include <utility>
+
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "record/record.h"
@@ -9,26 +11,77 @@ using namespace MOD770BAS;
 
 namespace {
 
-void SCRIVIDATI() {
-  if (CERCAPERCETTORE(CFCorrente)) {
+// The texts of the screen into the current row, or into a new one; the row as it is then.
+Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
+  Percettore riga;
+  if (trovata) {
+    riga[0] = trovata->front();
     TabPERCPARCELLE.Edit();
   } else {
+    riga[0] = CFCorrente;
     TabPERCPARCELLE.AddNew();
     TabPERCPARCELLE.Fields(u"CFP").Set(CFCorrente);
   }
   for (IndiceCampo = 1; IndiceCampo <= regole::kUltimoCampo; ++IndiceCampo) {
     if (const regole::CampoPercettore* campo = regole::CAMPO(IndiceCampo)) {
-      TabPERCPARCELLE.Fields(campo->colonna)
-          .Set(regole::VALOREDISALVATAGGIO(*campo, Text1(campo->indice).Text()));
+      std::u16string& valore = riga[POSTO(*campo)];
+      valore = regole::VALOREDISALVATAGGIO(*campo, Text1(campo->indice).Text());
+      TabPERCPARCELLE.Fields(campo->colonna).Set(valore);
     }
   }
   TabPERCPARCELLE.Update();
+  return riga;
+}
+
+// Asks whether to write, where the table has `trovata` in place of `nota`.
+bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percettore>& trovata) {
+  const std::u16string_view ugualmente = u"Registrare ugualmente quello che è sullo schermo ?";
+  const auto chiede = [](std::u16string_view fatto, std::u16string_view domanda) {
+    return toolkit::MsgBox(std::u16string(fatto) + u"\r\r" + std::u16string(domanda),
+                           toolkit::kYesNo | toolkit::kQuestion, Titolo()) == toolkit::kYes;
+  };
+  return !trovata ? chiede(kPercettoreSparito, u"Registrarlo di nuovo ?")
+         : !nota  ? chiede(
+                        u"Il codice fiscale è già nell'archivio: è stato inserito da un altro "
+                        u"programma.",
+                        ugualmente)
+                 : chiede(
+                       u"La scheda è stata modificata da un altro programma dopo che è stata "
+                       u"aperta.",
+                       ugualmente);
+}
+
+// Writes the record on screen. Where the table no longer has the row that the screen was filled
+// from, the user is asked first, and again where it changes before he has answered: what he
+// doesn't know of is never written over. False when he doesn't want it.
+bool SCRIVIDATI() {
+  std::optional<Percettore> nota = PercettoreLetto;
+  for (;;) {
+    std::optional<Percettore> trovata;
+    {
+      TRANSAZIONE transazione;
+      if (CERCAPERCETTORE(CFCorrente)) {
+        trovata = LEGGIRIGA();
+      }
+      if (trovata == nota || trovata == PercettoreLetto) {
+        Percettore scritta = SCRIVIRIGA(trovata);
+        transazione.CONFERMA();
+        PercettoreLetto = std::move(scritta);
+        break;
+      }
+    }
+    if (!PROSEGUE(nota, trovata)) {
+      return false;
+    }
+    nota = std::move(trovata);
+  }
   FlagVariazioni = 0;
   if (FlagNuovaAnagrafica == 1) {
     FlagNuovaAnagrafica = 0;
     cmdparcprec.SetEnabled(true);
     cmdparcsuc.SetEnabled(true);
   }
+  return true;
 }
 
 // The screen shows what the table holds.
@@ -42,9 +95,10 @@ void RICARICADATI() {
 
 }  // namespace
 
-// A save that the engine refuses counts like a broken rule: the user stays on
-// the record, nothing of it is lost, and the next Memorizza tries again. So does
-// one that stands but can't be read back, only that nothing is left to save.
+// A save that the engine or the user refuses counts like a broken rule: the user
+// stays on the record, nothing of it is lost, and the next Memorizza tries
+// again. So does one that stands but can't be read back, only that nothing is
+// left to save.
 void MEMORIZZADATI() {
   bool scritti = false;
   try {
@@ -52,7 +106,10 @@ void MEMORIZZADATI() {
     if (FlagErroreCampi == 1) {
       return;
     }
-    SCRIVIDATI();
+    if (!SCRIVIDATI()) {
+      FlagErroreCampi = 1;
+      return;
+    }
     scritti = true;
     RICARICADATI();
   } catch (const engine::Error& e) {

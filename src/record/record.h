@@ -3,8 +3,11 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "record/regole.h"
 
@@ -13,16 +16,27 @@ namespace ANAGPARC {
 // A row of PERCPARCELLE: the values of the fields' columns, Null as the empty text, each at its
 // field's index.
 using Percettore = std::array<std::u16string, regole::kUltimoCampo + 1>;
+constexpr std::size_t POSTO(const regole::CampoPercettore& campo) {
+  return static_cast<std::size_t>(campo.indice);
+}
 
-// The row that the screen shows, as it was read.
-extern Percettore PercettoreLetto;
+// The row that the screen was filled from, as it was read or, after a save, written; nothing for a
+// new recipient. A save holds it against the row that the table has then.
+extern std::optional<Percettore> PercettoreLetto;
+
+// What a user is told of a recipient that he has in hand and that is gone.
+inline constexpr std::u16string_view kPercettoreSparito =
+    u"Il percettore non è più nell'archivio: è stato cancellato o ha cambiato codice.";
 
 void SistemaToolTipText();
-// Reads the current row of TabPERCPARCELLE into PercettoreLetto, all of it or, when it throws,
-// nothing. What is then shown of it can't fail, so that a record on screen never is half of one
-// recipient and half of another.
+// The current row of TabPERCPARCELLE. Throws engine::Error.
+Percettore LEGGIRIGA();
+// Reads the current row into PercettoreLetto, all of it or, when it throws, nothing. What is then
+// shown of it can't fail, so that a record on screen never is half of one recipient and half of
+// another.
 void LEGGIPERCETTORE();
-// Show PercettoreLetto: its fields; its code and names in the header and in CFCorrente.
+// Show PercettoreLetto, which must be there: its fields; its code and names in the header and in
+// CFCorrente.
 void CARICADATI();
 void IMPOSTATESTATA();
 // The empty screen.
@@ -36,8 +50,10 @@ void Text1_GotFocus(int Index);
 void Text1_LostFocus(int Index);
 
 // Both tell the outcome by FlagErroreCampi: 1 when a field is wrong, for
-// MEMORIZZADATI also when the engine refuses the save; nothing is written then,
-// and the user has been told. CONTROLLOCAMPI may throw engine::Error.
+// MEMORIZZADATI also when the engine refuses the save, or when another program
+// has changed the row meanwhile and the user doesn't want to write over it;
+// nothing is written then, and the user has been told or asked. CONTROLLOCAMPI
+// may throw engine::Error.
 void CONTROLLOCAMPI();
 void MEMORIZZADATI();
 // Asks about unsaved changes and acts on the answer, kept in RispostaUtente.

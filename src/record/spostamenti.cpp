@@ -17,8 +17,9 @@ struct Verso {
   std::u16string_view messaggio;
 };
 
-// Takes the table to the neighbour, or at the end back to the same row.
-void PASSA(const Verso& verso) {
+// Takes the table to the neighbour, or at the end back to the same row. False
+// when this one is gone, which the user is told.
+bool PASSA(const Verso& verso) {
   if (FuoriPosto) {
     CERCAPERCETTORE(CFCorrente);
     FuoriPosto = false;
@@ -28,11 +29,15 @@ void PASSA(const Verso& verso) {
   }
   if ((TabPERCPARCELLE.*verso.finita)()) {
     toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
-    CERCAPERCETTORE(CFPrecedente);
+    if (!CERCAPERCETTORE(CFPrecedente)) {
+      toolkit::MsgBox(kPercettoreSparito, toolkit::kInformation, Titolo());
+      return false;
+    }
   } else {
     CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
     CERCAPERCETTORE(CFCorrente);
   }
+  return true;
 }
 
 void SPOSTA(const Verso& verso) {
@@ -47,7 +52,9 @@ void SPOSTA(const Verso& verso) {
   }
   CFPrecedente = CFCorrente;
   try {
-    PASSA(verso);
+    if (!PASSA(verso)) {
+      return;
+    }
     LEGGIPERCETTORE();
   } catch (...) {
     // The record still on screen keeps its code, or Memorizza would write its

@@ -23,9 +23,11 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// All functions throw Failure or sqlite::Error, whose what() is of the same
-// kind, and have then written nothing, unless they say otherwise. Names of files
-// and folders are read as the program reads its own (platform/system/paths.h).
+// All functions throw Failure, sqlite::Error or sys::FileError, whose what() are of
+// one kind, and have then written nothing, unless they say otherwise. So they do
+// when a signal has come (interruption.h). Names of files and folders are read as
+// the program reads its own (platform/system/paths.h). `out` gets a line for what
+// was done, `progress`, if any, the state of long work.
 
 // Writes a new archive with all tables and indexes and the reference tables
 // filled. The file appears whole or not at all, and is on disk when the call
@@ -37,28 +39,33 @@ void WriteTemplate(const std::filesystem::path& file);
 void WriteDemonstration(const std::filesystem::path& file, long recipients);
 
 // Makes `folder` if it is missing and in it the template; with `recipients` also
-// a year database for demonstration. When one of the two exists already, the
-// other isn't made either. A folder that it has made stays when it fails.
-void Create(const std::filesystem::path& folder, std::optional<long> recipients);
+// a year database for demonstration; a template that exists then stays as it is.
+void Create(const std::filesystem::path& folder, std::optional<long> recipients, std::ostream& out,
+            std::ostream* progress = nullptr);
 
 enum class Depth { kTables, kAll };  // with kAll every page is read as well
 
 // What `file` lacks as an archive of the program, one Italian sentence each;
 // empty for a sound one. A file that can't be read is a finding, too. Opens the
 // file for reading only and changes nothing.
-std::vector<std::string> Check(const std::filesystem::path& file, Depth depth = Depth::kAll);
+std::vector<std::string> Check(const std::filesystem::path& file, Depth depth = Depth::kAll,
+                               std::ostream* progress = nullptr);
 
 // Copies a sound archive as it is at one moment, also while the program works
-// on it. `to` may be a folder, otherwise the rules of WriteTemplate hold.
-void Copy(const std::filesystem::path& from, const std::filesystem::path& to);
+// on it; a write to it that was cut off is undone first. `to` may be a folder,
+// otherwise the rules of WriteTemplate hold.
+void Copy(const std::filesystem::path& from, const std::filesystem::path& to, std::ostream& out,
+          std::ostream* progress = nullptr);
 
-// The year database in the folder that the user's registry file names.
+// The year database in the folder that the user's registry file names. It exists.
 std::filesystem::path YearArchive();
 
 // Writes all columns of all recipients into the new file `csv`, for its owner
 // alone, and returns their number: RFC 4180, UTF-8, the columns' names in the
-// first line; Null is an empty field, the empty text one in quotes.
-std::size_t Export(const std::filesystem::path& archive, const std::filesystem::path& csv);
+// first line, all texts in quotes; Null is an empty field. `readable`: names and
+// dates as on screen.
+std::size_t Export(const std::filesystem::path& archive, const std::filesystem::path& csv,
+                   bool readable = false, std::ostream* progress = nullptr);
 
 struct ImportOptions {
   bool skip = false;     // wrong rows are left out; else one of them stops everything
@@ -73,24 +80,33 @@ struct ImportResult {
   bool written = false;
 };
 
-// Takes in a file such as Export writes, in one transaction. `report` gets a
-// line for each row that is wrong or doubtful, `progress`, if any, the state of
-// the work. Columns may stand in any order; only those that the program never
+// Takes in a file such as Export writes, in one transaction; a write to the
+// archive that was cut off is undone first. `report` gets a line for each row that
+// is wrong or doubtful. Columns may stand in any order; only those that the program never
 // uses may be missing.
 //
 // A row is wrong without a code, with one longer than the column, with the code
 // of an earlier row or, unless it updates, of a recipient that exists (blanks at
-// the ends aside), with a number of fields of its own, a NUL or a text that isn't
+// the right aside), with a number of fields of its own, a NUL or a text that isn't
 // UTF-8. It is doubtful, which counts as wrong unless confirmed, where it has what
 // no user can bring about with the form, or only past a question: a code that is
-// formally wrong, no surname in a new recipient, a value that a save refuses, a
-// table code that no pick gives, a text wider than its field, a control character.
-// Stored data can be so, and an export of them must find its way back. Null is as
-// good as the empty text, but not as a birth date.
-// An unreadable file, quotes out of place, columns missing or unknown, and an
-// archive that the program wouldn't open are Failure.
+// formally wrong or differs from another one by blanks in front alone, no surname in a new
+// recipient, a value that a save refuses, a table code that no pick gives, a text wider than its
+// field, a control character. Stored data can be so, and an export of them must find its way back.
+// Null is as good as the empty text, but not as a birth date. An unreadable file, quotes out of
+// place, columns missing or unknown, and an archive that the program wouldn't open are Failure.
 ImportResult Import(const std::filesystem::path& csv, const std::filesystem::path& archive,
                     const ImportOptions& options, std::ostream& report, std::ostream* progress);
+
+// Takes an archive of the old database engine over into the new file `to`, which
+// may be a folder, otherwise the rules of WriteTemplate hold. `from` is only
+// read. False, and nothing written, where it wouldn't be a working archive: a
+// table, column or index of the program is missing, two recipients have one code,
+// rows can't be read. Where the program can mend that, `confirm` lets it pass.
+// `report` gets a line for each of these and for each table, with the rows that
+// the old file says it has and those read. `progress`: see Import. Throws Failure.
+bool Convert(const std::filesystem::path& from, const std::filesystem::path& to, bool confirm,
+             std::ostream& report, std::ostream* progress);
 
 // Sets the user up to work on `folder`: makes the folder, the template and the
 // registry file where they are missing, and tells each step. What is there
@@ -99,8 +115,8 @@ ImportResult Import(const std::filesystem::path& csv, const std::filesystem::pat
 void Prepare(const std::filesystem::path& folder, std::ostream& out);
 
 // Runs the command line, without the program's name, and returns the exit
-// status: 0 done or sound, 1 failed or not sound, 2 wrong usage. Results go to
-// `out`, failures to `err`; `progress`: see Import.
+// status: 0 done or sound, 1 failed or not sound, 2 wrong usage, 128 and the
+// signal's number when one has come. Failures go to `err`.
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
         std::ostream* progress = nullptr);
 

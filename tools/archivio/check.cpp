@@ -4,8 +4,13 @@
 #include <string>
 
 #include "archivio/archivio.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
+#include "archivio/progress.h"
 #include "archivio/schema.h"
 #include "platform/sqlite/sqlite.h"
+#include "platform/system/files.h"
+#include "platform/system/old_format.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -35,8 +40,16 @@ bool KeepsText(std::string_view type) {
 
 class Checker {
  public:
-  Checker(const std::filesystem::path& file, std::vector<std::string>& findings)
-      : database_(file, sqlite::Mode::kRead), findings_(findings) {}
+  Checker(const std::filesystem::path& file, std::vector<std::string>& findings,
+          std::ostream* progress)
+      : database_(file, sqlite::Mode::kRead),
+        findings_(findings),
+        progress_(progress, "Verifica in corso") {
+    database_.SetWatch([this] {
+      progress_.TellTime();
+      return CaughtSignal() == 0;
+    });
+  }
 
   void Run(Depth depth) {
     // All that follows sees one state of the file.
@@ -132,36 +145,38 @@ class Checker {
     }
   }
 
-  sqlite::Connection database_;
+  OpenArchive database_;
   std::vector<std::string>& findings_;
+  Progress progress_;
 };
 
 }  // namespace
 
-std::vector<std::string> Check(const std::filesystem::path& file, Depth depth) {
-  const std::string label = "File " + text::ToUtf8(sys::PathText(file)) + ": ";
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error)) {
-    return {label + "non esiste o non è un file."};
+std::vector<std::string> Check(const std::filesystem::path& file, Depth depth,
+                               std::ostream* progress) {
+  const std::string label = "File " + NameOf(file) + ": ";
+  try {
+    CheckReadable(file);
+  } catch (const sys::FileError& error) {
+    return {error.what()};
   }
   // The write-ahead mode is told by the file's head: opening such a file would
   // leave others beside it.
   std::array<char, 20> head = {};
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) {
-    return {label + "non si può leggere."};
-  }
   if (!stream.read(head.data(), head.size()) ||
       std::string_view(head.data(), 16) != "SQLite format 3\0"sv) {
-    return {label + "non è un archivio."};
+    const std::u16string advice = sys::OldFormatAdvice(sys::PathText(file));
+    return {advice.empty() ? label + "non è un archivio." : text::ToUtf8(advice)};
   }
   if (head[18] != 1 || head[19] != 1) {
     return {label + "è in modalità WAL, il programma vuole il giornale di ripristino."};
   }
   std::vector<std::string> findings;
   try {
-    Checker(file, findings).Run(depth);
+    Checker(file, findings, progress).Run(depth);
   } catch (const sqlite::Error& failure) {
+    CheckInterrupted();
     findings.push_back(failure.what());
   }
   return findings;

@@ -1,11 +1,16 @@
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <exception>
+#include <map>
 #include <ostream>
-#include <set>
 
 #include "archivio/archivio.h"
-#include "platform/system/paths.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
+#include "platform/system/errors.h"
 #include "platform/text/text.h"
+#include "version.h"
 
 namespace archivio {
 
@@ -16,154 +21,322 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
+constexpr int kInterrupted = 128;
 
-constexpr std::string_view kUsage =
-    "Uso:\n"
-    "  anagparc-archivio crea CARTELLA [--dimostrazione N]\n"
-    "      Scrive nella cartella, che nasce se manca, il modello SQ4RXXXX.MDB; con\n"
-    "      --dimostrazione anche l'archivio dell'anno S7702015.MDB con N percettori\n"
-    "      inventati, da 0 a 1000000, gli stessi ogni volta. I file che esistono già\n"
-    "      restano come sono.\n"
-    "  anagparc-archivio verifica FILE\n"
-    "      Dice che cosa manca all'archivio. Legge soltanto.\n"
-    "  anagparc-archivio prepara CARTELLA\n"
-    "      Prepara l'utente al lavoro: fa nascere la cartella degli archivi, il modello\n"
-    "      e il file di registro che la indica, dove mancano, e dice che cosa ha fatto.\n"
-    "      Quello che esiste già resta com'è.\n"
-    "  anagparc-archivio copia ARCHIVIO DESTINAZIONE\n"
-    "      Fa una copia integra, anche mentre il programma lavora. La destinazione è\n"
-    "      una cartella o un file che non esiste ancora.\n"
-    "  anagparc-archivio esporta FILE [ARCHIVIO]\n"
-    "      Scrive in FILE, che non deve esistere, tutti i percettori, in CSV con virgole,\n"
-    "      UTF-8, i nomi delle colonne nella prima riga. Un campo senza niente è un\n"
-    "      valore nullo, \"\" un testo vuoto. Senza ARCHIVIO vale l'archivio dell'anno\n"
-    "      nella cartella indicata dal registro.\n"
-    "  anagparc-archivio importa FILE ARCHIVIO [--salta] [--aggiorna] [--conferma]\n"
-    "      Prende i percettori da un CSV così fatto. Dice le righe sbagliate, una per\n"
-    "      una; se ce ne sono non scrive niente.\n"
-    "      --salta     scrive le righe buone e lascia fuori le altre.\n"
-    "      --aggiorna  un codice che c'è già non è un errore: quel percettore prende i\n"
-    "                  valori della riga.\n"
-    "      --conferma  accetta anche quello che con il programma non si può fare, o solo\n"
-    "                  rispondendo a una domanda: codici formalmente errati, date,\n"
-    "                  province e codici di tabella non validi, testi troppo lunghi.\n"
-    "                  Così rientra quello che in un archivio è entrato per altre vie.\n"
-    "  anagparc-archivio --help\n"
-    "Stato di uscita: 0 fatto, o archivio in ordine; 1 non riuscito, o archivio non\n"
-    "in ordine, o import rifiutato; 2 uso errato.\n";
+const std::string kProgram = "anagparc-archivio";
 
-std::optional<long> Count(const std::string& argument) {
-  long number = 0;
-  const char* const end = argument.data() + argument.size();
-  const auto [stop, error] = std::from_chars(argument.data(), end, number);
-  if (error != std::errc() || stop != end || number < 0 || number > kMostRecipients) {
-    return std::nullopt;
+// A command's words, sorted out.
+struct Call {
+  std::vector<std::string> files;
+  std::map<std::string_view, std::string> options;  // with their values
+  std::ostream& out;
+  std::ostream* progress;
+
+  bool Has(std::string_view option) const { return options.contains(option); }
+};
+
+struct Option {
+  std::string_view name;
+  std::string_view value;  // the name of its value; empty for none
+};
+
+struct Command {
+  std::string_view name;
+  std::vector<std::string_view> files;  // what they are called
+  std::size_t needed;                   // how many of them can't be left out
+  std::vector<Option> options;
+  std::string_view help;
+  std::string_view interrupted;  // what a signal has left
+  int (*run)(const Call& call);
+};
+
+class WrongUsage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+int RunCreate(const Call& call) {
+  std::optional<long> recipients;
+  if (const auto given = call.options.find("--dimostrazione"); given != call.options.end()) {
+    long number = -1;
+    const char* const end = given->second.data() + given->second.size();
+    const auto [stop, error] = std::from_chars(given->second.data(), end, number);
+    if (error != std::errc() || stop != end || number < 0 || number > kMostRecipients) {
+      throw WrongUsage("--dimostrazione vuole un numero da 0 a " + std::to_string(kMostRecipients) +
+                       ", non \"" + given->second + "\"");
+    }
+    recipients = number;
   }
-  return number;
+  Create(call.files[0], recipients, call.out, call.progress);
+  return kDone;
 }
 
-int Verify(const std::string& file, std::ostream& out) {
-  const std::vector<std::string> findings = Check(file);
+int RunCheck(const Call& call) {
+  const std::vector<std::string> findings = Check(call.files[0], Depth::kAll, call.progress);
   for (const std::string& finding : findings) {
-    out << finding << '\n';
+    call.out << finding << '\n';
   }
   if (findings.empty()) {
-    out << text::ToUtf8(sys::PathText(file)) << ": archivio completo e integro.\n";
+    call.out << NameOf(call.files[0]) << ": archivio completo e integro.\n";
   }
   return findings.empty() ? kDone : kFailed;
 }
 
-int RunImport(const std::vector<std::string>& files, const std::set<std::string>& options,
-              std::ostream& out, std::ostream* progress) {
-  const ImportResult result = Import(files[0], files[1],
-                                     {.skip = options.contains("--salta"),
-                                      .update = options.contains("--aggiorna"),
-                                      .confirm = options.contains("--conferma")},
-                                     out, progress);
-  if (!result.written) {
-    out << "Righe sbagliate: " << result.wrong << ". L'archivio resta com'era.\n";
-    return kFailed;
-  }
-  out << "Percettori aggiunti: " << result.added << ", aggiornati: " << result.updated
-      << ", righe saltate: " << result.wrong << ".\n";
+int RunPrepare(const Call& call) {
+  Prepare(call.files[0], call.out);
   return kDone;
 }
 
-// The commands without an option that takes a value. Nothing if the usage is
-// wrong.
-std::optional<int> RunPlain(const std::string& command, const std::vector<std::string>& arguments,
-                            std::ostream& out, std::ostream* progress) {
-  std::vector<std::string> files;
-  std::set<std::string> options;
-  for (const std::string& argument : arguments) {
-    if (!argument.starts_with("--")) {
-      files.push_back(argument);
-    } else if (command == "importa" &&
-               (argument == "--salta" || argument == "--aggiorna" || argument == "--conferma")) {
-      options.insert(argument);
-    } else {
-      return std::nullopt;
+int RunCopy(const Call& call) {
+  Copy(call.files[0], call.files[1], call.out, call.progress);
+  return kDone;
+}
+
+int RunExport(const Call& call) {
+  const std::size_t written =
+      Export(call.files.size() > 1 ? fs::path(call.files[1]) : YearArchive(), call.files[0],
+             call.Has("--leggibile"), call.progress);
+  call.out << "Percettori scritti: " << written << ".\n";
+  return kDone;
+}
+
+int RunConvert(const Call& call) {
+  return Convert(call.files[0], call.files[1], call.Has("--conferma"), call.out, call.progress)
+             ? kDone
+             : kFailed;
+}
+
+int RunImport(const Call& call) {
+  const ImportResult result = Import(call.files[0], call.files[1],
+                                     {.skip = call.Has("--salta"),
+                                      .update = call.Has("--aggiorna"),
+                                      .confirm = call.Has("--conferma")},
+                                     call.out, call.progress);
+  if (!result.written) {
+    call.out << "Righe sbagliate: " << result.wrong << ". L'archivio resta com'era.\n";
+    return kFailed;
+  }
+  call.out << "Percettori aggiunti: " << result.added << ", aggiornati: " << result.updated
+           << ", righe saltate: " << result.wrong << ".\n";
+  return kDone;
+}
+
+// In the order of the help.
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {"crea",
+       {"CARTELLA"},
+       1,
+       {{"--dimostrazione", "N"}},
+       "Scrive nella cartella, che nasce se manca, il modello SQ4RXXXX.MDB; con\n"
+       "--dimostrazione anche l'archivio dell'anno S7702015.MDB con N percettori\n"
+       "inventati, da 0 a 1000000, gli stessi ogni volta. I file che esistono già\n"
+       "restano come sono.\n",
+       "Interrotto: non è stato scritto niente.",
+       RunCreate},
+      {"verifica",
+       {"FILE"},
+       1,
+       {},
+       "Dice che cosa manca all'archivio. Legge soltanto.\n",
+       "Interrotto: la verifica non è finita.",
+       RunCheck},
+      {"prepara",
+       {"CARTELLA"},
+       1,
+       {},
+       "Prepara l'utente al lavoro: fa nascere la cartella degli archivi, il modello\n"
+       "e il file di registro che la indica, dove mancano, e dice che cosa ha fatto.\n"
+       "Quello che esiste già resta com'è.\n",
+       "Interrotto: è fatto soltanto quello che è stato detto.",
+       RunPrepare},
+      {"copia",
+       {"ARCHIVIO", "DESTINAZIONE"},
+       2,
+       {},
+       "Fa una copia integra, anche mentre il programma lavora. La destinazione è\n"
+       "una cartella o un file che non esiste ancora. Una scrittura nell'archivio che\n"
+       "è stata interrotta viene prima annullata.\n",
+       "Interrotto: non è stato scritto niente.",
+       RunCopy},
+      {"esporta",
+       {"FILE", "ARCHIVIO"},
+       1,
+       {{"--leggibile", ""}},
+       "Scrive in FILE, che non deve esistere, tutti i percettori, in CSV con virgole,\n"
+       "UTF-8, i nomi delle colonne nella prima riga, i testi tra virgolette. Un campo\n"
+       "senza niente è un valore nullo. Senza ARCHIVIO vale l'archivio dell'anno nella\n"
+       "cartella indicata dal registro.\n"
+       "--leggibile  nomi delle colonne e date come sullo schermo.\n",
+       "Interrotto: non è stato scritto niente.",
+       RunExport},
+      {"importa",
+       {"FILE", "ARCHIVIO"},
+       2,
+       {{"--salta", ""}, {"--aggiorna", ""}, {"--conferma", ""}},
+       "Prende i percettori da un CSV come quelli di esporta; le colonne possono essere\n"
+       "separate anche da punti e virgola o tabulazioni. Dice le righe sbagliate, una\n"
+       "per una; se ce ne sono non scrive niente.\n"
+       "--salta     scrive le righe buone e lascia fuori le altre.\n"
+       "--aggiorna  un codice che c'è già non è un errore: quel percettore prende i\n"
+       "            valori della riga.\n"
+       "--conferma  accetta anche quello che con il programma non si può fare, o solo\n"
+       "            rispondendo a una domanda: codici formalmente errati, date,\n"
+       "            province e codici di tabella non validi, testi troppo lunghi.\n"
+       "            Così rientra quello che in un archivio è entrato per altre vie.\n",
+       "Interrotto: l'archivio è come prima.",
+       RunImport},
+      {"converti",
+       {"VECCHIO", "NUOVO"},
+       2,
+       {{"--conferma", ""}},
+       "Scrive nel file NUOVO, o in una cartella con lo stesso nome, quello che c'è in\n"
+       "un archivio del vecchio formato (.mdb, Jet 3 o Jet 4), che resta com'è.\n"
+       "--conferma  lo scrive anche se mancano tabelle, colonne o indici del\n"
+       "            programma, se righe non si leggono o codici sono doppi.\n",
+       "Interrotto: non è stato scritto niente.",
+       RunConvert},
+  };
+  return commands;
+}
+
+void AppendHelp(std::string& help, const Command& command) {
+  help += "  " + kProgram + ' ' + std::string(command.name);
+  for (std::size_t i = 0; i < command.files.size(); ++i) {
+    const std::string file(command.files[i]);
+    help += i < command.needed ? ' ' + file : " [" + file + ']';
+  }
+  for (const Option& option : command.options) {
+    help += " [" + std::string(option.name) +
+            (option.value.empty() ? "" : ' ' + std::string(option.value)) + ']';
+  }
+  help += '\n';
+  for (std::string_view rest = command.help; !rest.empty();) {
+    const std::size_t end = rest.find('\n') + 1;
+    help += "      " + std::string(rest.substr(0, end));
+    rest.remove_prefix(end);
+  }
+}
+
+// Of one command, or of all.
+std::string Help(const Command* only) {
+  std::string help = "Uso:\n";
+  for (const Command& command : Commands()) {
+    if (only == nullptr || only == &command) {
+      AppendHelp(help, command);
     }
   }
-  const std::size_t count = files.size();
-  if (command == "verifica" && count == 1) {
-    return Verify(files[0], out);
+  if (only == nullptr) {
+    help += "  " + kProgram + " --version\n  " + kProgram + " [COMANDO] --help\n";
   }
-  if (command == "crea" && count == 1) {
-    Create(files[0], std::nullopt);
-    return kDone;
+  return help +
+         "Un nome che comincia per - va dopo --. Stato di uscita: 0 fatto, o archivio in\n"
+         "ordine; 1 non riuscito, o archivio non in ordine, o import rifiutato; 2 uso\n"
+         "errato; 130 o 143 interrotto.\n";
+}
+
+const Option* FindOption(const Command& command, std::string_view name) {
+  const auto found = std::ranges::find(command.options, name, &Option::name);
+  return found == command.options.end() ? nullptr : &*found;
+}
+
+// Sorts out the words after the command. False where help is asked for.
+bool SortOut(const Command& command, const std::vector<std::string>& words, Call& call) {
+  bool options_end = false;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    if (options_end || !word.starts_with('-') || word == "-") {
+      call.files.push_back(word);
+      continue;
+    }
+    if (word == "--") {
+      options_end = true;
+      continue;
+    }
+    if (word == "-h" || word == "--help") {
+      return false;
+    }
+    const std::size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    const Option* const option = FindOption(command, name);
+    if (option == nullptr) {
+      throw WrongUsage("opzione sconosciuta \"" + name + '"');
+    }
+    if (option->value.empty() && equals != word.npos) {
+      throw WrongUsage(name + " non vuole un valore");
+    }
+    if (!option->value.empty() && equals == word.npos && i + 1 == words.size()) {
+      throw WrongUsage(name + ": manca " + std::string(option->value));
+    }
+    call.options[option->name] = option->value.empty() ? ""
+                                 : equals != word.npos ? word.substr(equals + 1)
+                                                       : words[++i];
   }
-  if (command == "prepara" && count == 1) {
-    Prepare(files[0], out);
-    return kDone;
+  if (call.files.size() < command.needed) {
+    throw WrongUsage("manca " + std::string(command.files[call.files.size()]));
   }
-  if (command == "copia" && count == 2) {
-    Copy(files[0], files[1]);
-    return kDone;
+  if (call.files.size() > command.files.size()) {
+    throw WrongUsage("argomento di troppo \"" + call.files[command.files.size()] + '"');
   }
-  if (command == "esporta" && (count == 1 || count == 2)) {
-    const std::size_t written = Export(count == 2 ? fs::path(files[1]) : YearArchive(), files[0]);
-    out << "Percettori scritti: " << written << ".\n";
-    return kDone;
+  for (std::size_t i = 0; i < call.files.size(); ++i) {
+    if (call.files[i].empty()) {
+      throw WrongUsage(std::string(command.files[i]) + " è vuoto");
+    }
   }
-  if (command == "importa" && count == 2) {
-    return RunImport(files, options, out, progress);
+  return true;
+}
+
+int RunCommand(const Command& command, const std::vector<std::string>& words, std::ostream& out,
+               std::ostream& err, std::ostream* progress) {
+  try {
+    Call call = {{}, {}, out, progress};
+    if (!SortOut(command, words, call)) {
+      out << Help(&command);
+      return kDone;
+    }
+    return command.run(call);
+  } catch (const WrongUsage& wrong) {
+    err << kProgram << ' ' << command.name << ": " << wrong.what() << ". Aiuto: " << kProgram << ' '
+        << command.name << " --help\n";
+    return kWrongUsage;
+  } catch (const std::exception& failure) {
+    if (CaughtSignal() != 0) {
+      err << command.interrupted << '\n';
+      return kInterrupted + CaughtSignal();
+    }
+    err << failure.what() << '\n';
+    return kFailed;
   }
-  return std::nullopt;
 }
 
 }  // namespace
 
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
         std::ostream* progress) {
-  const std::size_t count = arguments.size();
-  const std::string command = count > 0 ? arguments[0] : "";
-  try {
-    if (command == "--help" && count == 1) {
-      out << kUsage;
-      return kDone;
-    }
-    if (command == "crea" && count == 4) {
-      // The option may stand before the folder too.
-      const std::size_t option = arguments[1] == "--dimostrazione" ? 1 : 2;
-      const std::optional<long> recipients = Count(arguments[option + 1]);
-      if (arguments[option] == "--dimostrazione" && recipients) {
-        Create(arguments[option == 1 ? 3 : 1], recipients);
-        return kDone;
-      }
-    }
-    if (count > 0) {
-      if (const auto status =
-              RunPlain(command, {arguments.begin() + 1, arguments.end()}, out, progress)) {
-        return *status;
-      }
-    }
-  } catch (const std::exception& failure) {
-    err << failure.what() << '\n';
-    return kFailed;
+  const std::string first = arguments.empty() ? "" : arguments[0];
+  const auto command = std::ranges::find(Commands(), first, &Command::name);
+  int status = kDone;
+  if (command != Commands().end()) {
+    status = RunCommand(*command, arguments, out, err, progress);
+  } else if (first == "-h" || first == "--help") {
+    out << Help(nullptr);
+  } else if (first == "--version") {
+    out << kProgram << ' ' << kVersion << '\n';
+  } else {
+    const char* const what = arguments.empty()        ? "manca il comando"
+                             : first.starts_with('-') ? "opzione sconosciuta"
+                                                      : "comando sconosciuto";
+    err << kProgram << ": " << what << (arguments.empty() ? "" : " \"" + first + '"')
+        << ". Aiuto: " << kProgram << " --help\n";
+    return kWrongUsage;
   }
-  err << kUsage;
-  return kWrongUsage;
+  errno = 0;
+  if (!out.flush()) {
+    err << "Impossibile scrivere sull'uscita"
+        << (errno != 0 ? ": " + text::ToUtf8(sys::CauseOf("/dev/stdout", errno)) : "") << ".\n";
+    return status == kDone ? kFailed : status;
+  }
+  return status;
 }
 
 }  // namespace archivio

@@ -12,22 +12,63 @@ constexpr std::size_t kBuffer = std::size_t{1} << 16;
 
 }  // namespace
 
-CsvReader::CsvReader(std::istream& stream, std::string name, char separator)
-    : stream_(stream), name_(std::move(name)), separator_(separator), buffer_(new char[kBuffer]) {
-  if (Load() && std::string_view(buffer_.get(), size_).starts_with("\xEF\xBB\xBF")) {
+CsvReader::CsvReader(Source source, std::string name)
+    : source_(std::move(source)), name_(std::move(name)), buffer_(new char[kBuffer]) {
+  Load();
+  CheckKind();
+  if (std::string_view(buffer_.get(), size_).starts_with("\xEF\xBB\xBF")) {
     at_ = 3;
+  }
+  FindSeparator();
+}
+
+// Fills the whole buffer, as far as there is something: what the file is must show
+// in its first piece, however small the pieces of the source are.
+bool CsvReader::Load() {
+  at_ = 0;
+  size_ = 0;
+  while (size_ < kBuffer) {
+    const std::size_t got = source_(buffer_.get() + size_, kBuffer - size_);
+    if (got == 0) {
+      break;
+    }
+    size_ += got;
+  }
+  read_ += size_;
+  return size_ > 0;
+}
+
+void CsvReader::CheckKind() const {
+  const std::string_view start(buffer_.get(), size_);
+  const auto fail = [this](const char* kind) {
+    throw Failure("Il file " + name_ + " è " + kind +
+                  ": va salvato dal foglio elettronico come testo CSV, in UTF-8.");
+  };
+  if (start.starts_with("PK\x03\x04")) {
+    fail("un foglio elettronico (xlsx, ods) o un file compresso");
+  }
+  if (start.starts_with("\xD0\xCF\x11\xE0")) {
+    fail("un foglio elettronico (xls)");
+  }
+  // Without a mark, its letters show: each has a byte 0 beside it.
+  if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF") ||
+      (size_ > 1 && (start[0] == '\0') != (start[1] == '\0'))) {
+    fail("un testo in UTF-16");
   }
 }
 
-bool CsvReader::Load() {
-  stream_.read(buffer_.get(), kBuffer);
-  if (stream_.bad()) {
-    throw Failure("Impossibile leggere il file " + name_ + ".");
+void CsvReader::FindSeparator() {
+  bool quoted = false;
+  for (std::size_t i = at_; i < size_; ++i) {
+    const char c = buffer_[i];
+    quoted ^= c == '"';
+    if (!quoted && (c == ',' || c == ';' || c == '\t')) {
+      separator_ = c;
+    }
+    if (!quoted && (c == ',' || c == ';' || c == '\t' || c == '\n')) {
+      return;
+    }
   }
-  at_ = 0;
-  size_ = static_cast<std::size_t>(stream_.gcount());
-  read_ += size_;
-  return size_ > 0;
 }
 
 int CsvReader::Take() {
@@ -104,10 +145,6 @@ void CsvReader::Fail(const char* cause) const {
 
 void AppendField(std::string& row, std::optional<std::string_view> text) {
   if (!text) {
-    return;
-  }
-  if (!text->empty() && text->find_first_of(",\"\r\n") == text->npos) {
-    row += *text;
     return;
   }
   row += '"';

@@ -1,9 +1,9 @@
-// Tables as text: RFC 4180.
+// Tables as text: RFC 4180, and what spreadsheets make of it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <istream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,8 +24,14 @@ struct CsvField {
 
 class CsvReader {
  public:
-  // `name` is what messages call the file.
-  CsvReader(std::istream& stream, std::string name, char separator = ',');
+  // Fills a buffer with up to so many bytes and answers their number, 0 at the
+  // end.
+  using Source = std::function<std::size_t(char* bytes, std::size_t most)>;
+
+  // `name` is what messages call the file. Columns are separated by the first
+  // comma, semicolon or tab that stands outside of quotes in the first line. What
+  // is no text in UTF-8, but of a kind that spreadsheets write, is Failure.
+  CsvReader(Source source, std::string name);
 
   // The next row; false at the end. Empty lines are passed over, the mark of
   // UTF-8 in front of all too, and a line may end in LF alone. Where rows can't
@@ -43,13 +49,15 @@ class CsvReader {
   int Peek() { return at_ < size_ || Load() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
   int Take();
   bool Load();
+  void CheckKind() const;
+  void FindSeparator();
   void TakeRow(std::vector<CsvField>& fields);
   void TakeQuoted(std::string& text);
   [[noreturn]] void Fail(const char* cause) const;
 
-  std::istream& stream_;
+  Source source_;
   std::string name_;
-  char separator_;
+  char separator_ = ',';
   std::unique_ptr<char[]> buffer_;
   std::size_t at_ = 0;
   std::size_t size_ = 0;
@@ -59,7 +67,8 @@ class CsvReader {
   std::size_t row_size_ = 0;
 };
 
-// Appends a field to `row`; nothing is Null.
+// Appends a field to `row`; nothing is Null. Every text stands in quotes: where
+// they are, a spreadsheet can be told to leave the text as it is.
 void AppendField(std::string& row, std::optional<std::string_view> text);
 
 }  // namespace archivio

@@ -7,6 +7,8 @@
 #include <span>
 #include <stdexcept>
 
+#include "archivio/interruption.h"
+#include "archivio/progress.h"
 #include "archivio/reference_data.h"
 #include "identity/identity.h"
 #include "platform/text/text.h"
@@ -304,14 +306,17 @@ class Inventor {
 
 }  // namespace
 
-void AddRecipients(sqlite::Connection& database, long recipients) {
+void AddRecipients(sqlite::Connection& database, long recipients, std::ostream* progress) {
   sqlite::Statement recipient_insert(
       database,
       "INSERT INTO PERCPARCELLE VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   sqlite::Statement certification_insert(database,
                                          "INSERT INTO QUADROLAUT VALUES (?, ?, ?, ?, ?, ?, ?)");
   Inventor inventor;
+  Progress shown(progress, "Percettori inventati", static_cast<std::uint64_t>(recipients));
   for (long n = 0; n < recipients; ++n) {
+    CheckInterrupted();
+    shown.Tell(static_cast<std::uint64_t>(n), static_cast<std::uint64_t>(n));
     const Recipient recipient = inventor.Next();
     for (std::size_t column = 0; column < kColumns; ++column) {
       if (column != 10 && column != 15) {

@@ -1,8 +1,14 @@
+#include <algorithm>
+
 #include "archivio/archivio.h"
+#include "archivio/columns.h"
 #include "archivio/csv.h"
-#include "archivio/new_file.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
+#include "archivio/progress.h"
 #include "frame/MOD770BAS.h"
 #include "platform/sqlite/sqlite.h"
+#include "platform/system/new_file.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -12,22 +18,19 @@ namespace fs = std::filesystem;
 
 namespace {
 
+const std::string kRecipients = "PERCPARCELLE";
 constexpr std::size_t kBlock = std::size_t{1} << 20;
 
-// What can't be given back as it is stops the export: better no file than one
-// that lacks something.
-void AppendValue(std::string& row, const sqlite::Statement& query, int column,
-                 const std::string& label) {
-  const sqlite::Type type = query.Type(column);
-  if (type == sqlite::Type::kNull) {
-    AppendField(row, std::nullopt);
-    return;
-  }
-  const std::string_view value = query.Bytes(column);
-  if (type == sqlite::Type::kBlob || value.find('\0') != value.npos || !text::IsUtf8(value)) {
+// A value of the row, nothing for Null. What can't be given back as it is stops the
+// export: better no file than one that lacks something.
+std::optional<std::string_view> Value(const sqlite::Statement& query, int column,
+                                      const std::string& label) {
+  const bool blob = query.Type(column) == sqlite::Type::kBlob;
+  const std::optional<std::string_view> value = query.Text(column);
+  if (value && (blob || value->find('\0') != value->npos || !text::IsUtf8(*value))) {
     throw Failure(label + " contiene dati che non sono un testo.");
   }
-  AppendField(row, value);
+  return value;
 }
 
 }  // namespace
@@ -38,36 +41,55 @@ fs::path YearArchive() {
   if (folder.empty()) {
     throw Failure("Il registro non indica la cartella degli archivi: dare il nome dell'archivio.");
   }
-  return sys::ResolvePath(folder + u"\\" + text::FromUtf8(kYearName));
+  const fs::path file = sys::ResolvePath(folder + u"\\" + text::FromUtf8(kYearName));
+  std::error_code error;
+  if (fs::symlink_status(file, error).type() == fs::file_type::not_found) {
+    throw Failure(
+        "L'archivio dell'anno non c'è ancora: nasce quando il programma si apre per la "
+        "prima volta. Manca il file " +
+        NameOf(file) + ".");
+  }
+  return file;
 }
 
-std::size_t Export(const fs::path& archive, const fs::path& csv) {
+std::size_t Export(const fs::path& archive, const fs::path& csv, bool readable,
+                   std::ostream* progress) {
   const fs::path source = sys::ResolvePath(sys::PathText(archive));
-  sqlite::Connection database(source, sqlite::Mode::kRead);
-  const std::vector<std::string> columns = database.Columns("PERCPARCELLE");
+  CheckReadable(source);
+  RefuseExisting(csv);
+  sys::NewFile file(sys::PathText(csv), sys::Access::kOwner);
+  OpenArchive database(source, sqlite::Mode::kRead);
+  const std::vector<std::string> columns = database.Columns(kRecipients);
   if (columns.empty()) {
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
   }
-  NewFile file(csv);
   std::string text;
   std::string names;
   for (const std::string& column : columns) {
-    AppendField(text += text.empty() ? "" : ",", column);
+    AppendField(text += text.empty() ? "" : ",", readable ? ReadableName(column) : column);
     names += (names.empty() ? "" : ", ") + sqlite::Identifier(column);
   }
   text += "\r\n";
 
+  const auto date = readable ? std::ranges::find(columns, kDateColumn) : columns.end();
+  Progress shown(progress, "Percettori scritti");
   // The one statement sees one state of the archive.
   std::size_t count = 0;
   std::string row;
-  sqlite::Statement query(database, "SELECT " + names + " FROM PERCPARCELLE ORDER BY rowid");
+  sqlite::Statement query(database, "SELECT " + names + " FROM " + kRecipients + " ORDER BY rowid");
   while (query.Next()) {
     row.clear();
     ++count;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       row += i == 0 ? "" : ",";
-      AppendValue(row, query, static_cast<int>(i),
-                  "Percettore n. " + std::to_string(count) + ": la colonna " + columns[i]);
+      const std::optional<std::string_view> value =
+          Value(query, static_cast<int>(i),
+                "Percettore n. " + std::to_string(count) + ": la colonna " + columns[i]);
+      if (value && columns.begin() + static_cast<std::ptrdiff_t>(i) == date) {
+        AppendField(row, DateOnScreen(*value));
+      } else {
+        AppendField(row, value);
+      }
     }
     row += "\r\n";
     if (row.size() > kLongestRow) {
@@ -75,12 +97,15 @@ std::size_t Export(const fs::path& archive, const fs::path& csv) {
     }
     text += row;
     if (text.size() > kBlock) {
+      CheckInterrupted();
       file.Write(text);
       text.clear();
     }
+    shown.Tell(count, 0);
   }
   file.Write(text);
-  file.Place(sys::Access::kOwner);
+  CheckInterrupted();
+  file.Place();
   return count;
 }
 

@@ -1,15 +1,15 @@
 #include <algorithm>
-#include <chrono>
-#include <fstream>
 #include <map>
 #include <ostream>
-#include <system_error>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "archivio/archivio.h"
+#include "archivio/columns.h"
 #include "archivio/csv.h"
-#include "archivio/new_file.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
+#include "archivio/progress.h"
 #include "archivio/schema.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
@@ -45,43 +45,6 @@ std::string Shown(std::string_view bytes) {
   return text::ToUtf8(units) + (bytes.size() > kMost ? "..." : "");
 }
 
-// Tells from time to time how far the work is.
-class Progress {
- public:
-  Progress(std::ostream* out, std::uint64_t bytes) : out_(out), bytes_(bytes) {}
-  ~Progress() { Clear(); }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
-  void Clear() {
-    if (told_) {
-      *out_ << '\r' << std::string(40, ' ') << '\r' << std::flush;
-      told_ = false;
-    }
-  }
-
-  void Tell(std::size_t rows, std::uint64_t bytes) {
-    const auto now = std::chrono::steady_clock::now();
-    if (out_ == nullptr || rows % 1000 != 0 || now < next_) {
-      return;
-    }
-    next_ = now + std::chrono::milliseconds(500);
-    told_ = true;
-    *out_ << "\rRighe lette: " << rows;
-    if (bytes_ > 0) {
-      *out_ << " (" << std::min<std::uint64_t>(bytes * 100 / bytes_, 100) << "%)";
-    }
-    *out_ << std::flush;
-  }
-
- private:
-  std::ostream* out_;
-  std::uint64_t bytes_;
-  std::chrono::steady_clock::time_point next_ =
-      std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
-  bool told_ = false;
-};
-
 // Where a recipient's code stands already.
 struct Known {
   std::int64_t rowid;
@@ -108,10 +71,15 @@ class Importer {
     sqlite::Statement update(database_, UpdateText());
     std::size_t rows = 0;
     while (reader_.Next(fields_)) {
+      CheckInterrupted();
       progress_.Tell(++rows, reader_.BytesRead());
       TakeRow(insert, update);
     }
     result_.written = result_.wrong == 0 || options_.skip;
+    // What couldn't be told must not be done either.
+    if (!report_.flush()) {
+      throw Failure("L'archivio resta com'era.");
+    }
     database_.Run(result_.written ? "COMMIT" : "ROLLBACK");
     return result_;
   }
@@ -123,14 +91,20 @@ class Importer {
     }
     const std::vector<std::string> existing = database_.Columns(kTable);
     for (const CsvField& field : fields_) {
-      const auto same = [&field](std::string_view name) { return SameName(field.text, name); };
+      const auto same = [&field](std::string_view name) {
+        return SameName(field.text, name) || SameName(field.text, ReadableName(name));
+      };
       const auto found = std::find_if(existing.begin(), existing.end(), same);
       if (found == existing.end()) {
         throw Failure("File " + name_ + ": colonna sconosciuta \"" + Shown(field.text) +
-                      "\". La prima riga ha i nomi delle colonne, separati da virgole.");
+                      "\". La prima riga ha i nomi delle colonne, separati da virgole, punti e "
+                      "virgola o tabulazioni.");
       }
       if (std::find(columns_.begin(), columns_.end(), *found) != columns_.end()) {
         throw Failure("File " + name_ + ": due colonne " + *found + ".");
+      }
+      if (SameName(*found, kDateColumn) && !SameName(field.text, kDateColumn)) {
+        date_ = columns_.size();
       }
       columns_.push_back(*found);
     }
@@ -159,7 +133,7 @@ class Importer {
   void ReadArchive() {
     sqlite::Statement recipients(database_, "SELECT rowid, CFP FROM PERCPARCELLE");
     while (recipients.Next()) {
-      known_.try_emplace(std::string(Trim(recipients.Bytes(1))), Known{recipients.Number(0), 0});
+      Remember(recipients.Bytes(1), {recipients.Number(0), 0});
     }
     for (const regole::CampoPercettore& rule : regole::kCampi) {
       if (rule.tabella != regole::Tabella::kNessuna && !codes_.contains(rule.tabella)) {
@@ -235,6 +209,9 @@ class Importer {
       faults_ =
           std::to_string(fields_.size()) + " campi invece di " + std::to_string(columns_.size());
     } else if (CheckTexts()) {
+      if (date_) {
+        fields_[*date_].text = StoredDate(fields_[*date_].text);
+      }
       known = CheckCode();
       for (std::size_t i = 0; i < regole::kCampi.size(); ++i) {
         CheckField(regole::kCampi[i], places_[i], known == nullptr);
@@ -253,7 +230,7 @@ class Importer {
       ++result_.updated;
     } else {
       Write(insert);
-      known_[std::string(Trim(fields_[code_].text))] = {0, reader_.Line()};
+      Remember(fields_[code_].text, {0, reader_.Line()});
       ++result_.added;
     }
   }
@@ -274,6 +251,25 @@ class Importer {
     return faults_.empty();
   }
 
+  void Remember(std::string_view code, Known known) {
+    const std::string key(TrimRight(code));
+    known_.try_emplace(key, known);
+    if (key.starts_with(' ')) {
+      indented_.try_emplace(std::string(Trim(key)), key);
+    }
+  }
+
+  // The recipient whose code differs in blanks in front alone.
+  Known* FindAlike(std::string_view code) {
+    const std::string bare(Trim(code));
+    auto found = known_.find(bare);
+    if (const auto indented = indented_.find(bare);
+        found == known_.end() && indented != indented_.end()) {
+      found = known_.find(indented->second);
+    }
+    return found == known_.end() ? nullptr : &found->second;
+  }
+
   // The recipient to update, if it is one.
   Known* CheckCode() {
     const std::u16string code = text::FromUtf8(fields_[code_].text);
@@ -286,7 +282,7 @@ class Importer {
       Add(faults_, "codice più lungo di " + std::to_string(kCodeWidth) + " caratteri");
       return nullptr;
     }
-    const auto found = known_.find(std::string(Trim(fields_[code_].text)));
+    const auto found = known_.find(std::string(TrimRight(fields_[code_].text)));
     if (found != known_.end()) {
       if (found->second.line != 0) {
         Add(faults_, "lo stesso codice della riga " + std::to_string(found->second.line));
@@ -294,6 +290,14 @@ class Importer {
         Add(faults_, "codice già presente nell'archivio");
       }
       return &found->second;
+    }
+    if (Known* const alike = FindAlike(fields_[code_].text); alike != nullptr) {
+      if (options_.update && alike->line == 0) {
+        return alike;
+      }
+      Add(doubts_, "a parte gli spazi davanti, lo stesso codice " +
+                       (alike->line == 0 ? "di un percettore dell'archivio"
+                                         : "della riga " + std::to_string(alike->line)));
     }
     switch (regole::ESAMINACODICE(code)) {
       case regole::EsitoCodice::kBuono:
@@ -329,7 +333,8 @@ class Importer {
     if (!regole::DIGITABILE(rule, value)) {
       switch (rule.genere) {
         case regole::Genere::kData:
-          doubt(" non è una data AAAAMMGG né 00000000");
+          doubt(date_ ? " non è una data GG/MM/AAAA né 00/00/0000"
+                      : " non è una data AAAAMMGG né 00000000");
           break;
         case regole::Genere::kSesso:
           doubt(" non è M, F, uno spazio o vuoto");
@@ -387,15 +392,18 @@ class Importer {
   const ImportOptions& options_;
   std::ostream& report_;
   Progress& progress_;
-  sqlite::Connection database_;
+  OpenArchive database_;
   ImportResult result_;
 
   std::vector<CsvField> fields_;
   std::vector<std::string> columns_;  // by the archive's names, in the file's order
   std::size_t code_ = 0;
+  std::optional<std::size_t> date_;  // the column of dates as on screen
   std::vector<std::size_t> places_;  // of the form's fields, in the order of their table
 
-  std::unordered_map<std::string, Known> known_;  // by the code without blanks at its ends
+  std::unordered_map<std::string, Known> known_;  // by the code without blanks at the right
+  // Codes with blanks in front, by the same without them.
+  std::unordered_map<std::string, std::string> indented_;
   std::map<regole::Tabella, Codes> codes_;
   std::string faults_;
   std::string doubts_;
@@ -406,18 +414,18 @@ class Importer {
 ImportResult Import(const fs::path& csv, const fs::path& archive, const ImportOptions& options,
                     std::ostream& report, std::ostream* progress) {
   const fs::path file = sys::ResolvePath(sys::PathText(archive));
+  CheckReadable(file);
+  if (UndoCutOffWrite(file)) {
+    report << "Annullata la scrittura interrotta nel file " << NameOf(file) << ".\n";
+  }
   if (const std::vector<std::string> findings = Check(file, Depth::kTables); !findings.empty()) {
     throw Failure("L'archivio " + NameOf(file) + " non è adatto. " + findings.front());
   }
   const fs::path source = sys::ResolvePath(sys::PathText(csv));
-  std::ifstream stream(source, std::ios::binary);
-  if (!stream) {
-    throw Failure("Impossibile leggere il file " + NameOf(source) + ".");
-  }
-  CsvReader reader(stream, NameOf(source));
-  std::error_code unknown;
-  const std::uintmax_t size = fs::file_size(source, unknown);
-  Progress shown(progress, unknown ? 0 : size);
+  InputFile input(source);
+  CsvReader reader([&input](char* bytes, std::size_t most) { return input.Read(bytes, most); },
+                   NameOf(source));
+  Progress shown(progress, "Righe lette", input.Size());
   return Importer(reader, NameOf(source), file, options, report, shown).Run();
 }
 

@@ -3,8 +3,10 @@
 #include <system_error>
 
 #include "archivio/archivio.h"
-#include "archivio/new_file.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
 #include "frame/MOD770BAS.h"
+#include "platform/system/new_file.h"
 #include "platform/system/paths.h"
 #include "platform/system/registry.h"
 #include "platform/text/text.h"
@@ -44,22 +46,15 @@ fs::path WholePath(const fs::path& wanted) {
   return folder;
 }
 
-void MakeFolder(const fs::path& folder, std::ostream& out) {
-  std::error_code error;
-  if (fs::is_directory(folder)) {
-    return;
-  }
-  if (!fs::create_directories(folder, error)) {
-    throw Failure("Impossibile creare la cartella " + NameOf(folder) + ".");
-  }
-  out << "Creata la cartella " << NameOf(folder) << ".\n";
-}
-
-void MakeTemplate(const fs::path& folder, std::ostream& out) {
+void MakeTemplate(const fs::path& folder, std::ostream& out, NewFolders& folders) {
   const fs::path file = sys::ResolvePath(sys::PathText(folder / kTemplateName));
   std::error_code error;
   if (!fs::exists(file, error)) {
     WriteTemplate(file);
+    if (folders.Any()) {
+      folders.Keep();
+      out << "Creata la cartella " << NameOf(folder) << ".\n";
+    }
     out << "Scritto il modello " << NameOf(file) << ".\n";
     return;
   }
@@ -87,19 +82,18 @@ void Prepare(const fs::path& wanted, std::ostream& out) {
     throw Failure("Il file di registro " + NameOf(registry) +
                   " esiste già e non indica questa cartella; resta com'è.");
   }
-  MakeFolder(folder, out);
-  MakeTemplate(folder, out);
+  NewFolders folders(folder);
+  MakeTemplate(folder, out, folders);
   if (registered) {
     out << "Il file di registro " << NameOf(registry) << " indica già questa cartella.\n";
     return;
   }
-  const fs::path parent = registry.parent_path();
-  if (!parent.empty() && !fs::is_directory(parent) && !fs::create_directories(parent, error)) {
-    throw Failure("Impossibile creare la cartella " + NameOf(parent) + ".");
-  }
-  NewFile file(registry);
+  CheckInterrupted();
+  NewFolders parents(registry.parent_path());
+  sys::NewFile file(sys::PathText(registry), sys::Access::kOwner);
   file.Write(RegistryText(folder));
-  file.Place(sys::Access::kOwner);
+  file.Place();
+  parents.Keep();
   out << "Scritto il file di registro " << NameOf(registry) << ".\n";
 }
 

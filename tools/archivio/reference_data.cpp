@@ -1,7 +1,6 @@
 #include "archivio/reference_data.h"
 
 #include <algorithm>
-#include <sstream>
 #include <tuple>
 
 #include "archivio/csv.h"
@@ -9,8 +8,13 @@
 namespace archivio {
 
 std::vector<ReferenceRow> ReferenceRows(std::string_view csv) {
-  std::istringstream stream{std::string(csv)};
-  CsvReader reader(stream, "data", ';');
+  CsvReader reader(
+      [&csv](char* bytes, std::size_t most) {
+        const std::size_t got = csv.copy(bytes, most);
+        csv.remove_prefix(got);
+        return got;
+      },
+      "data");
   std::vector<ReferenceRow> rows;
   std::vector<CsvField> fields;
   reader.Next(fields);

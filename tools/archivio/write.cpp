@@ -1,9 +1,11 @@
 #include <optional>
-#include <system_error>
+#include <ostream>
 
 #include "archivio/archivio.h"
 #include "archivio/demonstration.h"
-#include "archivio/new_file.h"
+#include "archivio/files.h"
+#include "archivio/interruption.h"
+#include "archivio/progress.h"
 #include "archivio/reference_data.h"
 #include "archivio/schema.h"
 #include "platform/sqlite/sqlite.h"
@@ -69,15 +71,12 @@ void AddReferenceRows(sqlite::Connection& database) {
 
 class NewArchive {
  public:
-  explicit NewArchive(const fs::path& file) : file_(file) {
-    // They would be taken for the new archive's own.
-    for (const char* const side : {"-journal", "-wal"}) {
-      NewFile::RefuseExisting(file_.Name().native() + side);
-    }
-  }
+  explicit NewArchive(const fs::path& file) : file_(file) {}
 
-  void Fill(std::optional<long> recipients) {
-    sqlite::Connection database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
+  const fs::path& Name() const { return file_.Name(); }
+
+  void Fill(std::optional<long> recipients, std::ostream* progress) {
+    OpenArchive database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
     database.Run(
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
@@ -87,7 +86,7 @@ class NewArchive {
     }
     AddReferenceRows(database);
     if (recipients) {
-      AddRecipients(database, *recipients);
+      AddRecipients(database, *recipients, progress);
     }
     for (const Table& table : Tables()) {
       for (const Index& index : table.indexes) {
@@ -97,69 +96,98 @@ class NewArchive {
     database.Run("COMMIT");
   }
 
-  // `name` is the source's, for messages.
-  void FillFrom(sqlite::Connection& source, const fs::path& name) {
-    sqlite::Connection database(file_.Growing(), sqlite::Mode::kWrite, name);
+  void FillFrom(sqlite::Connection& source, std::ostream* progress) {
+    OpenArchive database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
     database.Run(
         "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
-    source.CopyTo(database);
+    Progress copied(progress, "Pagine copiate",
+                    static_cast<std::uint64_t>(source.Number("PRAGMA page_count")));
+    source.CopyTo(database, [&](int done, int /*all*/) {
+      CheckInterrupted();
+      copied.Tell(static_cast<std::uint64_t>(done), static_cast<std::uint64_t>(done));
+    });
+    copied.Clear();
     database.Run("PRAGMA journal_mode = DELETE");
+    Progress checked(progress, "Controllo della copia");
+    database.SetWatch([&] {
+      checked.TellTime();
+      return CaughtSignal() == 0;
+    });
     if (const std::vector<std::string> damages = database.Damages(); !damages.empty()) {
       throw Failure("L'archivio è danneggiato e non si può copiare: " + damages.front() + ".");
     }
   }
 
-  void Place() { file_.Place(sys::Access::kAsFolder); }
+  void Place() {
+    CheckInterrupted();
+    file_.Place();
+  }
 
  private:
-  NewFile file_;
+  NewArchiveFile file_;
 };
 
 }  // namespace
 
 void WriteTemplate(const fs::path& file) {
   NewArchive archive(file);
-  archive.Fill(std::nullopt);
+  archive.Fill(std::nullopt, nullptr);
   archive.Place();
 }
 
 void WriteDemonstration(const fs::path& file, long recipients) {
   NewArchive archive(file);
-  archive.Fill(recipients);
+  archive.Fill(recipients, nullptr);
   archive.Place();
 }
 
-void Create(const fs::path& wanted, std::optional<long> recipients) {
+void Create(const fs::path& wanted, std::optional<long> recipients, std::ostream& out,
+            std::ostream* progress) {
   const fs::path folder = sys::ResolvePath(sys::PathText(wanted));
-  std::error_code error;
-  if (!fs::is_directory(folder) && !fs::create_directories(folder, error)) {
-    throw Failure("Impossibile creare la cartella " + NameOf(folder) + ".");
-  }
-  // The small one second: by then all that can be foreseen to fail has been.
+  NewFolders folders(folder);
+  const fs::path model_file = sys::ResolvePath(sys::PathText(folder / kTemplateName));
   std::optional<NewArchive> year;
+  std::optional<NewArchive> model;
+  // Both are whole before one of them appears.
   if (recipients) {
-    NewFile::RefuseExisting(folder / kTemplateName);
     year.emplace(folder / kYearName);
-    year->Fill(recipients);
+    year->Fill(recipients, progress);
   }
-  NewArchive model(folder / kTemplateName);
-  model.Fill(std::nullopt);
+  if (!recipients || !fs::exists(model_file)) {
+    model.emplace(model_file);
+    model->Fill(std::nullopt, nullptr);
+  }
   if (year) {
     year->Place();
+    folders.Keep();
+    out << "Scritto l'archivio dell'anno " << NameOf(year->Name()) << ", con " << *recipients
+        << (*recipients == 1 ? " percettore inventato.\n" : " percettori inventati.\n");
   }
-  model.Place();
+  if (model) {
+    model->Place();
+    folders.Keep();
+    out << "Scritto il modello " << NameOf(model->Name()) << ".\n";
+  } else {
+    out << "Il modello " << NameOf(model_file) << " c'era già e resta com'è.\n";
+  }
 }
 
-void Copy(const fs::path& from, const fs::path& to) {
+void Copy(const fs::path& from, const fs::path& to, std::ostream& out, std::ostream* progress) {
   const fs::path source = sys::ResolvePath(sys::PathText(from));
-  sqlite::Connection database(source, sqlite::Mode::kRead);
+  CheckReadable(source);
+  const fs::path target = sys::ResolvePath(sys::PathText(to));
+  NewArchive copy(fs::is_directory(target) ? target / source.filename() : target);
+  if (UndoCutOffWrite(source)) {
+    out << "Annullata la scrittura interrotta nel file " << NameOf(source) << ".\n";
+  }
+  OpenArchive database(source, sqlite::Mode::kRead);
+  database.Run("BEGIN");  // all pages of one moment
   if (database.Columns("PERCPARCELLE").empty()) {
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
   }
-  const fs::path target = sys::ResolvePath(sys::PathText(to));
-  NewArchive copy(fs::is_directory(target) ? target / source.filename() : target);
-  copy.FillFrom(database, source);
+  copy.FillFrom(database, progress);
   copy.Place();
+  out << "Copiato l'archivio " << NameOf(source) << " nel file " << NameOf(copy.Name()) << ".\n";
 }
 
 }  // namespace archivio

@@ -8,6 +8,7 @@
 #include "frame/ANAGPARC.h"
 #include "platform/text/text.h"
 #include "script.h"
+#include "version.h"
 #ifdef ANAGPARC_WITH_QT
 #include "qt_actions.h"
 #endif
@@ -15,7 +16,8 @@
 namespace {
 
 constexpr std::string_view kUsage =
-    "uso: anagparc-script [--screen none|qt] [--command-line TESTO] [FILE]\n";
+    "uso: anagparc-script [--screen none|qt] [--command-line TESTO] [FILE]\n"
+    "     anagparc-script --version\n";
 
 struct Options {
   bool qt = false;
@@ -59,6 +61,10 @@ int RunScript(std::istream& lines, script::Answers& answers, script::Actions& ac
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && argv[1] == std::string_view("--version")) {
+    std::cout << "anagparc-script " << kVersion << '\n';
+    return 0;
+  }
   const auto options = Read(argc, argv);
   if (!options) {
     std::cerr << kUsage;

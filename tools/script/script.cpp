@@ -7,6 +7,7 @@
 #include <iostream>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "frame/ANAGPARC.h"
@@ -78,6 +79,12 @@ int Answers::Next(const toolkit::Message& message) {
   }
   if (codes_.empty()) {
     throw Error{u"nessuna risposta pronta per la domanda: " + text::FromUtf8(Quote(message.text))};
+  }
+  if (codes_.front() == kLeftOpen && open) {
+    codes_.pop_front();
+    const std::deque<int> later = std::exchange(codes_, {});
+    open(message);
+    codes_.insert(codes_.end(), later.begin(), later.end());
   }
   const int code = codes_.front();
   codes_.pop_front();
@@ -511,7 +518,9 @@ struct Call {
 
 bool Answer(const Call& call) {
   for (std::size_t i = 1; i < call.words.size(); ++i) {
-    call.answers.Add(NumberOf(call.words[i]));
+    const Word& word = call.words[i];
+    const bool open = word.text == u"?" && !word.quoted;
+    call.answers.Add(open ? Answers::kLeftOpen : NumberOf(word));
   }
   return true;
 }
@@ -653,21 +662,58 @@ void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Acti
   }
 }
 
-void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions) {
+namespace {
+
+// The next line, without blanks at its ends; false at the end of all.
+bool ReadLine(std::istream& lines, std::ostream& out, std::u16string& line) {
+  out.flush();
   std::string bytes;
-  while (!toolkit::App().ended && std::getline(lines, bytes)) {
-    ++g_line;
-    if (bytes.ends_with('\r')) {
-      bytes.pop_back();
+  if (!std::getline(lines, bytes)) {
+    return false;
+  }
+  ++g_line;
+  if (bytes.ends_with('\r')) {
+    bytes.pop_back();
+  }
+  line = text::Trim(text::FromUtf8(bytes));
+  return true;
+}
+
+// A question that is left open takes its answer from the next line, or from a
+// later one after looks at the state.
+void AnswerOpen(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions,
+                const toolkit::Message& message) {
+  out << "Question flags=" << message.flags << " text=" << Quote(message.text) << '\n';
+  std::u16string line;
+  while (ReadLine(lines, out, line)) {
+    const bool answer = line.starts_with(u"answer ");
+    if (!answer && !line.empty() && !line.starts_with(u'#') && !line.starts_with(u"show ") &&
+        !line.starts_with(u"list ")) {
+      throw Error{u"una domanda aspetta la risposta: " + line};
     }
-    const std::u16string line(text::Trim(text::FromUtf8(bytes)));
+    RunLine(line, out, answers, actions);
+    if (answer) {
+      return;
+    }
+  }
+  throw Error{u"nessuna risposta alla domanda: " + text::FromUtf8(Quote(message.text))};
+}
+
+}  // namespace
+
+void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions) {
+  answers.open = [&](const toolkit::Message& message) {
+    AnswerOpen(lines, out, answers, actions, message);
+  };
+  std::u16string line;
+  while (!toolkit::App().ended && ReadLine(lines, out, line)) {
     try {
       RunLine(line, out, answers, actions);
     } catch (const Error& error) {
-      out.flush();
       Fail(error);
     }
   }
+  answers.open = nullptr;
 }
 
 }  // namespace script

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -21,10 +22,15 @@ struct Error {
 // Answers for the questions to come, in order.
 class Answers {
  public:
+  static constexpr int kLeftOpen = 0;  // no button's code
+
   void Add(int code) { codes_.push_back(code); }
-  // A box with one button answers itself. Otherwise takes the next answer;
-  // throws Error where there is none, or the box has no such button.
+  // A box with one button answers itself. Otherwise takes the next answer; for
+  // kLeftOpen, `open` is to wait for one and Add it. Throws Error where there is
+  // none, or the box has no such button.
   int Next(const toolkit::Message& message);
+
+  std::function<void(const toolkit::Message& message)> open;
 
  private:
   std::deque<int> codes_;
@@ -122,6 +128,7 @@ std::vector<Word> Split(std::u16string_view line);
 void RunLine(std::u16string_view line, std::ostream& out, Answers& answers, Actions& actions);
 
 // Runs the lines until they or the program end; a wrong one ends the process.
+// What a line prints is on its way before the next one is read.
 void Run(std::istream& lines, std::ostream& out, Answers& answers, Actions& actions);
 
 }  // namespace script

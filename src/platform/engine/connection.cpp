@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/system/old_format.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -47,6 +48,9 @@ sqlite::Connection Opened(const std::filesystem::path& path) {
   std::error_code ignored;
   if (path.empty() || !std::filesystem::exists(path, ignored)) {
     throw Error(kNotFound, u"Il file " + sys::PathText(path) + u" non esiste.");
+  }
+  if (const std::u16string advice = sys::OldFormatAdvice(sys::PathText(path)); !advice.empty()) {
+    throw Error(kNotADatabase, advice);
   }
   return Translated([&] { return sqlite::Connection(path, sqlite::Mode::kWrite); });
 }

@@ -113,13 +113,14 @@ class Recordset {
 
   // Table recordsets with an index. `comparison` is "=". Places the recordset
   // on the first row with that key and sets NoMatch. When nothing matches
-  // there is no current row until the next Seek or MoveFirst. Throws kNoIndex
-  // when no index is set.
+  // there is no current row until the next Seek or move; MoveNext and
+  // MovePrevious go to the rows between which the key would stand. Throws
+  // kNoIndex when no index is set.
   void Seek(std::u16string_view comparison, const Value& key);
   bool NoMatch() const;
 
-  // Where there is nothing to move from (past that end already, no rows, a Seek
-  // without a match) MoveNext and MovePrevious throw kNoCurrentRow.
+  // Where there is nothing to move from (past that end already, no rows)
+  // MoveNext and MovePrevious throw kNoCurrentRow.
   void MoveFirst();     // On an empty recordset Bof and Eof become true.
   void MoveNext();      // From before the first row: to the first one.
   void MovePrevious();  // From after the last row: to the last one.

@@ -110,7 +110,7 @@ void RecordsetState::Stand(Place place, std::int64_t row) noexcept {
 
 void RecordsetState::CheckMove(Direction direction) {
   const Place past = direction == Direction::kNext ? Place::kEof : Place::kBof;
-  if (place_ == past || place_ == Place::kEmpty || place_ == Place::kNoMatch) {
+  if (place_ == past || place_ == Place::kEmpty) {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente da cui spostarsi");
   }
 }
@@ -349,6 +349,7 @@ void TableState::Seek(const Value& key) {
   if (StepLive(path_->seek)) {
     Arrive();
   } else {
+    key_ = sought;
     Stand(Place::kNoMatch);
   }
 }
@@ -423,7 +424,7 @@ bool TableState::Advance(Direction direction) {
   bool row = false;
   if (live_ != nullptr && live_ == path_->runs[runs][piece_]) {
     row = StepLive(live_);
-  } else if (place_ != Place::kRow && place_ != Place::kGap) {
+  } else if (place_ == Place::kBof || place_ == Place::kEof) {
     row = Begin(direction, kAll);
   } else if (path_->column == 0) {
     row = Begin(direction, kBeyondRow);

@@ -85,7 +85,7 @@ class RecordsetState {
     kBof,
     kEof,
     kEmpty,    // Bof and Eof
-    kNoMatch,  // nowhere
+    kNoMatch,  // where key_ would be
   };
 
   Connection& Use() { return database_->Use(); }

@@ -14,6 +14,7 @@ namespace sqlite {
 namespace {
 
 constexpr int kLockWaitMilliseconds = 5000;
+constexpr int kPagesAtOnce = 1000;
 constexpr int kPrimaryCode = 0xFF;
 
 int Length(std::string_view s) {
@@ -75,15 +76,16 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
     case Cause::kReadOnly:
       return code == SQLITE_READONLY_ROLLBACK
                  ? u"Nel file " + file +
-                       u" una scrittura è stata interrotta e va prima annullata; lo fa il "
-                       u"programma quando apre il file."
+                       u" una scrittura è stata interrotta e va prima annullata. Lo fanno il "
+                       u"programma quando apre il file, e anagparc-archivio copia."
                  : u"Il file " + file +
                        u" non può essere scritto: il disco è in sola lettura, oppure mancano i "
                        u"permessi sul file o sulla sua cartella.";
     case Cause::kNotADatabase:
       return u"Il file " + file + u" non è un database oppure è danneggiato.";
     case Cause::kFull:
-      return u"Disco pieno: impossibile scrivere nel file " + file + u".";
+      return u"Disco pieno: impossibile scrivere nel file " + file + u", sul disco " +
+             sys::PathText(sys::DiskOf(text::ToUtf8(file))) + u".";
     case Cause::kOpen:
       return u"Impossibile aprire il file " + file + u" (codice " + text::Decimal(code) + u").";
     case Cause::kIo:
@@ -129,6 +131,27 @@ Connection::Connection(const std::filesystem::path& file, Mode mode,
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+}
+
+void Connection::SetWatch(std::function<bool()> goes_on) {
+  constexpr int kInstructions = 10'000;
+  goes_on_ = std::move(goes_on);
+  sqlite3_progress_handler(
+      handle_.get(), kInstructions,
+      [](void* watch) { return (*static_cast<std::function<bool()>*>(watch))() ? 0 : 1; },
+      &goes_on_);
+  sqlite3_busy_handler(
+      handle_.get(),
+      [](void* watch, int waits) {
+        constexpr int kPause = 25;
+        if (waits * kPause >= kLockWaitMilliseconds ||
+            !(*static_cast<std::function<bool()>*>(watch))()) {
+          return 0;
+        }
+        sqlite3_sleep(kPause);
+        return 1;
+      },
+      &goes_on_);
 }
 
 void Connection::Run(std::string_view sql) {
@@ -195,14 +218,21 @@ std::vector<std::string> Connection::Damages() {
   return damages;
 }
 
-void Connection::CopyTo(Connection& to) {
+void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tell) {
   sqlite3_backup* const backup =
       sqlite3_backup_init(to.handle_.get(), "main", handle_.get(), "main");
   if (backup == nullptr) {
     to.Fail(sqlite3_extended_errcode(to.handle_.get()));
   }
-  // All pages in one step: the source can't change in between.
-  sqlite3_backup_step(backup, -1);
+  try {
+    while (sqlite3_backup_step(backup, kPagesAtOnce) == SQLITE_OK) {
+      const int all = sqlite3_backup_pagecount(backup);
+      tell(all - sqlite3_backup_remaining(backup), all);
+    }
+  } catch (...) {
+    sqlite3_backup_finish(backup);
+    throw;
+  }
   if (const int code = sqlite3_backup_finish(backup); code != SQLITE_OK) {
     to.Fail(code);
   }
@@ -271,6 +301,10 @@ Statement& Statement::BindBlob(int parameter, std::string_view bytes) {
 
 Statement& Statement::Bind(int parameter, std::int64_t number) {
   return Bound(sqlite3_bind_int64(handle_.get(), parameter, number));
+}
+
+Statement& Statement::BindReal(int parameter, double number) {
+  return Bound(sqlite3_bind_double(handle_.get(), parameter, number));
 }
 
 Statement& Statement::BindNull(int parameter) {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -29,7 +30,7 @@ enum class Cause {
   kIo,            // reading or writing the disk failed
   kFolderSync,    // the same, once a commit was done, on synchronising the folder
   kDuplicateKey,  // a unique index refuses the row
-  kInterrupted,   // Connection::Interrupt
+  kInterrupted,   // see SetWatch
   kOther,
 };
 
@@ -56,6 +57,12 @@ class Connection {
   // views and triggers can't run functions with side effects.
   Connection(const std::filesystem::path& file, Mode mode, const std::filesystem::path& name);
   Connection(const std::filesystem::path& file, Mode mode) : Connection(file, mode, file) {}
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  // `goes_on` is called now and then while a statement runs or waits for a lock.
+  // When it answers false, the statement fails, with kInterrupted or kBusy.
+  void SetWatch(std::function<bool()> goes_on);
 
   const std::u16string& Name() const { return name_; }
 
@@ -80,8 +87,11 @@ class Connection {
   std::string Collation(const std::string& table, const std::string& column);
   // What is amiss in the file's pages and indexes, in SQLite's words.
   std::vector<std::string> Damages();
-  // Copies the whole database, as it is at one moment, over that of `to`.
-  void CopyTo(Connection& to);
+  // Copies the whole database, as it is at one moment, over that of `to`. A write
+  // of another program in between makes it begin anew, unless this connection is
+  // in a transaction. `tell` gets the pages done and all pages, now and then; what
+  // it throws ends the copy.
+  void CopyTo(Connection& to, const std::function<void(int done, int all)>& tell);
 
  private:
   friend class Statement;
@@ -93,6 +103,7 @@ class Connection {
   [[noreturn]] void Fail(int code);
 
   std::u16string name_;
+  std::function<bool()> goes_on_;
   std::unique_ptr<sqlite3, Close> handle_;
 };
 
@@ -119,6 +130,7 @@ class Statement {
   Statement& BindCopy(int parameter, std::string_view text);
   Statement& BindBlob(int parameter, std::string_view bytes);
   Statement& Bind(int parameter, std::int64_t number);
+  Statement& BindReal(int parameter, double number);
   Statement& BindNull(int parameter);
 
   // The next row, or false after the last one. At the end, and when it fails,

@@ -69,6 +69,21 @@ fs::path ResolvePath(std::u16string_view name) {
   return closed && path.has_filename() ? path / "" : path;
 }
 
+fs::path DiskOf(const fs::path& path) {
+  std::error_code error;
+  fs::path place = fs::weakly_canonical(fs::absolute(path), error);
+  struct stat info;
+  while (stat(place.c_str(), &info) != 0 && place.has_relative_path()) {
+    place = place.parent_path();
+  }
+  const dev_t disk = info.st_dev;
+  while (place.has_relative_path() && stat(place.parent_path().c_str(), &info) == 0 &&
+         info.st_dev == disk) {
+    place = place.parent_path();
+  }
+  return place;
+}
+
 std::u16string PathText(const fs::path& path) { return text::FromUtf8(path.native()); }
 
 }  // namespace sys

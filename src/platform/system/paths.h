@@ -15,6 +15,10 @@ namespace sys {
 // written. Slashes separate, too; several in a row are one.
 std::filesystem::path ResolvePath(std::u16string_view name);
 
+// The folder where the disk that holds `path` is mounted. `path` itself, or folders
+// at its end, need not exist.
+std::filesystem::path DiskOf(const std::filesystem::path& path);
+
 // The path as a text for the user.
 std::u16string PathText(const std::filesystem::path& path);
 

@@ -1,0 +1,17 @@
+// Failures of the system's calls on files as FileError. `error` is errno.
+#pragma once
+
+#include <filesystem>
+
+#include "platform/system/files.h"
+
+namespace sys {
+
+// What has gone wrong with `path`, as a clause. A full disk is named by the folder
+// where it is mounted.
+std::u16string CauseOf(const std::filesystem::path& path, int error);
+
+[[noreturn]] void FailReading(const std::filesystem::path& path, int error);
+[[noreturn]] void FailCreating(const std::filesystem::path& path, int error);
+
+}  // namespace sys

@@ -1,0 +1,57 @@
+// A file that appears whole or not at all.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "platform/system/fd.h"
+#include "platform/system/files.h"
+
+namespace sys {
+
+// Grows under a hidden name in the folder of its own. A process that is killed
+// leaves it there; the next new file in that folder takes away what no living
+// process holds. All calls throw FileError.
+class NewFile {
+ public:
+  // `name` as in paths.h. Its folder must exist. A file of that name, in whatever
+  // case of letters, is refused.
+  NewFile(std::u16string_view name, Access access);
+  // Removes the file unless Place has returned.
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  const std::filesystem::path& Name() const { return file_; }
+  // The hidden name, for others to write to until Place.
+  const std::filesystem::path& Growing() const { return growing_; }
+  int Descriptor() const { return descriptor_.Get(); }
+
+  // Appends to what Write has written.
+  void Write(std::string_view bytes);
+  // Gives the file its name, once it is on disk; an existing one is never
+  // touched. Where it throws there is nothing under that name, or, if only the
+  // folder's own entry could not be written to disk, the whole file.
+  void Place();
+
+ private:
+  void OpenFolder();
+  void RemoveLeftovers();
+  bool Create();
+  void SetMode();
+  void GiveName();
+  void SyncFolder();
+
+  std::filesystem::path file_;
+  Access access_;
+  std::filesystem::path path_;     // of the folder
+  std::filesystem::path growing_;  // empty when there is none
+  Fd folder_;
+  Fd descriptor_;
+  struct stat folder_info_ = {};
+};
+
+}  // namespace sys

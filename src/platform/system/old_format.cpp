@@ -1,0 +1,49 @@
+#include "platform/system/old_format.h"
+
+#include <array>
+#include <fstream>
+
+#include "platform/system/paths.h"
+
+namespace sys {
+
+using namespace std::literals;
+
+OldFormat FindOldFormat(std::u16string_view name) {
+  std::array<char, 21> head = {};
+  std::ifstream file(ResolvePath(name), std::ios::binary);
+  file.read(head.data(), head.size());
+  const std::string_view engine(head.data() + 4, 16);
+  if (!file || (engine != "Standard Jet DB\0"sv && engine != "Standard ACE DB\0"sv)) {
+    return OldFormat::kNone;
+  }
+  switch (head[20]) {
+    case 0:
+      return OldFormat::kJet3;
+    case 1:
+      return OldFormat::kJet4;
+    default:
+      return OldFormat::kLater;
+  }
+}
+
+std::u16string OldFormatAdvice(std::u16string_view name) {
+  const std::u16string file = u"Il file " + PathText(ResolvePath(name));
+  switch (FindOldFormat(name)) {
+    case OldFormat::kNone:
+      return {};
+    case OldFormat::kJet3:
+    case OldFormat::kJet4:
+      return file + u" è un archivio del vecchio formato (" +
+             (FindOldFormat(name) == OldFormat::kJet3 ? u"Jet 3" : u"Jet 4") +
+             u"). Per convertirlo, in una cartella nuova: anagparc-archivio converti \"" +
+             PathText(ResolvePath(name)) + u"\" CARTELLA";
+    case OldFormat::kLater:
+      break;
+  }
+  return file +
+         u" è in un formato Access del 2007 o successivo, che non si converte: va prima salvato "
+         u"nel formato Access 2000 o 2002-2003 (.mdb).";
+}
+
+}  // namespace sys

@@ -1,0 +1,246 @@
+#!/usr/bin/env python3
+"""The conversion of old archives, from the outside.
+
+    converti.py PROGRAMS [all]
+
+`all` tries every prefix of the small archive in steps of 512 bytes and 2,000 random
+corruptions; otherwise a fixed choice of them."""
+
+import json
+import lzma
+import os
+import random
+import resource
+import signal
+import sqlite3
+import struct
+import subprocess
+import sys
+import tempfile
+
+import jet3
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "../benchmarks"))
+from vecchio_archivio import GONE, MOVED, PAGE, Archive, row, small, text  # noqa: E402
+
+TOOL = os.path.join(os.path.abspath(sys.argv[1]), "anagparc-archivio")
+SMALL = small()
+CONTENT = json.load(lzma.open(os.path.join(HERE, "dati/archivio_piccolo.json.xz")))
+failures = 0
+
+
+def check(what, got, wanted):
+    global failures
+    if got != wanted:
+        failures += 1
+        print(f"{what}:\n   got    {got!r:.500}\n   wanted {wanted!r:.500}")
+
+
+class Conversion:
+    """One run on an archive of these bytes; it leaves nothing but a whole archive, or
+    nothing at all, and the old one as it was."""
+
+    def __init__(self, what, data, *options, room=None):
+        def limit():
+            if room is not None:
+                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+                resource.setrlimit(resource.RLIMIT_FSIZE, (room, room))
+
+        with tempfile.TemporaryDirectory() as folder:
+            old, new = os.path.join(folder, "old.mdb"), os.path.join(folder, "new")
+            with open(old, "wb") as file:
+                file.write(data)
+            os.mkdir(new)
+            run = subprocess.run([TOOL, "converti", old, new, *options], capture_output=True,
+                                 timeout=120, check=False, preexec_fn=limit)
+            self.status, self.out = run.returncode, (run.stdout + run.stderr).decode()
+            check(f"{what}: files left", os.listdir(new), [] if self.status else ["old.mdb"])
+            check(f"{what}: the old file", open(old, "rb").read() == data, True)
+            self.tables = {}
+            if self.status == 0:
+                verify = subprocess.run([TOOL, "verifica", os.path.join(new, "old.mdb")],
+                                        capture_output=True, check=False)
+                self.sound = verify.returncode == 0
+                base = sqlite3.connect(os.path.join(new, "old.mdb"))
+                base.text_factory = lambda b: b.decode()
+                for (name,) in base.execute(
+                        "SELECT name FROM sqlite_schema WHERE type = 'table'").fetchall():
+                    found = base.execute(f'SELECT * FROM "{name}" ORDER BY rowid')
+                    self.tables[name] = [c[0] for c in found.description], found.fetchall()
+                base.close()
+
+
+def plain(value):
+    """A value of the new archive as the JSON has it, with its type."""
+    value = value.hex() if isinstance(value, bytes) else value
+    return type(value).__name__, value
+
+
+def whole():
+    """Everything in the small archive, value by value."""
+    got = Conversion("small", SMALL)
+    check("small: status, sound", (got.status, got.sound), (0, True))
+    check("small: tables", list(got.tables), [t["name"] for t in CONTENT["tables"]])
+    for table in CONTENT["tables"]:
+        columns, rows = got.tables[table["name"]]
+        check(table["name"], columns, [c["name"] for c in table["columns"]])
+        check(table["name"], [list(map(plain, r)) for r in rows],
+              [[plain(int(v) if isinstance(v, bool) else v) for v in r] for r in table["rows"]])
+        told = f"Tabella {table['name']}: righe dichiarate {len(rows)}, lette {len(rows)}."
+        check("report", told in got.out, True)
+
+
+def recipients():
+    """Rows as years of use leave them."""
+    rows = [
+        (row(b"", [text("A   ")] + [None] * 17), 0),
+        (3, MOVED),
+        (row(b"", [text("C")] + [text("")] * 17), 0),
+        (row(b"", [text("B"), text("🏠 è 20 €")] + [None] * 16), GONE),
+        (row(b"", [text("D"), text("TOLTA")] + [None] * 16), GONE | MOVED),
+        (row(b"", [text("D"), text("TOLTA")] + [None] * 16), GONE),
+        (row(b"", [text("E"), text("CON\0NUL"), text("CORTA")]), 0),
+        (row(b"", [None] * 18), 0),
+        (row(b"", [None] * 18), 0),
+        (row(b"", [text("")] + [None] * 17), 0),
+    ] + [(row(b"", [text(f"Z{n:04}")] + [text("LUNGO " * 5)] * 17), 0) for n in range(300)]
+    archive = Archive(SMALL)
+    archive.set_rows(archive.table("APARC_1"), rows)
+    got = Conversion("rows", bytes(archive.data))
+    check("rows: status", (got.status, "righe dichiarate 307, lette 307" in got.out), (0, True))
+    codes = [r[:3] for r in got.tables["PERCPARCELLE"][1]]
+    check("rows", codes[:8], [
+        ("A   ", None, None), ("B", "🏠 è 20 €", None), ("C", "", ""), ("E", "CON\0NUL", "CORTA"),
+        (None, None, None), (None, None, None), ("", None, None), ("Z0000",) + ("LUNGO " * 5,) * 2])
+    check("rows: number", len(codes), 307)
+
+    # Columns that are younger than the row; a date before the first one, a half pair.
+    archive.set_rows(archive.table("ALIQUOTA"), [
+        row(struct.pack("<hhq", 1, -2, -5), [text("A"), b"\x00\xd8"], 5, 0x1F),
+        row(struct.pack("<hhqqqdd", 1, 2, 3, 4, 5, -1.25, float("nan")), [text("B"), None], 10,
+            0x3F7)])
+    got = Conversion("young columns", bytes(archive.data))
+    check("young columns", got.tables["QUADROLAUT"][1], [
+        ("A", 1, -2, "\ufffd", "-0.0005", None, None, None, None, 0),
+        ("B", 1, 2, None, "0.0003", "0.0004", "0.0005", "1899-12-29T06:00:00", "nan", 1)])
+
+
+def doubts():
+    """What is told before anything is written, and what --conferma does about it."""
+    def wide(name):
+        return name.encode("utf-16-le")
+
+    def doubled():
+        archive = Archive(SMALL)
+        archive.set_rows(archive.table("APARC_1"), [
+            row(b"", [text(code)] + [None] * 17) for code in ("AB", "AB  ", "CD", "", "")])
+        return bytes(archive.data)
+
+    def miscounted():
+        data = bytearray(SMALL)
+        data[35 * PAGE + 16] = 13
+        return bytes(data)
+
+    def linked():
+        data = bytearray(SMALL)
+        for start, end in Archive(SMALL).rows_of(2):
+            if wide("TABAPPOSTAMPA") in data[start:end]:
+                data[start + 10] = 6  # its type
+        return bytes(data)
+
+    def torn():
+        data = bytearray(SMALL)
+        start, end = list(Archive(SMALL).rows_of(35))[3]
+        data[end - 5:end - 3] = b"\xff\xff"  # how many texts it has
+        return bytes(data)
+
+    sound, mendable, hopeless = True, False, None
+    for what, data, told, after in [
+            ("table", SMALL.replace(wide("TABCOMUNI"), wide("TABCOMUNX")),
+             "Tabella TABCOMUNI: manca.", sound),
+            ("linked", linked(), "Tabella TABAPPOSTAMPA: manca (è collegata", sound),
+            ("recipients", SMALL.replace(wide("PERCPARCELLE"), wide("PERCPARCELLX")),
+             "Tabella PERCPARCELLE: manca.", hopeless),
+            ("column", SMALL.replace(wide("APARC_9"), wide("APARC_X")),
+             "Tabella PERCPARCELLE: manca la colonna APARC_9.", sound),
+            ("code", SMALL[:35 * PAGE] + SMALL[35 * PAGE:36 * PAGE].replace(
+                wide("CFP"), wide("CFX")) + SMALL[36 * PAGE:],
+             "Tabella PERCPARCELLE: manca la colonna CFP.", hopeless),
+            ("index", SMALL.replace(wide("CHIAVE2"), wide("CHIAVE3")),
+             "Indice CHIAVE2 della tabella TABMIN_SG: manca.", sound),
+            ("doubles", doubled(), 'lo stesso codice "AB" in 2 righe.', mendable),
+            ("count", miscounted(),
+             "Tabella PERCPARCELLE: righe dichiarate 13, lette 12.", sound),
+            ("row", torn(), "Tabella PERCPARCELLE: righe illeggibili 1", sound)]:
+        check(f"{what}: changed", data != SMALL, True)
+        got = Conversion(what, data)
+        check(f"{what}: told", (got.status, told in got.out), (1, True))
+        check(f"{what}: hint", "--conferma" in got.out, after is not hopeless)
+        got = Conversion(what, data, "--conferma")
+        check(f"{what}: told again", told in got.out, True)
+        check(f"{what}: confirmed", got.sound if got.status == 0 else None, after)
+
+    names = SMALL.replace(wide("RELEASE"), wide("Release")).replace(wide("descprov"), wide("DESCprov"))
+    got = Conversion("letter case", names)
+    check("letter case", (got.status, "Release" in got.tables and got.sound), (0, True))
+    extra = SMALL.replace(wide("PERCETTORI"), wide("PERCETTORX"))
+    check("other tables come too",
+          len(Conversion("extra", extra, "--conferma").tables["PERCETTORX"][1]), 3)
+    got = Conversion("no room", SMALL, room=100_000)
+    check("no room", (got.status, "errore" in got.out.lower()), (1, True))
+    for what, data, told in [
+            ("later", SMALL[:20] + b"\x02" + SMALL[21:], "Access del 2007"),
+            ("new", b"SQLite format 3\0" + bytes(4096), "non è un archivio del vecchio formato"),
+            ("head", SMALL[:4096], "non si può convertire")]:
+        got = Conversion(what, data)
+        check(f"{what}: refused", (got.status, told in got.out), (1, True))
+
+
+def older():
+    """Jet 3: one code page for all texts."""
+    columns = [(b"CITT\xc0", jet3.TEXT)] + [(b"%c" % (64 + kind), kind) for kind in range(1, 13)]
+    value = [b"Forl\xec", 1, 200, -3, 70000, -15000, 0.5, 1e-300, 42216.5, b"\0\1", b"\x80", b"",
+             b"memo \x81"]
+    data = jet3.archive([
+        (b"PERCPARCELLE", [(b"CFP", jet3.TEXT)] + [(b"APARC_%d" % i, jet3.TEXT)
+                                                  for i in range(1, 18)],
+         [[b"A  ", b"", b"\xa3"] + [None] * 15, [None] * 18], [(b"CHIAVE", 0)]),
+        (b"TUTTI", columns, [value, [None] * 13], [(b"CHIAVE", 0)])], 1252)
+    got = Conversion("Jet 3", data, "--conferma")
+    check("Jet 3: status", (got.status, got.sound), (0, True))
+    check("Jet 3: columns", got.tables["TUTTI"][0][:3], ["CITTÀ", "A", "B"])
+    check("Jet 3: rows", got.tables["TUTTI"][1], [
+        ("Forlì", 1, 200, -3, 70000, "-1.5000", 0.5, 1e-300, "2015-07-31T12:00:00", b"\0\1", "€",
+         b"", "memo \x81"), (None, 0) + (None,) * 11])
+    check("Jet 3: recipients", [r[:4] for r in got.tables["PERCPARCELLE"][1]],
+          [("A  ", "", "£", None), (None,) * 4])
+    check("Jet 3: the program's", "Tabella QUADROLAUT: manca." in got.out, True)
+
+
+def damages(every):
+    """Nothing brings the tool down, and its answer is one of two."""
+    cuts = range(0, len(SMALL), 512 if every else 512 * 23)
+    trials = [(f"first {size} bytes", SMALL[:size]) for size in cuts]
+    for seed in range(2000 if every else 40):
+        chance, data = random.Random(seed), bytearray(SMALL)
+        for _ in range(chance.choice([1, 4, 16, 64])):
+            # Most of the file is empty; what matters stands on the pages' first bytes.
+            place = chance.randrange(len(data) // PAGE) * PAGE + int(PAGE * chance.random() ** 3)
+            data[place] = chance.choice([0, 0xFF, chance.randrange(256)])
+        trials.append((f"seed {seed}", bytes(data)))
+    statuses = {}
+    for number, (what, data) in enumerate(trials):
+        got = Conversion(what, data, *["--conferma"] * (number % 2))
+        check(f"{what}: status", got.status in (0, 1), True)
+        check(f"{what}: a word", got.out != "", True)
+        statuses[got.status] = statuses.get(got.status, 0) + 1
+    print("damaged archives:", statuses)
+
+
+whole()
+recipients()
+doubts()
+older()
+damages(sys.argv[2:] == ["all"])
+sys.exit(1 if failures else 0)

@@ -1,0 +1,20 @@
+// The columns of the recipients in a CSV file.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace archivio {
+
+inline constexpr std::string_view kDateColumn = "APARC_4";
+
+// What the form and its manual call the column; a column without a field keeps
+// its own name.
+std::string_view ReadableName(std::string_view column);
+
+// A stored date as it is on screen, and back. What isn't of that form stays as it
+// is: nothing is lost either way.
+std::string DateOnScreen(std::string_view stored);
+std::string StoredDate(std::string_view on_screen);
+
+}  // namespace archivio

@@ -1,0 +1,76 @@
+// Files as the tool names, looks for and opens them. What fails throws Failure,
+// sys::FileError or sqlite::Error.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/sqlite/sqlite.h"
+#include "platform/system/fd.h"
+#include "platform/system/new_file.h"
+
+namespace archivio {
+
+// What messages call a file, in UTF-8.
+std::string NameOf(const std::filesystem::path& path);
+
+// Refuses a name under which there is a file, in whatever case of letters.
+void RefuseExisting(const std::filesystem::path& file);
+
+// A file read from its beginning to its end; it may be a pipe.
+class InputFile {
+ public:
+  explicit InputFile(const std::filesystem::path& file);
+
+  // Up to `most` bytes; 0 at the end.
+  std::size_t Read(char* bytes, std::size_t most);
+  // Its bytes, as far as that is known; otherwise 0.
+  std::uint64_t Size() const { return size_; }
+
+ private:
+  std::filesystem::path file_;
+  sys::Fd descriptor_;
+  std::uint64_t size_ = 0;
+};
+
+// Refuses what isn't a file that can be read, by the system's own cause.
+void CheckReadable(const std::filesystem::path& file);
+
+// An open archive; a signal that ends the tool ends its statements.
+class OpenArchive : public sqlite::Connection {
+ public:
+  OpenArchive(const std::filesystem::path& file, sqlite::Mode mode,
+              const std::filesystem::path& name);
+  OpenArchive(const std::filesystem::path& file, sqlite::Mode mode)
+      : OpenArchive(file, mode, file) {}
+};
+
+// An archive that is being made: no file of its name exists, nor any that SQLite
+// would take for its own.
+class NewArchiveFile : public sys::NewFile {
+ public:
+  explicit NewArchiveFile(const std::filesystem::path& file);
+};
+
+// Undoes a write to the archive that was cut off, if there is one. True when
+// there was.
+bool UndoCutOffWrite(const std::filesystem::path& archive);
+
+// Folders made on the way to one; those that stay empty go again, unless Keep is
+// called.
+class NewFolders {
+ public:
+  explicit NewFolders(const std::filesystem::path& folder);
+  ~NewFolders();
+  NewFolders(const NewFolders&) = delete;
+  NewFolders& operator=(const NewFolders&) = delete;
+
+  bool Any() const { return !made_.empty(); }
+  void Keep() { made_.clear(); }
+
+ private:
+  std::vector<std::filesystem::path> made_;
+};
+
+}  // namespace archivio

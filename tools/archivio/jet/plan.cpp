@@ -1,0 +1,192 @@
+#include "archivio/jet/plan.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+#include "archivio/schema.h"
+#include "platform/text/text.h"
+
+namespace archivio::jet {
+
+namespace {
+
+constexpr std::string_view kRecipients = "PERCPARCELLE";
+constexpr std::string_view kCode = "CFP";
+
+bool SameName(std::string_view a, std::string_view b) {
+  return text::Upper(text::FromUtf8(a)) == text::Upper(text::FromUtf8(b));
+}
+
+template <typename Items>
+void CheckNames(const Items& items) {
+  std::vector<std::u16string> names;
+  for (const auto& item : items) {
+    names.push_back(text::Upper(text::FromUtf8(item.name)));
+  }
+  std::ranges::sort(names);
+  const auto bad = [](const std::u16string& name) {
+    return name.empty() || name.find(u'\0') != name.npos || name.starts_with(u"SQLITE_");
+  };
+  if (std::ranges::any_of(names, bad) || std::ranges::adjacent_find(names) != names.end()) {
+    throw Damaged("nomi di tabelle, colonne o indici doppi o non validi");
+  }
+}
+
+std::string_view TypeName(Type type) {
+  switch (type) {
+    case Type::kText:
+      return "TEXT";
+    case Type::kInteger:
+      return "INTEGER";
+    case Type::kReal:
+      return "REAL";
+    case Type::kBinary:
+      break;
+  }
+  return "BLOB";
+}
+
+// The places of those columns that the table has; `names` as in schema.h.
+std::vector<std::size_t> Places(const NewTable& table, std::string_view names) {
+  std::vector<std::size_t> places;
+  for (const std::string_view name : Words(names)) {
+    const auto found = std::ranges::find_if(
+        table.columns, [name](const NewColumn& column) { return SameName(column.name, name); });
+    if (found != table.columns.end()) {
+      places.push_back(static_cast<std::size_t>(found - table.columns.begin()));
+    }
+  }
+  return places;
+}
+
+NewTable PlanForeign(const OldTable& old) {
+  CheckNames(old.columns);
+  CheckNames(old.indexes);
+  NewTable table = {old.name, old.rows, old.columns.size()};
+  for (const OldColumn& column : old.columns) {
+    table.columns.push_back({column.name, TypeName(column.type)});
+  }
+  for (const OldIndex& index : old.indexes) {
+    table.indexes.push_back(
+        {old.name + "." + index.name, index.unique, {index.columns.begin(), index.columns.end()}});
+  }
+  return table;
+}
+
+// Plans a table of the program on what the old archive has of it.
+class TablePlan {
+ public:
+  TablePlan(const archivio::Table& known, const OldTable& old, NewTable& table, Findings& findings)
+      : known_(known), old_(old), table_(table), findings_(findings) {}
+
+  void Run() {
+    for (const archivio::Column& column : Columns(known_)) {
+      if (column.needed) {
+        PlanColumn(std::string(column.name));
+      }
+    }
+    table_.indexes.clear();
+    for (const archivio::Index& index : known_.indexes) {
+      NewIndex planned = {table_.name + "." + std::string(index.name), index.use == Use::kUniqueKey,
+                          Places(table_, index.columns)};
+      if (index.use == Use::kOrder) {
+        if (planned.columns.size() < Words(index.columns).size()) {
+          continue;
+        }
+      } else {
+        PlanKey(index, planned);
+      }
+      table_.indexes.push_back(std::move(planned));
+    }
+  }
+
+ private:
+  void PlanColumn(const std::string& name) {
+    const std::vector<std::size_t> place = Places(table_, name);
+    if (place.empty()) {
+      findings_.texts.push_back(table_.Label() + "manca la colonna " + name + ".");
+      findings_.hopeless |= known_.name == kRecipients && name == kCode;
+      table_.columns.push_back({name, "TEXT"});
+      return;
+    }
+    NewColumn& column = table_.columns[place.front()];
+    if (column.type == "BLOB") {
+      findings_.texts.push_back(table_.Label() + "la colonna " + name + " non è di tipo testo.");
+    }
+    column.type = "TEXT";
+    column.program_text = true;
+  }
+
+  // `planned` begins with the columns that the program wants. After the first
+  // one others may follow, as the old index has them, unless the first alone is
+  // to be unique. Where the program doesn't know the columns any one may be the
+  // key.
+  void PlanKey(const archivio::Index& index, NewIndex& planned) {
+    const std::string label = "Indice " + std::string(index.name) + " della tabella " + table_.name;
+    const auto old = std::ranges::find_if(
+        old_.indexes, [&index](const OldIndex& i) { return SameName(i.name, index.name); });
+    if (old == old_.indexes.end()) {
+      findings_.texts.push_back(label + ": manca.");
+    } else if (Needed(index.columns) && (old->columns.front() != planned.columns.front() ||
+                                         (planned.unique && old->columns.size() > 1))) {
+      findings_.texts.push_back(label + ": la chiave non è la colonna " +
+                                std::string(index.columns) + ".");
+    } else {
+      planned.columns.assign(old->columns.begin(), old->columns.end());
+    }
+    if (planned.columns.empty()) {
+      planned.columns = {0};
+    }
+    table_.columns[planned.columns.front()].ends_trimmed = true;
+  }
+
+  bool Needed(std::string_view name) const {
+    return std::ranges::any_of(Columns(known_), [name](const archivio::Column& column) {
+      return column.needed && column.name == name;
+    });
+  }
+
+  const archivio::Table& known_;
+  const OldTable& old_;
+  NewTable& table_;
+  Findings& findings_;
+};
+
+// As in a new archive. What it lacks is told by the table's own name.
+NewTable PlanMissing(const archivio::Table& known) {
+  NewTable table = {std::string(known.name)};
+  for (const archivio::Column& column : Columns(known)) {
+    table.columns.push_back({std::string(column.name), "TEXT"});
+  }
+  Findings ignored;
+  TablePlan(known, {}, table, ignored).Run();
+  return table;
+}
+
+}  // namespace
+
+std::vector<NewTable> Plan(const std::vector<OldTable>& old_tables,
+                           const std::vector<std::string>& linked, Findings& findings) {
+  CheckNames(old_tables);
+  std::vector<NewTable> tables;
+  std::ranges::transform(old_tables, std::back_inserter(tables), PlanForeign);
+  for (const archivio::Table& known : Tables()) {
+    const auto same = [&known](const std::string& name) { return SameName(name, known.name); };
+    const auto old = std::ranges::find_if(old_tables, same, &OldTable::name);
+    if (old != old_tables.end()) {
+      TablePlan(known, *old, tables[static_cast<std::size_t>(old - old_tables.begin())], findings)
+          .Run();
+      continue;
+    }
+    tables.push_back(PlanMissing(known));
+    findings.texts.push_back(tables.back().Label() + "manca" +
+                             (std::ranges::any_of(linked, same)
+                                  ? " (è collegata, le sue righe sono in un altro file)."
+                                  : "."));
+    findings.hopeless |= known.name == kRecipients;
+  }
+  return tables;
+}
+
+}  // namespace archivio::jet

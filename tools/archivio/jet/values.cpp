@@ -1,0 +1,219 @@
+#include "archivio/jet/values.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+#include "platform/text/text.h"
+
+namespace archivio::jet {
+
+using namespace std::literals;
+
+namespace {
+
+constexpr std::int64_t kMillisecondsOfDay = 86'400'000;
+
+unsigned char At(std::string_view bytes, std::size_t i) {
+  return static_cast<unsigned char>(bytes[i]);
+}
+
+char16_t Unit(std::string_view bytes, std::size_t i) {
+  return static_cast<char16_t>(At(bytes, i) | (At(bytes, i + 1) << 8));
+}
+
+void AppendLatin(std::string& out, unsigned char c) {
+  if (c < 0x80) {
+    out += static_cast<char>(c);
+  } else {
+    out += static_cast<char>(0xC0 | (c >> 6));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  }
+}
+
+// Most texts are compressed and have one byte for each character.
+std::string Decompressed(std::string_view bytes) {
+  const std::size_t zero = bytes.find('\0');
+  std::string out;
+  if (zero == bytes.npos) {
+    out.reserve(bytes.size());
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      AppendLatin(out, At(bytes, i));
+    }
+    return out;
+  }
+  // A zero, where a character would begin, changes from one form to the other.
+  std::u16string units;
+  bool compressed = true;
+  for (std::size_t i = 0; i < bytes.size();) {
+    if (bytes[i] == '\0') {
+      compressed = !compressed;
+      ++i;
+    } else if (compressed) {
+      units += At(bytes, i++);
+    } else if (i + 1 < bytes.size()) {
+      units += Unit(bytes, i);
+      i += 2;
+    } else {
+      throw Damaged("un testo finisce a metà di un carattere");
+    }
+  }
+  return text::ToUtf8(units);
+}
+
+struct CloseConverter {
+  void operator()(void* converter) const { iconv_close(static_cast<iconv_t>(converter)); }
+};
+
+}  // namespace
+
+std::string UnicodeText(std::string_view bytes) {
+  if (bytes.starts_with("\xFF\xFE")) {
+    return Decompressed(bytes.substr(2));
+  }
+  if (bytes.size() % 2 != 0) {
+    throw Damaged("un testo finisce a metà di un carattere");
+  }
+  std::u16string units(bytes.size() / 2, u'\0');
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    units[i] = Unit(bytes, 2 * i);
+  }
+  return text::ToUtf8(units);
+}
+
+std::string CodePageText(std::string_view bytes, int code_page) {
+  if (std::ranges::all_of(bytes, [](char c) { return c > 0; })) {
+    return std::string(bytes);
+  }
+  // One of them serves the whole file.
+  static int open_page = -1;
+  static std::unique_ptr<void, CloseConverter> converter;
+  if (open_page != code_page) {
+    const iconv_t opened = iconv_open("UTF-8", ("CP" + std::to_string(code_page)).c_str());
+    if (opened == reinterpret_cast<iconv_t>(-1)) {
+      throw Damaged("la tabella dei caratteri " + std::to_string(code_page) + " è sconosciuta");
+    }
+    converter.reset(opened);
+    open_page = code_page;
+  }
+  iconv(converter.get(), nullptr, nullptr, nullptr, nullptr);
+  std::string out;
+  std::string source(bytes);
+  char* in = source.data();
+  std::size_t left = source.size();
+  while (left > 0) {
+    std::array<char, 256> part;
+    char* to = part.data();
+    std::size_t room = part.size();
+    const std::size_t before = left;
+    const bool done =
+        iconv(converter.get(), &in, &left, &to, &room) != static_cast<std::size_t>(-1);
+    out.append(part.data(), to);
+    if (!done && left == before) {
+      AppendLatin(out, static_cast<unsigned char>(*in));
+      ++in;
+      --left;
+    }
+  }
+  return out;
+}
+
+std::string MoneyText(std::int64_t ten_thousandths) {
+  const std::uint64_t size = ten_thousandths < 0 ? -static_cast<std::uint64_t>(ten_thousandths)
+                                                 : static_cast<std::uint64_t>(ten_thousandths);
+  std::string digits = std::to_string(size);
+  digits.insert(0, digits.size() < 5 ? 5 - digits.size() : 0, '0');
+  digits.insert(digits.size() - 4, 1, '.');
+  return (ten_thousandths < 0 ? "-" : "") + digits;
+}
+
+std::string DateText(double days) {
+  using namespace std::chrono;
+  constexpr sys_days kFirst = year{100} / 1 / 1;
+  constexpr sys_days kEnd = year{10000} / 1 / 1;
+  constexpr sys_days kZero = year{1899} / 12 / 30;
+  // Before day 0 only the whole part counts backwards: -1.25 is the day before
+  // it, at 6 o'clock.
+  if (!(std::abs(days) < 1e7)) {
+    return NumberText(days);
+  }
+  double whole = 0;
+  const double part = std::abs(std::modf(days, &whole));
+  const std::int64_t rounded = std::llround(part * static_cast<double>(kMillisecondsOfDay));
+  const sys_time<milliseconds> moment =
+      kZero + std::chrono::days(static_cast<int>(whole)) + milliseconds(rounded);
+  const sys_days day = floor<std::chrono::days>(moment);
+  if (day < kFirst || day >= kEnd) {
+    return NumberText(days);
+  }
+  const year_month_day date(day);
+  const hh_mm_ss time(moment - day);
+  std::array<char, 40> out;
+  int size = std::snprintf(
+      out.data(), out.size(), "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+      static_cast<int>(time.seconds().count()));
+  if (const int parts = static_cast<int>(time.subseconds().count()); parts != 0) {
+    size += std::snprintf(out.data() + size, out.size() - static_cast<std::size_t>(size), ".%03d",
+                          parts);
+  }
+  return std::string(out.data(), static_cast<std::size_t>(size));
+}
+
+std::string DecimalText(std::string_view bytes, int scale) {
+  if (bytes.size() != 17 || scale < 0 || scale > 28) {
+    throw Damaged("un numero decimale non ha la sua forma");
+  }
+  // Four words, the highest first, each with its lowest byte first.
+  std::array<std::uint32_t, 4> words = {};
+  for (std::size_t i = 0; i < 16; ++i) {
+    words[i / 4] |= static_cast<std::uint32_t>(At(bytes, 1 + i)) << (8 * (i % 4));
+  }
+  std::string digits;
+  while (digits.size() <= static_cast<std::size_t>(scale) || words != decltype(words){}) {
+    std::uint64_t rest = 0;
+    for (std::uint32_t& word : words) {
+      rest = (rest << 32) | word;
+      word = static_cast<std::uint32_t>(rest / 10);
+      rest %= 10;
+    }
+    digits += static_cast<char>('0' + rest);
+  }
+  if (scale > 0) {
+    digits.insert(static_cast<std::size_t>(scale), 1, '.');
+  }
+  digits += (At(bytes, 0) & 0x80) != 0 ? "-" : "";
+  std::ranges::reverse(digits);
+  return digits;
+}
+
+std::string IdentifierText(std::string_view bytes) {
+  if (bytes.size() != 16) {
+    throw Damaged("un identificatore non ha la sua lunghezza");
+  }
+  // The first three groups are numbers, with their lowest byte first.
+  constexpr std::array<std::size_t, 16> kOrder = {3, 2, 1,  0,  5,  4,  7,  6,
+                                                  8, 9, 10, 11, 12, 13, 14, 15};
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string out = "{";
+  for (std::size_t i = 0; i < kOrder.size(); ++i) {
+    out += i == 4 || i == 6 || i == 8 || i == 10 ? "-" : "";
+    out += kDigits[At(bytes, kOrder[i]) >> 4];
+    out += kDigits[At(bytes, kOrder[i]) & 15];
+  }
+  return out + '}';
+}
+
+std::string NumberText(double number) {
+  std::array<char, 32> out;
+  return std::string(out.data(), std::to_chars(out.data(), out.data() + out.size(), number).ptr);
+}
+
+}  // namespace archivio::jet

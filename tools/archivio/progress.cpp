@@ -1,0 +1,42 @@
+#include "archivio/progress.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace archivio {
+
+bool Progress::Due() {
+  if (out_ == nullptr || Clock::now() < next_) {
+    return false;
+  }
+  next_ = Clock::now() + std::chrono::milliseconds(500);
+  told_ = true;
+  return true;
+}
+
+void Progress::Tell(std::uint64_t count, std::uint64_t done) {
+  if (!Due()) {
+    return;
+  }
+  *out_ << '\r' << what_ << ": " << count;
+  if (whole_ > 0) {
+    *out_ << " (" << std::min<std::uint64_t>(done * 100 / whole_, 100) << "%)";
+  }
+  *out_ << std::flush;
+}
+
+void Progress::TellTime() {
+  if (Due()) {
+    const auto passed = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begun_);
+    *out_ << '\r' << what_ << " da " << passed.count() << " s" << std::flush;
+  }
+}
+
+void Progress::Clear() {
+  if (told_) {
+    *out_ << '\r' << std::string(60, ' ') << '\r' << std::flush;
+    told_ = false;
+  }
+}
+
+}  // namespace archivio
