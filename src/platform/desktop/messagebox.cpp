@@ -26,14 +26,15 @@ class Box : public QMessageBox {
 
  protected:
   // Qt widens a box for its title only by the box's own font and up to a part of
-  // the screen, but desktops draw titles bold and between buttons.
+  // the screen, but desktops draw titles between buttons, bold and in wider fonts.
   bool event(QEvent* event) override {
     const bool taken = QMessageBox::event(event);
     if (event->type() == QEvent::Show || event->type() == QEvent::LayoutRequest) {
       QFont face = font();
       face.setBold(true);
-      const int wanted = std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) + 120,
-                                  screen()->availableSize().width() - 40);
+      const int wanted =
+          std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) * 13 / 10 + 120,
+                   screen()->availableSize().width() - 40);
       if (width() < wanted) {
         setFixedWidth(wanted);
         adjustPosition(parentWidget());
