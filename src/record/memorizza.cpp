@@ -35,20 +35,17 @@ Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
 
 // Asks whether to write, where the table has `trovata` in place of `nota`.
 bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percettore>& trovata) {
-  const std::u16string_view ugualmente = u"Registrare ugualmente quello che è sullo schermo ?";
   const auto chiede = [](std::u16string_view fatto, std::u16string_view domanda) {
     return toolkit::MsgBox(std::u16string(fatto) + u"\r\r" + std::u16string(domanda),
                            toolkit::kYesNo | toolkit::kQuestion, Titolo()) == toolkit::kYes;
   };
-  return !trovata ? chiede(kPercettoreSparito, u"Registrarlo di nuovo ?")
-         : !nota  ? chiede(
-                        u"Il codice fiscale è già nell'archivio: è stato inserito da un altro "
-                        u"programma.",
-                        ugualmente)
-                 : chiede(
-                       u"La scheda è stata modificata da un altro programma dopo che è stata "
-                       u"aperta.",
-                       ugualmente);
+  if (!trovata) {
+    return chiede(kPercettoreSparito, u"Registrarlo di nuovo ?");
+  }
+  return chiede(
+      nota ? u"La scheda è stata modificata da un altro programma dopo che è stata aperta."
+           : u"Il codice fiscale è già nell'archivio: è stato inserito da un altro programma.",
+      u"Registrare ugualmente quello che è sullo schermo ?");
 }
 
 // Writes the record on screen. Where the table no longer has the row that the screen was filled
