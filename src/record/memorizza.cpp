@@ -1,4 +1,5 @@
 // Saving the record on screen, and the question to whoever leaves it changed.
+#include <algorithm>
 #include <utility>
 
 #include "frame/ANAGPARC.h"
@@ -33,6 +34,12 @@ Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
   return riga;
 }
 
+// The same row as far as a save goes. Both were found by one code, which may come back from a
+// change of code with other blanks.
+bool STESSARIGA(const std::optional<Percettore>& a, const std::optional<Percettore>& b) {
+  return a && b ? std::equal(a->begin() + 1, a->end(), b->begin() + 1) : !a && !b;
+}
+
 // Asks whether to write, where the table has `trovata` in place of `nota`.
 bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percettore>& trovata) {
   const auto chiede = [](std::u16string_view fatto, std::u16string_view domanda) {
@@ -60,7 +67,7 @@ bool SCRIVIDATI() {
       if (CERCAPERCETTORE(CFCorrente)) {
         trovata = LEGGIRIGA();
       }
-      if (trovata == nota || trovata == PercettoreLetto) {
+      if (STESSARIGA(trovata, nota) || STESSARIGA(trovata, PercettoreLetto)) {
         Percettore scritta = SCRIVIRIGA(trovata);
         transazione.CONFERMA();
         PercettoreLetto = std::move(scritta);
