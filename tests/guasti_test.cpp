@@ -60,6 +60,8 @@ class Guasti : public testing::Test {
   std::string Told() {
     std::string told;
     for (const toolkit::Message& box : program.TakeBoxes()) {
+      // The user is alone at work: nothing is asked of others.
+      EXPECT_NE(box.flags, toolkit::kYesNo | toolkit::kQuestion) << text::ToUtf8(box.text);
       if (box.flags == toolkit::kCritical) {
         EXPECT_EQ(told, "") << "a second message: " << text::ToUtf8(box.text);
         EXPECT_EQ(box.title, Titolo());

@@ -75,15 +75,15 @@ sqlite::Statement* RecordsetState::Prepared(const std::string& sql) {
   return &statement;
 }
 
-bool RecordsetState::StepLive(sqlite::Statement* statement) {
-  if (live_ != statement) {
+bool RecordsetState::StepLive(sqlite::Statement& statement) {
+  if (live_ != &statement) {
     EndLive();
     Running().push_back(this);
-    live_ = statement;
+    live_ = &statement;
   }
   bool row = false;
   try {
-    row = Use().Step(*statement);
+    row = Use().Step(statement);
   } catch (...) {
     EndLive();
     throw;
@@ -168,7 +168,7 @@ sqlite::Statement* RecordsetState::Row() {
   if (live_ == nullptr) {
     sqlite::Statement* const statement = Prepared(from_ + " WHERE rowid = ?1");
     Use().Bind(*statement, 1, row_);
-    if (!StepLive(statement)) {
+    if (!StepLive(*statement)) {
       FailForTable(kRowGone, u"la riga corrente è stata cancellata");
     }
   }
@@ -346,7 +346,7 @@ void TableState::Seek(const Value& key) {
   const StoredValue sought = StoredValue::Of(key);
   EndLive();
   Use().Bind(*path_->seek, 1, sought);
-  if (StepLive(path_->seek)) {
+  if (StepLive(*path_->seek)) {
     Arrive();
   } else {
     key_ = sought;
@@ -403,7 +403,7 @@ bool TableState::Begin(Direction direction, Piece piece) {
     Use().Bind(*run, 2, row_);
   }
   piece_ = piece;
-  return StepLive(run);
+  return StepLive(*run);
 }
 
 // The piece after the one begun last, if there is one.
@@ -423,7 +423,7 @@ bool TableState::Advance(Direction direction) {
   const std::size_t runs = direction == Direction::kNext ? 0 : 1;
   bool row = false;
   if (live_ != nullptr && live_ == path_->runs[runs][piece_]) {
-    row = StepLive(live_);
+    row = StepLive(*live_);
   } else if (place_ == Place::kBof || place_ == Place::kEof) {
     row = Begin(direction, kAll);
   } else if (path_->column == 0) {
@@ -503,7 +503,7 @@ bool QueryState::Fetch() {
       rows_.reserve(rows_.empty() ? 64 : rows_.size() * 2);
       deleted_.reserve(rows_.capacity());  // RowDeleted can't fail
     }
-    complete_ = !StepLive(query_);
+    complete_ = !StepLive(*query_);
   } catch (...) {
     EndLive();
     if (begun) {

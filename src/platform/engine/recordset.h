@@ -94,7 +94,7 @@ class RecordsetState {
   // The statement of this text, prepared once.
   sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
-  bool StepLive(sqlite::Statement* statement);
+  bool StepLive(sqlite::Statement& statement);
   void EndLive() noexcept;
 
   // Must be passed before place_ means anything.
