@@ -20,9 +20,16 @@ import time
 
 FIELDS = [1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 16, 17]
 TYPED = {1: 30, 2: 20, 5: 40, 7: 40, 11: 30}  # fields typed into, and their widths
-LOOKS = ['FrmSelezione.Visible', 'Frmmoduli(0).Visible', 'FrameCambiaCf.Visible', 'List1.ListCount',
-         'FlagVariazioni', 'FlagErroreCampi', 'CFCorrente', 'Focus']
-GONE, CHANGED, TAKEN = 'non è più nell', 'stata modificata', 'è già nell'
+LOOKS = ['FrmSelezione.Visible', 'Frmmoduli(0).Visible', 'FrameCambiaCf.Visible', 'FlagVariazioni',
+         'FlagErroreCampi', 'CFCorrente', 'Focus']
+ANYWAY = r'\r\rRegistrare ugualmente quello che è sullo schermo ?'
+GONE = (r"Il percettore non è più nell'archivio: è stato cancellato o ha cambiato codice."
+        r'\r\rRegistrarlo di nuovo ?')
+CHANGED = 'La scheda è stata modificata da un altro programma dopo che è stata aperta.' + ANYWAY
+TAKEN = "Il codice fiscale è già nell'archivio: è stato inserito da un altro programma." + ANYWAY
+CLASHES = (GONE, CHANGED, TAKEN)
+# Nothing else may go wrong.
+REFUSALS = ("non è più nell'archivio", "è già nell'archivio", 'codice fiscale esistente !!!!')
 YES, NO, CANCEL = 6, 7, 2
 
 
@@ -44,24 +51,34 @@ class User:
         self.start()
 
     def start(self):
-        self.process = subprocess.Popen([self.program], env=self.env, text=True, bufsize=1,
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.question = None  # (flags, text) of one left open
         self.loaded = None    # the row that the screen was filled from
         self.seen = []        # the row that a question has told him of and he has agreed to
         self.typed = {}
-        self.did = 'start'
-        self.send()
-        self.read()
+        self.there = None     # whether the recipient in hand was there at the first question
+        self.did, self.wanted = 'start', '00000000158'
+        # A child of one that was killed may keep the session's lock for a moment.
+        for _ in range(100):
+            self.process = subprocess.Popen([self.program], env=self.env, text=True, bufsize=1,
+                                            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+            try:
+                self.send()
+            except BrokenPipeError:
+                pass
+            if self.read():
+                return
+            self.process.wait()
+            time.sleep(.01)
+        raise RuntimeError('does not start')
 
     def send(self, *lines):
-        shows = ''.join(f'show {look}\n' for look in LOOKS)
+        shows = 'list List1\n' + ''.join(f'show {look}\n' for look in LOOKS)
         self.process.stdin.write(''.join(line + '\n' for line in lines) + shows)
         self.process.stdin.flush()
 
     def read(self):
         """All that has come out; the state on screen in self.look. False when the program has ended."""
-        self.told, self.look = [], {}
+        self.told, self.look, self.list = [], {}, []
         for line in self.process.stdout:
             line = line.rstrip('\n')
             name, sign, value = line.partition(' = ')
@@ -69,8 +86,11 @@ class User:
                 return True
             if sign and name in LOOKS:
                 self.look[name] = value.strip('"')
+            elif line.startswith('List1('):
+                self.list.append(value[1:17].strip())
             else:
                 self.told.append(line)
+                assert ' flags=16 ' not in line or any(part in line for part in REFUSALS), line
                 asked = re.match(r'Question flags=(\d+) text="(.*)"', line)
                 if asked:
                     self.question = int(asked[1]), asked[2]
@@ -160,16 +180,21 @@ class World:
         if user.on('FrameCambiaCf.Visible'):
             return 'look', ['click CmdAnnullaCF']
         if user.on('FrmSelezione.Visible'):
-            row = min(pick.randint(1, 5), pick.randint(1, 5))  # so that the two meet
-            did = pick.choice(['look', 'open', 'open', 'open', 'insert', 'insert', 'delete', 'change'])
+            other = self.users[user is self.users[0]]
+            row = pick.randrange(1, max(2, len(user.list)))
+            if other.code() in user.list and pick.random() < .7:  # so that the two meet
+                row = user.list.index(other.code())
+            did = pick.choice(['look', 'open', 'open', 'open', 'insert', 'insert', 'delete', 'change', 'change'])
+            if other.question and other.did in ('delete', 'change') and pick.random() < .5:
+                did = pick.choice(['delete', 'change'])
             if did == 'look':
-                return did, [f'click Option1({pick.randint(0, 1)})', 'click cmduscita(1)' if pick.random() < .05
+                return did, [f'click Option1({pick.randint(0, 1)})', 'click cmduscita(1)' if pick.random() < .02
                              else 'key Tab']
             if did == 'open':
                 return did, [f'dblclick List1 {row}']
-            code = pick.choice(self.codes)
+            code = pick.choice([pick.choice(self.codes), pick.choice(self.codes), other.wanted])
             if did == 'insert':
-                user.inserted = {1: self.new_text(), 2: self.new_text()}
+                user.wanted, user.inserted = code, {1: self.new_text(), 2: self.new_text()}
                 return did, ['dblclick List1 0', f'type "{code}"', 'focus TextCOGNO',
                              f'type "{user.inserted[1]}"', 'focus TextNOME', f'type "{user.inserted[2]}"',
                              'click CmdInserimento(0)']
@@ -181,9 +206,9 @@ class World:
             field, text = pick.choice(list(TYPED)), self.new_text()
             user.typed[field] = text
             return 'type', [f'focus Text1({field})', 'key CtrlA', f'type "{text}"']
-        return pick.choice([('save', ['click cmdmemorizza'])] * 5 + [
-            ('move', ['click cmdparcprec']), ('move', ['click cmdparcsuc'])] * 2 + [
-                ('leave', ['click cmdselprec'])] * 3 + [
+        return pick.choice([('save', ['click cmdmemorizza'])] * 20 + [
+            ('move', ['click cmdparcprec']), ('move', ['click cmdparcsuc'])] * 6 + [
+                ('leave', ['click cmdselprec'])] * 12 + [
                     ('leave', ['click cmduscita(0)']), ('close', ['close'])])
 
     # --- What may have come of it.
@@ -196,6 +221,7 @@ class World:
         lost = {c for o, c in self.certificates.items() if o not in certificates}
         moved = {(c, certificates[o]) for o, c in self.certificates.items()
                  if o in certificates and certificates[o] != c}
+        told = '\n'.join(user.told)
         if user.did in ('save', 'move', 'leave'):
             assert not gone and not lost and not moved and len(new + other) <= 1, f'{gone} {new} {other}'
             for c in new + other:
@@ -209,13 +235,17 @@ class World:
                 self.count('written')
         elif user.did == 'delete':
             assert not new and not other and not moved and len(gone) <= 1, f'{gone} {new} {other}'
+            assert gone or 'Cancellazione effettuata' not in told, 'not deleted'
             for c in gone:
                 row = self.rows[c]
                 assert c == code and f'{c} {row[1]} {row[2]}'.strip() in user.asked, (
                     f'{c} {row} deleted, asked was {user.asked}')
                 self.count('deleted')
             assert lost <= set(gone), f'certifications of {lost} lost'
-        elif user.did == 'change' and gone + new:
+        elif user.did == 'change' and not gone + new:
+            assert not other and not lost and not moved and (
+                'Cambio codice fiscale eseguito' not in told or not user.there), 'not changed'
+        elif user.did == 'change':
             assert len(gone) == len(new) == 1 and not other and not lost, f'{gone} {new} {other} {lost}'
             assert (gone[0], new[0]) == (code, user.wanted) and rows[new[0]] == self.rows[code]
             assert moved <= {(code, user.wanted)}
@@ -227,12 +257,14 @@ class World:
         """What the screen shows now, and whether a question was due."""
         if user.question:
             text = user.asked = user.question[1]
-            if any(part in text for part in (GONE, CHANGED, TAKEN)):
+            if user.there is None:
+                user.there = code in self.rows
+            if user.question[0] == 36 and 'Partita IVA' not in text:
                 now = self.rows.get(code)
                 self.count('clash')
                 assert now != user.loaded and now not in user.seen, f'asked for nothing: {text}'
                 due = GONE if now is None else TAKEN if user.loaded is None else CHANGED
-                assert due in text or user.seen, f'{due} was due: {text}'
+                assert text == due or user.seen and text in CLASHES, f'{due} was due: {text}'
                 user.told_of = now
             return
         saved = user.look['FlagErroreCampi'] == '0'
@@ -253,11 +285,13 @@ class World:
         user = self.random.choice(self.users)
         asked_of = user.question and user.question[1]
         user.did, lines = self.choose(user)
+        if not asked_of:
+            user.there = None
         self.log = self.log[-11:] + [(user.name, user.did, lines)]
         code = user.code()
-        if asked_of and user.answer == YES and any(part in asked_of for part in (GONE, CHANGED, TAKEN)):
+        if asked_of and user.answer == YES and asked_of in CLASHES:
             user.seen = [user.told_of]
-        user.question = None
+        user.question, user.told = None, []
         user.send(*lines if asked_of else ['answer ?'] + lines)
         if self.random.random() < kills:
             time.sleep(self.random.random() * .003)
@@ -273,7 +307,7 @@ class World:
             user.process.wait()
         rows, certificates = self.look()
         if not running and user.did in ('delete', 'change') and not asked_of:
-            assert rows == self.rows
+            assert rows == self.rows, 'done without an answer'
         self.changed(user, rows, certificates, code)
         self.rows, self.certificates = rows, certificates
         if running:
@@ -289,7 +323,7 @@ class World:
         for n in range(steps):
             self.n = n
             signal.alarm(60)
-            self.step(.003)
+            self.step(.002)
             if n % 40 == 0:
                 self.parent()
                 self.rows, self.certificates = self.look()
