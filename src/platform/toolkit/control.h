@@ -34,7 +34,7 @@ class Misuse : public std::logic_error {
 };
 
 enum class Kind { Frame, Label, TextBox, ListBox, CommandButton, OptionButton, StatusBar, Shape };
-enum class Font { Normal, Bold, Fixed };  // Fixed: Courier New 8.25
+enum class Font { Normal, Bold, Fixed };           // Fixed: Courier New 8.25
 enum class Border { None, Line, Sunken, Raised };  // Raised: lies over its surroundings
 
 // A control as it was designed, before any code has run.
