@@ -96,6 +96,23 @@ TEST_F(Desktop, ShowsTheModel) {
   EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
 }
 
+TEST_F(Desktop, TheFocusIsSeenInEveryField) {
+  Show();
+  for (TextBox* box : {&one, &two}) {  // the second one is locked
+    box->SetText(u"AB");
+    Click(*box);
+    std::vector<QImage> pictures;
+    for (const Qt::Key key : {Qt::Key_Home, Qt::Key_End}) {
+      Keys({key});
+      pictures.push_back(Line(*box).grab().toImage());
+      for (const int x : {0, 1}) {
+        EXPECT_EQ(pictures.back().pixelColor(x, 10), QColor(27, 92, 168));
+      }
+    }
+    EXPECT_TRUE(!box->Locked() || pictures[0] != pictures[1]) << "the caret, which doesn't blink";
+  }
+}
+
 TEST_F(Desktop, TypingGoesThroughTheModel) {
   one.KeyPress = [](std::int16_t& key) {
     key = static_cast<std::int16_t>(text::Upper(static_cast<char16_t>(key)));

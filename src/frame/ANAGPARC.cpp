@@ -259,6 +259,7 @@ void COLLEGAEVENTI() {
   List1.Code = CODICEINELENCO;
   for (const int i : {0, 1}) {
     Option1(i).Click = [i] { Option1_Click(i); };
+    Option1(i).Again = RIPROVAELENCO;
     cmduscita(i).Click = [i] { cmduscita_Click(i); };
     cmduscita(i).GotFocus = [i] { cmduscita_GotFocus(i); };
   }

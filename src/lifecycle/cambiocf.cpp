@@ -125,19 +125,21 @@ void CmdConfermaCF_Click() {
     FERMASU(Text2);
     return;
   }
-  if (esito == Esito::kSparito) {
+  const bool fatto = esito == Esito::kFatto;
+  if (fatto) {
+    toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
+                        u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " + CFNuovo,
+                    toolkit::kInformation, Titolo());
+  } else {
     CAMBIONONESEGUITO(std::u16string(kPercettoreSparito));
-    CmdAnnullaCF_Click();
-    LISTAPERCETTORI();
-    return;
   }
-  toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
-                      u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " + CFNuovo,
-                  toolkit::kInformation, Titolo());
   try {
     LISTAPERCETTORI();
   } catch (const engine::Error& e) {
-    toolkit::MsgBox(u"Il codice è stato cambiato, ma l'elenco non si può rileggere.\r\r" + e.Text(),
+    toolkit::MsgBox(std::u16string(fatto ? u"Il codice è stato cambiato, ma l'elenco non si può "
+                                           u"rileggere.\r\r"
+                                         : u"L'elenco non si può rileggere.\r\r") +
+                        e.Text(),
                     toolkit::kCritical, Titolo());
   }
   CmdAnnullaCF_Click();

@@ -115,6 +115,7 @@ void Cmdcancella_Click() {
       toolkit::MsgBox(std::u16string(kPercettoreSparito) + u"\r\rNon è stato cancellato nulla.",
                       toolkit::kInformation, Titolo());
       LISTAPERCETTORI();
+      List1.SetFocus();
       return;
     case Esito::kFatto:
       break;

@@ -1,4 +1,5 @@
 // Saving the record on screen, and the question to whoever leaves it changed.
+#include <algorithm>
 #include <utility>
 
 #include "frame/ANAGPARC.h"
@@ -33,22 +34,25 @@ Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
   return riga;
 }
 
+// The same row as far as a save goes. Both were found by one code, which may come back from a
+// change of code with other blanks.
+bool STESSARIGA(const std::optional<Percettore>& a, const std::optional<Percettore>& b) {
+  return a && b ? std::equal(a->begin() + 1, a->end(), b->begin() + 1) : !a && !b;
+}
+
 // Asks whether to write, where the table has `trovata` in place of `nota`.
 bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percettore>& trovata) {
-  const std::u16string_view ugualmente = u"Registrare ugualmente quello che è sullo schermo ?";
   const auto chiede = [](std::u16string_view fatto, std::u16string_view domanda) {
     return toolkit::MsgBox(std::u16string(fatto) + u"\r\r" + std::u16string(domanda),
                            toolkit::kYesNo | toolkit::kQuestion, Titolo()) == toolkit::kYes;
   };
-  return !trovata ? chiede(kPercettoreSparito, u"Registrarlo di nuovo ?")
-         : !nota  ? chiede(
-                        u"Il codice fiscale è già nell'archivio: è stato inserito da un altro "
-                        u"programma.",
-                        ugualmente)
-                 : chiede(
-                       u"La scheda è stata modificata da un altro programma dopo che è stata "
-                       u"aperta.",
-                       ugualmente);
+  if (!trovata) {
+    return chiede(kPercettoreSparito, u"Registrarlo di nuovo ?");
+  }
+  return chiede(
+      nota ? u"La scheda è stata modificata da un altro programma dopo che è stata aperta."
+           : u"Il codice fiscale è già nell'archivio: è stato inserito da un altro programma.",
+      u"Registrare ugualmente quello che è sullo schermo ?");
 }
 
 // Writes the record on screen. Where the table no longer has the row that the screen was filled
@@ -63,7 +67,7 @@ bool SCRIVIDATI() {
       if (CERCAPERCETTORE(CFCorrente)) {
         trovata = LEGGIRIGA();
       }
-      if (trovata == nota || trovata == PercettoreLetto) {
+      if (STESSARIGA(trovata, nota) || STESSARIGA(trovata, PercettoreLetto)) {
         Percettore scritta = SCRIVIRIGA(trovata);
         transazione.CONFERMA();
         PercettoreLetto = std::move(scritta);

@@ -40,16 +40,17 @@ void RIGHECATEGORIA(const std::u16string& codice, const std::u16string& descrizi
                     const std::function<void(std::u16string_view)>& aggiungi) {
   const std::size_t lunga = text::Trim(descrizione).size();
   if (lunga <= kLarghezzaCategoria) {
-    aggiungi(codice + u' ' + std::u16string(text::Trim(descrizione)));
+    aggiungi(std::u16string(codice).append(u" ").append(text::Trim(descrizione)));
     return;
   }
   const std::size_t pezzi = lunga / kLarghezzaCategoria;
   for (std::size_t i = 0; i <= pezzi; ++i) {
     const bool resto = i == pezzi;
-    const std::u16string pezzo(text::Trim(text::Mid(
-        descrizione, kLarghezzaCategoria * i + 1, resto ? descrizione.npos : kLarghezzaCategoria)));
+    const auto pezzo = text::Trim(text::Mid(descrizione, kLarghezzaCategoria * i + 1,
+                                            resto ? descrizione.npos : kLarghezzaCategoria));
     if (!resto || !pezzo.empty()) {
-      aggiungi((i == 0 ? codice + u' ' : u"  ") + pezzo);
+      std::u16string riga = i == 0 ? codice : u" ";
+      aggiungi(riga.append(u" ").append(pezzo));
     }
   }
 }

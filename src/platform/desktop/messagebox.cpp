@@ -119,12 +119,11 @@ int ShowMessage(QWidget* parent, const toolkit::Message& message,
   }
   QTimer::singleShot(0, &box, [&] { whenUp(box); });
   box.exec();
-  // No button where the whole application is being closed from outside: what
-  // does least is the last one.
   return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
-         : message.escape != 0          ? message.escape
-                                        : message.buttons.back().code;
+                                        : LeastAnswer(message);
 }
+
+int LeastAnswer(const toolkit::Message& message) { return message.buttons.back().code; }
 
 QAbstractButton* AnswerButton(const QMessageBox& box, int code) {
   for (QAbstractButton* button : box.buttons()) {

@@ -304,6 +304,9 @@ class OptionButton : public Control {
   // the value stays what it was.
   void SetValue(bool on);
 
+  // The user has pressed the button while it was on.
+  std::function<void()> Again;
+
  protected:
   void Reset(const Design& design) override;
 
