@@ -6,6 +6,7 @@ set(logic frame selection record reference identity lifecycle)
 set(allowed
     platform/engine/engine.h
     platform/system/files.h
+    platform/system/old_format.h
     platform/system/paths.h
     platform/system/process.h
     platform/system/registry.h

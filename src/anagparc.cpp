@@ -3,11 +3,14 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QSessionManager>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
 
 #include "platform/desktop/desktop.h"
+#include "platform/system/process.h"
 #include "platform/text/text.h"
 #include "version.h"
 
@@ -42,6 +45,28 @@ void HearQt(QtMsgType type, const QMessageLogContext& context, const QString& me
   earlyMessages += qFormatLogMessage(type, context, message).toStdString() + '\n';
 }
 
+// The end of the desktop's session closes the program, and the next session doesn't start
+// it again: that is for the parent.
+class Application : public QApplication {
+ public:
+  Application(int& count, char** words) : QApplication(count, words) {
+    connect(this, &QGuiApplication::saveStateRequest, [](QSessionManager& session) {
+      session.setRestartHint(QSessionManager::RestartNever);
+    });
+  }
+
+  desktop::Window* window = nullptr;
+
+ protected:
+  bool event(QEvent* event) override {
+    if (event->type() == QEvent::Quit && window != nullptr) {
+      window->Leave();
+      return true;
+    }
+    return QApplication::event(event);
+  }
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -49,9 +74,10 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
   }
+  const int endSignals = sys::HoldEndSignals();
   int one = 1;  // nothing of it is for Qt
   qInstallMessageHandler(HearQt);
-  QApplication application(one, argv);
+  Application application(one, argv);
   qInstallMessageHandler(nullptr);
   if (QApplication::screens().isEmpty()) {
     EndWithoutDisplay();
@@ -61,6 +87,12 @@ int main(int argc, char** argv) {
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
   toolkit::App().view = &window;
+  application.window = &window;
+  QSocketNotifier endAsked(endSignals, QSocketNotifier::Read);
+  QObject::connect(&endAsked, &QSocketNotifier::activated, &application, [&] {
+    endAsked.setEnabled(false);
+    window.Leave();
+  });
   if (ANAGPARC::Me.Load()) {
     window.Show();
     // Looking an icon up in the desktop's themes takes a fifth of the start: the
@@ -68,6 +100,7 @@ int main(int argc, char** argv) {
     QTimer::singleShot(200, [] { QApplication::setWindowIcon(QIcon::fromTheme("anagparc")); });
     QApplication::exec();
   }
+  application.window = nullptr;
   toolkit::App().view = nullptr;
   return toolkit::App().status;
 }

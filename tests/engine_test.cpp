@@ -270,6 +270,53 @@ TEST_F(Engine, QueryKeepsItsRows) {
   EXPECT_TRUE(none.Bof() && none.Eof() && none.RecordCount() == 0);
 }
 
+// With an index on the names and without; while they are read nobody else can write.
+TEST_F(Engine, NamesComeAsInATelephoneBook) {
+  // Names that differ in case and accents alone go by what follows them first.
+  const std::vector<Rows> order = {
+      {"NULL"},    {"42"},   {"Capek", "ČAPEK"}, {"D ALI"},
+      {"D'ALI"},   {"DALI"}, {"ELETTRA"},        {"ELITE", "elite", "ÈLITE"},
+      {"EMPORIO"}, {"ŁABA"}, {"  LODI"},         {"OTTINO"},
+      {"ÖTTL"},    {"OTTO"}, {"ŞTIR"},           {"STRASSE", "STRAßE"},
+      {"ΩMEGA"}};
+  Rows expected, shuffled;
+  for (const Rows& alike : order) {
+    for (const Rows& signs : {Rows{"a", "À"}, Rows{"B"}}) {
+      for (const std::string& name : alike) {
+        for (const std::string& sign : signs) {
+          expected.push_back(name + '/' + sign);
+          const std::string quoted = text::ToUtf8(Quoted(text::FromUtf8(name)));
+          shuffled.push_back("INSERT INTO T (NOME, SIGLA) VALUES (" +
+                             (name == "NULL" ? name : "'" + quoted + "'") + ", '" + sign + "');");
+        }
+      }
+    }
+  }
+  std::ranges::shuffle(shuffled, std::mt19937(1));
+  for (const std::string& sql : shuffled) {
+    ASSERT_EQ(Sql(file_, sql), "");
+  }
+  for (const char* index : {"", "CREATE INDEX \"T.NOME\" ON T (NOME, SIGLA)"}) {
+    EXPECT_EQ(Sql(file_, index), "");
+    Recordset names = Open().OpenRecordset(u"SELECT * FROM T  order by nome,SIGLA");
+    const auto name = [&] {
+      return text::ToUtf8(names.Fields(u"NOME").Get().value_or(u"NULL") + u'/' +
+                          names.Fields(u"SIGLA").Text());
+    };
+    Rows found;
+    for (; !names.Eof(); names.MoveNext()) {
+      found.push_back(name());
+      EXPECT_NE(Sql(file_, "BEGIN EXCLUSIVE; ROLLBACK"), "");
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(Sql(file_, "BEGIN EXCLUSIVE; ROLLBACK"), "");
+    names.MoveFirst();
+    Rest();
+    names.MoveNext();
+    EXPECT_EQ(name(), expected[1]);
+  }
+}
+
 TEST_F(Engine, ChangesAreWrittenByUpdateAlone) {
   Fill({"A", "B"});
   Recordset table = Open().OpenRecordset(u"T");

@@ -199,6 +199,22 @@ TEST_F(Guasti, EveryCallThatFailsLeavesAllOrNothingAndIsTold) {
   }
 }
 
+TEST_F(Guasti, ListThatCannotBeReadIsReadAgain) {
+  Begin();
+  fault::Arm(fault::Cause::kIo, 1, true);
+  Me.UserClick(Option1(1));
+  EXPECT_TRUE(fault::Disarm());
+  EXPECT_NE(Told(), "");
+  EXPECT_EQ(List1.ListCount(), 1);
+  EXPECT_TRUE(program.Select(u""));  // the row for a new recipient
+  Me.UserClick(Option1(1));
+  EXPECT_EQ(Told(), "");
+  EXPECT_EQ(List1.ListCount(), 4);
+  Me.UserClickRow(List1, 2);
+  Me.UserClick(Option1(1));
+  EXPECT_EQ(List1.ListIndex(), 2) << "a list that is whole stays as it is";
+}
+
 // A file that can't be used stops the start, and stays as it is; made from a
 // template that can't be used, it goes again, so that the template can be
 // mended.

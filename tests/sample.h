@@ -27,6 +27,8 @@ struct Sample {
         {go, &panel, nullptr, at(150, 900, 1500, 450, {.Caption = u"&Vai", .TabIndex = 7})},
         {list, &panel, &label,
          at(150, 1500, 6675, 3840, {.TabIndex = 3, .Face = toolkit::Font::Fixed})},
+        {date, &panel, nullptr,
+         at(5400, 375, 1230, 315, {.Caption = u"00/00/0000", .Masked = true})},
         {status, nullptr, nullptr, at(0, 8400, 9000, 345)},
         {cover, nullptr, nullptr, at(270, 495, 600, 300, {.Visible = false})},
     };
@@ -38,7 +40,7 @@ struct Sample {
   toolkit::Form form{u"ANAGPARC"};
   toolkit::Frame panel{u"Frame1"}, cover{u"Frame2"};
   toolkit::Label label{u"Label1"};
-  toolkit::TextBox one{u"Text1", 0}, two{u"Text1", 1}, off{u"Text1", 2};
+  toolkit::TextBox one{u"Text1", 0}, two{u"Text1", 1}, off{u"Text1", 2}, date{u"Text1", 3};
   toolkit::CommandButton go{u"Vai"}, open{u"Apri"};
   toolkit::OptionButton first{u"Option1", 0}, second{u"Option1", 1};
   toolkit::ListBox list{u"List1"};

@@ -38,6 +38,17 @@ struct Casella {
   CampoDi<toolkit::TextBox> campo{box};
 };
 
+TEST(FiltraCaratteri, PassesWhatTheSetHolds) {
+  static const std::tuple<int, const char16_t*, std::int16_t, int> kCasi[] = {
+      {'m', u"MmFf ", 1, 'M'}, {13, u"MmFf ", 1, 0}, {8, u"", 0, 8},      {'m', u"m", 0, 'm'},
+      {'z', u"az", 1, 'Z'},    {'a', u"az", 1, 'A'}, {'{', u"{`", 1, '{'}};
+  for (const auto& [premuto, consentiti, maiuscolo, esito] : kCasi) {
+    auto tasto = static_cast<std::int16_t>(premuto);
+    EXPECT_EQ(FILTRACARATTERI(tasto, consentiti, maiuscolo), esito) << premuto;
+    EXPECT_EQ(tasto, esito) << premuto;  // the argument changes as well
+  }
+}
+
 struct Forma {
   int lunga;
   std::int16_t segno, virgola, intere, decimali;

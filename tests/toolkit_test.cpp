@@ -11,6 +11,7 @@
 namespace {
 
 using namespace toolkit;
+using namespace std::string_view_literals;
 
 class ToolkitTest : public testing::Test, protected Sample {
  protected:
@@ -214,6 +215,11 @@ TEST(Conversion, NumbersAndDates) {
 }
 
 TEST(Text, UpperCaseAndEncodings) {
+  std::u16string plain;
+  for (const char16_t c : u"Aàčşłßæ\u0300' Ω"sv) {
+    text::AppendPlain(plain, c);
+  }
+  EXPECT_EQ(plain, u"AACSLSSAE' Ω");
   EXPECT_EQ(text::Upper(u"aàèìòùéçñšÿßΩ1"), u"AÀÈÌÒÙÉÇÑŠŸßΩ1");
   EXPECT_EQ(text::ToUtf8(u"\xD800x"), "\xEF\xBF\xBDx");
   EXPECT_EQ(text::FromUtf8("\xC0\xAF\xF0\x9F\x98\x80\xE2"), u"\xFFFD\xD83D\xDE00\xFFFD");

@@ -101,7 +101,8 @@ class Will {
       }
       default:
         return One<std::string>({"click CmdCambia", "click Cmdcancella", "dblclick List1 0",
-                                 Row(List1, false), Row(List1, true), Row(List1, true)});
+                                 "scroll List1 " + std::to_string(UpTo(60)), Row(List1, false),
+                                 Row(List1, true), Row(List1, true)});
     }
   }
 
@@ -130,7 +131,8 @@ class Will {
   std::string Key() {
     std::istringstream keys(
         "Backspace Delete Left Right Home End Up Down PageUp PageDown Enter Escape Tab Tab "
-        "ShiftTab CtrlA CtrlC CtrlX CtrlV CtrlZ ShiftLeft ShiftHome CtrlShiftEnd CtrlRight");
+        "ShiftTab F4 F4 CtrlS CtrlA CtrlC CtrlX CtrlV CtrlZ ShiftLeft ShiftHome CtrlShiftEnd "
+        "CtrlRight");
     return One(std::vector<std::string>(std::istream_iterator<std::string>(keys), {}));
   }
 
@@ -333,7 +335,9 @@ class User : public Program {
   }
 
   void Look() {
-    script_ += "show Focus\nshow FlagVariazioni\nshow CFCorrente\nshow List1.ListIndex\n";
+    script_ +=
+        "show Focus\nshow FlagVariazioni\nshow CFCorrente\nshow List1.ListIndex\n"
+        "show List1.TopIndex\n";
     for (const Control* frame : {&FrmSelezione, &FrmInserimento, &FrameCambiaCf, &Framecodif}) {
       script_ += "show " + Name(*frame) + ".Visible\n";
     }

@@ -240,7 +240,7 @@ void BOTTONI(Righe& t) {
 // The list's own place and size follow the panel's at each opening. It has no
 // place in the tab order: from it the order goes on after what has opened it.
 void TABELLE(Righe& t) {
-  COLLOCARIQUADRO(t, Framecodif, nullptr, {4150, 2790, 5085, 3840}, u"Tabelle", {.Visible = false, .Edge = Border::Line}, &LabTabmin);
+  COLLOCARIQUADRO(t, Framecodif, nullptr, {4150, 2790, 5085, 3840}, u"Tabelle", {.Visible = false, .Edge = Border::Raised}, &LabTabmin);
   COLLOCAETICHETTA(t, LabTabmin, &Framecodif, {50, 240, 4985, 255}, u"", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   COLLOCACASELLA(t, ListTabmin, &Framecodif, LabTabmin, {50, 540, 4985, 3240}, u"", {});
 }
@@ -259,6 +259,7 @@ void COLLEGAEVENTI() {
   List1.Code = CODICEINELENCO;
   for (const int i : {0, 1}) {
     Option1(i).Click = [i] { Option1_Click(i); };
+    Option1(i).Again = RIPROVAELENCO;
     cmduscita(i).Click = [i] { cmduscita_Click(i); };
     cmduscita(i).GotFocus = [i] { cmduscita_GotFocus(i); };
   }

@@ -75,6 +75,13 @@ void IMPOSTAPERCORSI() {
                                 u", ma è rimasto il suo file di una scrittura interrotta: ",
                                 engine::SideFile(ArchivioAnnuale())));
     }
+    try {
+      sys::RefuseUnreadable(ArchivioAnnuale());
+    } catch (const sys::FileError& ostacolo) {
+      throw sys::FileError(Join(ostacolo.Text(),
+                                u"\r\rÈ l'archivio dell'anno: non va cancellato "
+                                u"né sostituito con il modello."));
+    }
     sys::FileCopy(ArchivioModello(), ArchivioAnnuale());
     ArchivioCreato = true;
   }

@@ -3,6 +3,7 @@
 #include "frame/MOD770BAS.h"
 #include "platform/engine/engine.h"
 #include "platform/system/files.h"
+#include "platform/system/old_format.h"
 #include "platform/system/process.h"
 #include "platform/text/text.h"
 #include "record/record.h"
@@ -16,13 +17,15 @@ namespace {
 
 constexpr int kAltezza = 9120, kLarghezza = 12120;  // twips
 
+constexpr std::u16string_view kRimedio =
+    u" Controllare i permessi del file, ripristinare l'archivio da una copia di sicurezza, oppure "
+    u"contattare Calvenza Servizi.";
+
 // Without its data the program shows no form: one box that says what is wrong
 // and what to do, then the end, with status 1 so that the caller can tell.
-[[noreturn]] void AVVIOIMPOSSIBILE(const std::u16string& causa) {
-  toolkit::MsgBox(causa +
-                      u"\r\rIl programma non può essere avviato. Controllare i permessi del file, "
-                      u"ripristinare l'archivio da una copia di sicurezza, oppure contattare "
-                      u"Calvenza Servizi.",
+[[noreturn]] void AVVIOIMPOSSIBILE(const std::u16string& causa,
+                                   std::u16string_view rimedio = kRimedio) {
+  toolkit::MsgBox(causa + u"\r\rIl programma non può essere avviato." + std::u16string(rimedio),
                   toolkit::kCritical, Titolo());
   CHIUDIDATABASE();
   toolkit::End(1);
@@ -82,7 +85,14 @@ void Form_Load() {
   try {
     AVVIO();
   } catch (const engine::Error& e) {
-    AVVIOIMPOSSIBILE(CAUSA(e));
+    // An archive of the old engine needs another remedy, which its own text names.
+    const std::u16string vecchio =
+        sys::OldFormatAdvice(ArchivioCreato ? ArchivioModello() : ArchivioAnnuale());
+    const std::u16string causa = CAUSA(e);
+    if (!vecchio.empty()) {
+      AVVIOIMPOSSIBILE(vecchio, u"");
+    }
+    AVVIOIMPOSSIBILE(causa);
   } catch (const sys::FileError& e) {
     AVVIOIMPOSSIBILE(e.Text());
   } catch (const std::exception& e) {  // no memory, say: half a list is none

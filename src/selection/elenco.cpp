@@ -25,6 +25,9 @@ void MOSTRAAVANZAMENTO(long esaminati) {
   Label2(8).Refresh();
 }
 
+// The list in sight lacks rows that couldn't be read.
+bool ElencoIncompleto = false;
+
 // The row of the query's current recipient, 62 characters, into `riga`.
 void COMPONIRIGA(std::u16string& riga) {
   riga.assign(text::Trim(RecLista.Fields(u"CFP").View()).substr(0, kColonneCodice));
@@ -117,11 +120,16 @@ void LISTAPERCETTORI() {
   const PostoElenco posto = LEGGIPOSTO();
   List1.Clear();
   List1.SetSearch(Option1(0).Value() ? 0 : kColonneCodice + 1, 1);
+  ElencoIncompleto = true;
   try {
     RIPRENDIPOSTO(posto, RIEMPIELENCO(posto.codice));
+    ElencoIncompleto = false;
   } catch (...) {
     // A list cut short, but in sight; the failure is told by who handles it.
     RecLista = {};
+    if (List1.ListCount() == 0) {
+      List1.AddItem(kRigaInserimento);
+    }
     Label2(8).SetVisible(false);
     List1.SetVisible(true);
     throw;
@@ -133,6 +141,12 @@ void LISTAPERCETTORI() {
 
 void Option1_Click(int) {
   if (FlagFormCaricato == 1) {
+    LISTAPERCETTORI();
+  }
+}
+
+void RIPROVAELENCO() {
+  if (ElencoIncompleto) {
     LISTAPERCETTORI();
   }
 }

@@ -18,6 +18,8 @@ void Frmmoduli_Click(int Index);
 // go on from its row. When it throws, the rows read so far are in sight.
 void LISTAPERCETTORI();
 void Option1_Click(int Index);
+// Fills the list anew if it couldn't be read whole: the order in use has been picked again.
+void RIPROVAELENCO();
 // Selects a recipient for the buttons beside the list; gives up an insertion that was begun.
 void List1_Click();
 // Opens the recipient of the selected row, or the insertion.

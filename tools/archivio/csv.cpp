@@ -64,8 +64,6 @@ void CsvReader::FindSeparator() {
     quoted ^= c == '"';
     if (!quoted && (c == ',' || c == ';' || c == '\t')) {
       separator_ = c;
-    }
-    if (!quoted && (c == ',' || c == ';' || c == '\t' || c == '\n')) {
       return;
     }
   }

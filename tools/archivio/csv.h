@@ -28,9 +28,9 @@ class CsvReader {
   // end.
   using Source = std::function<std::size_t(char* bytes, std::size_t most)>;
 
-  // `name` is what messages call the file. Columns are separated by the first
-  // comma, semicolon or tab that stands outside of quotes in the first line. What
-  // is no text in UTF-8, but of a kind that spreadsheets write, is Failure.
+  // `name` is what messages call the file. Columns are separated by what comes
+  // first outside of quotes: comma, semicolon or tab. A file of a kind that
+  // spreadsheets write, but no text in UTF-8, is Failure.
   CsvReader(Source source, std::string name);
 
   // The next row; false at the end. Empty lines are passed over, the mark of

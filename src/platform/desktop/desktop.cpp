@@ -2,7 +2,9 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDialog>
 #include <QScreen>
+#include <QTimer>
 
 #include "platform/desktop/accessible.h"
 #include "platform/desktop/input.h"
@@ -47,7 +49,27 @@ QAbstractButton* Window::AnswerButton(const QMessageBox& box, int code) {
   return desktop::AnswerButton(box, code);
 }
 
+// The handler that asks has to end first, which takes it some turns of the event loop.
+void Window::Leave() {
+  if (leaving_) {
+    return;
+  }
+  leaving_ = true;
+  auto* again = new QTimer(&Widget());
+  QObject::connect(again, &QTimer::timeout, &Widget(), [this] {
+    if (auto* box = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+      box->done(QDialog::Rejected);
+    } else {
+      Widget().close();
+    }
+  });
+  again->start(0);
+}
+
 int Window::Ask(const toolkit::Message& message) {
+  if (leaving_) {
+    return LeastAnswer(message);
+  }
   view_->Sync();
   view_->ShowBusy(false);
   QWidget* parent = view_->Shown() ? &view_->Root() : nullptr;

@@ -37,6 +37,9 @@ class Window : public toolkit::View {
   // fit the screen. The event loop ends with App().status when an event ends the
   // program.
   void Show();
+  // Closes the program as the window's frame does, from wherever it is: a message box in
+  // front, and any that its handler still asks, is answered by what does least.
+  void Leave();
   // Brings the widgets in line with the model. Needed only where the model was
   // changed by something else than an event of the window.
   void Sync();
@@ -64,6 +67,7 @@ class Window : public toolkit::View {
  private:
   std::unique_ptr<FormView> view_;
   std::unique_ptr<Input> input_;
+  bool leaving_ = false;
 };
 
 }  // namespace desktop

@@ -298,7 +298,7 @@ void Input::OnPress(Control& control, const QMouseEvent& event) {
   // Two quick presses on different things are no double click.
   const bool again = event.type() == QEvent::MouseButtonDblClick && pressed_ == &control;
   if (std::exchange(pressed_, &control) != &control) {
-    doubled_.invalidate();
+    doubled_ = 0;
   }
   QWidget& widget = *view_.WidgetOf(control);
   switch (control.Type()) {
@@ -344,12 +344,13 @@ void Input::OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event) {
       return;
     }
     anchor_ = static_cast<int>(start);
-    doubled_.start();
+    doubled_ = event.timestamp();
     form_.UserSelect(box, anchor_, static_cast<int>(end));
-  } else if (focused && doubled_.isValid() &&
-             doubled_.elapsed() < QGuiApplication::styleHints()->mouseDoubleClickInterval()) {
+  } else if (focused && doubled_ != 0 &&
+             event.timestamp() - doubled_ <
+                 static_cast<quint64>(QGuiApplication::styleHints()->mouseDoubleClickInterval())) {
     anchor_ = -1;
-    doubled_.invalidate();
+    doubled_ = 0;
     form_.UserSelectAll();
   } else if (focused && event.modifiers() & Qt::ShiftModifier) {
     anchor_ = box.ActiveEnd() == box.SelStart() ? box.SelStart() + box.SelLength() : box.SelStart();

@@ -3,7 +3,6 @@
 // gets it.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <unordered_map>
 
@@ -42,8 +41,8 @@ class Input : public QObject {
   bool deaf_ = false;
   Control* pressed_ = nullptr;  // where the left button went down
   int pressedRow_ = -1;
-  int anchor_ = -1;        // where dragging in a text box began; -1: it selects nothing
-  QElapsedTimer doubled_;  // since the last double click in a text box
+  int anchor_ = -1;      // where dragging in a text box began; -1: it selects nothing
+  quint64 doubled_ = 0;  // time of the double click that a third one may follow
 };
 
 }  // namespace desktop

@@ -284,6 +284,10 @@ void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const 
   if (edge == toolkit::Border::None) {
     return;
   }
+  if (edge == toolkit::Border::Raised) {
+    DrawFrame(painter, rect, Highlight(), 2);
+    return;
+  }
   DrawFrame(painter, rect, Line(back));
   if (edge == toolkit::Border::Sunken) {
     const QRectF inside = Whole(painter, rect);

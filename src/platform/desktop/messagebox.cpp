@@ -26,14 +26,15 @@ class Box : public QMessageBox {
 
  protected:
   // Qt widens a box for its title only by the box's own font and up to a part of
-  // the screen, but desktops draw titles bold and between buttons.
+  // the screen, but desktops draw titles between buttons, bold and in wider fonts.
   bool event(QEvent* event) override {
     const bool taken = QMessageBox::event(event);
     if (event->type() == QEvent::Show || event->type() == QEvent::LayoutRequest) {
       QFont face = font();
       face.setBold(true);
-      const int wanted = std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) + 120,
-                                  screen()->availableSize().width() - 40);
+      const int wanted =
+          std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) * 13 / 10 + 120,
+                   screen()->availableSize().width() - 40);
       if (width() < wanted) {
         setFixedWidth(wanted);
         adjustPosition(parentWidget());
@@ -118,12 +119,11 @@ int ShowMessage(QWidget* parent, const toolkit::Message& message,
   }
   QTimer::singleShot(0, &box, [&] { whenUp(box); });
   box.exec();
-  // No button where the whole application is being closed from outside: what
-  // does least is the last one.
   return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
-         : message.escape != 0          ? message.escape
-                                        : message.buttons.back().code;
+                                        : LeastAnswer(message);
 }
+
+int LeastAnswer(const toolkit::Message& message) { return message.buttons.back().code; }
 
 QAbstractButton* AnswerButton(const QMessageBox& box, int code) {
   for (QAbstractButton* button : box.buttons()) {

@@ -47,6 +47,7 @@ TextField::TextField(QWidget* parent) : QLineEdit(parent) {
   setDragEnabled(false);
   setAcceptDrops(false);
   setFocusPolicy(Qt::TabFocus);
+  setTextMargins(1, 0, 1, 0);  // keeps the caret off the ring of the focus
 }
 
 void TextField::Apply(const toolkit::TextBox& box, bool focused) {
@@ -286,6 +287,9 @@ void FrameBox::Apply(const toolkit::Frame& frame) {
   setAutoFillBackground(true);
   edge_ = frame.Edge();
   caption_ = Spoken(frame.Caption());
+  if (edge_ == toolkit::Border::Raised && shadow_ == nullptr) {
+    shadow_ = new ShadowBox(this);
+  }
   update();
 }
 
@@ -303,6 +307,35 @@ void FrameBox::paintEvent(QPaintEvent*) {
   painter.setPen(palette().color(QPalette::WindowText));
   painter.drawText(title, Qt::AlignCenter, caption_);
 }
+
+ShadowBox::ShadowBox(QWidget* frame) : QWidget(frame->parentWidget()), frame_(frame) {
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+  frame->installEventFilter(this);
+  Follow();
+}
+
+bool ShadowBox::eventFilter(QObject* frame, QEvent* event) {
+  switch (event->type()) {
+    case QEvent::Move:
+    case QEvent::Resize:
+    case QEvent::ShowToParent:
+    case QEvent::HideToParent:
+      Follow();
+      break;
+    default:
+      break;
+  }
+  return QWidget::eventFilter(frame, event);
+}
+
+void ShadowBox::Follow() {
+  const int depth = std::max(1, Pixels(75));
+  setGeometry(frame_->geometry().translated(depth, depth));
+  stackUnder(frame_);
+  setVisible(!frame_->isHidden());
+}
+
+void ShadowBox::paintEvent(QPaintEvent*) { QPainter(this).fillRect(rect(), QColor(0, 16, 48, 70)); }
 
 ShapeBox::ShapeBox(QWidget* parent) : QWidget(parent) {
   setAttribute(Qt::WA_TransparentForMouseEvents);

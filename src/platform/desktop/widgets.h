@@ -115,6 +115,22 @@ class FrameBox : public QFrame {
   Dress dress_;
   QString caption_;
   toolkit::Border edge_ = toolkit::Border::None;
+  QWidget* shadow_ = nullptr;
+};
+
+// The shadow of a raised frame, which follows it.
+class ShadowBox : public QWidget {
+ public:
+  explicit ShadowBox(QWidget* frame);
+  bool eventFilter(QObject* frame, QEvent* event) override;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void Follow();
+
+  QWidget* frame_;
 };
 
 // A border that the mouse doesn't meet.

@@ -238,6 +238,10 @@ std::string Connection::FindTable(std::string_view name) {
   return found;
 }
 
+bool Connection::IsKey(const std::string& table, const std::string& column) {
+  return text::Upper(text::FromUtf8(database_.Collation(table, column))) == u"RTRIM";
+}
+
 std::optional<IndexColumn> Connection::FindIndex(const std::string& table, std::string_view name) {
   if (!find_index_) {
     find_index_ = Prepare(

@@ -66,6 +66,10 @@ class Connection {
   // begins with anything else than a column.
   std::optional<IndexColumn> FindIndex(const std::string& table, std::string_view name);
 
+  // Whether the column, which exists, was declared as a key: blanks at the end of its
+  // values don't count.
+  bool IsKey(const std::string& table, const std::string& column);
+
   // The file's name for messages.
   const std::u16string& File() const { return database_.Name(); }
 

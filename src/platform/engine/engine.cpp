@@ -43,6 +43,13 @@ class Scanner {
     return name;
   }
 
+  bool Comma() {
+    SkipBlanks();
+    const bool comma = rest_.starts_with(',');
+    rest_.remove_prefix(comma ? 1 : 0);
+    return comma;
+  }
+
   bool AtEnd() {
     SkipBlanks();
     return rest_.empty();
@@ -65,6 +72,18 @@ class Scanner {
 
   std::string_view rest_;
 };
+
+// The columns of "ORDER BY column, ...", which is all that is left; none where it is
+// anything else.
+std::vector<std::string> OrderColumns(Scanner rest) {
+  std::vector<std::string> columns;
+  if (rest.Word("ORDER") && rest.Word("BY")) {
+    do {
+      columns.emplace_back(rest.Name());
+    } while (rest.Comma());
+  }
+  return rest.AtEnd() ? columns : std::vector<std::string>();
+}
 
 [[noreturn]] void FailSyntax(std::string_view sql) {
   throw Error(kSyntax, u"Comando non riconosciuto: " + text::FromUtf8(sql));
@@ -171,12 +190,12 @@ Recordset Database::OpenRecordset(std::u16string_view source) {
   Scanner query(sql);
   if (query.Word("SELECT") && query.Star() && query.Word("FROM")) {
     const std::string_view name = query.Name();
-    const std::string_view rest = query.Rest();
+    const Scanner rest = query;
     if (name.empty() || !(query.AtEnd() || query.Word("WHERE") || query.Word("ORDER"))) {
       FailSyntax(sql);
     }
-    return Recordset(
-        std::make_shared<QueryState>(state_, connection.FindTable(name), std::string(rest)));
+    return Recordset(std::make_shared<QueryState>(state_, connection.FindTable(name),
+                                                  std::string(rest.Rest()), OrderColumns(rest)));
   }
 
   Scanner bare(sql);

@@ -98,6 +98,10 @@ class Field {
 // the text found at its first move, each met once, in the text's order,
 // whatever is written meanwhile; rows can be edited and deleted there too.
 //
+// ORDER BY columns that are keys gives the order of the table's moves, by other columns
+// that of a telephone book: by letters, case, accents and blanks around a text apart;
+// what is equal so, by the exact text. Whatever else follows ORDER BY is SQLite's.
+//
 // A column is read when it is asked for, so that it shows what was written
 // since the move; on a row that someone else has deleted it throws kRowGone.
 //

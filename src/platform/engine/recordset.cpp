@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "platform/engine/name_order.h"
 #include "platform/text/text.h"
 
 namespace engine {
@@ -75,15 +76,15 @@ sqlite::Statement* RecordsetState::Prepared(const std::string& sql) {
   return &statement;
 }
 
-bool RecordsetState::StepLive(sqlite::Statement* statement) {
-  if (live_ != statement) {
+bool RecordsetState::StepLive(sqlite::Statement& statement) {
+  if (live_ != &statement) {
     EndLive();
     Running().push_back(this);
-    live_ = statement;
+    live_ = &statement;
   }
   bool row = false;
   try {
-    row = Use().Step(*statement);
+    row = Use().Step(statement);
   } catch (...) {
     EndLive();
     throw;
@@ -98,6 +99,10 @@ void RecordsetState::EndLive() noexcept {
   if (live_ != nullptr) {
     live_->Reset();
     live_ = nullptr;
+    if (holder_ != nullptr) {
+      holder_->Reset();
+      holder_ = nullptr;
+    }
     std::erase(Running(), this);
   }
 }
@@ -140,6 +145,13 @@ bool RecordsetState::Eof() {
   return place_ == Place::kEof || place_ == Place::kEmpty;
 }
 
+std::vector<std::u16string>::const_iterator RecordsetState::FindColumn(
+    std::u16string_view name) const {
+  const std::u16string upper = text::Upper(name);
+  return std::find_if(columns_.begin() + 1, columns_.end(),
+                      [&](const auto& column) { return text::Upper(column) == upper; });
+}
+
 int RecordsetState::Column(std::u16string_view name) {
   // A loop asks for the same names in the same order, row by row.
   for (std::size_t tried = 0; tried < asked_.size(); ++tried) {
@@ -149,9 +161,7 @@ int RecordsetState::Column(std::u16string_view name) {
       return column;
     }
   }
-  const std::u16string upper = text::Upper(name);
-  const auto found = std::find_if(columns_.begin() + 1, columns_.end(),
-                                  [&](const auto& c) { return text::Upper(c) == upper; });
+  const auto found = FindColumn(name);
   if (found == columns_.end()) {
     FailForTable(kNoColumn, u"manca la colonna " + std::u16string(name));
   }
@@ -168,7 +178,7 @@ sqlite::Statement* RecordsetState::Row() {
   if (live_ == nullptr) {
     sqlite::Statement* const statement = Prepared(from_ + " WHERE rowid = ?1");
     Use().Bind(*statement, 1, row_);
-    if (!StepLive(statement)) {
+    if (!StepLive(*statement)) {
       FailForTable(kRowGone, u"la riga corrente è stata cancellata");
     }
   }
@@ -346,7 +356,7 @@ void TableState::Seek(const Value& key) {
   const StoredValue sought = StoredValue::Of(key);
   EndLive();
   Use().Bind(*path_->seek, 1, sought);
-  if (StepLive(path_->seek)) {
+  if (StepLive(*path_->seek)) {
     Arrive();
   } else {
     key_ = sought;
@@ -403,7 +413,7 @@ bool TableState::Begin(Direction direction, Piece piece) {
     Use().Bind(*run, 2, row_);
   }
   piece_ = piece;
-  return StepLive(run);
+  return StepLive(*run);
 }
 
 // The piece after the one begun last, if there is one.
@@ -423,7 +433,7 @@ bool TableState::Advance(Direction direction) {
   const std::size_t runs = direction == Direction::kNext ? 0 : 1;
   bool row = false;
   if (live_ != nullptr && live_ == path_->runs[runs][piece_]) {
-    row = StepLive(live_);
+    row = StepLive(*live_);
   } else if (place_ == Place::kBof || place_ == Place::kEof) {
     row = Begin(direction, kAll);
   } else if (path_->column == 0) {
@@ -484,9 +494,53 @@ void TableState::ColumnWritten(int column, StoredValue&& value) noexcept {
 // ---- Queries
 
 QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string table,
-                       const std::string& rest)
-    : RecordsetState(std::move(database), std::move(table)), query_(Prepared(from_ + rest)) {
-  NameColumns(query_);
+                       const std::string& rest, std::vector<std::string> order)
+    : RecordsetState(std::move(database), std::move(table)) {
+  NameColumns(Prepared(from_ + " WHERE rowid = ?1"));
+  if (!order.empty() && std::ranges::all_of(order, [this](const std::string& column) {
+        return FindColumn(text::FromUtf8(column)) != columns_.end() && !Use().IsKey(table_, column);
+      })) {
+    names_ = static_cast<int>(order.size());
+    std::string sql = "SELECT rowid";
+    for (const std::string& name : order) {
+      sql += ", " + Identifier(name);
+    }
+    query_ = Prepared(sql + " FROM " + Identifier(table_));
+  } else {
+    query_ = Prepared(from_ + rest);
+  }
+}
+
+// SQLite goes through an index on the names where there is one, which is nearly their
+// order. From its first row to the end of the walk a statement stays open, so that nobody
+// writes in between.
+void QueryState::FetchByNames() {
+  sqlite::Statement* const first = Prepared(from_ + " WHERE rowid = ?1");
+  NameOrder order;
+  try {
+    while (Use().Step(*query_)) {
+      const std::int64_t row = query_->Number(0);
+      if (live_ == nullptr) {
+        Use().Bind(*first, 1, row);
+        StepLive(*first);
+      }
+      order.AddRow(row);
+      for (int column = 1; column <= names_; ++column) {
+        order.AddText(query_->Bytes(column));
+      }
+    }
+    rows_ = order.Sorted();
+    deleted_.reserve(rows_.size());  // RowDeleted can't fail
+    if (Use().Step(*query_)) {
+      holder_ = query_;
+    }
+  } catch (...) {
+    query_->Reset();
+    rows_.clear();
+    EndLive();
+    throw;
+  }
+  complete_ = true;
 }
 
 // Meets one more row; false when there is none.
@@ -497,13 +551,17 @@ bool QueryState::Fetch() {
   if (complete_) {
     return false;
   }
+  if (names_ > 0) {
+    FetchByNames();
+    return !rows_.empty();
+  }
   const bool begun = !rows_.empty();
   try {
     if (rows_.size() == rows_.capacity()) {
       rows_.reserve(rows_.empty() ? 64 : rows_.size() * 2);
       deleted_.reserve(rows_.capacity());  // RowDeleted can't fail
     }
-    complete_ = !StepLive(query_);
+    complete_ = !StepLive(*query_);
   } catch (...) {
     EndLive();
     if (begun) {
@@ -532,7 +590,11 @@ void QueryState::Suspend() noexcept {
 void QueryState::Arrive(std::size_t at) {
   // The running query stands on the last row met, where a move goes while it
   // runs.
-  if (live_ != query_) {
+  if (holder_ != nullptr) {
+    live_->Reset();
+    Use().Bind(*live_, 1, rows_[at]);
+    StepLive(*live_);
+  } else if (live_ != query_) {
     EndLive();
   }
   at_ = at;

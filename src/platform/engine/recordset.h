@@ -89,12 +89,14 @@ class RecordsetState {
   };
 
   Connection& Use() { return database_->Use(); }
+  // The end of columns_ where there is no such column.
+  std::vector<std::u16string>::const_iterator FindColumn(std::u16string_view name) const;
   // The columns are those of any statement that begins with from_.
   void NameColumns(sqlite::Statement* any);
   // The statement of this text, prepared once.
   sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
-  bool StepLive(sqlite::Statement* statement);
+  bool StepLive(sqlite::Statement& statement);
   void EndLive() noexcept;
 
   // Must be passed before place_ means anything.
@@ -123,6 +125,8 @@ class RecordsetState {
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
   sqlite::Statement* live_ = nullptr;  // running, and on row_
+  // Open with the live one, to keep others from writing between two rows; ends with it.
+  sqlite::Statement* holder_ = nullptr;
 
  private:
   enum class Pending { kNone, kAdd, kEdit };
@@ -193,7 +197,10 @@ class TableState : public RecordsetState {
 
 class QueryState : public RecordsetState {
  public:
-  QueryState(std::shared_ptr<DatabaseState> database, std::string table, const std::string& rest);
+  // Where `rest` does nothing but order by columns, these are `order`. If none of them is
+  // a key, the rows come in the order of NameOrder, and are fixed at the first move.
+  QueryState(std::shared_ptr<DatabaseState> database, std::string table, const std::string& rest,
+             std::vector<std::string> order);
 
   void Suspend() noexcept override;
   void MoveFirst() override;
@@ -204,10 +211,12 @@ class QueryState : public RecordsetState {
   void RowDeleted() noexcept override;
 
   bool Fetch();
+  void FetchByNames();
   bool Deleted(std::size_t at) const { return at < deleted_.size() && deleted_[at]; }
   void Arrive(std::size_t at);
 
   sqlite::Statement* query_;
+  int names_ = 0;                   // columns of query_ that NameOrder sorts by; 0: SQLite's order
   std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
   std::vector<bool> deleted_;       // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;

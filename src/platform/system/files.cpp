@@ -42,6 +42,24 @@ bool OpensForReading(std::u16string_view name) {
   return file && fstat(file.Get(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
+void RefuseUnreadable(std::u16string_view name) {
+  const fs::path path = ResolvePath(name);
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0 && errno == ENOENT) {
+    return;
+  }
+  const Fd file = OpenForReading(path);
+  if (!file && errno == ENOENT) {
+    throw FileError(u"Il file " + PathText(path) + u" è un collegamento a un file che non c'è.");
+  }
+  if (!file || fstat(file.Get(), &info) != 0) {
+    FailReading(path, errno);
+  }
+  if (S_ISDIR(info.st_mode)) {
+    FailReading(path, EISDIR);
+  }
+}
+
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {
   const fs::path path = ResolvePath(from);
   const Fd source = OpenForReading(path);

@@ -21,6 +21,9 @@ class FileError : public std::runtime_error {
 // True when the file can be opened for reading. A folder can't.
 bool OpensForReading(std::u16string_view name);
 
+// Throws FileError where something of that name is there and can't be opened for reading.
+void RefuseUnreadable(std::u16string_view name);
+
 // Who may read and write a new file.
 enum class Access {
   kAsFolder,  // its owner, and in a folder that its group may write that group too

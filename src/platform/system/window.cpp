@@ -95,7 +95,7 @@ class Display {
                                        nullptr) == 0) {
       return {};
     }
-    const std::vector<xcb_window_t> windows(reply.windows, reply.windows + reply.windows_len);
+    std::vector<xcb_window_t> windows(reply.windows, reply.windows + reply.windows_len);
     xcb_ewmh_get_windows_reply_wipe(&reply);
     return windows;
   }

@@ -1,7 +1,10 @@
 #include "platform/text/text.h"
 
+#include <iconv.h>
 #include <locale.h>
 #include <wctype.h>
+
+#include <array>
 
 namespace text {
 
@@ -65,6 +68,28 @@ char32_t NextUtf8(std::string_view s, std::size_t& i) {
   }
   const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
   return c < least || surrogate || c > 0x10FFFF ? kReplacement : c;
+}
+
+// Rules of Unicode, in a locale object of our own, so that nothing the process or the
+// user sets has a say. C.UTF-8 is part of the C library's own package; null without it.
+locale_t Unicode() {
+  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  return unicode;
+}
+
+// The C library's plain form of a character, in capitals; empty if it has none.
+std::u16string Transliterated(char16_t c) {
+  const locale_t before = uselocale(Unicode());
+  static const iconv_t plain = iconv_open("ASCII//TRANSLIT", "WCHAR_T");
+  wchar_t wide = c;
+  char* in = reinterpret_cast<char*>(&wide);
+  std::array<char, 16> letters;
+  char* end = letters.data();
+  std::size_t in_left = sizeof wide, out_left = letters.size();
+  const std::size_t done = iconv(plain, &in, &in_left, &end, &out_left);
+  uselocale(before);
+  const std::u16string out(letters.data(), end);
+  return done == static_cast<std::size_t>(-1) || out == u"?" ? std::u16string() : Upper(out);
 }
 
 }  // namespace
@@ -139,10 +164,7 @@ char16_t Upper(char16_t c) {
   if (c < 0x80) {
     return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
   }
-  // A locale object of our own, so that nothing the process or the user sets
-  // has a say. C.UTF-8 is part of the C library's own package.
-  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  const wint_t upper = unicode != nullptr ? towupper_l(c, unicode) : c;
+  const wint_t upper = Unicode() != nullptr ? towupper_l(c, Unicode()) : c;
   return upper < 0x10000 ? static_cast<char16_t>(upper) : c;
 }
 
@@ -152,6 +174,31 @@ std::u16string Upper(std::u16string_view s) {
     c = Upper(c);
   }
   return out;
+}
+
+void AppendPlain(std::u16string& out, char16_t c) {
+  constexpr char16_t kFirst = 0x80, kEnd = 0x2000;  // the scripts with capitals, and accents
+  if (c < kFirst || c >= kEnd) {
+    out.push_back(Upper(c));
+    return;
+  }
+  if (c >= 0x300 && c < 0x370) {
+    return;
+  }
+  constexpr std::size_t kMost = 4;  // characters of a plain form
+  // Those asked for so far, filled up with NUL.
+  static std::array<std::array<char16_t, kMost>, kEnd - kFirst> known;
+  auto& plain = known[static_cast<std::size_t>(c - kFirst)];
+  if (plain[0] == u'\0') {
+    const std::u16string letters = Transliterated(c);
+    plain[0] = Upper(c);
+    letters.copy(plain.data(), kMost);
+  }
+  for (const char16_t letter : plain) {
+    if (letter != u'\0') {
+      out.push_back(letter);
+    }
+  }
 }
 
 bool IsControl(char16_t c) {

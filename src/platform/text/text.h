@@ -35,6 +35,11 @@ std::u16string Decimal(long long n);
 char16_t Upper(char16_t c);
 std::u16string Upper(std::u16string_view s);
 
+// Appends what is left of `c` where case and accents don't count: its capital without
+// the accent, of a ligature each letter (ò is O, ß is SS, Æ is AE, Ł is L), nothing of
+// an accent that stands by itself. What has no such form stays as Upper has it.
+void AppendPlain(std::u16string& out, char16_t c);
+
 // Codes that no single-line text may take in: C0, DEL, C1, and the line and
 // paragraph separators.
 bool IsControl(char16_t c);

@@ -35,7 +35,7 @@ class Misuse : public std::logic_error {
 
 enum class Kind { Frame, Label, TextBox, ListBox, CommandButton, OptionButton, StatusBar, Shape };
 enum class Font { Normal, Bold, Fixed };  // Fixed: Courier New 8.25
-enum class Border { None, Line, Sunken };
+enum class Border { None, Line, Sunken, Raised };  // Raised: lies over its surroundings
 
 // A control as it was designed, before any code has run.
 struct Design {
@@ -303,6 +303,9 @@ class OptionButton : public Control {
   // On: the others in the same frame go off, and Click comes. No Click where
   // the value stays what it was.
   void SetValue(bool on);
+
+  // The user has pressed the button while it was on.
+  std::function<void()> Again;
 
  protected:
   void Reset(const Design& design) override;

@@ -212,7 +212,11 @@ bool Form::PressButton(Control& control) {
     return true;
   }
   if (control.Type() == Kind::OptionButton) {
-    static_cast<OptionButton&>(control).SetValue(true);
+    auto& option = static_cast<OptionButton&>(control);
+    if (option.Value() && option.Again) {
+      option.Again();
+    }
+    option.SetValue(true);
   } else if (control.Click) {
     control.Click();
   }

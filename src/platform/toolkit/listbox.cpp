@@ -34,14 +34,16 @@ bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
                     [](char16_t a, char16_t b) { return a == Unaccented(b); });
 }
 
+// A word begins after what is neither a letter nor a digit.
 bool HasWord(std::u16string_view row, std::u16string_view plain) {
-  bool start = true;
-  for (; row.size() >= plain.size(); row.remove_prefix(1)) {
-    const char16_t c = row[0];
-    if (start && BeginsWith(row, plain)) {
+  const char16_t first = plain[0], small = first >= u'A' && first <= u'Z' ? first + 32 : first;
+  char16_t before = u' ';
+  for (std::size_t i = 0; i + plain.size() <= row.size(); before = row[i++]) {
+    const char16_t c = row[i];
+    if ((c == first || c == small || c >= 0x80) &&
+        (before < u'0' || (before > u'9' && before < u'A')) && BeginsWith(row.substr(i), plain)) {
       return true;
     }
-    start = c < u'0' || (c > u'9' && c < u'A');  // after a blank, an apostrophe, a hyphen
   }
   return false;
 }
@@ -129,6 +131,9 @@ void ListBox::Select(int row) {
 
 void ListBox::OnKey(const KeyStroke& stroke) {
   const int page = std::max(1, VisibleRows() - 1);
+  if (stroke.key != Key::Character) {
+    typed_.clear();
+  }
   switch (stroke.key) {
     case Key::Character:
       if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
@@ -205,20 +210,23 @@ void ListBox::Find(char16_t c) {
   // on to the next row that begins with it.
   const int here = std::max(-1, GoesOnFrom() - (listIndex_ < 0 && gone_ ? 1 : 0));
   const bool repeated = typed_.find_first_not_of(typed_[0]) == typed_.npos;
+  const std::u16string_view typed = typed_;
   int row = -1;
   for (const bool words : {false, true}) {
-    if (row < 0) {
-      row = Searched(std::max(-1, typed_.size() > 1 ? here - 1 : here), typed_, words);
+    const int next = repeated ? Searched(here, typed.substr(0, 1), words) : -1;
+    if (typed.size() > 1 && repeated == (next >= 0)) {
+      row = Searched(std::max(-1, here - 1), typed, words);
     }
-    if (row < 0 && repeated) {
-      row = Searched(here, std::u16string_view(typed_).substr(0, 1), words);
+    row = row < 0 ? next : row;
+    if (row >= 0) {
+      break;
     }
   }
   if (row >= 0 && row != listIndex_) {
-    const std::u16string typed = typed_;
+    std::u16string search = typed_;
     SetTopIndex(row - VisibleRows() / 2);
     Select(row);
-    typed_ = typed;
+    typed_ = std::move(search);
   }
 }
 
