@@ -7,10 +7,7 @@
 #include <QAbstractButton>
 #include <QAccessible>
 #include <QApplication>
-#include <QClipboard>
-#include <QContextMenuEvent>
 #include <QLineEdit>
-#include <QMenu>
 #include <QMessageBox>
 #include <QScreen>
 #include <QScrollBar>
@@ -202,36 +199,6 @@ TEST_F(Desktop, ClicksIntoAMask) {
   EXPECT_EQ(click(QEvent::MouseButtonPress), std::pair(0, 10));
   now += 1000;
   EXPECT_EQ(click(QEvent::MouseButtonPress), std::pair(at, end - at));
-}
-
-TEST_F(Desktop, ContextMenu) {
-  Show();
-  QGuiApplication::clipboard()->setText("ab\ncd");
-  const std::tuple<TextBox&, const char*, bool, const char*> choices[] = {
-      // clang-format off
-      {one, "Copia", false, ""}, {one, "Incolla", true, "ab"}, {one, "Seleziona tutto", true, "ab"},
-      {one, "Taglia", true, ""}, {one, "Annulla", true, "ab"}, {two, "Incolla", false, "MI "},
-      {off, "Incolla", false, ""},
-      // clang-format on
-  };
-  for (const auto& [box, name, possible, after] : choices) {
-    SCOPED_TRACE(name);
-    QContextMenuEvent ask(QContextMenuEvent::Mouse, {5, 5}, Line(box).mapToGlobal(QPoint(5, 5)));
-    QApplication::sendEvent(&Line(box), &ask);
-    bool enabled = false;
-    if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
-      for (QAction* action : menu->actions()) {
-        if (action->text().remove('&') == name) {
-          enabled = action->isEnabled();
-          action->trigger();
-        }
-      }
-      menu->close();
-    }
-    EXPECT_EQ(enabled, possible);
-    EXPECT_EQ(Line(box).text(), after);
-  }
-  EXPECT_EQ(form.Focus(), &two);  // the right button gives the focus too
 }
 
 TEST_F(Desktop, LongList) {

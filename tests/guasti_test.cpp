@@ -215,6 +215,31 @@ TEST_F(Guasti, ListThatCannotBeReadIsReadAgain) {
   EXPECT_EQ(List1.ListIndex(), 2) << "a list that is whole stays as it is";
 }
 
+// From any of three, deleted by another program, in each direction, after a message too.
+TEST_F(Guasti, MovesGoOnFromARecordThatIsGone) {
+  const std::u16string codes[] = {u"00743110157", kOld, kNext};
+  for (int at = 0; at < 3; ++at) {
+    for (const int step : {-1, 1}) {
+      Begin();
+      ASSERT_TRUE(program.Open(codes[at]));
+      Sql(program.File(), "DELETE FROM PERCPARCELLE WHERE CFP = '" + text::ToUtf8(codes[at]) + "'");
+      const auto move = [&](int by) {
+        Me.UserClick(by < 0 ? cmdparcprec : cmdparcsuc);
+        return CFCorrente;
+      };
+      const int to = at + step;
+      if (to < 0 || to > 2) {
+        EXPECT_EQ(move(step), codes[at]) << "nobody there";
+        EXPECT_EQ(program.TakeBoxes().size(), 2U);
+        EXPECT_EQ(move(-step), codes[at - step]);
+      } else {
+        EXPECT_EQ(move(step), codes[to]);
+      }
+      EXPECT_EQ(Told(), "");
+    }
+  }
+}
+
 // A file that can't be used stops the start, and stays as it is; made from a
 // template that can't be used, it goes again, so that the template can be
 // mended.

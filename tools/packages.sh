@@ -12,7 +12,7 @@ benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
 # For tools/moments.sh, on such a display.
-pictures=(imagemagick sqlite3)
+moments=(imagemagick sqlite3)
 # For the test that hears the program as a screen reader does, on such a display; left
 # out, it is skipped.
 reader=(dbus-daemon at-spi2-core python3-gi gir1.2-atspi-2.0)

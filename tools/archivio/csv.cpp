@@ -60,7 +60,7 @@ void CsvReader::CheckKind() const {
 void CsvReader::FindSeparator() {
   bool quoted = false;
   for (std::size_t i = at_; i < size_; ++i) {
-    const char c = buffer_[i];
+    const int c = static_cast<unsigned char>(buffer_[i]);
     quoted ^= c == '"';
     if (!quoted && (c == ',' || c == ';' || c == '\t')) {
       separator_ = c;

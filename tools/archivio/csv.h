@@ -57,7 +57,7 @@ class CsvReader {
 
   Source source_;
   std::string name_;
-  char separator_ = ',';
+  int separator_ = ',';
   std::unique_ptr<char[]> buffer_;
   std::size_t at_ = 0;
   std::size_t size_ = 0;

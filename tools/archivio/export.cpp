@@ -41,7 +41,7 @@ fs::path YearArchive() {
   if (folder.empty()) {
     throw Failure("Il registro non indica la cartella degli archivi: dare il nome dell'archivio.");
   }
-  const fs::path file = sys::ResolvePath(folder + u"\\" + text::FromUtf8(kYearName));
+  fs::path file = sys::ResolvePath(folder + u"\\" + text::FromUtf8(kYearName));
   std::error_code error;
   if (fs::symlink_status(file, error).type() == fs::file_type::not_found) {
     throw Failure(

@@ -522,7 +522,7 @@ void QueryState::FetchByNames() {
       const std::int64_t row = query_->Number(0);
       if (live_ == nullptr) {
         Use().Bind(*first, 1, row);
-        StepLive(first);
+        StepLive(*first);
       }
       order.AddRow(row);
       for (int column = 1; column <= names_; ++column) {
@@ -593,7 +593,7 @@ void QueryState::Arrive(std::size_t at) {
   if (holder_ != nullptr) {
     live_->Reset();
     Use().Bind(*live_, 1, rows_[at]);
-    StepLive(live_);
+    StepLive(*live_);
   } else if (live_ != query_) {
     EndLive();
   }

@@ -245,15 +245,16 @@ class ListBox : public Control {
   // that can be.
   int TopIndex() const { return topIndex_; }
   void SetTopIndex(int row);
-  // TopIndex at which `row` is in view: the one of now, or the next one.
+  // The TopIndex that brings `row` into view with the least scrolling.
   int TopToShow(int row) const;
-  // The row from which keys go on while nothing is selected, as if it were. `gone`:
-  // the one that stood there has gone, and Down selects the row in its place. -1
-  // after Clear.
+  // Where keys go on while nothing is selected: from `row`, as if it were selected.
+  // `gone`: the row that stood there has gone, so Down selects `row`, which took its
+  // place, and Up the one above. Clear forgets it.
   void GoOnFrom(int row, bool gone = false);
+  // The selected row, or the one of GoOnFrom; -1 if neither.
   int GoesOnFrom() const { return listIndex_ >= 0 ? listIndex_ : from_; }
-  // Typing finds rows from `firstRow` on by their text from `column` on, or any row by
-  // the beginning of one of its words.
+  // What typed letters find: a row from `firstRow` on whose text begins so at `column`,
+  // or, where there is none, any row in which a word begins so.
   void SetSearch(int column, int firstRow);
 
   // Counts up at each AddItem and Clear, so that a screen sees that rows have changed.
