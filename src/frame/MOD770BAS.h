@@ -92,7 +92,7 @@ extern std::int16_t FlagVariazioni;       // 1: keys or picks since the last loa
 extern std::int16_t FlagErroreCampi;      // 1: the last test of the fields found a fault
 extern std::int16_t FlagNuovaAnagrafica;  // 1: a new recipient, not saved since
 extern std::int16_t RispostaUtente;       // button that closed the last question
-extern double IndiceCampo;                // index of every loop over Text1
+extern double IndiceCampo;  // index of every loop over Text1, and the outcome of a code's check
 
 // As a process finds it at its start.
 void AZZERASTATO();

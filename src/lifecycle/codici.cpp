@@ -1,6 +1,7 @@
 #include "lifecycle/codici.h"
 
 #include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
 #include "platform/engine/engine.h"
 #include "record/regole.h"
 
@@ -11,19 +12,24 @@ bool CODICEACCETTATO(const std::u16string& codice) {
   const auto avvisa = [](const char16_t* testo, int caselle) {
     return toolkit::MsgBox(testo, caselle, Titolo());
   };
+  // The outcome of the check of the last character passes through IndiceCampo: 0 good, 1 wrong.
+  double& controllo = MOD770BAS::IndiceCampo;
   switch (regole::ESAMINACODICE(codice)) {
     case kBuono:
+      controllo = 0;
       return true;
     case kLunghezzaPartitaIva:
       avvisa(u"Lunghezza partita IVA errata", toolkit::kInformation);
       return false;
     case kPartitaIvaErrata:
+      controllo = 1;
       return avvisa(u"Partita IVA formalmente errata\r\rVuoi proseguire ugualmente ?",
                     toolkit::kYesNo | toolkit::kQuestion) == toolkit::kYes;
     case kLunghezzaCodiceFiscale:
       avvisa(u"Lunghezza codice fiscale errata", toolkit::kInformation);
       return false;
     case kCodiceFiscaleErrato:
+      controllo = 1;
       return avvisa(u"Codice fiscale formalmente errato\r\rVuoi proseguire ugualmente",
                     toolkit::kYesNo | toolkit::kInformation) == toolkit::kYes;
   }
