@@ -99,10 +99,6 @@ void RecordsetState::EndLive() noexcept {
   if (live_ != nullptr) {
     live_->Reset();
     live_ = nullptr;
-    if (holder_ != nullptr) {
-      holder_->Reset();
-      holder_ = nullptr;
-    }
     std::erase(Running(), this);
   }
 }
@@ -500,47 +496,35 @@ QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string tabl
   if (!order.empty() && std::ranges::all_of(order, [this](const std::string& column) {
         return FindColumn(text::FromUtf8(column)) != columns_.end() && !Use().IsKey(table_, column);
       })) {
-    names_ = static_cast<int>(order.size());
-    std::string sql = "SELECT rowid";
-    for (const std::string& name : order) {
-      sql += ", " + Identifier(name);
-    }
-    query_ = Prepared(sql + " FROM " + Identifier(table_));
+    names_ = std::move(order);
   } else {
     query_ = Prepared(from_ + rest);
   }
 }
 
 // SQLite goes through an index on the names where there is one, which is nearly their
-// order. From its first row to the end of the walk a statement stays open, so that nobody
-// writes in between.
-void QueryState::FetchByNames() {
-  sqlite::Statement* const first = Prepared(from_ + " WHERE rowid = ?1");
-  NameOrder order;
-  try {
-    while (Use().Step(*query_)) {
-      const std::int64_t row = query_->Number(0);
-      if (live_ == nullptr) {
-        Use().Bind(*first, 1, row);
-        StepLive(*first);
-      }
-      order.AddRow(row);
-      for (int column = 1; column <= names_; ++column) {
-        order.AddText(query_->Bytes(column));
-      }
-    }
-    rows_ = order.Sorted();
-    deleted_.reserve(rows_.size());  // RowDeleted can't fail
-    if (Use().Step(*query_)) {
-      holder_ = query_;
-    }
-  } catch (...) {
-    query_->Reset();
-    rows_.clear();
-    EndLive();
-    throw;
+// order. A row that goes before the walk comes to it is left out.
+void QueryState::SortByNames() {
+  std::string sql = "SELECT rowid";
+  for (const std::string& name : names_) {
+    sql += ", " + Identifier(name);
   }
-  complete_ = true;
+  NameOrder order;
+  sqlite::Statement* const scan = Prepared(sql + " FROM " + Identifier(table_));
+  while (StepLive(*scan)) {
+    order.AddRow(scan->Number(0));
+    for (int column = 1; column <= static_cast<int>(names_.size()); ++column) {
+      order.AddText(scan->Bytes(column));
+    }
+  }
+  std::string rows;
+  for (const std::int64_t row : order.Sorted()) {
+    rows += (rows.empty() ? "[" : ",") + std::to_string(row);
+  }
+  sorted_ = rows.empty() ? "[]" : std::move(rows) + "]";
+  query_ = Prepared("SELECT t.rowid, t.* FROM json_each(?1) AS o CROSS JOIN " + Identifier(table_) +
+                    " AS t ON t.rowid = o.value");
+  query_->Bind(1, sorted_);
 }
 
 // Meets one more row; false when there is none.
@@ -551,9 +535,8 @@ bool QueryState::Fetch() {
   if (complete_) {
     return false;
   }
-  if (names_ > 0) {
-    FetchByNames();
-    return !rows_.empty();
+  if (query_ == nullptr) {
+    SortByNames();
   }
   const bool begun = !rows_.empty();
   try {
@@ -576,7 +559,7 @@ bool QueryState::Fetch() {
 }
 
 void QueryState::Suspend() noexcept {
-  if (live_ == query_) {
+  if (live_ != nullptr && live_ == query_) {
     try {
       while (Fetch()) {
       }
@@ -590,11 +573,7 @@ void QueryState::Suspend() noexcept {
 void QueryState::Arrive(std::size_t at) {
   // The running query stands on the last row met, where a move goes while it
   // runs.
-  if (holder_ != nullptr) {
-    live_->Reset();
-    Use().Bind(*live_, 1, rows_[at]);
-    StepLive(*live_);
-  } else if (live_ != query_) {
+  if (live_ != query_) {
     EndLive();
   }
   at_ = at;

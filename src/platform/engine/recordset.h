@@ -125,8 +125,6 @@ class RecordsetState {
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
   sqlite::Statement* live_ = nullptr;  // running, and on row_
-  // Open with the live one, to keep others from writing between two rows; ends with it.
-  sqlite::Statement* holder_ = nullptr;
 
  private:
   enum class Pending { kNone, kAdd, kEdit };
@@ -211,14 +209,15 @@ class QueryState : public RecordsetState {
   void RowDeleted() noexcept override;
 
   bool Fetch();
-  void FetchByNames();
+  void SortByNames();
   bool Deleted(std::size_t at) const { return at < deleted_.size() && deleted_[at]; }
   void Arrive(std::size_t at);
 
-  sqlite::Statement* query_;
-  int names_ = 0;                   // columns of query_ that NameOrder sorts by; 0: SQLite's order
-  std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
-  std::vector<bool> deleted_;       // by this recordset; empty while the query runs
+  sqlite::Statement* query_ = nullptr;  // none yet where rows are sorted at the first move,
+  std::vector<std::string> names_;      // by these columns
+  std::string sorted_;                  // their rowids in order, a JSON array
+  std::vector<std::int64_t> rows_;      // those met, then, once suspended, all
+  std::vector<bool> deleted_;           // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;
   std::size_t at_ = 0;
   bool complete_ = false;
