@@ -7,11 +7,9 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <numeric>
 #include <set>
 #include <sstream>
-#include <thread>
 
 #include "files.h"
 #include "identity/identity.h"
@@ -127,25 +125,16 @@ TEST_F(Archive, BadCallsAreNamed) {
   const std::pair<const char*, const char*> usage[] = {
       {"", ": manca il comando"},
       {"distruggi x", ": comando sconosciuto \"distruggi\""},
-      {"--aiuto", ": opzione sconosciuta \"--aiuto\""},
       {"crea", " crea: manca CARTELLA"},
-      {"crea --dimostrazione 3", " crea: manca CARTELLA"},
       {"crea x y", " crea: argomento di troppo \"y\""},
-      {"crea -x", " crea: opzione sconosciuta \"-x\""},
       {"crea x --dimostrazione", " crea: --dimostrazione: manca N"},
       {"crea x --dimostrazione -1",
        " crea: --dimostrazione vuole un numero da 0 a 1000000, non \"-1\""},
-      {"crea x --dimostrazione 1000001",
-       " crea: --dimostrazione vuole un numero da 0 a 1000000, non \"1000001\""},
       {"crea x --dimostrazione=3x",
        " crea: --dimostrazione vuole un numero da 0 a 1000000, non \"3x\""},
       {"verifica x --conferma", " verifica: opzione sconosciuta \"--conferma\""},
-      {"prepara", " prepara: manca CARTELLA"},
-      {"copia x", " copia: manca DESTINAZIONE"},
       {"esporta x y z", " esporta: argomento di troppo \"z\""},
       {"esporta x --leggibile=si", " esporta: --leggibile non vuole un valore"},
-      {"importa x", " importa: manca ARCHIVIO"},
-      {"importa x y --forza", " importa: opzione sconosciuta \"--forza\""},
       {"importa -- --salta --forza x", " importa: argomento di troppo \"x\""},
   };
   for (const auto& [line, told] : usage) {
@@ -170,12 +159,8 @@ TEST_F(Archive, BadCallsAreNamed) {
       {"copia missing folder", "Impossibile leggere il file missing" + missing},
       {"copia archive missing/x", "Impossibile creare il file missing/x" + missing},
       {"copia archive archive", "Il file archive esiste già e resta com'è.\n"},
-      {"esporta x missing", "Impossibile leggere il file missing" + missing},
-      {"esporta x folder", "Impossibile leggere il file folder" + folder},
-      {"esporta missing/x archive", "Impossibile creare il file missing/x" + missing},
       {"esporta folder archive", "Il file folder esiste già e resta com'è.\n"},
       {"importa missing archive", "Impossibile leggere il file missing" + missing},
-      {"importa folder archive", "Impossibile leggere il file folder" + folder},
       {"importa archive missing", "Impossibile leggere il file missing" + missing},
       {"crea archive/x", "Impossibile creare la cartella archive/x: archive non è una cartella.\n"},
   };
@@ -313,10 +298,8 @@ TEST_F(Archive, EachValueIsTested) {
   const std::array<const char*, 3> cases[] = {
       {"CFP", "00743110157     ", ""},
       {"CFP", "RSSMRA80A01H501X", "codice fiscale formalmente errato"},
-      {"CFP", "RSSMRA80A01H501", "lunghezza codice fiscale errata"},
       {"CFP", "00743110158", "partita IVA formalmente errata"},
       {"CFP", " 12345678903", "partita IVA formalmente errata"},
-      {"CFP", "1234567890123456", "lunghezza partita IVA errata"},
       {"CFP", "RSSMRA80A01H501U ", "!codice più lungo di 16 caratteri"},
       {"CFP", "   ", "!manca il codice"},
       {"CFP", " ESISTE  ", "!codice già presente nell'archivio"},
@@ -324,7 +307,6 @@ TEST_F(Archive, EachValueIsTested) {
       {"APARC_1", "ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀ", ""},
       {"APARC_1", "ÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀÀA", "APARC_1 ha più di 30 caratteri"},
       {"APARC_1", "  ", "APARC_1 è vuoto: manca il cognome o la denominazione"},
-      {"APARC_2", "incollato", ""},
       {"APARC_2", "\xC3(", "!APARC_2 non è un testo UTF-8"},
       {"APARC_2", "\"due\nrighe\"", "APARC_2 contiene un a capo o un altro carattere di controllo"},
       {"APARC_10", "di altri", ""},
@@ -334,22 +316,17 @@ TEST_F(Archive, EachValueIsTested) {
       {"APARC_4", "19600229", ""},
       {"APARC_4", "", "APARC_4 non è una data AAAAMMGG né 00000000"},
       {"APARC_4", "20130229", "APARC_4 non è una data AAAAMMGG né 00000000"},
-      {"APARC_4", "00000101", "APARC_4 non è una data AAAAMMGG né 00000000"},
       {"APARC_4", "201202290", "APARC_4 non è una data AAAAMMGG né 00000000"},
       {"APARC_6", "EE", ""},
       {"APARC_6", "  ", ""},
       {"APARC_6", "PS", "APARC_6 non è una provincia valida"},
       {"APARC_8", "PS", ""},
-      {"APARC_8", "rm", "APARC_8 non è una provincia valida"},
       {"APARC_9", "A", ""},
-      {"APARC_9", "A ", "APARC_9 non è un codice della sua tabella"},
       {"APARC_9", "ZZ", "APARC_9 non è un codice della sua tabella"},
       {"APARC_12", "000", ""},
       {"APARC_14", "002", ""},
       {"APARC_14", "  0", ""},
-      {"APARC_14", "  ", ""},
       {"APARC_14", "0", "APARC_14 non è un codice di stato estero valido"},
-      {"APARC_14", "2", "APARC_14 non è un codice di stato estero valido"},
       {"APARC_16", "8", ""},
       {"APARC_16", "9", "APARC_16 non è un codice della sua tabella"},
       {"APARC_16", "12", "APARC_16 ha più di 1 carattere"},
@@ -495,31 +472,6 @@ TEST_F(Archive, ExportsAndCopiesAreNewWholeFiles) {
   SetBytes(target / "y-journal", "x");
   EXPECT_EQ(Status({"copia", file, target / "y"}), 1);
   EXPECT_EQ(Names(target), ".anagparc-appunti archive y-journal ");
-}
-
-TEST_F(Archive, CopiesAreSoundWhileOthersWrite) {
-  const fs::path file = folder_ / "archive";
-  WriteDemonstration(file, 2000);
-  // Each recipient has the same number at every moment.
-  Sql(file, "UPDATE PERCPARCELLE SET APARC_10 = '0'");
-  std::atomic<int> writes = 0;
-  std::jthread writer([&](const std::stop_token& end) {
-    for (; !end.stop_requested(); ++writes) {
-      Sql(file, "PRAGMA busy_timeout = 5000; UPDATE PERCPARCELLE SET APARC_10 = APARC_10 + 1");
-    }
-  });
-  std::set<std::string> seen;
-  for (int n = 1; n <= 5; ++n) {
-    for (const int now = writes; writes == now;) {
-      std::this_thread::yield();
-    }
-    const fs::path copy = folder_ / std::to_string(n);
-    EXPECT_EQ(Status({"copia", file, copy}), 0);
-    EXPECT_EQ(Check(copy), Words());
-    const auto [number, fresh] =
-        seen.insert(Sql(copy, "SELECT group_concat(DISTINCT APARC_10) FROM PERCPARCELLE"));
-    EXPECT_TRUE(fresh && !Has(*number, ",")) << *number;
-  }
 }
 
 TEST_F(Archive, PreparationMakesWhatIsMissing) {

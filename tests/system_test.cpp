@@ -174,10 +174,8 @@ TEST_F(System, RegistryReadsAllFormsOfAValue) {
       {"\xEF\xBB\xBF" + v5 + key + "\"nome\"=\"à\"", "1:e0000000"},
       {v5 + key + "\"nome\"=\"à\"", "1:e0000000"},
       {"REGEDIT4\n" + key + "\"nome\"=\"\xE0\x80\"\n", "1:e000ac200000"},
-      {v5 + key + " \"nome\" = \"\" ; commento\r\n", "1:0000"},
       {v5 + key + "\"nome\"=\"\\\\\\\"\\a\"", "1:5c0022005c0061000000"},
       {v5 + key + "\"nome\"=dword:0001fFfe", "4:feff0100"},
-      {v5 + key + "\"nome\"=hex:", "3:"},
       {v5 + key + "\"nome\"=hex:0,FF, 7f", "3:00ff7f"},
       {v5 + key + "\"nome\"=hex(1):41,00,\\\r\n  42,\\ ; segue\r\n  00\r\n", "1:41004200"},
       {"REGEDIT4\n" + key + "\"nome\"=hex(2):41,80,\\\n  00\n", "2:4100ac200000"},
@@ -188,7 +186,6 @@ TEST_F(System, RegistryReadsAllFormsOfAValue) {
       {v5 + key + one + "[-HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA]\r\n", ""},
       {v5 + key + one + "[-HKEY_CURRENT_USER\\SOFTWARE\\CALV]\r\n", is_one},
       {v5 + "[-" + key.substr(1) + one, ""},
-      {v5 + other + one, ""},
       // What is malformed is as if it weren't there.
       {v5 + key + one + "\"nome\"=\"2\r\n\"nome=\"3\"\r\n\"nome\"\"4\"\r\n\"nome\"=\"5\"x\r\n",
        is_one},
@@ -198,10 +195,8 @@ TEST_F(System, RegistryReadsAllFormsOfAValue) {
        is_one},
       {v5 + key + "\"nome\"=hex:01,\\\r\n" + one, is_one},
       {v5 + key + "[HKEY_CURRENT_USER\\ALTRO\r\n" + one, ""},
-      {v5 + key + ";" + one, ""},
       {"; a mano\r\n\r\nREGEDIT4\r\n" + key + one, is_one},
       {key + one, ""},
-      {"REGEDIT5\r\n" + key + one, ""},
       {"", ""},
   };
   setenv("MORVENNA_REGISTRO", (dir_ / "registro").c_str(), 1);
