@@ -144,12 +144,13 @@ TEST_F(ToolkitTest, ListRowsAcrossBlocksAndSelection) {
 TEST_F(ToolkitTest, TypingSearchesTheList) {
   form.UserFocus(list);
   const std::pair<const char16_t*, const char16_t*> cases[] = {
-      {u"c", u"Como"},      {u"bar", u"bari"}, {u"barl", u"BARLETTA"},
-      {u"citta", u"CITTÀ"}, {u"bb", u"bari"},  // the same letter again goes on to the next
-      {u"z", u""}};
+      {u"c", u"Como"},        {u"bar", u"bari"}, {u"barl", u"BARLETTA"},
+      {u"citta", u"CITTÀ"},   {u"bb", u"bari"},  // the same letter again goes on to the next
+      {u"strass", u"Straße"}, {u"łod", u"Lodi"}, {u"z", u""}};
   for (const auto& [letters, found] : cases) {
     list.Clear();
-    for (const auto* row : {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ"}) {
+    for (const auto* row :
+         {u"Alfa", u"BETA", u"bari", u"Como", u"BARLETTA", u"CITTÀ", u"Straße", u"Lodi"}) {
       list.AddItem(row);
     }
     Type(letters);

@@ -17,28 +17,26 @@ std::int64_t Now() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// What a letter is searched by: its capital, without the accent of the western
-// European ones, which not every keyboard has.
-char16_t Unaccented(char16_t c) {
-  if (c < 0x80) {
-    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
-  }
-  constexpr std::u16string_view kPlain = u"AAAAAAÆCEEEEIIIIÐNOOOOO×OUUUUYÞß";
-  const char16_t upper = text::Upper(c);
-  return upper >= 0xC0 && upper <= 0xDF ? kPlain[upper - 0xC0u] : upper;
-}
-
+// Whether the row begins with the letters of `plain`, case and accents apart.
 bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
-  return row.size() >= plain.size() &&
-         std::equal(plain.begin(), plain.end(), row.begin(),
-                    [](char16_t a, char16_t b) { return a == Unaccented(b); });
+  std::u16string letters;
+  for (; !plain.empty() && !row.empty(); row.remove_prefix(1)) {
+    letters.clear();
+    text::AppendPlain(letters, row[0]);
+    const std::size_t both = std::min(letters.size(), plain.size());
+    if (plain.substr(0, both) != std::u16string_view(letters).substr(0, both)) {
+      return false;
+    }
+    plain.remove_prefix(both);
+  }
+  return plain.empty();
 }
 
 // A word begins after what is neither a letter nor a digit.
 bool HasWord(std::u16string_view row, std::u16string_view plain) {
   const char16_t first = plain[0], small = first >= u'A' && first <= u'Z' ? first + 32 : first;
   char16_t before = u' ';
-  for (std::size_t i = 0; i + plain.size() <= row.size(); before = row[i++]) {
+  for (std::size_t i = 0; i < row.size(); before = row[i++]) {
     const char16_t c = row[i];
     if ((c == first || c == small || c >= 0x80) &&
         (before < u'0' || (before > u'9' && before < u'A')) && BeginsWith(row.substr(i), plain)) {
@@ -205,7 +203,10 @@ void ListBox::Find(char16_t c) {
   if (c == u' ' && typed_.empty()) {
     return;
   }
-  typed_.push_back(Unaccented(c));
+  text::AppendPlain(typed_, c);
+  if (typed_.empty()) {
+    return;
+  }
   // A search of several letters may stay where it is; the same letter again goes
   // on to the next row that begins with it.
   const int here = std::max(-1, GoesOnFrom() - (listIndex_ < 0 && gone_ ? 1 : 0));
