@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # 200 recipients to LibreOffice and back: exported, opened with Italian settings and
 # "quoted fields as text", saved as a spreadsheet, from there as CSV with semicolons, with
-# tabs, with commas, and imported. Needs libreoffice-calc; without it, status 77.
+# tabs, with commas, and imported. Needs libreoffice-calc.
 #
-#   foglio.sh PROGRAMS
+#   tools/foglio.sh PROGRAMS
 set -u
 tool=$(realpath "$1")/anagparc-archivio || exit 1
 if ! command -v soffice >/dev/null; then
-  echo "LibreOffice Calc isn't here"
-  exit 77
+  echo "foglio.sh: libreoffice-calc is missing" >&2
+  exit 1
 fi
 dir=$(mktemp -d) || exit 1
 trap 'rm -rf "$dir"' EXIT
