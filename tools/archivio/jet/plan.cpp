@@ -21,6 +21,7 @@ bool SameName(std::string_view a, std::string_view b) {
 template <typename Items>
 void CheckNames(const Items& items) {
   std::vector<std::u16string> names;
+  names.reserve(items.size());
   for (const auto& item : items) {
     names.push_back(text::Upper(text::FromUtf8(item.name)));
   }
