@@ -234,6 +234,7 @@ void FormView::Show() {
   Sync();
   root_.activateWindow();
   FollowScreen();
+  root_.windowHandle()->installEventFilter(this);
   connect(root_.windowHandle(), &QWindow::screenChanged, this, [this] {
     FollowScreen();
     formSize_ = {};
@@ -303,19 +304,28 @@ void FormView::ShowBusy(bool busy) {
   }
 }
 
+bool FormView::eventFilter(QObject* /*object*/, QEvent* event) {
+  exposed_ |= event->type() == QEvent::Expose;
+  return false;
+}
+
 // Where a window manager frames the box, the box goes off the screen some time after
-// it was closed, and its place has to be painted anew. The manager gives the focus
-// back after that. Keys and clicks wait.
+// it was closed, and the manager gives the focus back. Then its place comes to light
+// and has to be painted anew; a screen that keeps all windows' pictures by itself tells
+// nothing of that, which is found out once. Keys and clicks wait.
 void FormView::Uncover() {
   constexpr int kLongest = 250;  // milliseconds: somebody else may have the focus
   // Where no window manager chooses the next window, none would have it.
   if (QApplication::activeWindow() == nullptr) {
     root_.activateWindow();
   }
+  exposed_ = false;
+  const auto uncovered = [this] { return root_.isActiveWindow() && (exposed_ || !tellsExposed_); };
   QElapsedTimer waited;
-  for (waited.start(); !root_.isActiveWindow() && waited.elapsed() < kLongest;) {
+  for (waited.start(); !uncovered() && waited.elapsed() < kLongest;) {
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
   }
+  tellsExposed_ &= exposed_;
   QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
   painted_ = {};
   Repaint();

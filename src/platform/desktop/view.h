@@ -47,6 +47,9 @@ class FormView : public QObject {
   // True while widgets are being changed: what they report is our own doing.
   bool Syncing() const { return syncing_; }
 
+  // Notes when part of the window comes to light.
+  bool eventFilter(QObject* object, QEvent* event) override;
+
   QWidget& Root() { return root_; }
   // Null for a control that isn't the form's.
   QWidget* WidgetOf(const Control& control) const;
@@ -74,6 +77,8 @@ class FormView : public QObject {
   bool shown_ = false;
   bool busy_ = false;
   bool syncing_ = false;
+  bool exposed_ = false;      // part of the window has come to light
+  bool tellsExposed_ = true;  // as far as is known, the screen tells so after a box
   const Control* focus_ = nullptr;
   std::chrono::steady_clock::time_point painted_;
   std::pair<int, int> formSize_;  // that the window's size was made for
