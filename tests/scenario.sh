@@ -71,5 +71,6 @@ if [ "$status" != "$(directive status | grep . || echo 0)" ]; then
   failed=1
 fi
 # Qt grumbles about its offscreen platform; anything else on standard error counts.
-if [ "$status" != 2 ] && grep -v 'This plugin does not support' "$dir/err"; then failed=1; fi
+# A reader may ask for a row of a list that has just been filled anew.
+if [ "$status" != 2 ] && grep -v 'This plugin does not support\|Accessible invalid' "$dir/err"; then failed=1; fi
 exit $failed
