@@ -63,8 +63,8 @@ bool CHIEDECANCELLAZIONE(const std::u16string& nome) {
 
 enum class Esito { kFatto, kRinuncia, kNonTrovato, kSparito };
 
-// What another program has made of the recipient before the answer is asked anew: the user deletes
-// only what he has been told.
+// Where another program changes the recipient before the answer, the question is put again: the
+// user deletes only what the question has named.
 Esito CANCELLA() {
   const std::u16string chiesto = NOMEPERCETTORE();
   for (std::u16string nome = chiesto;;) {

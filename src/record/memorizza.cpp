@@ -56,8 +56,8 @@ bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percett
 }
 
 // Writes the record on screen. Where the table no longer has the row that the screen was filled
-// from, the user is asked first, and again where it changes before he has answered: what he
-// doesn't know of is never written over. False when he doesn't want it.
+// from, the user is asked first, and again where it changes before the answer: what the user
+// hasn't been told of is never written over. False when the answer is No.
 bool SCRIVIDATI() {
   std::optional<Percettore> nota = PercettoreLetto;
   for (;;) {

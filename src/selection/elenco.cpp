@@ -153,8 +153,9 @@ void RIPROVAELENCO() {
 
 void List1_Click() {
   FrmInserimento.SetVisible(false);
-  const bool percettore = List1.Text() != kRigaInserimento;
-  CodiceScelto = percettore ? List1.Text().substr(0, kColonneCodice) : u"";
+  const std::u16string riga = List1.Text();
+  const bool percettore = riga != kRigaInserimento;
+  CodiceScelto = percettore ? riga.substr(0, kColonneCodice) : u"";
   Cmdcancella.SetEnabled(percettore);
   CmdCambia.SetEnabled(percettore);
 }
