@@ -134,7 +134,7 @@ class Checker {
     const bool known = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
       return column.needed && column.name == index.columns;
     });
-    // Behind the first column others may follow, as the suite likes.
+    // After the first column others may follow, as the suite likes.
     if (keys.empty() || (index.use == Use::kUniqueKey && keys.size() > 1) || keys[0][0].empty() ||
         (known && !Same(keys[0][0], index.columns))) {
       Add(label + "la chiave non è " +
