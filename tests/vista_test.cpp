@@ -121,6 +121,35 @@ TEST_F(Vista, NoTextIsCut) {
   });
 }
 
+// What has the focus bears a ring in the highlight's colour.
+TEST_F(Vista, TheFocusIsSeen) {
+  const auto marked = [&](const Control& control) {
+    window->Sync();
+    const QImage seen = window->Widget().grab(PlaceOf(control)).toImage();
+    int pixels = 0;
+    for (int y = 0; y < seen.height(); ++y) {
+      for (int x = 0; x < seen.width(); ++x) {
+        pixels += seen.pixelColor(x, y) == desktop::Highlight() ? 1 : 0;
+      }
+    }
+    return pixels;
+  };
+  const auto ring = [&](Control& control, Control& other) {
+    Me.UserFocus(other);
+    const int without = marked(control);
+    Me.UserFocus(control);
+    const QRect place = PlaceOf(control);
+    EXPECT_GE(marked(control) - without, place.width() + place.height())
+        << text::ToUtf8(control.FullName());
+  };
+  ring(List1, cmduscita(1));
+  ring(Option1(0), List1);
+  ring(cmduscita(1), List1);
+  program.Open(u"RSSMRA80A01H501U");
+  ring(Text1(1), Text1(2));
+  ring(Text1(9), Text1(2));
+}
+
 // A message box holds its title and its text, and fits the screen.
 TEST_F(Vista, MessageBoxes) {
   const std::string path = "/" + std::string(60, 'a') + "/" + std::string(60, 'b') + "/" +
