@@ -1,5 +1,7 @@
 // The lookup panel: one list for the six code fields, rebuilt at each opening. A row is only
 // text, made so that its code can be cut out of it again.
+#include <functional>
+
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "record/regole.h"
@@ -30,7 +32,9 @@ engine::Recordset* RECORDSET(regole::Tabella tabella) {
 
 // Adds the table's rows, in the order of its index.
 void RIEMPILISTA(regole::Tabella tabella) {
-  const auto aggiungi = [](std::u16string_view riga) { ListTabmin.AddItem(riga); };
+  const std::function<void(std::u16string_view)> aggiungi = [](std::u16string_view riga) {
+    ListTabmin.AddItem(riga);
+  };
   engine::Recordset* righe = RECORDSET(tabella);
   if (righe == nullptr) {
     regole::COMPONIRIGHE(tabella, {}, aggiungi);
@@ -40,7 +44,9 @@ void RIEMPILISTA(regole::Tabella tabella) {
     return;
   }
   const regole::Fonte fonte = regole::FONTE(tabella);
-  const auto valore = [&](std::size_t i) { return righe->Fields(fonte.colonne[i]).View(); };
+  const std::function<std::u16string_view(std::size_t)> valore = [&](std::size_t i) {
+    return righe->Fields(fonte.colonne[i]).View();
+  };
   righe->MoveFirst();
   while (!righe->Eof()) {
     regole::COMPONIRIGHE(tabella, valore, aggiungi);
