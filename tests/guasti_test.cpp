@@ -290,7 +290,10 @@ TEST_F(Guasti, StartOnBadFiles) {
 
 TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
   const bool root = geteuid() == 0;
-  fs::permissions(program.Template(), fs::perms(0444));
+  // Another user reads them below, whatever the umask.
+  for (const fs::path& file : {program.Place() / "registro.reg", program.Template()}) {
+    fs::permissions(file, fs::perms(0444));
+  }
   for (const auto& [folder, file] : {std::pair{0777U, 0444U}, std::pair{0555U, 0666U}}) {
     fs::permissions(program.Place(), fs::perms(folder));
     fs::permissions(program.File(), fs::perms(file));
