@@ -30,7 +30,8 @@ engine::Recordset* RECORDSET(regole::Tabella tabella) {
   }
 }
 
-// Adds the table's rows, in the order of its index.
+// Adds the table's rows, in the order of its index. The two functions are made once: made anew
+// for each of 8,000 municipalities, they took a quarter of the opening.
 void RIEMPILISTA(regole::Tabella tabella) {
   const std::function<void(std::u16string_view)> aggiungi = [](std::u16string_view riga) {
     ListTabmin.AddItem(riga);
