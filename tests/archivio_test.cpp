@@ -461,9 +461,24 @@ TEST_F(Archive, ExportsAndCopiesAreNewWholeFiles) {
   const fs::path target = folder_ / "target";
   fs::create_directory(target);
   NewArchive("PRAGMA journal_mode = WAL");
-  // What an earlier run has left goes, what the user has called so stays.
-  SetBytes(target / ".anagparc-abcDEF", "x");
-  SetBytes(target / ".anagparc-appunti", "x");
+  // What an earlier run has left goes: its name, mark and owner together.
+  const auto put = [&](const char* digits, mode_t mode) {
+    const fs::path hidden = target / (std::string(".anagparc-") + digits);
+    SetBytes(hidden, "x");
+    chmod(hidden.c_str(), mode);
+  };
+  put("0000000000000000", 01660);
+  put("0000000000000001", 0600);
+  put("000000000000000X", 01600);
+  put("backup", 01600);
+  fs::create_directory(target / ".anagparc-0000000000000002");
+  chmod((target / ".anagparc-0000000000000002").c_str(), 01700);
+  fs::create_symlink(".anagparc-backup", target / ".anagparc-0000000000000003");
+  put("0000000000000004", 01666);
+  if (chown((target / ".anagparc-0000000000000004").c_str(), 12345, 12345) != 0) {
+    put("0000000000000004", 0600);  // only root can give it away
+  }
+  const std::string kept = Names(target);
   EXPECT_EQ(Tell({"copia", file, target}), "Copiato l'archivio " + file.native() + " nel file " +
                                                (target / "archive").native() + ".\n");
   EXPECT_EQ(Check(target / "archive"), Words());
@@ -471,7 +486,7 @@ TEST_F(Archive, ExportsAndCopiesAreNewWholeFiles) {
   // A journal left over there would be played into the copy.
   SetBytes(target / "y-journal", "x");
   EXPECT_EQ(Status({"copia", file, target / "y"}), 1);
-  EXPECT_EQ(Names(target), ".anagparc-appunti archive y-journal ");
+  EXPECT_EQ(".anagparc-0000000000000000 " + Names(target), kept + "archive y-journal ");
 }
 
 TEST_F(Archive, PreparationMakesWhatIsMissing) {

@@ -32,8 +32,8 @@ enum class Access {
 
 // Copies the plain file `from` to the new file `to`, in a folder that exists. `to`
 // never exists as a half file, even if the process is killed, and is on disk when the
-// call returns; only a kill leaves a hidden file of the name ".anagparc-XXXXXX" in its
-// folder. An existing `to`, in whatever case of letters, is never touched. Throws
+// call returns; only a kill leaves a hidden file of the name ".anagparc-" and 16
+// digits in its folder. An existing `to`, in whatever case of letters, is never touched. Throws
 // FileError: nothing has been created then, or, if only the folder's own entry could
 // not be written to disk, the whole file.
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access = Access::kAsFolder);

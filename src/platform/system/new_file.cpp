@@ -2,10 +2,10 @@
 
 #include <fcntl.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 
 #include "platform/system/errors.h"
 #include "platform/system/paths.h"
@@ -17,7 +17,21 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view kHidden = ".anagparc-";
-constexpr std::string_view kMarks = "XXXXXX";
+constexpr int kDigits = 16;
+// The mark of a growing file, beside its name: it bears the sticky bit from the call on
+// that makes it until it has its own name. The bit means nothing on a file, no program
+// sets it there, and unlike the lock it outlives a kill. On a disk that keeps no modes
+// leftovers stay.
+constexpr mode_t kMark = S_ISVTX;
+
+bool IsLeftover(const struct stat& info) {
+  return S_ISREG(info.st_mode) && (info.st_mode & kMark) != 0 && info.st_uid == geteuid();
+}
+
+bool IsHiddenName(std::string_view name) {
+  return name.size() == kHidden.size() + kDigits && name.starts_with(kHidden) &&
+         name.find_first_not_of("0123456789abcdef", kHidden.size()) == name.npos;
+}
 
 // False when another descriptor holds the file. The lock lives as long as the
 // descriptor, and doesn't meet the locks that SQLite sets, which are of another
@@ -64,29 +78,41 @@ void NewFile::OpenFolder() {
   }
 }
 
-// What can't be looked at stays.
+// What isn't surely ours, or can't be looked at, stays.
 void NewFile::RemoveLeftovers() {
   std::error_code error;
   for (fs::directory_iterator entry(path_, error), end; !error && entry != end;
        entry.increment(error)) {
-    const std::string name = entry->path().filename().native();
-    if (!name.starts_with(kHidden) || name.size() != kHidden.size() + kMarks.size()) {
+    const fs::path& file = entry->path();
+    struct stat info;
+    if (!IsHiddenName(file.filename().native()) || lstat(file.c_str(), &info) != 0 ||
+        !IsLeftover(info)) {
       continue;
     }
-    const Fd file(open(entry->path().c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info = {};
-    if (file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode) && Lock(file.Get())) {
-      unlink(entry->path().c_str());
+    const Fd held(open(file.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (held && fstat(held.Get(), &info) == 0 && IsLeftover(info) && Lock(held.Get())) {
+      unlink(file.c_str());
     }
   }
 }
 
-// False when another process took the file for a leftover before it was locked.
+// False when the name was taken, or another process took the file for a leftover
+// before it was locked.
 bool NewFile::Create() {
-  std::string name = path_ / (std::string(kHidden) += kMarks);
-  descriptor_ = Fd(mkostemp(name.data(), O_CLOEXEC));
-  if (!descriptor_) {
+  std::uint64_t number = 0;
+  if (getentropy(&number, sizeof number) != 0) {
     FailCreating(file_, errno);
+  }
+  std::string name = path_ / kHidden;
+  for (int i = 0; i < kDigits; ++i, number >>= 4) {
+    name += "0123456789abcdef"[number & 15];
+  }
+  descriptor_ = Fd(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMark | 0600));
+  if (!descriptor_) {
+    if (errno != EEXIST) {
+      FailCreating(file_, errno);
+    }
+    return false;
   }
   struct stat info = {};
   const bool locked = Lock(descriptor_.Get()) || errno != EAGAIN;
@@ -110,11 +136,13 @@ void NewFile::Write(std::string_view bytes) {
 }
 
 void NewFile::Place() {
-  SetMode();
+  const mode_t mode = Mode();
+  SetMode(kMark | mode);
   if (Unbroken([&] { return fsync(descriptor_.Get()); }) != 0) {
     FailCreating(file_, errno);
   }
   GiveName();
+  fchmod(descriptor_.Get(), mode);  // a mark that stays does no harm
   SyncFolder();
 }
 
@@ -131,11 +159,13 @@ void NewFile::GiveName() {
   if (link(growing_.c_str(), file_.c_str()) != 0) {
     FailCreating(file_, errno == EPERM ? EOPNOTSUPP : errno);
   }
+  unlink(growing_.c_str());
+  growing_.clear();
 }
 
 // The group gets its rights only if the file can be of the folder's group:
 // the user's own group need not be the one that works in this folder.
-void NewFile::SetMode() {
+mode_t NewFile::Mode() {
   struct stat info = {};
   if (fstat(descriptor_.Get(), &info) != 0) {
     FailCreating(file_, errno);
@@ -143,10 +173,13 @@ void NewFile::SetMode() {
   const bool shared = access_ == Access::kAsFolder && (folder_info_.st_mode & S_IWGRP) != 0 &&
                       (info.st_gid == folder_info_.st_gid ||
                        fchown(descriptor_.Get(), static_cast<uid_t>(-1), folder_info_.st_gid) == 0);
-  // EPERM and EOPNOTSUPP: a file system without modes, where its mount says
-  // who may do what.
-  if (fchmod(descriptor_.Get(), shared ? 0660 : 0600) != 0 && errno != EPERM &&
-      errno != EOPNOTSUPP) {
+  return shared ? 0660 : 0600;
+}
+
+// EPERM and EOPNOTSUPP: a file system without modes, where its mount says who may do
+// what.
+void NewFile::SetMode(mode_t mode) {
+  if (fchmod(descriptor_.Get(), mode) != 0 && errno != EPERM && errno != EOPNOTSUPP) {
     FailCreating(file_, errno);
   }
 }

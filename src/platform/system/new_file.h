@@ -13,8 +13,9 @@
 namespace sys {
 
 // Grows under a hidden name in the folder of its own. A process that is killed
-// leaves it there; the next new file in that folder takes away what no living
-// process holds. All calls throw FileError.
+// leaves it there; the next new file of the same user in that folder takes away what
+// no living process holds. Such a file is known by its name, its owner and a mark that
+// only this class sets: nothing else is ever removed. All calls throw FileError.
 class NewFile {
  public:
   // `name` as in paths.h. Its folder must exist. A file of that name, in whatever
@@ -41,7 +42,8 @@ class NewFile {
   void OpenFolder();
   void RemoveLeftovers();
   bool Create();
-  void SetMode();
+  mode_t Mode();
+  void SetMode(mode_t mode);
   void GiveName();
   void SyncFolder();
 
