@@ -1,51 +1,94 @@
-# The logic stands on the standard library and on the headers below alone, and
-# these include nothing else either. Fails with the offending lines. Run with
-# -DSOURCE=<the folder src>.
+# Which folder may include what. Fails with the lines that break a rule, and with files
+# that no rule knows. Run with -DSOURCE=<the project's folder>.
 cmake_policy(VERSION 3.25)
-set(logic frame selection record reference identity lifecycle)
-set(allowed
-    platform/engine/engine.h
-    platform/system/files.h
-    platform/system/old_format.h
-    platform/system/paths.h
-    platform/system/process.h
-    platform/system/registry.h
-    platform/text/conversion.h
-    platform/text/text.h
-    platform/toolkit/application.h
-    platform/toolkit/control.h
-    platform/toolkit/form.h
-    platform/toolkit/keys.h)
+
+# layer(FILES [MAY header...] [SYSTEM header...]): all are patterns that must match as a whole;
+# files are named from src/ or tools/. The first layer that fits a file holds. Each may
+# include its own files and the standard library besides.
+set(layers 0)
+function(layer files)
+  cmake_parse_arguments(arg "" "" "MAY;SYSTEM" ${ARGN})
+  set(n ${layers})
+  set(layer_${n} "${files}" PARENT_SCOPE)
+  set(may_${n} "${arg_MAY}" PARENT_SCOPE)
+  set(system_${n} "${arg_SYSTEM}" PARENT_SCOPE)
+  math(EXPR n "${n} + 1")
+  set(layers ${n} PARENT_SCOPE)
+endfunction()
+
+set(text "platform/text/(text|conversion)\\.h")
+set(system "platform/system/(files|old_format|paths|process|registry)\\.h")
+set(engine "platform/engine/engine\\.h")
+set(toolkit "platform/toolkit/(application|control|form|keys)\\.h")
+set(rules "record/regole\\.h" "reference/righe\\.h")
+set(shared "frame/(ANAGPARC|MOD770BAS)\\.h" "record/LibrAgg770\\.h")
+set(platform ${text} ${system} ${engine} ${toolkit})
+
+# --- platform, from the lowest up
+layer("platform/text/.*" SYSTEM "iconv\\.h" "locale\\.h" "wctype\\.h")
+layer("platform/system/.*" MAY ${text} SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
+layer("platform/sqlite/.*" MAY ${text} ${system} SYSTEM "sqlite3\\.h")
+layer("platform/engine/connection\\.cpp" MAY ${text} ${system} "platform/engine/.*" SYSTEM "fcntl\\.h" "unistd\\.h")
+layer("platform/engine/.*" MAY ${text} ${system} "platform/sqlite/sqlite\\.h")
+layer("platform/toolkit/.*" MAY ${text})
+layer("platform/desktop/.*" MAY ${text} ${toolkit} SYSTEM "Q[A-Za-z]+")
+
+# --- the logic, from the lowest up. frame has two floors: what all share, and, at the top,
+# the form's events, start and keys, which tie the other folders together.
+layer("identity/.*" MAY ${text})
+layer("(record/regole|reference/(righe|eventi))\\..*" MAY ${text} "identity/identity\\.h")
+layer("record/LibrAgg770\\..*" MAY ${text} ${system} ${toolkit} ${rules})
+layer("frame/(ANAGPARC\\.h|MOD770BAS\\..*|registro\\.cpp)" MAY ${platform} ${rules} ${shared})
+# The one knot: leaving the record builds the list, and the list opens the record.
+layer("record/spostamenti\\.cpp" MAY ${platform} ${rules} ${shared} "record/record\\.h"
+      "selection/selection\\.h")
+layer("record/.*" MAY ${platform} ${rules} ${shared})
+layer("reference/.*" MAY ${platform} ${rules} ${shared})
+layer("selection/.*" MAY ${platform} ${rules} ${shared} "record/record\\.h")
+layer("lifecycle/.*" MAY ${platform} ${rules} ${shared} "record/record\\.h"
+      "selection/selection\\.h" "identity/identity\\.h")
+layer("frame/.*" MAY ${platform} ${rules} ${shared}
+      "(record/record|reference/reference|selection/selection|lifecycle/lifecycle)\\.h")
+
+# --- programs
+layer("anagparc\\.cpp" MAY "frame/ANAGPARC\\.h" "platform/desktop/desktop\\.h" ${text} ${system}
+      "version\\.h" SYSTEM "Q[A-Za-z]+")
+layer("script/.*" MAY "frame/(ANAGPARC|MOD770BAS)\\.h" "script\\.h" "qt_actions\\.h" "version\\.h"
+      ${text} ${system} ${toolkit} "platform/desktop/(desktop|look)\\.h" SYSTEM "Q[A-Za-z]+")
+layer("archivio/jet/.*" MAY "archivio/(archivio|interruption|schema)\\.h" ${text}
+      SYSTEM "(mdbtools|glib|iconv|fcntl|poll|signal|unistd)\\.h" "sys/[a-z]+\\.h")
+layer("archivio/.*" MAY "archivio/jet/(plan|process|reader|values)\\.h" ${text}
+      "platform/system/[a-z_]+\\.h" ${engine} "platform/sqlite/sqlite\\.h" ${rules}
+      "identity/identity\\.h" "frame/MOD770BAS\\.h" "version\\.h"
+      SYSTEM "(fcntl|signal|unistd)\\.h" "sys/stat\\.h")
 
 # The folder's name may hold what means something in a pattern or a list.
 string(REGEX REPLACE "([[*?])" "[\\1]" pattern "${SOURCE}")
-set(files "")
-foreach(folder IN LISTS logic)
-  file(GLOB_RECURSE found RELATIVE "${SOURCE}" "${pattern}/${folder}/*.h" "${pattern}/${folder}/*.cpp")
-  list(APPEND files ${found})
-endforeach()
-foreach(header IN LISTS allowed)
-  if(EXISTS "${SOURCE}/${header}")
-    list(APPEND files ${header})
-  endif()
-endforeach()
-
-list(JOIN logic "|" folders)
 set(bad "")
-foreach(file IN LISTS files)
-  file(STRINGS "${SOURCE}/${file}" includes REGEX "^[ \t]*#[ \t]*include")
-  foreach(line IN LISTS includes)
-    # Standard headers have neither capital, point nor slash.
-    if(line MATCHES "<[a-z_0-9]+>" OR line MATCHES "\"(${folders})/[A-Za-z0-9_]+\\.h\"")
+foreach(root src tools)
+  file(GLOB_RECURSE files RELATIVE "${SOURCE}/${root}" "${pattern}/${root}/*.h" "${pattern}/${root}/*.cpp")
+  foreach(file IN LISTS files)
+    set(n 0)
+    while(n LESS layers AND NOT file MATCHES "^(${layer_${n}})$")
+      math(EXPR n "${n} + 1")
+    endwhile()
+    if(n EQUAL layers)
+      string(APPEND bad "${root}/${file}: in no layer\n")
       continue()
     endif()
-    if(line MATCHES "\"([^\"]+)\"" AND CMAKE_MATCH_1 IN_LIST allowed)
-      continue()
-    endif()
-    string(APPEND bad "${file}: ${line}\n")
+    list(JOIN may_${n} "|" may)
+    list(JOIN system_${n} "|" system)
+    file(STRINGS "${SOURCE}/${root}/${file}" includes REGEX "^[ \t]*#[ \t]*include")
+    foreach(line IN LISTS includes)
+      # Standard headers have neither capital, point nor slash.
+      if(line MATCHES "\\.\\./" OR NOT (line MATCHES "<[a-z_0-9]+>" OR line MATCHES "<(${system})>" OR
+         line MATCHES "\"(${layer_${n}}|${may})\""))
+        string(APPEND bad "${root}/${file}: ${line}\n")
+      endif()
+    endforeach()
   endforeach()
 endforeach()
 
 if(bad)
-  message(FATAL_ERROR "The logic must not see the engine's, the screen's or the system's own headers:\n${bad}")
+  message(FATAL_ERROR "These may not be included there (cmake/CheckLayers.cmake):\n${bad}")
 endif()
