@@ -1,4 +1,5 @@
-// anagparc: the program. Its whole command line is text for the status bar.
+// anagparc: the program. Its whole command line is text for the status bar; only --version,
+// where it is all of it, is an option.
 #include "frame/ANAGPARC.h"
 
 #include <QApplication>
@@ -8,6 +9,8 @@
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <string_view>
 
 #include "platform/desktop/desktop.h"
 #include "platform/system/process.h"
@@ -70,6 +73,10 @@ class Application : public QApplication {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+    std::printf("anagparc %s\n", kVersion);
+    return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
   std::string commandLine;
   for (int i = 1; i < argc; ++i) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
