@@ -46,6 +46,41 @@ TEST(Identity, EveryCharacterInEveryPlaceOfAFiscalCode) {
   }
 }
 
+TEST(Identity, WhatAFiscalCodeSaysOfItsPerson) {
+  const char16_t* const cases[][2] = {
+      {u"RSSMRA85T10A562S", u"M 10/12/1985 A562"},
+      {u"RSSMRA60B69F205T", u"F 29/02/1960 F205"},
+      {u"MLLSNT82P65Z404U", u"F 25/09/1982 Z404"},
+      // homonyms: all seven digits replaced, the last one alone, and a letter that replaces none
+      {u"RSSMRAURTMLARSNL", u"M 10/12/1985 A562"},
+      {u"RSSMRA85T10A56NH", u"M 10/12/1985 A562"},
+      {u"RSSMRA8WA01F205T", u""},
+      // 14 years old on 31/12/2014, and 13
+      {u"RSSMRA00T31F205V", u"M 31/12/2000 F205"},
+      {u"RSSMRA01A01F205G", u"M 01/01/1901 F205"},
+      {u"RSSMRA14T31F205Y", u"M 31/12/1914 F205"},
+      // days and months that aren't there
+      {u"RSSMRA00B29F205B", u"M 29/02/2000 F205"},
+      {u"RSSMRA01B29F205C", u""},
+      {u"RSSMRA80A71F205E", u"F 31/01/1980 F205"},
+      {u"RSSMRA80A72F205J", u""},
+      {u"RSSMRA80A32F205F", u""},
+      {u"RSSMRA80A40F205C", u""},
+      {u"RSSMRA80A00F205Y", u""},
+      {u"RSSMRA80F01F205J", u""},
+      // a digit for a letter of the name, the month, the place; a wrong check letter; a number
+      {u"RSSM0A80A01F205Q", u""},
+      {u"RSSMRA80101F205W", u""},
+      {u"RSSMRA80A015205X", u""},
+      {u"RSSMRA85T10A562T", u""},
+      {u"12345678903", u""}};
+  for (const auto& [code, said] : cases) {
+    const std::optional<PersonaCF> person = LEGGICF(code);
+    EXPECT_EQ(person ? person->sesso + u' ' + person->nascita + u' ' + person->luogo : u"", said)
+        << testing::PrintToString(code);
+  }
+}
+
 TEST(Identity, WholeNumberTextRoundsAndKeepsTheSign) {
   const std::pair<double, const char16_t*> cases[] = {
       {18, u"18"},  {2.95, u"3"}, {2.85, u"2"}, {-2.95, u"-3"},
