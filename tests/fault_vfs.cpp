@@ -39,6 +39,8 @@ bool Hits(Cause cause, Call call) {
       return making || call == Call::kTruncate || call == Call::kDelete;
     case Cause::kBusy:
       return call == Call::kLock;
+    case Cause::kTooManyFiles:
+      return call == Call::kOpen || call == Call::kCreate;
     case Cause::kKill:
       return call != Call::kOpen && call != Call::kRead && call != Call::kLock;
     default:
@@ -55,7 +57,10 @@ bool Strikes(Call call) {
   if (g.cause == Cause::kKill && call != Call::kWrite) {
     raise(SIGKILL);
   }
-  errno = g.cause == Cause::kDiskFull ? ENOSPC : g.cause == Cause::kReadOnly ? EROFS : EIO;
+  errno = g.cause == Cause::kDiskFull       ? ENOSPC
+          : g.cause == Cause::kReadOnly     ? EROFS
+          : g.cause == Cause::kTooManyFiles ? EMFILE
+                                            : EIO;
   return true;
 }
 

@@ -5,11 +5,12 @@
 namespace fault {
 
 enum class Cause {
-  kDiskFull,  // making a file, writing (half is written), synchronising
-  kIo,        // every call
-  kReadOnly,  // making a file, writing, truncating, deleting
-  kBusy,      // locking
-  kKill,      // every call that changes a file: SIGKILL, in a write when half is done
+  kDiskFull,      // making a file, writing (half is written), synchronising
+  kIo,            // every call
+  kReadOnly,      // making a file, writing, truncating, deleting
+  kBusy,          // locking
+  kTooManyFiles,  // opening a file
+  kKill,          // every call that changes a file: SIGKILL, in a write when half is done
 };
 
 // Becomes the default for files opened from now on.

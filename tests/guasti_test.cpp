@@ -1,6 +1,8 @@
 // The program on a disk that fails: at every single call of an operation, for
 // each cause; and at its start on files that can't be used.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <functional>
@@ -237,6 +239,49 @@ TEST_F(Guasti, MovesGoOnFromARecordThatIsGone) {
       }
       EXPECT_EQ(Told(), "");
     }
+  }
+}
+
+// Nothing is written to a file that has lost its name, nor read from it, and a limit met while
+// saving is told as what it is. Once the cause is gone Memorizza goes through.
+TEST_F(Guasti, CauseIsTheRightOne) {
+  const fs::path file = program.File(), aside = program.Place() / "aside";
+  const auto limit = [](rlim_t most) {
+    const rlimit limits = {most, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limits);
+  };
+  signal(SIGXFSZ, SIG_IGN);
+  const std::function<void()> back = [&] { fs::rename(aside, file); };
+  const std::tuple<const char*, std::function<void()>, std::function<void()>> cases[] = {
+      {"spostato, sostituito o cancellato", [&] { fs::rename(file, aside); }, back},
+      {"spostato, sostituito o cancellato",
+       [&] { fs::rename(file, aside), fs::copy_file(aside, file); }, back},
+      {"spostato, sostituito o cancellato",
+       [&] { fs::create_hard_link(file, aside), fs::remove(file); }, back},
+      {"troppi file aperti", [] { fault::Arm(fault::Cause::kTooManyFiles, 1, true); },
+       fault::Disarm},
+      {"non può crescere", [&] { limit(600); }, [&] { limit(RLIM_INFINITY); }},
+  };
+  for (const auto& [told, cause, remedy] : cases) {
+    Begin();
+    ASSERT_TRUE(program.Open(kOld));
+    program.Type(Text1(7), kTyped);
+    cause();
+    Me.UserClick(cmdmemorizza);
+    const std::string stale = fs::exists(aside) ? Bytes(aside) : Bytes(file);
+    EXPECT_TRUE(Has(Told(), told)) << told;
+    EXPECT_EQ(stale, year);
+    EXPECT_EQ(Text1(7).Text(), kTyped);
+    if (fs::exists(aside)) {
+      FlagVariazioni = 0;
+      Me.UserClick(cmdparcsuc);
+      EXPECT_TRUE(Has(Told(), told));
+      EXPECT_EQ(Text1(7).Text(), kTyped);
+    }
+    remedy();
+    Me.UserClick(cmdmemorizza);
+    EXPECT_EQ(Told(), "");
+    EXPECT_TRUE(Has(Stored(file), text::ToUtf8(kTyped)));
   }
 }
 

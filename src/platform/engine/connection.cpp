@@ -19,11 +19,15 @@ ErrorNumber NumberOf(sqlite::Cause cause) {
       return kLocked;
     case sqlite::Cause::kReadOnly:
       return kReadOnly;
+    case sqlite::Cause::kMoved:
+      return kMoved;
     case sqlite::Cause::kNotADatabase:
       return kNotADatabase;
     case sqlite::Cause::kFull:
       return kDiskFull;
     case sqlite::Cause::kOpen:
+    case sqlite::Cause::kTooManyFiles:
+    case sqlite::Cause::kTooLarge:
     case sqlite::Cause::kIo:
     case sqlite::Cause::kFolderSync:
       return kIo;
@@ -135,6 +139,10 @@ void Connection::BindInPlace(sqlite::Statement& statement, int parameter,
 
 void Connection::Bind(sqlite::Statement& statement, int parameter, std::int64_t value) {
   Translated([&] { statement.Bind(parameter, value); });
+}
+
+void Connection::CheckPlace() const {
+  Translated([&] { database_.CheckPlace(); });
 }
 
 bool Connection::Step(sqlite::Statement& statement) {

@@ -46,6 +46,9 @@ class Connection {
   void BindInPlace(sqlite::Statement& statement, int parameter, const StoredValue& value);
   void Bind(sqlite::Statement& statement, int parameter, std::int64_t value);
 
+  // Throws kMoved where the file is no longer the one that its name leads to.
+  void CheckPlace() const;
+
   // True on a row, false at the end. A statement that fails is reset.
   bool Step(sqlite::Statement& statement);
 

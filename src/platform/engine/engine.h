@@ -13,6 +13,9 @@
 // is then whole by itself, unlocked, and has no side files: rollback journal,
 // every commit synchronised before the call returns.
 //
+// Neither reads nor writes go to a file that was moved, replaced or deleted since it was
+// opened: the first call after Rest() that needs the file throws kMoved then.
+//
 // Every call may throw Error, and nothing else, but for want of memory. A call
 // that throws has changed neither the file nor the current row. A lock of
 // another process is waited for, up to 5 seconds. One thread.
@@ -36,6 +39,7 @@ enum ErrorNumber : int {
   kDuplicateKey = 3022,  // a unique index refuses the row
   kDiskFull = 3026,      // no room left
   kReadOnly = 3027,      // file or folder can't be written
+  kMoved = 3051,         // the file was moved, replaced or deleted since it was opened
   kNoTable = 3078,       // no such table
   kNoIndex = 3015,       // no such index on the table
   kSyntax = 3075,        // an SQL text that isn't one of those understood

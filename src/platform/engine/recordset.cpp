@@ -79,6 +79,9 @@ sqlite::Statement* RecordsetState::Prepared(const std::string& sql) {
 bool RecordsetState::StepLive(sqlite::Statement& statement) {
   if (live_ != &statement) {
     EndLive();
+    if (Running().empty()) {
+      Use().CheckPlace();
+    }
     Running().push_back(this);
     live_ = &statement;
   }

@@ -36,7 +36,7 @@ Cause CauseOf(int code, int system_error) {
       return Cause::kBusy;
     case SQLITE_READONLY:
     case SQLITE_PERM:
-      return Cause::kReadOnly;
+      return code == SQLITE_READONLY_DBMOVED ? Cause::kMoved : Cause::kReadOnly;
     case SQLITE_NOTADB:
     case SQLITE_CORRUPT:
       return Cause::kNotADatabase;
@@ -52,6 +52,12 @@ Cause CauseOf(int code, int system_error) {
       }
       if (system_error == EROFS) {
         return Cause::kReadOnly;
+      }
+      if (system_error == EMFILE || system_error == ENFILE) {
+        return Cause::kTooManyFiles;
+      }
+      if (system_error == EFBIG) {
+        return Cause::kTooLarge;
       }
       return (code & kPrimaryCode) == SQLITE_IOERR ? Cause::kIo : Cause::kOpen;
     case SQLITE_CONSTRAINT:
@@ -81,6 +87,11 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
                  : u"Il file " + file +
                        u" non può essere scritto: il disco è in sola lettura, oppure mancano i "
                        u"permessi sul file o sulla sua cartella.";
+    case Cause::kMoved:
+      return u"Il file " + file +
+             u" è stato spostato, sostituito o cancellato dopo che è stato aperto, oppure il suo "
+             u"disco non è più collegato. Rimetterlo al suo posto; se un altro file deve restare "
+             u"al suo posto, annotare i dati non registrati, chiudere il programma e riaprirlo.";
     case Cause::kNotADatabase:
       return u"Il file " + file + u" non è un database oppure è danneggiato.";
     case Cause::kFull:
@@ -88,6 +99,14 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
              sys::PathText(sys::DiskOf(text::ToUtf8(file))) + u".";
     case Cause::kOpen:
       return u"Impossibile aprire il file " + file + u" (codice " + text::Decimal(code) + u").";
+    case Cause::kTooManyFiles:
+      return u"Impossibile aprire il file " + file +
+             u" o quelli che servono per scriverlo: troppi file aperti. Chiudere qualche altro "
+             u"programma.";
+    case Cause::kTooLarge:
+      return u"Il file " + file +
+             u" non può crescere: supera la dimensione consentita a questo utente o a questo "
+             u"disco.";
     case Cause::kIo:
     case Cause::kFolderSync:
       return u"Errore di lettura o scrittura sul file " + file + u" (codice " +
@@ -239,6 +258,14 @@ void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tel
 }
 
 void Connection::Fail(Cause cause) const { throw Error(cause, TextOf(cause, name_, 0, "")); }
+
+void Connection::CheckPlace() const {
+  int moved = 0;
+  if (sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
+      moved != 0) {
+    Fail(Cause::kMoved);
+  }
+}
 
 void Connection::Fail(int code) {
   if ((code & kPrimaryCode) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM || handle_ == nullptr) {

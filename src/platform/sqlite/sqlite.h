@@ -24,9 +24,12 @@ enum class Cause {
   kSyntax,        // the SQL text isn't one statement that SQLite understands
   kBusy,          // another program held its lock for too long
   kReadOnly,      // file or folder can't be written
+  kMoved,         // the name the file was opened by no longer leads to it
   kNotADatabase,  // or a damaged one
   kFull,          // the disk has no room left
   kOpen,          // the file can't be opened
+  kTooManyFiles,  // the same: the process, or the system, has too many open
+  kTooLarge,      // the file may not grow any further: a limit of the system or the disk
   kIo,            // reading or writing the disk failed
   kFolderSync,    // the same, once a commit was done, on synchronising the folder
   kDuplicateKey,  // a unique index refuses the row
@@ -78,6 +81,9 @@ class Connection {
   int Changes() const;
   // Throws an Error as SQLite's own of that cause.
   [[noreturn]] void Fail(Cause cause) const;
+  // Throws kMoved where the file has been moved, replaced or deleted since it was opened.
+  // SQLite looks before it writes, but not before it reads.
+  void CheckPlace() const;
   // Does nothing outside of a transaction.
   void Rollback() noexcept;
 
