@@ -25,7 +25,7 @@ set(shared "frame/(ANAGPARC|MOD770BAS)\\.h" "record/LibrAgg770\\.h")
 set(platform ${text} ${system} ${engine} ${toolkit})
 
 # --- platform, from the lowest up
-layer("platform/text/.*" SYSTEM "iconv\\.h" "locale\\.h" "wctype\\.h")
+layer("platform/text/.*")
 layer("platform/system/.*" MAY ${text} SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
 layer("platform/sqlite/.*" MAY ${text} ${system} SYSTEM "sqlite3\\.h")
 layer("platform/engine/connection\\.cpp" MAY ${text} ${system} "platform/engine/.*" SYSTEM "fcntl\\.h" "unistd\\.h")

@@ -1,17 +1,13 @@
 // The form's model under keys and clicks: focus, text boxes, lists, options.
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "board.h"
-#include "platform/text/conversion.h"
 #include "platform/text/text.h"
 #include "sample.h"
 
 namespace {
 
 using namespace toolkit;
-using namespace std::string_view_literals;
 
 class ToolkitTest : public testing::Test, protected Sample {
  protected:
@@ -187,43 +183,6 @@ TEST_F(ToolkitTest, ExceptionsOfAHandler) {
   EXPECT_EQ(App().status, 3);
   EXPECT_EQ(clicks, 0);
   EXPECT_FALSE(form.UserKey({Key::Tab}));
-}
-
-TEST(Conversion, NumbersAndDates) {
-  const std::pair<const char16_t*, bool> numbers[] = {
-      {u"12345678901", true}, {u"  007 ", true}, {u"-1", true},    {u"+1,5", true},
-      {u"1.234,5", true},     {u",5", true},     {u"1.23", false}, {u"1234.567", false},
-      {u"   ", false},        {u"12A", false},   {u"1 2", false},  {u"-", false},
-      {u",", false},          {u"1,2,3", false}};
-  for (const auto& [given, numeric] : numbers) {
-    EXPECT_EQ(text::IsNumeric(given), numeric) << text::ToUtf8(given);
-  }
-  const std::pair<const char16_t*, bool> dates[] = {
-      {u"29/02/1960", true},  {u"31/12/2999", true},   {u"31/04/2014", false},
-      {u"01/13/2014", false}, {u"00/01/2014", false},  {u"1/1/2014", false},
-      {u"01-01-2014", false}, {u"01/01/20145", false}, {u"0a/01/2014", false}};
-  for (const auto& [given, date] : dates) {
-    EXPECT_EQ(text::IsDate(given), date) << text::ToUtf8(given);
-  }
-  const std::u16string large(400, u'9');
-  const double most = std::numeric_limits<double>::infinity();
-  const std::pair<std::u16string, double> values[] = {
-      {u"abc", 0}, {u"  12,5", 12}, {u"071", 71},  {u"-3x", -3},
-      {u"+4", 4},  {u"--1", 0},     {large, most}, {u"-" + large + u".5", -most}};
-  for (const auto& [given, value] : values) {
-    EXPECT_EQ(text::Val(given), value) << text::ToUtf8(given);
-  }
-}
-
-TEST(Text, UpperCaseAndEncodings) {
-  std::u16string plain;
-  for (const char16_t c : u"Aàčşłßæ\u0300' Ω"sv) {
-    text::AppendPlain(plain, c);
-  }
-  EXPECT_EQ(plain, u"AACSLSSAE' Ω");
-  EXPECT_EQ(text::Upper(u"aàèìòùéçñšÿßΩ1"), u"AÀÈÌÒÙÉÇÑŠŸßΩ1");
-  EXPECT_EQ(text::ToUtf8(u"\xD800x"), "\xEF\xBF\xBDx");
-  EXPECT_EQ(text::FromUtf8("\xC0\xAF\xF0\x9F\x98\x80\xE2"), u"\xFFFD\xD83D\xDE00\xFFFD");
 }
 
 }  // namespace

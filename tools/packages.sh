@@ -6,7 +6,8 @@ required=(g++ cmake ninja-build pkg-config libsqlite3-dev mdbtools-dev)
 window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
 # Without it Qt can't draw on a Wayland desktop that has no X server.
 wayland=(qt6-wayland)
-# Python runs the test with two users, and makes old archives; xz unpacks one.
+# Python runs the test with two users, makes old archives and the table of capitals; xz
+# unpacks an archive.
 testing=(libgtest-dev sqlite3 python3 xz-utils)
 benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
 # For the tests that look for real windows; left out, those tests are skipped.

@@ -1,10 +1,10 @@
 #include "platform/text/text.h"
 
-#include <iconv.h>
-#include <locale.h>
-#include <wctype.h>
-
+#include <algorithm>
 #include <array>
+#include <iterator>
+
+#include "platform/text/letters.h"
 
 namespace text {
 
@@ -70,27 +70,30 @@ char32_t NextUtf8(std::string_view s, std::size_t& i) {
   return c < least || surrogate || c > 0x10FFFF ? kReplacement : c;
 }
 
-// Rules of Unicode, in a locale object of our own, so that nothing the process or the
-// user sets has a say. C.UTF-8 is part of the C library's own package; null without it.
-locale_t Unicode() {
-  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  return unicode;
-}
-
-// The C library's plain form of a character, in capitals; empty if it has none.
-std::u16string Transliterated(char16_t c) {
-  const locale_t before = uselocale(Unicode());
-  static const iconv_t plain = iconv_open("ASCII//TRANSLIT", "WCHAR_T");
-  wchar_t wide = c;
-  char* in = reinterpret_cast<char*>(&wide);
-  std::array<char, 16> letters;
-  char* end = letters.data();
-  std::size_t in_left = sizeof wide, out_left = letters.size();
-  const std::size_t done = iconv(plain, &in, &in_left, &end, &out_left);
-  uselocale(before);
-  const std::u16string out(letters.data(), end);
-  return done == static_cast<std::size_t>(-1) || out == u"?" ? std::u16string() : Upper(out);
-}
+// Plain forms from kFirstPlain on, expanded as this is compiled: a character that stays one
+// is itself, any other form is its place in kPlainForms, marked as half a surrogate pair.
+constexpr char16_t kLonger = 0xD800;
+constexpr auto kPlain = [] {
+  std::array<char16_t, kEndPlain - kFirstPlain> plain{};
+  const auto at = [&plain](std::size_t c) -> char16_t& { return plain[c - kFirstPlain]; };
+  for (std::size_t c = kFirstPlain; c < kEndPlain; ++c) {
+    at(c) = static_cast<char16_t>(c);
+  }
+  for (const UpperRun& run : kUpperRuns) {
+    for (std::size_t c = run.first; c <= run.last && c < kEndPlain; c += run.step) {
+      at(c) = static_cast<char16_t>(run.upper + (c - run.first));
+    }
+  }
+  for (std::size_t form = 0; form < std::size(kPlainForms); ++form) {
+    const auto& [letters, runs] = kPlainForms[form];
+    for (std::size_t i = 0; i < runs.size(); i += 2) {
+      for (std::size_t c = runs[i]; c <= runs[i + 1]; ++c) {
+        at(c) = letters.size() == 1 ? letters[0] : static_cast<char16_t>(kLonger + form);
+      }
+    }
+  }
+  return plain;
+}();
 
 }  // namespace
 
@@ -164,8 +167,11 @@ char16_t Upper(char16_t c) {
   if (c < 0x80) {
     return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
   }
-  const wint_t upper = Unicode() != nullptr ? towupper_l(c, Unicode()) : c;
-  return upper < 0x10000 ? static_cast<char16_t>(upper) : c;
+  const auto* const run = std::ranges::lower_bound(kUpperRuns, c, {}, &UpperRun::last);
+  if (run == std::end(kUpperRuns) || c < run->first || (c - run->first) % run->step != 0) {
+    return c;
+  }
+  return static_cast<char16_t>(run->upper + (c - run->first));
 }
 
 std::u16string Upper(std::u16string_view s) {
@@ -177,27 +183,15 @@ std::u16string Upper(std::u16string_view s) {
 }
 
 void AppendPlain(std::u16string& out, char16_t c) {
-  constexpr char16_t kFirst = 0x80, kEnd = 0x2000;  // the scripts with capitals, and accents
-  if (c < kFirst || c >= kEnd) {
+  if (c < kFirstPlain || c >= kEndPlain) {
     out.push_back(Upper(c));
     return;
   }
-  if (c >= 0x300 && c < 0x370) {
-    return;
-  }
-  constexpr std::size_t kMost = 4;  // characters of a plain form
-  // Those asked for so far, filled up with NUL.
-  static std::array<std::array<char16_t, kMost>, kEnd - kFirst> known;
-  auto& plain = known[static_cast<std::size_t>(c - kFirst)];
-  if (plain[0] == u'\0') {
-    const std::u16string letters = Transliterated(c);
-    plain[0] = Upper(c);
-    letters.copy(plain.data(), kMost);
-  }
-  for (const char16_t letter : plain) {
-    if (letter != u'\0') {
-      out.push_back(letter);
-    }
+  const char16_t plain = kPlain[static_cast<std::size_t>(c - kFirstPlain)];
+  if (IsHighSurrogate(plain)) {
+    out += kPlainForms[plain - kLonger].letters;
+  } else {
+    out.push_back(plain);
   }
 }
 
