@@ -134,20 +134,37 @@ const std::vector<Operation> kOperations = {
      }},
     // A record must not take the next one's code, nor lose its texts.
     {"move to the next record",
-     [](Program& p) { return p.Open(kOld); },
-     [](Program&) { Me.UserClick(cmdparcsuc); },
+     [](Program& p) { return p.Open(kOld) && Me.UserFocus(Text1(7)); },
+     [](Program&) { Me.UserKey({.key = toolkit::Key::PageDown}); },
      {{"Operazione non riuscita", true}},
      [](bool) {
+       EXPECT_EQ(Me.Focus(), &Text1(7)) << "a blank would press the button";
        EXPECT_EQ(CFCorrente, Text1(0).Text());
        EXPECT_EQ(LabCF.Caption(), u" " + CFCorrente);
        EXPECT_EQ(Text1(1).Text(), CFCorrente == kOld ? u"ROSSI" : u"ZANETTI");
      },
      [](Program& p) {
        if (Text1(0).Text() == kOld) {
-         Me.UserClick(cmdparcsuc);
+         Me.UserKey({.key = toolkit::Key::PageDown});
        }
        EXPECT_EQ(Text1(0).Text(), kNext);
        p.TakeBoxes();
+     }},
+    // The panel that is open, of the provinces, stays open and whole; a state's row has 44
+    // characters.
+    {"another lookup panel",
+     [](Program& p) { return p.Open(kOld) && Me.UserClick(CMDAPRILIST(0)); },
+     [](Program&) {
+       if (TabellaAperta != 3) {
+         Me.UserClick(CMDAPRILIST(3));
+       }
+     },
+     {{"Operazione non riuscita", true}},
+     [](bool) {
+       EXPECT_TRUE(Framecodif.Visible());
+       ASSERT_GT(ListTabmin.ListCount(), 0);
+       EXPECT_EQ(ListTabmin.List(0).size() == 44, TabellaAperta == 3);
+       EXPECT_EQ(LabTabmin.Caption() == u" Tabella stati esteri", TabellaAperta == 3);
      }},
 };
 

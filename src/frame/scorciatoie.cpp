@@ -1,5 +1,6 @@
 // The keys that act on a whole screen, whichever control has the focus.
 #include "frame/ANAGPARC.h"
+#include "record/regole.h"
 #include "reference/reference.h"
 
 namespace ANAGPARC {
@@ -9,13 +10,25 @@ namespace {
 constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115;
 constexpr std::int16_t kControl = 2;
 
-// Presses a button of the record screen. The lookup panel, which would lose the focus,
-// closes first and gives it to its field.
+// Presses a button and leaves the user where he was: on the same record with the caret in its
+// place, on another one as if he had come into the field. Not in a birth date that isn't one,
+// out of which only Backspace would lead: there the focus stays on the button, where the same
+// key goes on. The lookup panel, which would lose the focus, closes first and gives it to its
+// field. Where the button can't be pressed, nothing happens at all.
 void PREMI(toolkit::Control& pulsante) {
-  if (Framecodif.Visible()) {
+  if (!pulsante.CanFocus()) {
+    return;
+  }
+  if (Me.Focus() == &ListTabmin) {
     CHIUDITABELLA();
   }
-  Me.Press(pulsante);
+  Me.Press(pulsante, [prima = CFCorrente](const toolkit::Control& controllo) {
+    const toolkit::TextBox& nascita = Text1(regole::kNascita);
+    if (&controllo == &nascita && !regole::DATAACCETTATA(nascita.Text())) {
+      return toolkit::Back::kStay;
+    }
+    return CFCorrente == prima ? toolkit::Back::kResume : toolkit::Back::kEnter;
+  });
 }
 
 // The button that the key presses on the record screen, or null.
@@ -31,9 +44,9 @@ toolkit::Control* PULSANTESCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
 }
 
 // The same for the panels of the selection screen, whose boxes Enter confirms.
-toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode) {
+toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode, std::int16_t Shift) {
   const bool inserimento = FrmInserimento.Visible();
-  if (!inserimento && !FrameCambiaCf.Visible()) {
+  if (Shift != 0 || (!inserimento && !FrameCambiaCf.Visible())) {
     return nullptr;
   }
   const toolkit::Control* pannello = inserimento ? &FrmInserimento : &FrameCambiaCf;
@@ -52,15 +65,12 @@ toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode) {
 }  // namespace
 
 void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
-  if (FrmSelezione.Visible()) {
-    if (toolkit::Control* pulsante = PULSANTEPANNELLO(KeyCode)) {
-      Me.Press(*pulsante);
-      KeyCode = 0;
-    }
-  } else if (toolkit::Control* pulsante = PULSANTESCHEDA(KeyCode, Shift)) {
+  const bool scheda = !FrmSelezione.Visible();
+  if (toolkit::Control* pulsante =
+          scheda ? PULSANTESCHEDA(KeyCode, Shift) : PULSANTEPANNELLO(KeyCode, Shift)) {
     PREMI(*pulsante);
     KeyCode = 0;
-  } else if (KeyCode == kF4 && Shift == 0) {
+  } else if (scheda && KeyCode == kF4 && Shift == 0) {
     TABELLADELFUOCO();
     KeyCode = 0;
   }

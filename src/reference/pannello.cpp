@@ -1,6 +1,7 @@
 // The lookup panel: one list for the six code fields, rebuilt at each opening. A row is only
 // text, made so that its code can be cut out of it again.
 #include <functional>
+#include <vector>
 
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
@@ -30,19 +31,27 @@ engine::Recordset* RECORDSET(regole::Tabella tabella) {
   }
 }
 
-// Adds the table's rows, in the order of its index. The two functions are made once: made anew
-// for each of 8,000 municipalities, they took a quarter of the opening.
-void RIEMPILISTA(regole::Tabella tabella) {
-  const std::function<void(std::u16string_view)> aggiungi = [](std::u16string_view riga) {
-    ListTabmin.AddItem(riga);
+// The rows of a list end to end, and where each ends.
+struct Righe {
+  std::u16string testo;
+  std::vector<std::size_t> fini;
+};
+
+// The table's rows, in the order of its index. The two functions are made once: made anew for
+// each of 8,000 municipalities, they took a quarter of the opening.
+Righe LEGGIRIGHE(regole::Tabella tabella) {
+  Righe lette;
+  const std::function<void(std::u16string_view)> aggiungi = [&](std::u16string_view riga) {
+    lette.testo += riga;
+    lette.fini.push_back(lette.testo.size());
   };
   engine::Recordset* righe = RECORDSET(tabella);
   if (righe == nullptr) {
     regole::COMPONIRIGHE(tabella, {}, aggiungi);
-    return;
+    return lette;
   }
   if (righe->RecordCount() == 0) {
-    return;
+    return lette;
   }
   const regole::Fonte fonte = regole::FONTE(tabella);
   const std::function<std::u16string_view(std::size_t)> valore = [&](std::size_t i) {
@@ -53,6 +62,7 @@ void RIEMPILISTA(regole::Tabella tabella) {
     regole::COMPONIRIGHE(tabella, valore, aggiungi);
     righe->MoveNext();
   }
+  return lette;
 }
 
 // One of the panel's uses, by the button that opens it. Measures are twips.
@@ -80,8 +90,10 @@ void CMDAPRILIST_Click(int Index) {
     Framecodif.SetVisible(false);
     return;
   }
-  TabellaAperta = static_cast<std::int16_t>(Index);
   const Uso& uso = kUsi[Index];
+  // Read before anything changes: where that fails, a panel that is open stays as it is.
+  const Righe righe = LEGGIRIGHE(TABELLADELCAMPO(uso));
+  TabellaAperta = static_cast<std::int16_t>(Index);
   ListTabmin.Clear();
   Framecodif.SetCaption(u"");
   ListTabmin.SetTop(540);
@@ -90,7 +102,11 @@ void CMDAPRILIST_Click(int Index) {
   Framecodif.SetLeft(uso.left);
   Framecodif.SetTop(uso.top);
   Framecodif.SetWidth(uso.width);
-  RIEMPILISTA(TABELLADELCAMPO(uso));
+  std::size_t inizio = 0;
+  for (const std::size_t fine : righe.fini) {
+    ListTabmin.AddItem(std::u16string_view(righe.testo).substr(inizio, fine - inizio));
+    inizio = fine;
+  }
   LabTabmin.SetWidth(Framecodif.Width() - 100);
   LabTabmin.SetCaption(uso.titolo);
   ListTabmin.SetWidth(Framecodif.Width() - 100);

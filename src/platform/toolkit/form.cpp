@@ -353,24 +353,33 @@ std::int16_t KeyCode(const KeyStroke& stroke) {
 
 }  // namespace
 
-void Form::Press(Control& button) {
+void Form::Press(Control& button, const std::function<Back(const Control& control)>& back) {
   if (!button.CanFocus()) {
     return;
   }
   Control* const before = focus_;
-  const TextBox* const box = FocusedText();
+  TextBox* const box = FocusedText();
   const std::u16string text = box != nullptr ? box->Text() : u"";
   const int from = box != nullptr ? box->SelStart() : 0,
             length = box != nullptr ? box->SelLength() : 0;
-  PressButton(button);
-  if (before == nullptr || before == &button || focus_ != &button || !before->CanFocus()) {
-    return;
+  const auto giveBack = [&] {
+    if (before == nullptr || before == &button || focus_ != &button || !before->CanFocus()) {
+      return;
+    }
+    const Back how = back(*before);
+    if (how != Back::kStay && MoveFocus(before) && how == Back::kResume && box != nullptr &&
+        box->Text() == text) {
+      box->MoveCaret(from, false);
+      box->MoveCaret(from + length, true);
+    }
+  };
+  try {
+    PressButton(button);
+  } catch (const std::exception&) {
+    giveBack();
+    throw;
   }
-  if (MoveFocus(before) && box != nullptr && box->Text() == text) {
-    auto& same = static_cast<TextBox&>(*before);
-    same.MoveCaret(from, false);
-    same.MoveCaret(from + length, true);
-  }
+  giveBack();
 }
 
 bool Form::UserKey(const KeyStroke& stroke) {
@@ -413,7 +422,7 @@ bool Form::UserKey(const KeyStroke& stroke) {
       case Kind::OptionButton:
         return OptionKey(static_cast<OptionButton&>(control), stroke);
       default:
-        if (stroke.key == Key::Enter || stroke.text == u" ") {
+        if ((stroke.key == Key::Enter && !stroke.shift && !stroke.control) || stroke.text == u" ") {
           return PressButton(control);
         }
         return true;

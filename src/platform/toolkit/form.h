@@ -36,6 +36,10 @@ struct MenuEntry {
   bool enabled;
 };
 
+// How the focus comes back from a button that a key has pressed: not at all; as it comes
+// by Tab; in a text box whose text is the same with the caret and the selection as well.
+enum class Back { kStay, kEnter, kResume };
+
 class Form {
  public:
   explicit Form(std::u16string name) : name_(std::move(name)) {}
@@ -69,8 +73,9 @@ class Form {
   void Unload();
 
   // For handlers: presses a button as a click does, where one could be pressed, and
-  // gives the focus back to where it was unless the button's handlers have moved it.
-  void Press(Control& button);
+  // gives the focus back to the control that had it, also after an exception, unless the
+  // button's handlers have moved it. `back` is asked then what is right for that control.
+  void Press(Control& button, const std::function<Back(const Control& control)>& back);
 
   std::function<void()> LoadEvent, ResizeEvent, UnloadEvent;
   // Comes before the focused control's own KeyDown, with the same arguments.
