@@ -20,7 +20,7 @@ set(text "platform/text/(text|conversion)\\.h")
 set(system "platform/system/(files|old_format|paths|process|registry)\\.h")
 set(engine "platform/engine/engine\\.h")
 set(toolkit "platform/toolkit/(application|control|form|keys)\\.h")
-set(rules "record/regole\\.h" "reference/righe\\.h")
+set(rules "record/(avvisi|regole)\\.h" "reference/righe\\.h")
 set(shared "frame/(ANAGPARC|MOD770BAS)\\.h" "record/LibrAgg770\\.h")
 set(platform ${text} ${system} ${engine} ${toolkit})
 
@@ -36,7 +36,7 @@ layer("platform/desktop/.*" MAY ${text} ${toolkit} SYSTEM "Q[A-Za-z]+")
 # --- the logic, from the lowest up. frame has two floors: what all share, and, at the top,
 # the form's events, start and keys, which tie the other folders together.
 layer("identity/.*" MAY ${text})
-layer("(record/regole|reference/(righe|eventi))\\..*" MAY ${text} "identity/identity\\.h")
+layer("(record/(avvisi|regole)|reference/(righe|eventi))\\..*" MAY ${text} "identity/identity\\.h")
 layer("record/LibrAgg770\\..*" MAY ${text} ${system} ${toolkit} ${rules})
 layer("frame/(ANAGPARC\\.h|MOD770BAS\\..*|registro\\.cpp)" MAY ${platform} ${rules} ${shared})
 # The one knot: leaving the record builds the list, and the list opens the record.

@@ -131,7 +131,7 @@ class Will {
   std::string Key() {
     std::istringstream keys(
         "Backspace Delete Left Right Home End Up Down PageUp PageDown Enter Escape Tab Tab "
-        "ShiftTab F4 F4 CtrlS CtrlA CtrlC CtrlX CtrlV CtrlZ ShiftLeft ShiftHome CtrlShiftEnd "
+        "ShiftTab F4 F4 F6 CtrlS CtrlA CtrlC CtrlX CtrlV CtrlZ ShiftLeft ShiftHome CtrlShiftEnd "
         "CtrlRight");
     return One(std::vector<std::string>(std::istream_iterator<std::string>(keys), {}));
   }

@@ -340,6 +340,7 @@ void CARICAMODULO() {
   FuoriPosto = false;
   CFNuovo.clear();
   RigaSelezionata.clear();
+  ComuniLetti.reset();
   toolkit::Screen.MousePointer = 0;
 }
 

@@ -1,5 +1,6 @@
 // The keys that act on a whole screen, whichever control has the focus.
 #include "frame/ANAGPARC.h"
+#include "record/record.h"
 #include "record/regole.h"
 #include "reference/reference.h"
 
@@ -7,7 +8,7 @@ namespace ANAGPARC {
 
 namespace {
 
-constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115;
+constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115, kF6 = 117;
 constexpr std::int16_t kControl = 2;
 
 // Presses a button and leaves the user where he was: on the same record with the caret in its
@@ -72,6 +73,9 @@ void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
     KeyCode = 0;
   } else if (scheda && KeyCode == kF4 && Shift == 0) {
     TABELLADELFUOCO();
+    KeyCode = 0;
+  } else if (scheda && KeyCode == kF6 && Shift == 0) {
+    COMPILADALCODICE();
     KeyCode = 0;
   }
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "record/avvisi.h"
 #include "record/regole.h"
 
 namespace ANAGPARC {
@@ -48,6 +49,18 @@ void Text1_Change(int Index);
 void Text1_GotFocus(int Index);
 // Keeps the focus on a birth date that isn't one.
 void Text1_LostFocus(int Index);
+
+// The municipalities of the archive; nothing until they are needed.
+extern std::optional<regole::Comuni> ComuniLetti;
+// Fills those of sex, date, municipality and province of birth that are empty from the fiscal code
+// on screen, as if they were typed; what isn't known, or stands there already, stays as it is.
+// Returns a line for the user that names what was filled. Throws engine::Error, and has then
+// changed nothing.
+std::u16string COMPILADALCODICE();
+// What the user should know of the field while it has the focus (regole::AVVISO); empty for most.
+// Microseconds, but for the first call, which reads the municipalities. Never fails: without
+// them it says what can be said.
+std::u16string AVVISOCAMPO(int indice);
 
 // Both tell the outcome by FlagErroreCampi: 1 when a field is wrong, for
 // MEMORIZZADATI also when the engine refuses the save, or when another program

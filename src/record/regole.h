@@ -34,8 +34,9 @@ struct CampoPercettore {
   std::array<std::u16string_view, 2> fuoriTabella = {};
 };
 
-inline constexpr int kCognome = 1, kNome = 2, kSesso = 3, kNascita = 4, kProvinciaNascita = 6,
-                     kProvinciaDomicilio = 8, kStatoEstero = 14;
+inline constexpr int kCognome = 1, kNome = 2, kSesso = 3, kNascita = 4, kComuneNascita = 5,
+                     kProvinciaNascita = 6, kComuneDomicilio = 7, kProvinciaDomicilio = 8,
+                     kStatoEstero = 14;
 
 inline constexpr std::array<CampoPercettore, 16> kCampi = {{
     {0, u"CFP", 16, Genere::kCodice, u""},

@@ -58,6 +58,8 @@ Qt::Key QtKey(toolkit::Key key) {
       return Qt::Key_Tab;
     case toolkit::Key::F4:
       return Qt::Key_F4;
+    case toolkit::Key::F6:
+      return Qt::Key_F6;
     case toolkit::Key::Character:
       break;
   }

@@ -446,6 +446,7 @@ const std::map<std::u16string_view, KeyStroke>& Keys() {
       {u"PageDown", {Key::PageDown}},
       {u"Tab", {Key::Tab}},
       {u"F4", {Key::F4}},
+      {u"F6", {Key::F6}},
   };
   return keys;
 }

@@ -56,6 +56,8 @@ std::optional<Key> SpecialKey(int key) {
       return Key::Tab;
     case Qt::Key_F4:
       return Key::F4;
+    case Qt::Key_F6:
+      return Key::F6;
     default:
       return std::nullopt;
   }

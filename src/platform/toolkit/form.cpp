@@ -343,6 +343,8 @@ std::int16_t KeyCode(const KeyStroke& stroke) {
       return 46;
     case Key::F4:
       return 115;
+    case Key::F6:
+      return 117;
     case Key::Character:
       break;
   }

@@ -21,6 +21,7 @@ enum class Key {
   Escape,
   Tab,
   F4,
+  F6,
 };
 
 struct KeyStroke {
