@@ -4,7 +4,7 @@
 #
 #   archivio.sh PROGRAMS
 set -u
-tool=$(realpath "$1")/anagparc-archivio || exit 1
+tool=$(realpath "$1")/anagparc-archivio formato=$(realpath "${0%/*}/../docs/formato.md") || exit 1
 place=/tmp
 [ -w /dev/shm ] && place=/dev/shm
 dir=$(mktemp -d "$place/anagparc.XXXXXX") || exit 1
@@ -45,6 +45,17 @@ rows() { # ARCHIVE
 archive=uno/S7702015.MDB
 "$tool" esporta tutti.csv $archive >/dev/null || exit 1
 cp $archive prima
+
+# --- docs/formato.md names every table, column and index, in their order
+sqlite3 $archive "SELECT '| \`' || t.name || '\` | ' ||
+    (SELECT group_concat(name, ' ') FROM pragma_table_info(t.name)) || ' | ' ||
+    coalesce((SELECT group_concat(substr(l.name, length(t.name) + 2) ||
+        iif(l.\"unique\", ' (unique)', '') || ': ' ||
+        (SELECT group_concat(name, ' ') FROM pragma_index_info(l.name)), '; ')
+      FROM (SELECT * FROM pragma_index_list(t.name) ORDER BY name) AS l), '') || ' |'
+  FROM sqlite_schema AS t WHERE t.type = 'table'" |
+  diff <(grep -E '^\| `[A-Z].* \|.* \|.* \|.*\|$' "$formato" | grep -oE '^(\|[^|]*){3}\|') - ||
+  fail "docs/formato.md isn't the archive"
 
 # --- Output that can't be written
 expect 1 "Impossibile scrivere sull'uscita: lo spazio sul disco /dev è esaurito." \
