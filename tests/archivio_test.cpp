@@ -208,6 +208,14 @@ TEST_F(Archive, CheckFindsWhatIsAmissAndChangesNothing) {
       {NewIndex("TABCOMUNI", "COMUNE DESC)"), "è in ordine decrescente."},
       {NewIndex("TABCOMUNI", "COMUNE) WHERE PROV <> 'RM'"), "non comprende tutte le righe."},
       {NewIndex("PERCPARCELLE", "CFP)"), "ammette chiavi doppie."},
+      {"DROP TABLE PERCETTORI; CREATE TABLE PERCETTORI (K TEXT COLLATE RTRIM PRIMARY KEY) WITHOUT "
+       "ROWID;" +
+           NewIndex("PERCETTORI", "K)"),
+       "Tabella PERCETTORI: le righe non hanno un numero"},
+      {"ALTER TABLE RELEASE ADD COLUMN RowID; ALTER TABLE RELEASE ADD COLUMN _RowID_", ""},
+      {"ALTER TABLE RELEASE ADD COLUMN RowID; ALTER TABLE RELEASE ADD COLUMN oid;"
+       "ALTER TABLE RELEASE ADD COLUMN x AS (1); ALTER TABLE RELEASE RENAME COLUMN x TO _RowID_",
+       "Tabella RELEASE: le righe non hanno un numero"},
       {"PRAGMA journal_mode = WAL", "modalità WAL"},
       {"DROP INDEX \"PERCPARCELLE.NOME\"; ALTER TABLE PERCPARCELLE DROP COLUMN APARC_15", ""},
       {"DROP TABLE PERCETTORI; CREATE TABLE percettori (K TEXT COLLATE RTRIM); "
@@ -290,6 +298,30 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
   EXPECT_EQ(Tell({"importa", csv, archive, "--aggiorna"}),
             "Percettori aggiunti: 0, aggiornati: 3000, " + rest);
   EXPECT_EQ(Rows(archive), Rows(year));
+}
+
+// Nor of a row what is as it was exported, though a text says less than the value.
+TEST_F(Archive, AnUpdateChangesNoOtherRow) {
+  const fs::path archive = NewArchive(
+      "ALTER TABLE PERCPARCELLE ADD COLUMN RowID INT DEFAULT 5;"
+      "ALTER TABLE PERCPARCELLE ADD COLUMN QUOTA; INSERT INTO PERCPARCELLE (CFP, APARC_1, APARC_4,"
+      " QUOTA) VALUES ('RSSMRA80A01H501U', 'ROSSI', '00000000', 0.1 + 0.2),"
+      " ('00743110157', 'BIANCHI', '00000000', 7), ('00743110165', 'BIANCHI', '00000000', NULL)");
+  const fs::path csv = folder_ / "out.csv";
+  Tell({"esporta", csv, archive});
+  std::string bytes = Bytes(csv);
+  bytes.replace(bytes.find("BIANCHI"), 7, "VERDI");
+  SetBytes(csv, bytes);
+  const std::string told = Tell({"importa", csv, archive, "--aggiorna"});
+  EXPECT_TRUE(Has(told, "aggiunti: 0, aggiornati: 3, ")) << told;
+  EXPECT_EQ(Sql(archive, "SELECT APARC_1 || (QUOTA IN (0.1 + 0.2, 7)) FROM PERCPARCELLE"),
+            "ROSSI1\nVERDI1\nNULL\n");
+  // A row that the archive's own rules leave as it is stops everything.
+  Sql(archive,
+      "CREATE TRIGGER X BEFORE UPDATE ON PERCPARCELLE WHEN new.APARC_1 = 'VERDI' BEGIN"
+      " SELECT RAISE(IGNORE); END; UPDATE PERCPARCELLE SET APARC_1 = 'NERI'");
+  EXPECT_TRUE(Has(Tell({"importa", csv, archive, "--aggiorna"}), "Riga 3: avrebbe cambiato 0 "));
+  EXPECT_EQ(Sql(archive, "SELECT DISTINCT APARC_1 FROM PERCPARCELLE"), "NERI\n");
 }
 
 TEST_F(Archive, EachValueIsTested) {

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "files.h"
+#include "platform/engine/connection.h"
 #include "platform/text/text.h"
 
 namespace engine {
@@ -351,6 +352,80 @@ TEST_F(Engine, ChangesAreWrittenByUpdateAlone) {
   table.Fields(u"ID").Set(u"4");
   table.Update();
   EXPECT_EQ(stored(), (Rows{"1.A.x", "3.A1.", "4.B.x"}));
+}
+
+// Where a column bears the name of SQLite's row number and has one value in all rows.
+TEST_F(Engine, OneRowIsOneRowWhateverColumnsAreCalled) {
+  for (const std::string hidden : {"RowID", "_ROWID_", "oid"}) {
+    Sql(file_, "DELETE FROM T; ALTER TABLE T ADD COLUMN " + hidden + " INT DEFAULT 5");
+    Fill(Rows(12, "A"));
+    Database database = Open();
+    if (hidden == "oid") {
+      EXPECT_EQ(Number([&] { database.OpenRecordset(u"T"); }), kNoRowNumber);
+      EXPECT_EQ(Number([&] { database.OpenRecordset(u"SELECT * FROM T"); }), kNoRowNumber);
+      break;
+    }
+    Recordset table = database.OpenRecordset(u"T");
+    Recordset query = database.OpenRecordset(u"SELECT * FROM T ORDER BY SIGLA");
+    table.Index(u"CHIAVE");
+    for (Recordset* rows : {&table, &query}) {
+      rows->MoveNext();
+      Rest();
+      Change(*rows, {{u"NOME", u"Y"}});
+      rows->MoveNext();
+      EXPECT_EQ(Id(*rows), "3");
+    }
+    query.Delete();
+    EXPECT_EQ(Stored("SELECT ID || NOME FROM T ORDER BY +ID * 1"),
+              (Rows{"1x", "2Y", "4x", "5x", "6x", "7x", "8x", "9x", "10x", "11x", "12x"}));
+  }
+  Sql(file_, "CREATE TABLE W (ID TEXT PRIMARY KEY) WITHOUT ROWID");
+  EXPECT_EQ(Number([&] { Open().OpenRecordset(u"W"); }), kNoRowNumber);
+}
+
+// What the file's own rules make of a write of one row: all of it, or nothing of the transaction.
+TEST_F(Engine, AWriteOfOneRowThatIsNoneOrMoreIsUndone) {
+  Sql(file_,
+      "CREATE TABLE R (ID TEXT UNIQUE ON CONFLICT REPLACE, N TEXT); INSERT INTO R VALUES"
+      " ('1', 'a'), ('2', 'a'), ('3', 'a'); CREATE TRIGGER X BEFORE UPDATE OF N ON R WHEN"
+      " new.N = 'x' BEGIN SELECT RAISE(IGNORE); END; CREATE TRIGGER Y BEFORE INSERT ON R WHEN"
+      " new.N = 'x' BEGIN SELECT RAISE(IGNORE); END");
+  const auto add = [](Recordset& rows, const char16_t* id, const char16_t* n) {
+    rows.AddNew();
+    rows.Fields(u"ID").Set(id);
+    rows.Fields(u"N").Set(n);
+    rows.Update();
+  };
+  const std::pair<std::function<void(Recordset&)>, int> cases[] = {
+      {[&](Recordset& rows) {
+         Change(rows, {{u"N", u"x"}});
+       },
+       kRowGone},
+      {[&](Recordset& rows) { add(rows, u"4", u"x"); }, kNotOneRow},
+      {[&](Recordset& rows) {
+         Change(rows, {{u"ID", u"2"}});
+       },
+       kDuplicateKey},
+      {[&](Recordset& rows) { add(rows, u"2", u"b"); }, kDuplicateKey},
+      {[&](Recordset& rows) { rows.Edit(), rows.Update(); }, 0},
+  };
+  for (const auto& [write, number] : cases) {
+    for (const bool open : {false, true}) {
+      Database database = Open();
+      Recordset rows = database.OpenRecordset(u"R");
+      if (open) {
+        database.BeginTrans();
+        database.Execute(u"delete * from R where ID = '3'");
+      }
+      EXPECT_EQ(Number([&] { write(rows); }), number);
+      database.Rollback();
+      EXPECT_EQ(Stored("SELECT ID || N FROM R"), (Rows{"1a", "2a", "3a"})) << number << open;
+    }
+  }
+  Connection connection(file_);
+  sqlite::Statement all = connection.Prepare("UPDATE R SET N = 'b'");
+  EXPECT_EQ(Number([&] { connection.Write(all, "R", Connection::Rows::kCurrent); }), kNotOneRow);
+  EXPECT_EQ(Stored("SELECT DISTINCT N FROM R"), Rows{"a"});
 }
 
 TEST_F(Engine, FailuresBearTheirNumbersAndNames) {

@@ -73,7 +73,7 @@ inline std::string Rows(const std::filesystem::path& file) {
   for (int i = 1; i <= 17; ++i) {
     columns += "||','||quote(APARC_" + std::to_string(i) + ")";
   }
-  return Sql(file, "SELECT " + columns + " FROM PERCPARCELLE ORDER BY rowid");
+  return Sql(file, "SELECT " + columns + " FROM PERCPARCELLE ORDER BY _rowid_");
 }
 
 // A registry file that names the folder of the archives.

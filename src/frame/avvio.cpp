@@ -36,7 +36,7 @@ constexpr std::u16string_view kRimedio =
 std::u16string CAUSA(const engine::Error& errore) {
   const int n = errore.Number();
   const bool guasto = n == engine::kNotADatabase || n == engine::kNoTable ||
-                      n == engine::kNoIndex || n == engine::kNoColumn;
+                      n == engine::kNoIndex || n == engine::kNoColumn || n == engine::kNoRowNumber;
   if (!ArchivioCreato || !guasto) {
     return errore.Text();
   }

@@ -96,6 +96,12 @@ class Checker {
         Add(label + "la colonna " + same->name + " non è di tipo testo.");
       }
     }
+    const std::string from = "SELECT * FROM " + sqlite::Identifier(table.name);
+    if (database_.RowNumber(std::string(table.name), {database_, from}).empty()) {
+      Add(label +
+          "le righe non hanno un numero che le distingua, perché rowid, oid e _rowid_ sono nomi di "
+          "colonne, o perché la tabella è WITHOUT ROWID.");
+    }
     for (const Index& index : table.indexes) {
       if (index.use != Use::kOrder) {
         CheckIndex(table, index);

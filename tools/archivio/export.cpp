@@ -76,7 +76,10 @@ std::size_t Export(const fs::path& archive, const fs::path& csv, bool readable,
   // The one statement sees one state of the archive.
   std::size_t count = 0;
   std::string row;
-  sqlite::Statement query(database, "SELECT " + names + " FROM " + kRecipients + " ORDER BY rowid");
+  const std::string number =
+      database.RowNumber(kRecipients, {database, "SELECT * FROM " + kRecipients});
+  sqlite::Statement query(database, "SELECT " + names + " FROM " + kRecipients +
+                                        (number.empty() ? "" : " ORDER BY " + number));
   while (query.Next()) {
     row.clear();
     ++count;

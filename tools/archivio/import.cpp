@@ -47,7 +47,7 @@ std::string Shown(std::string_view bytes) {
 
 // Where a recipient's code stands already.
 struct Known {
-  std::int64_t rowid;
+  std::int64_t row;  // its number in the table
   std::size_t line;  // of the file; 0 where it came from the archive
 };
 
@@ -66,6 +66,7 @@ class Importer {
     // EXTRA keeps a power cut after the commit from undoing it.
     database_.Run("PRAGMA synchronous = EXTRA; PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
     ReadHeader();
+    row_number_ = database_.RowNumber("PERCPARCELLE", {database_, "SELECT * FROM PERCPARCELLE"});
     ReadArchive();
     sqlite::Statement insert(database_, InsertText());
     sqlite::Statement update(database_, UpdateText());
@@ -131,7 +132,7 @@ class Importer {
   }
 
   void ReadArchive() {
-    sqlite::Statement recipients(database_, "SELECT rowid, CFP FROM PERCPARCELLE");
+    sqlite::Statement recipients(database_, "SELECT " + row_number_ + ", CFP FROM PERCPARCELLE");
     while (recipients.Next()) {
       Remember(recipients.Bytes(1), {recipients.Number(0), 0});
     }
@@ -185,19 +186,23 @@ class Importer {
       names += (i == 0 ? "" : ", ") + sqlite::Identifier(columns_[i]);
       places += (i == 0 ? "?" : ", ?") + std::to_string(i + 1);
     }
-    return "INSERT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")";
+    return "INSERT OR ABORT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")";
   }
 
-  // The code stays in the form in which it is stored.
+  // The code stays in the form in which it is stored, and a value in its own, be it a number or
+  // the long form of a fraction, where the file has it as it was exported.
   std::string UpdateText() const {
     std::string values;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (i != code_) {
-        values += (values.empty() ? "" : ", ") + sqlite::Identifier(columns_[i]) + " = ?" +
-                  std::to_string(i + 1);
+        const std::string column = sqlite::Identifier(columns_[i]);
+        const std::string value = "?" + std::to_string(i + 1);
+        values += (values.empty() ? "" : ", ") + column + " = CASE WHEN CAST(" + column +
+                  " AS TEXT) COLLATE BINARY IS " + value + " THEN " + column + " ELSE " + value +
+                  " END";
       }
     }
-    return "UPDATE PERCPARCELLE SET " + values + " WHERE rowid = ?" +
+    return "UPDATE OR ABORT PERCPARCELLE SET " + values + " WHERE " + row_number_ + " = ?" +
            std::to_string(columns_.size() + 1);
   }
 
@@ -224,7 +229,7 @@ class Importer {
     if (wrong) {
       ++result_.wrong;
     } else if (known != nullptr) {
-      update.Bind(static_cast<int>(columns_.size()) + 1, known->rowid);
+      update.Bind(static_cast<int>(columns_.size()) + 1, known->row);
       Write(update);
       known->line = reader_.Line();
       ++result_.updated;
@@ -385,6 +390,11 @@ class Importer {
       }
     }
     statement.Next();
+    if (const int changed = database_.Changes(); changed != 1) {
+      throw Failure("Riga " + std::to_string(reader_.Line()) + ": avrebbe cambiato " +
+                    std::to_string(changed) +
+                    " percettori invece di uno. L'archivio resta com'era.");
+    }
   }
 
   CsvReader& reader_;
@@ -394,6 +404,7 @@ class Importer {
   Progress& progress_;
   OpenArchive database_;
   ImportResult result_;
+  std::string row_number_;  // the name of the rows' number in SQL
 
   std::vector<CsvField> fields_;
   std::vector<std::string> columns_;  // by the archive's names, in the file's order

@@ -156,7 +156,7 @@ bool Connection::Step(sqlite::Statement& statement) {
   }
 }
 
-int Connection::Write(sqlite::Statement& statement, std::string_view table) {
+void Connection::Write(sqlite::Statement& statement, const std::string& table, Rows rows) {
   if (lost_ != nullptr) {
     std::rethrow_exception(lost_);
   }
@@ -174,19 +174,33 @@ int Connection::Write(sqlite::Statement& statement, std::string_view table) {
         if (error.Cause() != sqlite::Cause::kDuplicateKey) {
           throw;
         }
-        throw Error(kDuplicateKey, u"Nel file " + File() + u" la tabella " + text::FromUtf8(table) +
+        throw Error(kDuplicateKey, u"Nel file " + database_.Name() + u" la tabella " +
+                                       text::FromUtf8(table) +
                                        u" contiene già una riga con la stessa chiave.");
       }
     });
+    const int changed = database_.Changes();
+    if (rows == Rows::kCurrent && changed == 0) {
+      FailForTable(kRowGone, table,
+                   u"la riga corrente è stata cancellata. Non è stato cambiato nulla");
+    }
+    if (rows != Rows::kAny && changed != 1) {
+      FailForTable(kNotOneRow, table,
+                   u"la scrittura di una riga ne avrebbe cambiate " + text::Decimal(changed) +
+                       u". Non è stato cambiato nulla");
+    }
   } catch (...) {
     Rollback();
     throw;
   }
-  const int changed = database_.Changes();
   if (alone) {
     Commit();
   }
-  return changed;
+}
+
+void Connection::FailForTable(int number, const std::string& table, std::u16string_view what) {
+  throw Error(number, u"Tabella " + text::FromUtf8(table) + u" del file " + database_.Name() +
+                          u": " + std::u16string(what) + u".");
 }
 
 void Connection::Begin() {
@@ -238,8 +252,8 @@ std::string Connection::FindTable(std::string_view name) {
   }
   find_table_.Bind(1, name);
   if (!Step(find_table_)) {
-    throw Error(kNoTable,
-                u"Nel file " + File() + u" manca la tabella " + text::FromUtf8(name) + u".");
+    throw Error(kNoTable, u"Nel file " + database_.Name() + u" manca la tabella " +
+                              text::FromUtf8(name) + u".");
   }
   std::string found(find_table_.Bytes(0));
   find_table_.Reset();

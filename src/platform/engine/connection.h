@@ -52,9 +52,11 @@ class Connection {
   // True on a row, false at the end. A statement that fails is reset.
   bool Step(sqlite::Statement& statement);
 
-  // Runs a writing statement on `table` to its end and commits. Answers the
-  // number of rows it changed. When it fails, no transaction stays open.
-  int Write(sqlite::Statement& statement, std::string_view table);
+  // Runs a writing statement on `table` to its end and commits. Where it means one row and
+  // has changed none, throws kRowGone (of a new row kNotOneRow), where more, kNotOneRow.
+  // When it throws, no transaction stays open and nothing of it is in the file.
+  enum class Rows { kAny, kCurrent, kNew };
+  void Write(sqlite::Statement& statement, const std::string& table, Rows rows);
 
   // When one of the two fails, no transaction stays open and nothing of it is
   // in the file.
@@ -69,12 +71,17 @@ class Connection {
   // begins with anything else than a column.
   std::optional<IndexColumn> FindIndex(const std::string& table, std::string_view name);
 
+  // See sqlite::Connection.
+  std::string RowNumber(const std::string& table, const sqlite::Statement& all) const {
+    return database_.RowNumber(table, all);
+  }
+
   // Whether the column, which exists, was declared as a key: blanks at the end of its
   // values don't count.
   bool IsKey(const std::string& table, const std::string& column);
 
-  // The file's name for messages.
-  const std::u16string& File() const { return database_.Name(); }
+  // Throws `what` of the table, in a sentence that names table and file.
+  [[noreturn]] void FailForTable(int number, const std::string& table, std::u16string_view what);
 
  private:
   void Configure(const std::filesystem::path& path);

@@ -219,7 +219,7 @@ void Database::Execute(std::u16string_view source) {
   const std::string table = connection.FindTable(name);
   sqlite::Statement statement = connection.Prepare("DELETE FROM " + Identifier(table) + rest);
   Rest();
-  connection.Write(statement, table);
+  connection.Write(statement, table, Connection::Rows::kAny);
 }
 
 void Database::BeginTrans() {

@@ -44,6 +44,8 @@ enum ErrorNumber : int {
   kNoIndex = 3015,       // no such index on the table
   kSyntax = 3075,        // an SQL text that isn't one of those understood
   kRowGone = 3167,       // the current row has been deleted
+  kNotOneRow = 3362,     // what means one row would have changed another number of rows
+  kNoRowNumber = 3326,   // the table's rows can't be told apart
   kLocked = 3260,        // another process held its lock for too long
   kNoColumn = 3265,      // no such column
   kNotADatabase = 3343,  // not a database, or a damaged one
@@ -149,10 +151,10 @@ class Recordset {
   // the current row. A move, Seek or Index before Update drops the pending edit.
   void AddNew();
   void Edit();
-  // Writes the row; done on disk when the call returns. After Edit the row
-  // stays current, at its place in the index by its new key; after AddNew the
-  // current row is the one from before. When it fails, the edit stays pending:
-  // Update can be tried again, a move drops it.
+  // Writes the row; done on disk when the call returns. After Edit only the columns
+  // set are written, without one nothing is; the row stays current, at its place in the index by
+  // its new key; after AddNew the current row is the one from before. When it fails, the edit stays
+  // pending: Update can be tried again, a move drops it.
   void Update();
   // The current row goes. Until the next move there is no current row; MoveNext
   // and MovePrevious go to the deleted row's neighbours.
@@ -173,7 +175,7 @@ class Database {
  public:
   Database() = default;
 
-  // `source` is a bare table name or a SELECT text. Throws kNoTable, kSyntax.
+  // `source` is a bare table name or a SELECT text. Throws kNoTable, kSyntax, kNoRowNumber.
   Recordset OpenRecordset(std::u16string_view source);
 
   // Runs "delete * from table [where ...]". Throws kNoTable, kSyntax.

@@ -46,23 +46,28 @@ void DatabaseState::Close() noexcept {
 }
 
 RecordsetState::RecordsetState(std::shared_ptr<DatabaseState> database, std::string table)
-    : table_(std::move(table)),
-      from_("SELECT rowid, * FROM " + Identifier(table_)),
-      database_(std::move(database)) {
-  database_->Add(this);
-}
-
-void RecordsetState::NameColumns(sqlite::Statement* any) {
-  for (int i = 0; i < any->ColumnCount(); ++i) {
-    columns_.push_back(text::FromUtf8(any->ColumnName(i)));
+    : table_(std::move(table)), database_(std::move(database)) {
+  const sqlite::Statement all = Use().Prepare("SELECT * FROM " + Identifier(table_));
+  columns_.emplace_back();
+  for (int i = 0; i < all.ColumnCount(); ++i) {
+    columns_.push_back(text::FromUtf8(all.ColumnName(i)));
   }
   texts_.resize(columns_.size());
+  number_ = Use().RowNumber(table_, all);
+  if (number_.empty()) {
+    FailForTable(kNoRowNumber,
+                 u"le righe non hanno un numero che le distingua, perché rowid, oid e _rowid_ "
+                 u"sono nomi di colonne, o perché la tabella è WITHOUT ROWID");
+  }
+  from_ = "SELECT " + number_ + ", * FROM " + Identifier(table_);
+  database_->Add(this);
 }
 
 void RecordsetState::Close() noexcept {
   if (!closed_) {
     EndLive();
     statements_.clear();
+    writing_ = {};
     database_->Remove(this);
     closed_ = true;
   }
@@ -175,7 +180,7 @@ sqlite::Statement* RecordsetState::Row() {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente");
   }
   if (live_ == nullptr) {
-    sqlite::Statement* const statement = Prepared(from_ + " WHERE rowid = ?1");
+    sqlite::Statement* const statement = Prepared(from_ + " WHERE " + number_ + " = ?1");
     Use().Bind(*statement, 1, row_);
     if (!StepLive(*statement)) {
       FailForTable(kRowGone, u"la riga corrente è stata cancellata");
@@ -232,10 +237,12 @@ void RecordsetState::Edit() {
   values_.clear();
 }
 
+// OR ABORT: a table that was declared to replace or leave out rows in conflict would lose them
+// without a word.
 std::string RecordsetState::WritingText() const {
   const bool add = pending_ == Pending::kAdd;
   if (add && values_.empty()) {
-    return "INSERT INTO " + Identifier(table_) + " DEFAULT VALUES";
+    return "INSERT OR ABORT INTO " + Identifier(table_) + " DEFAULT VALUES";
   }
   std::string names;
   std::string marks;
@@ -246,15 +253,17 @@ std::string RecordsetState::WritingText() const {
     marks += comma;
     marks += "?";
   }
-  return add ? "INSERT INTO " + Identifier(table_) + " (" + names + ") VALUES (" + marks + ")"
-             : "UPDATE " + Identifier(table_) + " SET " + names + " WHERE rowid = ?";
+  return add ? "INSERT OR ABORT INTO " + Identifier(table_) + " (" + names + ") VALUES (" + marks +
+                   ")"
+             : "UPDATE OR ABORT " + Identifier(table_) + " SET " + names + " WHERE " + number_ +
+                   " = ?";
 }
 
 // A loop writes the same columns row by row.
-sqlite::Statement* RecordsetState::Writing() {
+sqlite::Statement& RecordsetState::Writing() {
   const auto column = &std::pair<int, Value>::first;
   if (writes_ != pending_ || !std::ranges::equal(values_, written_, {}, column)) {
-    writing_ = Prepared(WritingText());
+    writing_ = Use().Prepare(WritingText());
     writes_ = pending_;
     written_.clear();
     std::ranges::transform(values_, std::back_inserter(written_), column);
@@ -268,22 +277,20 @@ void RecordsetState::Update() {
   }
   const bool edit = pending_ == Pending::kEdit;
   if (!edit || !values_.empty()) {
-    sqlite::Statement* const statement = Writing();
+    sqlite::Statement& statement = Writing();
     std::vector<std::pair<int, StoredValue>> stored;
     stored.reserve(values_.size());  // what is bound stays where it is
     for (const auto& [column, value] : values_) {
       stored.emplace_back(column, StoredValue::Of(value));
-      Use().BindInPlace(*statement, static_cast<int>(stored.size()), stored.back().second);
+      Use().BindInPlace(statement, static_cast<int>(stored.size()), stored.back().second);
     }
     if (edit) {
-      Use().Bind(*statement, static_cast<int>(stored.size()) + 1, row_);
+      Use().Bind(statement, static_cast<int>(stored.size()) + 1, row_);
     }
     // A reader of this process, be it on another database variable, would hold
     // up the writer.
     Rest();
-    if (Use().Write(*statement, table_) == 0) {
-      FailForTable(kRowGone, u"la riga corrente è stata cancellata");
-    }
+    Use().Write(statement, table_, edit ? Connection::Rows::kCurrent : Connection::Rows::kNew);
     if (edit) {
       for (auto& [column, value] : stored) {
         ColumnWritten(column, std::move(value));
@@ -299,26 +306,18 @@ void RecordsetState::Delete() {
     FailForTable(kNoCurrentRow, u"nessuna riga corrente da cancellare");
   }
   sqlite::Statement* const statement =
-      Prepared("DELETE FROM " + Identifier(table_) + " WHERE rowid = ?");
+      Prepared("DELETE FROM " + Identifier(table_) + " WHERE " + number_ + " = ?");
   Use().Bind(*statement, 1, row_);
   Rest();
-  if (Use().Write(*statement, table_) == 0) {
-    FailForTable(kRowGone, u"la riga corrente è stata cancellata");
-  }
+  Use().Write(*statement, table_, Connection::Rows::kCurrent);
   Stand(Place::kGap, row_);
   RowDeleted();
-}
-
-void RecordsetState::FailForTable(int number, std::u16string_view what) {
-  throw Error(number, u"Tabella " + text::FromUtf8(table_) + u" del file " + Use().File() + u": " +
-                          std::u16string(what) + u".");
 }
 
 // ---- Tables
 
 TableState::TableState(std::shared_ptr<DatabaseState> database, std::string table)
     : RecordsetState(std::move(database), std::move(table)) {
-  NameColumns(Prepared(from_ + " WHERE rowid = ?1"));
   paths_.push_back(std::make_unique<Path>());
   path_ = paths_.back().get();
 }
@@ -350,7 +349,7 @@ void TableState::Seek(const Value& key) {
   }
   if (path_->seek == nullptr) {
     path_->seek = Prepared(from_ + " INDEXED BY " + Identifier(path_->index.index) + " WHERE " +
-                           Identifier(path_->index.column) + " IS ?1 ORDER BY rowid");
+                           Identifier(path_->index.column) + " IS ?1 ORDER BY " + number_);
   }
   const StoredValue sought = StoredValue::Of(key);
   EndLive();
@@ -364,7 +363,7 @@ void TableState::Seek(const Value& key) {
 }
 
 // The statement for one piece of the path; it runs through the
-// index alone, in the order of key and rowid.
+// index alone, in the order of key and row number.
 sqlite::Statement* TableState::Run(Direction direction, Piece piece) {
   const bool next = direction == Direction::kNext;
   sqlite::Statement*& run = path_->runs[next ? 0 : 1][piece];
@@ -375,8 +374,8 @@ sqlite::Statement* TableState::Run(Direction direction, Piece piece) {
   const std::string down = next ? "" : " DESC";
   std::string sql = from_;
   if (path_->column == 0) {
-    sql += piece == kAll ? "" : " WHERE rowid" + beyond + "?2";
-    sql += " ORDER BY rowid" + down;
+    sql += piece == kAll ? "" : " WHERE " + number_ + beyond + "?2";
+    sql += " ORDER BY " + number_ + down;
   } else {
     const std::string key = Identifier(path_->index.column);
     sql += " INDEXED BY " + Identifier(path_->index.index);
@@ -385,7 +384,7 @@ sqlite::Statement* TableState::Run(Direction direction, Piece piece) {
       case kBeyondRow:
         break;
       case kSameKey:
-        sql += " WHERE " + key + " IS ?1 AND rowid" + beyond + "?2";
+        sql += " WHERE " + key + " IS ?1 AND " + number_ + beyond + "?2";
         break;
       case kBeyondKey:
         sql += " WHERE " + key + beyond + "?1";
@@ -397,7 +396,7 @@ sqlite::Statement* TableState::Run(Direction direction, Piece piece) {
         sql += " WHERE " + key + " IS NOT NULL";
         break;
     }
-    sql += " ORDER BY " + key + down + ", rowid" + down;
+    sql += " ORDER BY " + key + down + ", " + number_ + down;
   }
   return run = Prepared(sql);
 }
@@ -495,7 +494,6 @@ void TableState::ColumnWritten(int column, StoredValue&& value) noexcept {
 QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string table,
                        const std::string& rest, std::vector<std::string> order)
     : RecordsetState(std::move(database), std::move(table)) {
-  NameColumns(Prepared(from_ + " WHERE rowid = ?1"));
   if (!order.empty() && std::ranges::all_of(order, [this](const std::string& column) {
         return FindColumn(text::FromUtf8(column)) != columns_.end() && !Use().IsKey(table_, column);
       })) {
@@ -508,7 +506,7 @@ QueryState::QueryState(std::shared_ptr<DatabaseState> database, std::string tabl
 // SQLite goes through an index on the names where there is one, which is nearly their
 // order. A row that goes before the walk comes to it is left out.
 void QueryState::SortByNames() {
-  std::string sql = "SELECT rowid";
+  std::string sql = "SELECT " + number_;
   for (const std::string& name : names_) {
     sql += ", " + Identifier(name);
   }
@@ -525,8 +523,8 @@ void QueryState::SortByNames() {
     rows += (rows.empty() ? "[" : ",") + std::to_string(row);
   }
   sorted_ = rows.empty() ? "[]" : std::move(rows) + "]";
-  query_ = Prepared("SELECT t.rowid, t.* FROM json_each(?1) AS o CROSS JOIN " + Identifier(table_) +
-                    " AS t ON t.rowid = o.value");
+  query_ = Prepared("SELECT t." + number_ + ", t.* FROM json_each(?1) AS o CROSS JOIN " +
+                    Identifier(table_) + " AS t ON t." + number_ + " = o.value");
   query_->Bind(1, sorted_);
 }
 

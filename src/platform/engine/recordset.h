@@ -1,8 +1,8 @@
 // What Database and Recordset are made of. Internal to the engine.
 //
-// A recordset's current row is a rowid. Its columns are read straight from the
+// A recordset's current row is its number in the table. Its columns are read straight from the
 // statement that stands on the row, `live_`, of which a recordset has at most
-// one. Without one the row is looked up by its rowid as soon as a column is
+// one. Without one the row is looked up by its number as soon as a column is
 // asked for, so suspending a recordset copies nothing, and a row that is gone
 // is noticed.
 #pragma once
@@ -66,7 +66,7 @@ class RecordsetState {
   bool Bof();
   bool Eof();
 
-  // Columns count from 1, as in the statements, where 0 is the rowid.
+  // Columns count from 1, as in the statements, where 0 is the row's number.
   int Column(std::u16string_view name);
   // Nothing for Null. The text is good until the row is left or written.
   std::optional<std::u16string_view> Read(int column);
@@ -91,8 +91,6 @@ class RecordsetState {
   Connection& Use() { return database_->Use(); }
   // The end of columns_ where there is no such column.
   std::vector<std::u16string>::const_iterator FindColumn(std::u16string_view name) const;
-  // The columns are those of any statement that begins with from_.
-  void NameColumns(sqlite::Statement* any);
   // The statement of this text, prepared once.
   sqlite::Statement* Prepared(const std::string& sql);
   // Steps `statement`, which becomes the live one; false at its end.
@@ -117,10 +115,13 @@ class RecordsetState {
   virtual void ColumnWritten(int /*column*/, StoredValue&& /*value*/) noexcept {}
   virtual void RowDeleted() noexcept {}
 
-  [[noreturn]] void FailForTable(int number, std::u16string_view what);
+  [[noreturn]] void FailForTable(int number, std::u16string_view what) {
+    Use().FailForTable(number, table_, what);
+  }
 
   const std::string table_;
-  const std::string from_;  // "SELECT rowid, * FROM table", the form of all reading
+  std::string number_;  // the name of the rows' number in SQL
+  std::string from_;    // "SELECT rowid, * FROM table", by that name, the form of all reading
   std::vector<std::u16string> columns_;
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
@@ -131,7 +132,7 @@ class RecordsetState {
 
   sqlite::Statement* Row();
   // The statement that writes the values set.
-  sqlite::Statement* Writing();
+  sqlite::Statement& Writing();
   std::string WritingText() const;
 
   std::shared_ptr<DatabaseState> database_;
@@ -139,7 +140,7 @@ class RecordsetState {
   std::map<std::string, sqlite::Statement> statements_;
   Pending pending_ = Pending::kNone;
   std::vector<std::pair<int, Value>> values_;          // set since AddNew or Edit
-  sqlite::Statement* writing_ = nullptr;               // the last one used,
+  sqlite::Statement writing_;                          // the last one used,
   Pending writes_ = Pending::kNone;                    // for what edit
   std::vector<int> written_;                           // of which columns
   std::vector<std::u16string> texts_;                  // of the columns read, by column
@@ -215,7 +216,7 @@ class QueryState : public RecordsetState {
 
   sqlite::Statement* query_ = nullptr;  // none yet where rows are sorted at the first move,
   std::vector<std::string> names_;      // by these columns
-  std::string sorted_;                  // their rowids in order, a JSON array
+  std::string sorted_;                  // their numbers in order, a JSON array
   std::vector<std::int64_t> rows_;      // those met, then, once suspended, all
   std::vector<bool> deleted_;           // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;

@@ -215,6 +215,22 @@ std::vector<std::string> Connection::Columns(std::string_view table) {
   return columns;
 }
 
+std::string Connection::RowNumber(const std::string& table, const Statement& all) const {
+  for (const char* const name : {"rowid", "oid", "_rowid_"}) {
+    bool hidden = false;
+    for (int column = 0; column < all.ColumnCount(); ++column) {
+      hidden |= sqlite3_stricmp(std::string(all.ColumnName(column)).c_str(), name) == 0;
+    }
+    if (!hidden) {
+      const bool numbered =
+          sqlite3_table_column_metadata(handle_.get(), nullptr, table.c_str(), name, nullptr,
+                                        nullptr, nullptr, nullptr, nullptr) == SQLITE_OK;
+      return numbered ? name : "";
+    }
+  }
+  return {};
+}
+
 std::string Connection::Collation(const std::string& table, const std::string& column) {
   const char* collation = nullptr;
   if (const int code =

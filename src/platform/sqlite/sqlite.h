@@ -52,6 +52,8 @@ class Error : public std::runtime_error {
 
 enum class Mode { kRead, kWrite };
 
+class Statement;
+
 class Connection {
  public:
   // Opens a file, which must exist; SQLite reads nothing of it yet. `name` is
@@ -89,6 +91,10 @@ class Connection {
 
   // Names of a table's columns, in its order; none where there is no such table.
   std::vector<std::string> Columns(std::string_view table);
+  // The name by which SQL reaches the number of a row: the first of rowid, oid and _rowid_
+  // that no column of the table bears and so hides. Empty where all three are hidden, or
+  // the table has no such number (WITHOUT ROWID). `all` is a "SELECT *" from the table.
+  std::string RowNumber(const std::string& table, const Statement& all) const;
   // The name of the collation that the column was declared with.
   std::string Collation(const std::string& table, const std::string& column);
   // What is amiss in the file's pages and indexes, in SQLite's words.
