@@ -94,6 +94,7 @@ int main(int argc, char** argv) {
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
   toolkit::App().view = &window;
+  toolkit::App().print = [&](const toolkit::Document& document) { return window.Print(document); };
   application.window = &window;
   QSocketNotifier endAsked(endSignals, QSocketNotifier::Read);
   QObject::connect(&endAsked, &QSocketNotifier::activated, &application, [&] {
@@ -102,7 +103,6 @@ int main(int argc, char** argv) {
   });
   if (ANAGPARC::Me.Load()) {
     window.Show();
-    QTimer::singleShot(0, [] { ANAGPARC::Me.Activate(); });
     // Looking an icon up in the desktop's themes takes a fifth of the start: the
     // window comes first.
     QTimer::singleShot(200, [] { QApplication::setWindowIcon(QIcon::fromTheme("anagparc")); });

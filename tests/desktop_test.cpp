@@ -3,16 +3,24 @@
 #include "platform/desktop/desktop.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QAbstractButton>
 #include <QAccessible>
 #include <QApplication>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPrintDialog>
 #include <QScreen>
 #include <QScrollBar>
+#include <QSpinBox>
 #include <QTest>
+#include <QTimer>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
+#include "files.h"
 #include "platform/desktop/listview.h"
 #include "platform/text/text.h"
 #include "sample.h"
@@ -338,6 +346,86 @@ TEST_F(Desktop, AHandlerIsSeenWhileItRuns) {
     right = seen[0] == seen[1] && seen[2] != seen[1] && seen[3] == seen[1];
   }
   EXPECT_TRUE(right);
+}
+
+// A table of names of a few lengths, and a block.
+Document LongDocument(int rows) {
+  Document document{.name = u"Percettori: prova/1", .title = u"Elenco di prova"};
+  document.blocks = {{u"DATI", {{u"Comune", u"H501", true, u"ROMA"}}}};
+  document.columns = {{u"N.", 7, false, true}, {u"Codice", 18, true}, {u"Nome"}};
+  for (int i = 1; i <= rows; ++i) {
+    document.cells.push_back(text::Decimal(i));
+    document.cells.push_back(u"RSSMRA80A01H501U");
+    document.cells.push_back(i == 7 ? std::u16string(150, u'W') + u" FINE" : u"NICOLÒ ŁÓDŹ");
+  }
+  document.closing = u"Percettori: " + text::Decimal(rows);
+  return document;
+}
+
+std::string ReadPdf(const std::filesystem::path& file) {
+  FILE* pipe = popen(("pdftotext -layout '" + file.native() + "' -").c_str(), "r");
+  std::string all;
+  for (int c = fgetc(pipe); c != EOF; c = fgetc(pipe)) {
+    all += static_cast<char>(c);
+  }
+  EXPECT_EQ(pclose(pipe), 0);
+  return all;
+}
+
+// What the dialog is given: file, and the pages from one to another (0: all).
+TEST_F(Desktop, PrintsThroughTheDialogToPdf) {
+  if (std::system("pdftotext -v 2>/dev/null") != 0) {
+    GTEST_SKIP() << "pdftotext is missing";
+  }
+  Show();
+  const Folder folder;
+  const std::filesystem::path file = folder.Path() / "elenco.pdf";
+  const Document document = LongDocument(120);
+  QString proposed;
+  const auto print = [&](const std::filesystem::path& to, int from, int last, bool accept = true) {
+    QTimer::singleShot(0, [&, from, last, accept] {
+      auto* dialog = qobject_cast<QPrintDialog*>(QApplication::activeModalWidget());
+      ASSERT_NE(dialog, nullptr);
+      auto* name = dialog->findChild<QLineEdit*>("filename");
+      proposed = name->text();
+      name->setText(QString::fromStdString(to));
+      if (from > 0) {
+        dialog->findChild<QAbstractButton*>("printRange")->setChecked(true);
+        dialog->findChild<QSpinBox*>("from")->setValue(from);
+        dialog->findChild<QSpinBox*>("to")->setValue(last);
+      }
+      accept ? dialog->accept() : dialog->reject();
+      Keys({Qt::Key_X});  // on its way when the dialog had the keys
+    });
+    return window->Print(document);
+  };
+  EXPECT_EQ(print(file, 0, 0, false), u"");
+  EXPECT_FALSE(exists(file));
+  EXPECT_TRUE(proposed.endsWith("/Percettori_ prova_1.pdf"));
+  EXPECT_EQ(one.Text(), u"");
+  EXPECT_TRUE(Line(one).hasFocus());
+
+  EXPECT_EQ(print(file, 0, 0), u"");
+  const std::string all = ReadPdf(file);
+  EXPECT_EQ(std::ranges::count(all, '\f'), 3);
+  for (const char* text : {"Pagina 1 di 3", "Pagina 3 di 3", "NICOLÒ ŁÓDŹ", "H501", "FINE",
+                           " 120 RSSMRA80A01H501U", "Percettori: 120", "Elenco di prova"}) {
+    EXPECT_NE(all.find(text), all.npos) << text;
+  }
+  EXPECT_EQ(print(file, 2, 2), u"");
+  const std::string page = ReadPdf(file);
+  EXPECT_EQ(std::ranges::count(page, '\f'), 1);
+  EXPECT_NE(page.find("Codice"), page.npos) << "the heads again";
+  EXPECT_NE(page.find("Pagina 2 di 3"), page.npos);
+
+  // Nothing is written over by what fails.
+  EXPECT_NE(print(file, 9, 9).find(u"in tutto sono 3"), std::u16string::npos);
+  EXPECT_NE(print(folder.Path() / "no" / "x.pdf", 0, 0).find(u"Impossibile scrivere"),
+            std::u16string::npos);
+  ASSERT_EQ(mkfifo((folder.Path() / "pipe").c_str(), 0600), 0);
+  EXPECT_NE(print(folder.Path() / "pipe", 0, 0), u"");
+  EXPECT_TRUE(is_fifo(folder.Path() / "pipe"));
+  EXPECT_EQ(ReadPdf(file), page);
 }
 
 TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {

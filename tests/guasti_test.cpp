@@ -166,6 +166,18 @@ const std::vector<Operation> kOperations = {
        EXPECT_EQ(ListTabmin.List(0).size() == 44, TabellaAperta == 3);
        EXPECT_EQ(LabTabmin.Caption() == u" Tabella stati esteri", TabellaAperta == 3);
      }},
+    // Never a list that lacks rows.
+    {"print of the list",
+     [](Program&) {
+       toolkit::App().print = [](const toolkit::Document& document) {
+         EXPECT_EQ(document.cells.size(), 9U);
+         return std::u16string();
+       };
+       return true;
+     },
+     [](Program&) { Me.UserKey({.text = u"P", .control = true}); },
+     {{"Operazione non riuscita", true}},
+     [](bool) {}},
 };
 
 TEST_F(Guasti, EveryCallThatFailsLeavesAllOrNothingAndIsTold) {
@@ -216,6 +228,13 @@ TEST_F(Guasti, EveryCallThatFailsLeavesAllOrNothingAndIsTold) {
       }
     }
   }
+}
+
+TEST_F(Guasti, APrintThatFailsIsTold) {
+  Begin();
+  toolkit::App().print = [](const toolkit::Document&) { return std::u16string(u"È spenta."); };
+  Me.UserKey({.text = u"P", .control = true});
+  EXPECT_EQ(Told(), "Stampa non eseguita.\r\rÈ spenta.");
 }
 
 TEST_F(Guasti, ListThatCannotBeReadIsReadAgain) {

@@ -28,11 +28,7 @@ bool Program::Start() {
   toolkit::App().view = this;
   toolkit::App().activate = nullptr;
   toolkit::App().start = nullptr;
-  if (!Me.Load()) {
-    return false;
-  }
-  Me.Activate();
-  return true;
+  return Me.Load();
 }
 
 void Program::Stop() {

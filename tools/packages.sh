@@ -3,12 +3,12 @@
 # shellcheck shell=bash disable=SC2034 # the lists are for those who read this
 required=(g++ cmake ninja-build pkg-config libsqlite3-dev mdbtools-dev)
 # Without these the window is left out; everything else is built.
-window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev)
+window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev qt6-translations-l10n)
 # Without it Qt can't draw on a Wayland desktop that has no X server.
 wayland=(qt6-wayland)
 # Python runs the test with two users, makes old archives and the table of capitals; xz
-# unpacks an archive.
-testing=(libgtest-dev sqlite3 python3 xz-utils)
+# unpacks an archive; pdftotext reads what was printed.
+testing=(libgtest-dev sqlite3 python3 xz-utils poppler-utils)
 benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)

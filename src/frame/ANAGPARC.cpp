@@ -249,7 +249,6 @@ void TABELLE(Righe& t) {
 
 void COLLEGAEVENTI() {
   Me.LoadEvent = Form_Load;
-  Me.ActivateEvent = Form_Activate;
   Me.ResizeEvent = Form_Resize;
   Me.UnloadEvent = Form_Unload;
   Me.KeyDown = Form_KeyDown;

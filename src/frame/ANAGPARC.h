@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include "platform/toolkit/application.h"
 #include "platform/toolkit/control.h"
@@ -102,8 +103,6 @@ void SUGGERISCITASTI();
 // --- Start and end (frame/avvio.cpp)
 
 void Form_Load();
-// One box, if need be, of what the user should know of this archive.
-void Form_Activate();
 void Form_Resize();
 void Form_Unload();
 // Tells the user of a failure that no handler has caught. The screen stays as
@@ -113,6 +112,15 @@ void ERRORENONPREVISTO(const std::exception& errore);
 // Both Uscita buttons: 0 settles unsaved changes first, 1 never asks.
 void cmduscita_Click(int Index);
 void cmduscita_GotFocus(int Index);
+
+// --- Printing (frame/stampa.cpp)
+
+// What is printed, under the heading that all of it bears. `nome`: proposed for a file.
+toolkit::Document NUOVASTAMPA(std::u16string titolo, std::u16string nome);
+// Both names, or the denomination and its continuation, without blanks around.
+std::u16string NOMINATIVO(std::u16string_view cognome, std::u16string_view nome);
+// Prints it as the user chooses; a failure is told.
+void STAMPA(const toolkit::Document& documento);
 
 // --- The two looks of an input box: normal, and marked as wrong.
 

@@ -3,6 +3,7 @@
 #include "record/record.h"
 #include "record/regole.h"
 #include "reference/reference.h"
+#include "selection/selection.h"
 
 namespace ANAGPARC {
 
@@ -76,6 +77,10 @@ void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
     KeyCode = 0;
   } else if (scheda && KeyCode == kF6 && Shift == 0) {
     COMPILADALCODICE();
+    KeyCode = 0;
+  } else if (KeyCode == u'P' && Shift == kControl) {
+    // With a panel open too: the list stands beside it.
+    scheda ? STAMPASCHEDA() : STAMPAELENCO();
     KeyCode = 0;
   }
 }

@@ -86,4 +86,7 @@ void cmdparcsuc_GotFocus();
 void cmdselprec_Click();
 void cmdselprec_GotFocus();
 
+// Prints the record as it stands on the screen, and says so where that isn't saved.
+void STAMPASCHEDA();
+
 }  // namespace ANAGPARC

@@ -85,9 +85,7 @@ void RIPRENDIPOSTO(const PostoElenco& posto, int riga) {
 int RIEMPIELENCO(const std::u16string& codice) {
   long esaminati = 0;
   int trovato = -1;
-  RecLista = DbDichiarazione.OpenRecordset(
-      Option1(0).Value() ? u"SELECT * FROM PERCPARCELLE  order by cfp"
-                         : u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2");
+  RecLista = DbDichiarazione.OpenRecordset(INTERROGAZIONEELENCO());
   List1.AddItem(kRigaInserimento);
   if (RecLista.RecordCount() != 0) {
     std::u16string riga;
@@ -107,6 +105,11 @@ int RIEMPIELENCO(const std::u16string& codice) {
 }
 
 }  // namespace
+
+std::u16string_view INTERROGAZIONEELENCO() {
+  return Option1(0).Value() ? u"SELECT * FROM PERCPARCELLE  order by cfp"
+                            : u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2";
+}
 
 void LISTAPERCETTORI() {
   Cmdcancella.SetEnabled(false);

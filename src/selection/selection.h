@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace ANAGPARC {
 
@@ -18,6 +19,8 @@ void Frmmoduli_Click(int Index);
 // go on from its row. When it throws, the rows read so far are in sight.
 void LISTAPERCETTORI();
 void Option1_Click(int Index);
+// The query of the list, in the order of Option1.
+std::u16string_view INTERROGAZIONEELENCO();
 // Fills the list anew if it couldn't be read whole: the order in use has been picked again.
 void RIPROVAELENCO();
 // Selects a recipient for the buttons beside the list; gives up an insertion that was begun.
@@ -26,5 +29,8 @@ void List1_Click();
 void List1_DblClick();
 // The recipient's code in a row of List1, without blanks; "" in the first row.
 std::u16string CODICEINELENCO(int riga);
+
+// Prints the list as it is ordered, with whole names, from the table as it is now.
+void STAMPAELENCO();
 
 }  // namespace ANAGPARC

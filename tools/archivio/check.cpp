@@ -54,16 +54,13 @@ class Checker {
   void Run(Depth depth) {
     // All that follows sees one state of the file.
     database_.Run("BEGIN");
-    if (depth != Depth::kTables) {
+    if (depth == Depth::kAll) {
       for (const std::string& damage : database_.Damages()) {
         Add("File danneggiato: " + damage + ".");
       }
     }
     for (const Table& table : Tables()) {
       CheckTable(table);
-    }
-    if (depth == Depth::kAll) {
-      CheckTriggers();
     }
   }
 
@@ -108,16 +105,6 @@ class Checker {
     for (const Index& index : table.indexes) {
       if (index.use != Use::kOrder) {
         CheckIndex(table, index);
-      }
-    }
-  }
-
-  void CheckTriggers() {
-    for (const auto& [name, on] : database_.Triggers()) {
-      if (std::ranges::any_of(Tables(),
-                              [&t = on](const Table& ours) { return Same(ours.name, t); })) {
-        Add("Tabella " + on + ": un altro programma ci ha messo il trigger " + name +
-            ", che viene eseguito a ogni scrittura.");
       }
     }
   }
@@ -194,11 +181,6 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth,
   std::vector<std::string> findings;
   try {
     Checker(file, findings, progress).Run(depth);
-    if (depth == Depth::kAll && sys::NamesOf(sys::PathText(file)) > 1) {
-      findings.push_back(label +
-                         "ha più nomi (collegamenti fisici); aperto con un altro nome dopo "
-                         "un'interruzione si rovina.");
-    }
   } catch (const sqlite::Error& failure) {
     CheckInterrupted();
     findings.push_back(failure.what());

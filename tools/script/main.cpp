@@ -51,7 +51,6 @@ int RunScript(std::istream& lines, script::Answers& answers, script::Actions& ac
   toolkit::App().witness = &printer;
   if (ANAGPARC::Me.Load()) {
     actions.Begin();
-    ANAGPARC::Me.Activate();
     script::Run(lines, std::cout, answers, actions);
   }
   std::cout.flush();

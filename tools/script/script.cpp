@@ -114,6 +114,38 @@ void Printer::Activated(std::u16string_view title, bool found) {
   out_ << "Activate " << Quote(title) << " = " << (found ? 1 : 0) << '\n';
 }
 void Printer::Started(std::u16string_view path) { out_ << "Shell " << Quote(path) << '\n'; }
+void Printer::Printed(const toolkit::Document& document) {
+  const auto line = [this](std::initializer_list<std::u16string_view> texts) {
+    out_ << "Print";
+    for (const std::u16string_view text : texts) {
+      out_ << ' ' << Quote(text);
+    }
+    out_ << '\n';
+  };
+  line({document.name});
+  line({document.program});
+  line({document.title});
+  for (const std::u16string& text : document.lines) {
+    line({text});
+  }
+  for (const toolkit::Block& block : document.blocks) {
+    line({block.title});
+    for (const toolkit::Item& item : block.items) {
+      line({item.label, item.value, item.description});
+    }
+  }
+  const std::size_t columns = document.columns.size();
+  for (std::size_t i = 0; i < columns; ++i) {
+    out_ << (i == 0 ? "Print " : " ") << Quote(document.columns[i].title);
+  }
+  for (std::size_t i = 0; i < document.cells.size(); ++i) {
+    out_ << (i % columns == 0 ? "\nPrint " : " ") << Quote(document.cells[i]);
+  }
+  if (columns > 0) {
+    out_ << '\n';
+    line({document.closing});
+  }
+}
 void Printer::Ended(int status) { out_ << "End " << status << '\n'; }
 
 // --- Actions on the model alone
@@ -428,7 +460,7 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
-constexpr std::u16string_view kLetters = u"ACSVXZ";  // with Ctrl
+constexpr std::u16string_view kLetters = u"ACPSVXZ";  // with Ctrl
 
 const std::map<std::u16string_view, KeyStroke>& Keys() {
   static const std::map<std::u16string_view, KeyStroke> keys = {

@@ -99,6 +99,7 @@ class Printer : public toolkit::Witness {
   void Beeped() override;
   void Activated(std::u16string_view title, bool found) override;
   void Started(std::u16string_view path) override;
+  void Printed(const toolkit::Document& document) override;
   void Ended(int status) override;
 
  private:

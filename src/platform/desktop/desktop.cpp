@@ -10,6 +10,7 @@
 #include "platform/desktop/input.h"
 #include "platform/desktop/look.h"
 #include "platform/desktop/messagebox.h"
+#include "platform/desktop/print.h"
 #include "platform/desktop/view.h"
 
 namespace desktop {
@@ -64,6 +65,21 @@ void Window::Leave() {
     }
   });
   again->start(0);
+}
+
+std::u16string Window::Print(const toolkit::Document& document) {
+  if (leaving_) {
+    return u"";
+  }
+  view_->Sync();
+  view_->ShowBusy(false);
+  input_->SetDeaf(true);
+  const std::u16string failure =
+      PrintDocument(&view_->Root(), document, [&](bool busy) { view_->ShowBusy(busy); });
+  input_->SetDeaf(false);
+  view_->ShowBusy(toolkit::Screen.MousePointer == 11);
+  view_->Uncover();
+  return failure;
 }
 
 int Window::Ask(const toolkit::Message& message) {

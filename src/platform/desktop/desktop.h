@@ -58,6 +58,9 @@ class Window : public toolkit::View {
   // Called when a message box is up and waits.
   std::function<void(QMessageBox&, const toolkit::Message&)> whenAsked;
 
+  // As toolkit::Print; for Application::print.
+  std::u16string Print(const toolkit::Document& document);
+
   int Ask(const toolkit::Message& message) override;
   void Beep() override;
   void Repaint() override;

@@ -71,9 +71,7 @@ void StoredValue::Read(const sqlite::Statement& row, int column) {
 }
 
 Connection::Connection(const std::filesystem::path& path) : database_(Opened(path)) {
-  // Through a link the journal lies beside the file itself.
-  std::error_code ignored;
-  Translated([&] { Configure(std::filesystem::weakly_canonical(path, ignored)); });
+  Translated([&] { Configure(std::filesystem::absolute(path)); });
 }
 
 void Connection::Configure(const std::filesystem::path& path) {
@@ -141,10 +139,6 @@ void Connection::BindInPlace(sqlite::Statement& statement, int parameter,
 
 void Connection::Bind(sqlite::Statement& statement, int parameter, std::int64_t value) {
   Translated([&] { statement.Bind(parameter, value); });
-}
-
-std::vector<sqlite::Connection::Trigger> Connection::Triggers() {
-  return Translated([&] { return database_.Triggers(); });
 }
 
 void Connection::CheckPlace() const {

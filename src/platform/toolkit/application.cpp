@@ -35,9 +35,6 @@ Message Describe(std::u16string_view text, int flags, std::u16string_view title)
     case kQuestion:
       message.icon = MessageIcon::Question;
       break;
-    case kExclamation:
-      message.icon = MessageIcon::Exclamation;
-      break;
     case kInformation:
       message.icon = MessageIcon::Information;
       break;
@@ -84,6 +81,16 @@ bool Shell(std::u16string_view path) {
     App().witness->Started(path);
   }
   return App().start && App().start(path);
+}
+
+std::u16string Print(const Document& document) {
+  if (App().atRest) {
+    App().atRest();
+  }
+  if (App().witness != nullptr) {
+    App().witness->Printed(document);
+  }
+  return App().print ? App().print(document) : u"";
 }
 
 void End(int status) { throw ProgramEnd{status}; }

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/toolkit/document.h"
+
 namespace toolkit {
 
 struct MessageButton {
@@ -16,7 +18,7 @@ struct MessageButton {
   std::u16string caption;
 };
 
-enum class MessageIcon { None, Critical, Question, Exclamation, Information };
+enum class MessageIcon { None, Critical, Question, Information };
 
 struct Message {
   std::u16string text;  // lines divided by code 13
@@ -48,6 +50,7 @@ class Witness {
   virtual void Beeped() = 0;
   virtual void Activated(std::u16string_view title, bool found) = 0;
   virtual void Started(std::u16string_view path) = 0;
+  virtual void Printed(const Document& document) = 0;
   virtual void Ended(int status) = 0;
 };
 
@@ -58,7 +61,9 @@ struct Application {
   std::u16string commandLine;  // after the program's name
   std::function<bool(std::u16string_view title)> activate;
   std::function<bool(std::u16string_view path)> start;
-  // Called when an event has run to its end, and before a message box waits.
+  // As Print, below.
+  std::function<std::u16string(const Document& document)> print;
+  // Called when an event has run to its end, and before a message box or the printing waits.
   std::function<void()> atRest;
   // Told of an exception that left a handler.
   std::function<void(const std::exception&)> unhandled;
@@ -75,7 +80,7 @@ extern ScreenObject Screen;
 
 // Flags of a message box: buttons plus icon. Results: the button's code.
 constexpr int kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4;
-constexpr int kCritical = 16, kQuestion = 32, kExclamation = 48, kInformation = 64;
+constexpr int kCritical = 16, kQuestion = 32, kInformation = 64;
 constexpr int kOk = 1, kCancel = 2, kYes = 6, kNo = 7;
 
 // Modal message box; a line end in the text is code 13.
@@ -85,6 +90,10 @@ void Beep();
 bool AppActivate(std::u16string_view title);
 // Starts a program, hidden, without waiting; false when it can't be started.
 bool Shell(std::u16string_view path);
+
+// Prints where and how the user chooses in the system's dialog, or not at all. Returns what
+// went wrong, in Italian; "" when nothing did.
+std::u16string Print(const Document& document);
 
 // Ends the program here: no handler goes on. It is an exception so that what
 // is open is closed; only the form's events catch it.
