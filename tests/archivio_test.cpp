@@ -216,6 +216,14 @@ TEST_F(Archive, CheckFindsWhatIsAmissAndChangesNothing) {
       {"ALTER TABLE RELEASE ADD COLUMN RowID; ALTER TABLE RELEASE ADD COLUMN oid;"
        "ALTER TABLE RELEASE ADD COLUMN x AS (1); ALTER TABLE RELEASE RENAME COLUMN x TO _RowID_",
        "Tabella RELEASE: le righe non hanno un numero"},
+      {"INSERT INTO PERCPARCELLE (CFP, APARC_1) VALUES ('A', 'È' || char(65533)), ('B', "
+       "CAST(x'45FF' AS TEXT))",
+       "Tabella PERCPARCELLE, riga 2, percettore B E\xEF\xBF\xBD : la colonna APARC_1 (Cognome o "
+       "Denominazione) contiene byte che non sono un testo UTF-8."},
+      {"INSERT INTO QUADROLAUT (CFP, ANNO) VALUES ('C', ''), ('B', NULL), ('A', x'41')",
+       "Tabella QUADROLAUT, riga 3, certificazione di A: la colonna ANNO contiene dati binari"},
+      {"INSERT INTO PERCPARCELLE (CFP) VALUES ('A' || char(0))", "contiene un carattere NUL."},
+      {"ALTER TABLE QUADROLAUT ADD COLUMN N INT; INSERT INTO QUADROLAUT (N) VALUES (1)", ""},
       {"PRAGMA journal_mode = WAL", "modalità WAL"},
       {"DROP INDEX \"PERCPARCELLE.NOME\"; ALTER TABLE PERCPARCELLE DROP COLUMN APARC_15", ""},
       {"DROP TABLE PERCETTORI; CREATE TABLE percettori (K TEXT COLLATE RTRIM); "
@@ -230,6 +238,14 @@ TEST_F(Archive, CheckFindsWhatIsAmissAndChangesNothing) {
     EXPECT_TRUE(findings.empty() || Has(findings[0], finding)) << findings[0];
     EXPECT_EQ(Bytes(file), before);
   }
+  // So many values that the program can't show as they are that only the first are named.
+  const Words many = Check(NewArchive(
+      "DROP TABLE QUADROLAUT; CREATE TABLE QUADROLAUT (CFP COLLATE RTRIM); CREATE INDEX"
+      " \"QUADROLAUT.CHIAVE\" ON QUADROLAUT (CFP); INSERT INTO QUADROLAUT WITH n(i) AS (SELECT 1"
+      " UNION ALL SELECT i + 1 FROM n LIMIT 25) SELECT i * 0.5 FROM n"));
+  ASSERT_EQ(many.size(), 22U);
+  EXPECT_TRUE(Has(many[1], "riga 1, certificazione di 0.5: la colonna CFP")) << many[1];
+  EXPECT_TRUE(many[21].ends_with("e altri 5 valori che non sono testi."));
   const std::string whole = Bytes(NewArchive());
   std::string scribbled = whole;
   scribbled.replace(scribbled.size() / 2, 20000, 20000, '\xA5');

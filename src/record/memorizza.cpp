@@ -12,6 +12,19 @@ using namespace MOD770BAS;
 
 namespace {
 
+// What the row is to hold in place of `registrato`; nothing where it stays as it is, in bytes
+// that its text may not tell: a number, a blob, one that isn't UTF-8. What the screen can't show of
+// the latter (by a replacement character) is changed only by who changes the text.
+std::optional<std::u16string> DASCRIVERE(const regole::CampoPercettore& campo,
+                                         const engine::Value& registrato) {
+  const std::u16string& testo = Text1(campo.indice).Text();
+  std::u16string valore = regole::VALOREDISALVATAGGIO(campo, testo);
+  const bool intatto =
+      registrato && (valore == *registrato || (registrato->find(u'\xFFFD') != registrato->npos &&
+                                               testo == regole::TESTOASCHERMO(campo, *registrato)));
+  return intatto ? std::nullopt : std::optional(std::move(valore));
+}
+
 // The texts of the screen into the current row, or into a new one; the row as it is then.
 Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
   Percettore riga;
@@ -25,9 +38,11 @@ Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
   }
   for (IndiceCampo = 1; IndiceCampo <= regole::kUltimoCampo; ++IndiceCampo) {
     if (const regole::CampoPercettore* campo = regole::CAMPO(IndiceCampo)) {
-      std::u16string& valore = riga[POSTO(*campo)];
-      valore = regole::VALOREDISALVATAGGIO(*campo, Text1(campo->indice).Text());
-      TabPERCPARCELLE.Fields(campo->colonna).Set(valore);
+      engine::Field colonna = TabPERCPARCELLE.Fields(campo->colonna);
+      if (std::optional<std::u16string> valore = DASCRIVERE(*campo, colonna.Get())) {
+        colonna.Set(*valore);
+      }
+      riga[POSTO(*campo)] = colonna.Text();
     }
   }
   TabPERCPARCELLE.Update();

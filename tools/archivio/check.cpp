@@ -4,6 +4,7 @@
 #include <string>
 
 #include "archivio/archivio.h"
+#include "archivio/columns.h"
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
@@ -58,6 +59,7 @@ class Checker {
       for (const std::string& damage : database_.Damages()) {
         Add("File danneggiato: " + damage + ".");
       }
+      values_ = findings_.empty();
     }
     for (const Table& table : Tables()) {
       CheckTable(table);
@@ -71,6 +73,71 @@ class Checker {
   };
 
   void Add(std::string text) { findings_.push_back(std::move(text)); }
+
+  // What is wrong with a text; empty where nothing is.
+  static std::string_view Fault(const sqlite::Statement& row, int column) {
+    switch (row.Type(column)) {
+      case sqlite::Type::kInteger:
+      case sqlite::Type::kReal:
+        return "contiene un numero, non un testo";
+      case sqlite::Type::kBlob:
+        return "contiene dati binari, non un testo";
+      default:
+        break;
+    }
+    const std::string_view text = row.Bytes(column);
+    return text.find('\0') != text.npos ? "contiene un carattere NUL"
+           : text::IsUtf8(text)         ? ""
+                                        : "contiene byte che non sono un testo UTF-8";
+  }
+
+  // Names the values that the program can't show as they are, in all columns that are to hold
+  // texts. A user finds their row by code and names, as far as the table has these.
+  void CheckValues(const Table& table, const std::vector<FoundColumn>& found,
+                   const std::string& who) {
+    constexpr std::size_t kMost = 20;
+    const std::vector<Column> known = Columns(table);
+    std::vector<std::string> columns;
+    std::string names;
+    for (const FoundColumn& column : found) {
+      const bool needed = std::ranges::any_of(known, [&](const Column& candidate) {
+        return candidate.needed && Same(candidate.name, column.name);
+      });
+      if (needed || KeepsText(column.type)) {
+        columns.push_back(column.name);
+        names += (names.empty() ? "" : ", ") + sqlite::Identifier(column.name);
+      }
+    }
+    if (columns.empty()) {
+      return;
+    }
+    const std::string label = "Tabella " + std::string(table.name) + ", ";
+    std::size_t faults = 0;
+    sqlite::Statement row(
+        database_, "SELECT " + names + " FROM " + sqlite::Identifier(table.name) + " NOT INDEXED");
+    for (std::size_t number = 1; row.Next(); ++number) {
+      for (std::size_t i = 0; i < columns.size(); ++i) {
+        const std::string_view fault = Fault(row, static_cast<int>(i));
+        if (fault.empty() || ++faults > kMost) {
+          continue;
+        }
+        std::string whose;
+        for (std::size_t name = 0; name < columns.size(); ++name) {
+          if (Same(columns[name], "CFP") || Same(columns[name], "APARC_1") ||
+              Same(columns[name], "APARC_2")) {
+            whose += " " + Shown(row.Bytes(static_cast<int>(name)));
+          }
+        }
+        const std::string readable(ReadableName(columns[i]));
+        Add(label + "riga " + std::to_string(number) + ", " + who + whose + ": la colonna " +
+            columns[i] + (readable == columns[i] ? " " : " (" + readable + ") ") +
+            std::string(fault) + ".");
+      }
+    }
+    if (faults > kMost) {
+      Add(label + "e altri " + std::to_string(faults - kMost) + " valori che non sono testi.");
+    }
+  }
 
   void CheckTable(const Table& table) {
     const std::string label = "Tabella " + std::string(table.name) + ": ";
@@ -106,6 +173,11 @@ class Checker {
       if (index.use != Use::kOrder) {
         CheckIndex(table, index);
       }
+    }
+    if (values_ && table.name == "PERCPARCELLE") {
+      CheckValues(table, found, "percettore");
+    } else if (values_ && table.name == "QUADROLAUT") {
+      CheckValues(table, found, "certificazione di");
     }
   }
 
@@ -154,6 +226,7 @@ class Checker {
   OpenArchive database_;
   std::vector<std::string>& findings_;
   Progress progress_;
+  bool values_ = false;  // are looked at, where the file isn't damaged
 };
 
 }  // namespace

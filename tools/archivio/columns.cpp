@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/text/text.h"
+
 namespace archivio {
 
 namespace {
@@ -38,6 +40,13 @@ std::string_view ReadableName(std::string_view column) {
   const auto* const found =
       std::ranges::find(kNames, column, [](const auto& n) { return n.first; });
   return found == std::end(kNames) ? column : found->second;
+}
+
+std::string Shown(std::string_view bytes) {
+  constexpr std::size_t kMost = 40;
+  std::u16string units = text::FromUtf8(bytes.substr(0, kMost));
+  std::replace_if(units.begin(), units.end(), text::IsControl, u'?');
+  return text::ToUtf8(units) + (bytes.size() > kMost ? "..." : "");
 }
 
 std::string DateOnScreen(std::string_view stored) {

@@ -6,6 +6,9 @@
 
 namespace archivio {
 
+// A value, whatever its bytes, fit for a line that tells of it.
+std::string Shown(std::string_view bytes);
+
 inline constexpr std::string_view kDateColumn = "APARC_4";
 
 // What the form and its manual call the column; a column without a field keeps

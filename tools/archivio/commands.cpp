@@ -138,7 +138,8 @@ const std::vector<Command>& Commands() {
        {"FILE"},
        1,
        {},
-       "Dice che cosa manca all'archivio. Legge soltanto.\n",
+       "Dice che cosa manca all'archivio, e quali valori dei percettori e delle\n"
+       "certificazioni non sono testi, per riga e colonna. Legge soltanto.\n",
        "Interrotto: la verifica non è finita.",
        RunCheck},
       {"prepara",

@@ -37,14 +37,6 @@ bool SameName(std::string_view a, std::string_view b) {
   return text::Upper(text::FromUtf8(a)) == text::Upper(text::FromUtf8(b));
 }
 
-// A text out of the file, fit for a line of the report.
-std::string Shown(std::string_view bytes) {
-  constexpr std::size_t kMost = 40;
-  std::u16string units = text::FromUtf8(bytes.substr(0, kMost));
-  std::replace_if(units.begin(), units.end(), text::IsControl, u'?');
-  return text::ToUtf8(units) + (bytes.size() > kMost ? "..." : "");
-}
-
 // Where a recipient's code stands already.
 struct Known {
   std::int64_t row;  // its number in the table
