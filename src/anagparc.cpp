@@ -103,6 +103,7 @@ int main(int argc, char** argv) {
   });
   if (ANAGPARC::Me.Load()) {
     window.Show();
+    QTimer::singleShot(0, [] { ANAGPARC::Me.Activate(); });
     // Looking an icon up in the desktop's themes takes a fifth of the start: the
     // window comes first.
     QTimer::singleShot(200, [] { QApplication::setWindowIcon(QIcon::fromTheme("anagparc")); });

@@ -145,8 +145,9 @@ wait $process 2>/dev/null
 gone
 
 # A write cut off half done: the copy, and the import, undo it.
+ln -s $archive legame
 for command in copia importa; do
-  words=("$archive" z)
+  words=(legame z)  # through a link, whose journal lies beside the file
   [ $command = copia ] || words=(tutti.csv "$archive" --aggiorna)
   cp prima $archive
   # shellcheck disable=SC2016 # for the shell below sqlite3
@@ -157,7 +158,7 @@ for command in copia importa; do
   expect 1 "*una scrittura è stata interrotta*" "$tool" verifica $archive
   expect 1 "*una scrittura è stata interrotta*" "$tool" esporta mai.csv $archive
   gone mai.csv
-  expect 0 "Annullata la scrittura interrotta nel file $archive.*" "$tool" $command "${words[@]}"
+  expect 0 "Annullata la scrittura interrotta nel file *" "$tool" $command "${words[@]}"
   [ "$(rows $archive)" = "$(rows prima)" ] || fail "$command: not undone"
 done
 [ "$(rows z)" = "$(rows prima)" ] || fail "the copy isn't the archive from before"

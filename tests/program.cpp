@@ -28,7 +28,11 @@ bool Program::Start() {
   toolkit::App().view = this;
   toolkit::App().activate = nullptr;
   toolkit::App().start = nullptr;
-  return Me.Load();
+  if (!Me.Load()) {
+    return false;
+  }
+  Me.Activate();
+  return true;
 }
 
 void Program::Stop() {

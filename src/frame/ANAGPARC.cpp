@@ -249,6 +249,7 @@ void TABELLE(Righe& t) {
 
 void COLLEGAEVENTI() {
   Me.LoadEvent = Form_Load;
+  Me.ActivateEvent = Form_Activate;
   Me.ResizeEvent = Form_Resize;
   Me.UnloadEvent = Form_Unload;
   Me.KeyDown = Form_KeyDown;

@@ -103,6 +103,8 @@ void SUGGERISCITASTI();
 // --- Start and end (frame/avvio.cpp)
 
 void Form_Load();
+// One box, if need be, of what the user should know of this archive.
+void Form_Activate();
 void Form_Resize();
 void Form_Unload();
 // Tells the user of a failure that no handler has caught. The screen stays as

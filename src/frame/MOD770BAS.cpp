@@ -1,5 +1,6 @@
 #include "frame/MOD770BAS.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/system/files.h"
@@ -160,6 +161,18 @@ void APRITABELLE() {
       tabella.recordset.Index(tabella.indice);
     }
   }
+}
+
+std::vector<std::u16string> TRIGGERESTRANEI() {
+  std::vector<std::u16string> righe;
+  for (const auto& [nome, tabella] : DbDichiarazione.Triggers()) {
+    if (std::ranges::any_of(Tabelle(), [&t = tabella](const Tabella& nostra) {
+          return text::Upper(nostra.nome) == text::Upper(t);
+        })) {
+      righe.push_back(Join(nome, u" (tabella ", tabella, u")"));
+    }
+  }
+  return righe;
 }
 
 void CHIUDITABELLE() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/engine/engine.h"
 
@@ -58,6 +59,9 @@ extern engine::Recordset RecLista;
 // Both throw engine::Error at the first thing that is missing.
 void APRIDATABASE();
 void APRITABELLE();
+// What other programs have put into the archive to run with each write to one of
+// these tables, one line each. Throws engine::Error.
+std::vector<std::u16string> TRIGGERESTRANEI();
 // Pass over what was never opened or is closed already; any other failure ends
 // the closing, in silence.
 void CHIUDITABELLE();

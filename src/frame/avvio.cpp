@@ -1,4 +1,6 @@
 // Start and end of the program.
+#include <algorithm>
+
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "platform/engine/engine.h"
@@ -67,6 +69,40 @@ void AVVIO() {
   FlagErroreCampi = 0;
 }
 
+// The suite's own programs may have put triggers there on purpose, and the archive may be
+// wrong without what they do: so they run, and the archive opens. What they do to a row of ours
+// isn't hidden: a write that doesn't change exactly that row fails, and a save shows the row
+// as it then is.
+std::u16string AVVISOTRIGGER() {
+  constexpr std::size_t kRighe = 5;
+  const std::vector<std::u16string> trigger = TRIGGERESTRANEI();
+  if (trigger.empty()) {
+    return u"";
+  }
+  std::u16string avviso =
+      u"Un altro programma ha messo nell'archivio istruzioni che vengono eseguite a ogni scrittura "
+      u"(trigger) e possono cambiare altri dati:";
+  for (std::size_t i = 0; i < std::min(trigger.size(), kRighe); ++i) {
+    avviso += u"\r- " + trigger[i];
+  }
+  if (trigger.size() > kRighe) {
+    avviso += u"\re altre " + text::Decimal(static_cast<long>(trigger.size() - kRighe)) + u".";
+  }
+  return avviso + u"\rSe non sono volute, contattare Calvenza Servizi.";
+}
+
+// The engine's journal bears the name that the file was opened by: whoever opens it by another
+// one doesn't find the journal of a write that was cut off, and works on half of it.
+std::u16string AVVISONOMI() {
+  if (sys::NamesOf(ArchivioAnnuale()) <= 1) {
+    return u"";
+  }
+  return u"L'archivio " + ArchivioAnnuale() +
+         u" ha anche altri nomi (collegamenti fisici). Aperto con un altro nome dopo "
+         u"un'interruzione si rovina, e i nomi in più non sono copie: quello che si scrive qui "
+         u"cambia anche là. Lasciargli un nome solo; per le copie usare anagparc-archivio copia.";
+}
+
 }  // namespace
 
 void PREPARAPROGRAMMA(std::u16string rigaDiComando) {
@@ -97,6 +133,16 @@ void Form_Load() {
     AVVIOIMPOSSIBILE(e.Text());
   } catch (const std::exception& e) {  // no memory, say: half a list is none
     AVVIOIMPOSSIBILE(u"Errore interno: " + text::FromUtf8(e.what()));
+  }
+}
+
+void Form_Activate() {
+  std::u16string avvisi;
+  for (const std::u16string& avviso : {AVVISOTRIGGER(), AVVISONOMI()}) {
+    avvisi += (avvisi.empty() || avviso.empty() ? u"" : u"\r\r") + avviso;
+  }
+  if (!avvisi.empty()) {
+    toolkit::MsgBox(avvisi, toolkit::kExclamation, Titolo());
   }
 }
 

@@ -43,7 +43,9 @@ void WriteDemonstration(const std::filesystem::path& file, long recipients);
 void Create(const std::filesystem::path& folder, std::optional<long> recipients, std::ostream& out,
             std::ostream* progress = nullptr);
 
-enum class Depth { kTables, kAll };  // with kAll every page is read as well
+// kPages: every page is read as well; kAll: besides, what the program works with but its
+// user should know of: triggers of other programs, a file of several names.
+enum class Depth { kTables, kPages, kAll };
 
 // What `file` lacks as an archive of the program, one Italian sentence each;
 // empty for a sound one. A file that can't be read is a finding, too. Opens the

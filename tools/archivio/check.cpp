@@ -55,7 +55,7 @@ class Checker {
   void Run(Depth depth) {
     // All that follows sees one state of the file.
     database_.Run("BEGIN");
-    if (depth == Depth::kAll) {
+    if (depth != Depth::kTables) {
       for (const std::string& damage : database_.Damages()) {
         Add("File danneggiato: " + damage + ".");
       }
@@ -63,6 +63,9 @@ class Checker {
     }
     for (const Table& table : Tables()) {
       CheckTable(table);
+    }
+    if (depth == Depth::kAll) {
+      CheckTriggers();
     }
   }
 
@@ -181,6 +184,16 @@ class Checker {
     }
   }
 
+  void CheckTriggers() {
+    for (const auto& [name, on] : database_.Triggers()) {
+      if (std::ranges::any_of(Tables(),
+                              [&t = on](const Table& ours) { return Same(ours.name, t); })) {
+        Add("Tabella " + on + ": un altro programma ci ha messo il trigger " + name +
+            ", che viene eseguito a ogni scrittura.");
+      }
+    }
+  }
+
   void CheckIndex(const Table& table, const Index& index) {
     const std::string name = std::string(table.name) + "." + std::string(index.name);
     const std::string label = "Indice " + name + ": ";
@@ -254,6 +267,11 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth,
   std::vector<std::string> findings;
   try {
     Checker(file, findings, progress).Run(depth);
+    if (depth == Depth::kAll && sys::NamesOf(sys::PathText(file)) > 1) {
+      findings.push_back(label +
+                         "ha più nomi (collegamenti fisici); aperto con un altro nome dopo "
+                         "un'interruzione si rovina.");
+    }
   } catch (const sqlite::Error& failure) {
     CheckInterrupted();
     findings.push_back(failure.what());

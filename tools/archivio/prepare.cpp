@@ -58,7 +58,7 @@ void MakeTemplate(const fs::path& folder, std::ostream& out, NewFolders& folders
     out << "Scritto il modello " << NameOf(file) << ".\n";
     return;
   }
-  if (const std::vector<std::string> findings = Check(file); !findings.empty()) {
+  if (const std::vector<std::string> findings = Check(file, Depth::kPages); !findings.empty()) {
     throw Failure("Il modello che c'è già non va. " + findings.front());
   }
   out << "Il modello " << NameOf(file) << " c'era già e resta com'è.\n";

@@ -51,6 +51,7 @@ int RunScript(std::istream& lines, script::Answers& answers, script::Actions& ac
   toolkit::App().witness = &printer;
   if (ANAGPARC::Me.Load()) {
     actions.Begin();
+    ANAGPARC::Me.Activate();
     script::Run(lines, std::cout, answers, actions);
   }
   std::cout.flush();

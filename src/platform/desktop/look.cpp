@@ -90,6 +90,8 @@ class Style : public QProxyStyle {
         return Disc(Highlight(), "i");
       case SP_MessageBoxQuestion:
         return Disc(Highlight(), "?");
+      case SP_MessageBoxWarning:
+        return Disc(QColor(176, 96, 0), "!");
       case SP_MessageBoxCritical:
         return Disc(QColor(190, 30, 45), "!");
       default:

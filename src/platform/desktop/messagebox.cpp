@@ -86,6 +86,8 @@ QMessageBox::Icon IconOf(toolkit::MessageIcon icon) {
       return QMessageBox::Critical;
     case toolkit::MessageIcon::Question:
       return QMessageBox::Question;
+    case toolkit::MessageIcon::Exclamation:
+      return QMessageBox::Warning;
     case toolkit::MessageIcon::Information:
       return QMessageBox::Information;
     case toolkit::MessageIcon::None:

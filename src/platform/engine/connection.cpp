@@ -71,7 +71,9 @@ void StoredValue::Read(const sqlite::Statement& row, int column) {
 }
 
 Connection::Connection(const std::filesystem::path& path) : database_(Opened(path)) {
-  Translated([&] { Configure(std::filesystem::absolute(path)); });
+  // Through a link the journal lies beside the file itself.
+  std::error_code ignored;
+  Translated([&] { Configure(std::filesystem::weakly_canonical(path, ignored)); });
 }
 
 void Connection::Configure(const std::filesystem::path& path) {
@@ -139,6 +141,10 @@ void Connection::BindInPlace(sqlite::Statement& statement, int parameter,
 
 void Connection::Bind(sqlite::Statement& statement, int parameter, std::int64_t value) {
   Translated([&] { statement.Bind(parameter, value); });
+}
+
+std::vector<sqlite::Connection::Trigger> Connection::Triggers() {
+  return Translated([&] { return database_.Triggers(); });
 }
 
 void Connection::CheckPlace() const {

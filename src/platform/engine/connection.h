@@ -46,6 +46,8 @@ class Connection {
   void BindInPlace(sqlite::Statement& statement, int parameter, const StoredValue& value);
   void Bind(sqlite::Statement& statement, int parameter, std::int64_t value);
 
+  std::vector<sqlite::Connection::Trigger> Triggers();
+
   // Throws kMoved where the file is no longer the one that its name leads to.
   void CheckPlace() const;
 

@@ -97,9 +97,13 @@ Error::Error(int number, std::u16string text)
 std::u16string SideFile(std::u16string_view name) { return std::u16string(name) + u"-journal"; }
 
 bool WriteCutOff(std::u16string_view name) {
-  const std::filesystem::path path = sys::ResolvePath(SideFile(name));
-  std::error_code ignored;
-  if (!std::filesystem::exists(path, ignored)) {
+  // SQLite keeps the journal where the file itself lies, not beside a link to it.
+  std::error_code missing, ignored;
+  namespace fs = std::filesystem;
+  const fs::path file = fs::canonical(sys::ResolvePath(name), missing);
+  const fs::path path =
+      missing ? sys::ResolvePath(SideFile(name)) : fs::path(file.native() + "-journal");
+  if (!fs::exists(path, ignored)) {
     return false;
   }
   // SQLite's own test: a journal that isn't good yet, or any more, begins with 0.
@@ -220,6 +224,14 @@ void Database::Execute(std::u16string_view source) {
   sqlite::Statement statement = connection.Prepare("DELETE FROM " + Identifier(table) + rest);
   Rest();
   connection.Write(statement, table, Connection::Rows::kAny);
+}
+
+std::vector<Database::Trigger> Database::Triggers() {
+  std::vector<Trigger> triggers;
+  for (const auto& [name, table] : State().Use().Triggers()) {
+    triggers.push_back({text::FromUtf8(name), text::FromUtf8(table)});
+  }
+  return triggers;
 }
 
 void Database::BeginTrans() {

@@ -27,6 +27,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace engine {
 
@@ -180,6 +181,13 @@ class Database {
 
   // Runs "delete * from table [where ...]". Throws kNoTable, kSyntax.
   void Execute(std::u16string_view sql);
+
+  struct Trigger {
+    std::u16string name, table;
+  };
+  // What other programs have put into the file to run by itself with each write to
+  // a table; it runs with ours too. By table and name.
+  std::vector<Trigger> Triggers();
 
   // What is written between BeginTrans and CommitTrans is on disk whole when
   // CommitTrans returns, or, after Rollback, a failure or a crash, not at all.

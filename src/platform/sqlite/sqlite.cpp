@@ -242,6 +242,17 @@ std::string Connection::Collation(const std::string& table, const std::string& c
   return collation;
 }
 
+std::vector<Connection::Trigger> Connection::Triggers() {
+  std::vector<Trigger> triggers;
+  Statement query(*this,
+                  "SELECT name, tbl_name FROM sqlite_schema WHERE type = 'trigger' ORDER BY "
+                  "tbl_name COLLATE NOCASE, name COLLATE NOCASE");
+  while (query.Next()) {
+    triggers.push_back({std::string(query.Bytes(0)), std::string(query.Bytes(1))});
+  }
+  return triggers;
+}
+
 std::vector<std::string> Connection::Damages() {
   std::vector<std::string> damages;
   Statement check(*this, "PRAGMA integrity_check");

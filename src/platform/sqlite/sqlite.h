@@ -97,6 +97,11 @@ class Connection {
   std::string RowNumber(const std::string& table, const Statement& all) const;
   // The name of the collation that the column was declared with.
   std::string Collation(const std::string& table, const std::string& column);
+  struct Trigger {
+    std::string name, table;
+  };
+  // What runs by itself with each write to a table, by table and name.
+  std::vector<Trigger> Triggers();
   // What is amiss in the file's pages and indexes, in SQLite's words.
   std::vector<std::string> Damages();
   // Copies the whole database, as it is at one moment, over that of `to`. A write

@@ -60,6 +60,11 @@ void RefuseUnreadable(std::u16string_view name) {
   }
 }
 
+unsigned long NamesOf(std::u16string_view name) {
+  struct stat info = {};
+  return stat(ResolvePath(name).c_str(), &info) == 0 ? info.st_nlink : 1;
+}
+
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {
   const fs::path path = ResolvePath(from);
   const Fd source = OpenForReading(path);

@@ -30,6 +30,10 @@ enum class Access {
   kOwner,     // its owner alone
 };
 
+// How many names in all lead to the file; 1 where that can't be told. A link that names
+// another name doesn't count.
+unsigned long NamesOf(std::u16string_view name);
+
 // Copies the plain file `from` to the new file `to`, in a folder that exists. `to`
 // never exists as a half file, even if the process is killed, and is on disk when the
 // call returns; only a kill leaves a hidden file of the name ".anagparc-" and 16

@@ -35,6 +35,9 @@ Message Describe(std::u16string_view text, int flags, std::u16string_view title)
     case kQuestion:
       message.icon = MessageIcon::Question;
       break;
+    case kExclamation:
+      message.icon = MessageIcon::Exclamation;
+      break;
     case kInformation:
       message.icon = MessageIcon::Information;
       break;

@@ -18,7 +18,7 @@ struct MessageButton {
   std::u16string caption;
 };
 
-enum class MessageIcon { None, Critical, Question, Information };
+enum class MessageIcon { None, Critical, Question, Exclamation, Information };
 
 struct Message {
   std::u16string text;  // lines divided by code 13
@@ -80,7 +80,7 @@ extern ScreenObject Screen;
 
 // Flags of a message box: buttons plus icon. Results: the button's code.
 constexpr int kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4;
-constexpr int kCritical = 16, kQuestion = 32, kInformation = 64;
+constexpr int kCritical = 16, kQuestion = 32, kExclamation = 48, kInformation = 64;
 constexpr int kOk = 1, kCancel = 2, kYes = 6, kNo = 7;
 
 // Modal message box; a line end in the text is code 13.

@@ -99,6 +99,15 @@ bool Form::Load() {
   return !App().ended;
 }
 
+void Form::Activate() {
+  Event([this] {
+    if (ActivateEvent) {
+      ActivateEvent();
+    }
+    return true;
+  });
+}
+
 void Form::Unload() {
   loaded_ = false;
   if (UnloadEvent) {

@@ -69,6 +69,8 @@ class Form {
   // Raises Load, then settles the first focus. False when the program ended
   // meanwhile, so that there is nothing to show.
   bool Load();
+  // Raises Activate: once, when the loaded form is on the screen.
+  void Activate();
   // For handlers: raises Unload, after which the form is gone.
   void Unload();
 
@@ -77,7 +79,7 @@ class Form {
   // button's handlers have moved it. `back` is asked then what is right for that control.
   void Press(Control& button, const std::function<Back(const Control& control)>& back);
 
-  std::function<void()> LoadEvent, ResizeEvent, UnloadEvent;
+  std::function<void()> LoadEvent, ActivateEvent, ResizeEvent, UnloadEvent;
   // Comes before the focused control's own KeyDown, with the same arguments.
   std::function<void(std::int16_t& keyCode, std::int16_t shift)> KeyDown;
 
