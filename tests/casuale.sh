@@ -8,7 +8,11 @@ here=$(cd "$(dirname "$0")" && pwd)
 dir=$(mktemp -d) || exit 1
 trap 'rm -rf "$dir"' EXIT
 
-"$1/utente_casuale" --scenario "$2" "$3" "$here/scenari/base.sql" >"$dir/mani.scenario" || exit 1
+# A province that is wider than its panel, which gets a horizontal scroll bar.
+wide="UPDATE TABMIN_PROV SET descprov = descprov || hex(zeroblob(30)) WHERE codprov = 'RM'"
+echo "$wide;" | cat "$here/scenari/base.sql" - >"$dir/base.sql"
+"$1/utente_casuale" --scenario "$2" "$3" "$dir/base.sql" >"$dir/mani.scenario" || exit 1
+echo "#@ sh sqlite3 \"\$A\" \"$wide\"" >>"$dir/mani.scenario"
 echo '#@ after sqlite3 "$A" "SELECT * FROM PERCPARCELLE; SELECT CFP FROM QUADROLAUT; PRAGMA integrity_check"' \
   >>"$dir/mani.scenario"
 

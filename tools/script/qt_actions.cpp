@@ -144,17 +144,21 @@ class QtActions : public Actions {
 
   bool RightClick(Control& control, int row, std::u16string_view choice,
                   std::vector<std::u16string>& offered) override {
-    QWidget& widget = *window_->WidgetOf(control);
-    std::optional<QPoint> pixel = widget.mapTo(&window_->Widget(), widget.rect().center());
-    if (control.Type() == toolkit::Kind::ListBox) {
-      pixel = RowPixel(static_cast<ListBox&>(control), row);
-    } else if (const auto place = ANAGPARC::Me.PlaceToClick(control)) {
-      pixel = window_->PixelOf(*place);
-    }
+    const std::optional<QPoint> pixel = control.Type() == toolkit::Kind::ListBox
+                                            ? RowPixel(static_cast<ListBox&>(control), row)
+                                            : window_->PixelOf(*ANAGPARC::Me.PlaceToClick(control));
     if (!pixel) {
       return false;
     }
+    const auto* box = dynamic_cast<toolkit::TextBox*>(&control);
+    const bool had = ANAGPARC::Me.Focus() == box;
     QTest::mouseClick(Target(), Qt::RightButton, {}, *pixel);
+    if (box != nullptr && !had && ANAGPARC::Me.Focus() == box && !box->Masked()) {
+      // After the text, as by Click; a second click leaves the caret there.
+      QApplication::activePopupWidget()->close();
+      Send(Qt::Key_End);
+      QTest::mouseClick(Target(), Qt::RightButton, {}, *pixel);
+    }
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     bool chosen = false;
     for (QAction* action : menu != nullptr ? menu->actions() : QList<QAction*>()) {

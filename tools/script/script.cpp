@@ -175,12 +175,10 @@ bool ModelActions::DblClickRow(ListBox& list, int row) {
 bool ModelActions::Scroll(ListBox& list, int row) { return Form().UserScroll(list, row); }
 bool ModelActions::RightClick(Control& control, int row, std::u16string_view choice,
                               std::vector<std::u16string>& offered) {
-  if (control.Type() == Kind::TextBox && Form().Focus() != &control) {
-    Form().UserClick(control);
-  } else if (auto* list = dynamic_cast<ListBox*>(&control); list != nullptr && row >= 0) {
+  if (auto* list = dynamic_cast<ListBox*>(&control)) {
     Form().UserScroll(*list, list->TopToShow(row));
   }
-  for (const toolkit::MenuEntry& entry : Form().Menu(control, row)) {
+  for (const toolkit::MenuEntry& entry : Form().UserMenu(control, row)) {
     if (entry.enabled) {
       offered.push_back(Plain(entry.caption));
       if (offered.back() == choice) {
@@ -583,7 +581,15 @@ bool DblClickAt(const Call& call) {
 }
 
 bool ScrollTo(const Call& call) {
-  return call.actions.Scroll(ListOf(call.words[1]), NumberOf(call.words[2]));
+  ListBox& list = ListOf(call.words[1]);
+  const int row = NumberOf(call.words[2]);
+  return list.Usable() && call.actions.Scroll(list, row);
+}
+
+// A disabled list shows its rows, but can't be scrolled.
+bool CanShowRow(const ListBox& list, int row) {
+  return row >= 0 && row < list.ListCount() && list.Showing() &&
+         (list.Usable() || list.TopToShow(row) == list.TopIndex());
 }
 
 // rightclick CTRL [ROW] ["choice"]
@@ -595,10 +601,11 @@ bool RightClickAt(const Call& call) {
     throw Error{u"argomenti sbagliati per rightclick"};
   }
   const bool chosen = call.words.size() > choice;
+  const int row = list ? NumberOf(call.words[2]) : -1;
   std::vector<std::u16string> offered;
-  if (!control.Showing() ||
-      !call.actions.RightClick(control, list ? NumberOf(call.words[2]) : -1,
-                               chosen ? call.words[choice].text : u"", offered)) {
+  if (!(list ? CanShowRow(static_cast<ListBox&>(control), row)
+             : Form().PlaceToClick(control).has_value()) ||
+      !call.actions.RightClick(control, row, chosen ? call.words[choice].text : u"", offered)) {
     return false;
   }
   if (!chosen) {

@@ -214,7 +214,7 @@ bool Input::OnKey(const QKeyEvent& event) {
   if (event.matches(QKeySequence::Copy)) {
     return done(form_.UserCopy());
   }
-  if (event.matches(QKeySequence::Cut)) {
+  if (event.matches(QKeySequence::Cut) && event.key() != Qt::Key_Delete) {
     return done(form_.UserCut());
   }
   if (event.matches(QKeySequence::Paste)) {
@@ -382,18 +382,15 @@ void Input::OnRelease(Control& control, const QMouseEvent& event) {
 void Input::OnContextMenu(Control& control, const QContextMenuEvent& event) {
   const bool byKey = event.reason() == QContextMenuEvent::Keyboard;
   QWidget& widget = *view_.WidgetOf(control);
-  int row = -1;
-  if (control.Type() == Kind::TextBox && form_.Focus() != &control) {
-    form_.UserClick(control, static_cast<TextField&>(widget).cursorPositionAt(event.pos()));
-    After();
-    if (App().ended || (control.Enabled() && form_.Focus() != &control)) {
-      return;
-    }
+  int row = -1, caret = 0;
+  if (control.Type() == Kind::TextBox) {
+    caret = static_cast<TextField&>(widget).cursorPositionAt(event.pos());
   } else if (control.Type() == Kind::ListBox) {
     row = byKey ? static_cast<toolkit::ListBox&>(control).ListIndex()
                 : static_cast<ListView&>(widget).RowAt(event.pos());
   }
-  const std::vector<toolkit::MenuEntry> entries = form_.Menu(control, row);
+  const std::vector<toolkit::MenuEntry> entries = form_.UserMenu(control, row, caret);
+  After();
   if (entries.empty()) {
     return;
   }

@@ -42,19 +42,22 @@ void ListView::Apply() {
   }
   if (revision_ != list_.Revision()) {
     // Each row added counts the revision up by one; anything beyond is a Clear.
-    const auto added = static_cast<std::uint64_t>(list_.ListCount() - measured_);
-    if (list_.ListCount() < measured_ || list_.Revision() - revision_ != added) {
-      measured_ = 0;
-      widest_ = 0;
+    const auto added = static_cast<std::uint64_t>(list_.ListCount() - rows_);
+    if (list_.ListCount() < rows_ || list_.Revision() - revision_ != added) {
       horizontalScrollBar()->setValue(0);
       selected_ = -1;
     }
     revision_ = list_.Revision();
-    MeasureNewRows();
+    rows_ = list_.ListCount();
     SetRanges();
-    // Scroll bars come and go now, not at the next turn of the event loop: where
-    // rows lie is asked for before that. Each resizing of the view sets the
-    // ranges again.
+  }
+  const auto policy = [](bool on) { return on ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff; };
+  if (horizontalScrollBarPolicy() != policy(list_.Wide()) ||
+      verticalScrollBarPolicy() != policy(list_.Long())) {
+    setHorizontalScrollBarPolicy(policy(list_.Wide()));
+    setVerticalScrollBarPolicy(policy(list_.Long()));
+    // Now, not at the next turn of the event loop: where rows lie is asked for before that.
+    // Each resizing of the view sets the ranges again.
     QEvent layout(QEvent::LayoutRequest);
     QCoreApplication::sendEvent(this, &layout);
   }
@@ -63,7 +66,6 @@ void ListView::Apply() {
     selected_ = list_.ListIndex();
     TellRow();
   }
-  ShowSelected();
   viewport()->update();
 }
 
@@ -76,18 +78,9 @@ void ListView::TellRow() {
   }
 }
 
-void ListView::MeasureNewRows() {
-  for (; measured_ < list_.ListCount(); ++measured_) {
-    if (const auto row = list_.List(measured_); row.size() > widest_) {
-      widest_ += text::TrimRight(row.substr(widest_)).size();
-    }
-  }
-}
-
 void ListView::SetRanges() {
   const int width =
-      qCeil(static_cast<double>(widest_) * QFontMetricsF(font(), this).horizontalAdvance(u'0')) +
-      2 * kTextInset;
+      qCeil(list_.Widest() * QFontMetricsF(font(), this).horizontalAdvance(u'0')) + 2 * kTextInset;
   verticalScrollBar()->setRange(0, std::max(0, list_.ListCount() - WholeRows()));
   verticalScrollBar()->setPageStep(std::max(1, WholeRows()));
   horizontalScrollBar()->setRange(0, std::max(0, width - viewport()->width()));
@@ -102,14 +95,6 @@ int ListView::RowsInView() const {
 }
 
 int ListView::WholeRows() const { return std::max(1, viewport()->height() / rowHeight_); }
-
-// The model counts on more rows than there are above a horizontal scroll bar.
-void ListView::ShowSelected() {
-  const int hidden = std::max(0, selected_ - TopRow() - WholeRows() + 1);
-  if (selected_ >= 0 && hidden <= list_.VisibleRows() - WholeRows()) {
-    verticalScrollBar()->setValue(TopRow() + hidden);
-  }
-}
 
 int ListView::RowAt(const QPoint& place) const {
   const int row = TopRow() + place.y() / rowHeight_;
@@ -170,10 +155,7 @@ void ListView::paintEvent(QPaintEvent* event) {
   }
 }
 
-void ListView::resizeEvent(QResizeEvent*) {
-  SetRanges();
-  ShowSelected();
-}
+void ListView::resizeEvent(QResizeEvent*) { SetRanges(); }
 
 void ListView::scrollContentsBy(int, int) { viewport()->update(); }
 

@@ -36,8 +36,6 @@ class ListView : public QAbstractScrollArea {
 
  private:
   void TellRow();
-  void ShowSelected();
-  void MeasureNewRows();
   void SetRanges();
   int WholeRows() const;
 
@@ -46,8 +44,7 @@ class ListView : public QAbstractScrollArea {
   int rowHeight_ = 1;
   std::uint64_t revision_ = 0;
   int selected_ = -1;
-  int measured_ = 0;  // rows that `widest_` has looked at
-  std::size_t widest_ = 0;
+  int rows_ = 0;
 };
 
 }  // namespace desktop

@@ -226,6 +226,7 @@ class ListBox : public Control {
  public:
   static constexpr int kRowHeight = 210;  // twips
   static constexpr int kInset = 30;       // twips, border on each side
+  static constexpr int kBar = 210;        // twips, breadth of a scroll bar
 
   explicit ListBox(std::u16string name, int index = -1)
       : Control(Kind::ListBox, std::move(name), index) {}
@@ -238,8 +239,13 @@ class ListBox : public Control {
   int ListCount() const { return count_; }
   int ListIndex() const { return listIndex_; }  // -1: nothing selected
   std::u16string Text() const { return std::u16string(List(listIndex_)); }
-  // Rows that fit into the list's height at once.
-  int VisibleRows() const { return (Height() - 2 * kInset) / kRowHeight; }
+  // Rows that fit into the list's height at once, above the horizontal scroll bar that it
+  // has while a row is wider than the list.
+  int VisibleRows() const { return RowsIn(Wide() ? kBar : 0); }
+  bool Wide() const;
+  bool Long() const { return count_ > VisibleRows(); }  // has a vertical scroll bar
+  // Characters of the widest row, without blanks at its end.
+  int Widest() const { return static_cast<int>(widest_); }
   // The first row in view; Clear makes it 0, and a row that gets selected comes
   // into view. A row too far down to be the first is brought up to the last one
   // that can be.
@@ -277,6 +283,7 @@ class ListBox : public Control {
     std::vector<std::uint32_t> ends;
   };
 
+  int RowsIn(int bar) const { return (Height() - 2 * kInset - bar) / kRowHeight; }
   void Select(int row);  // raises Click, also when the row is the same
   void Find(char16_t c);
   void OnKey(const KeyStroke& stroke);
@@ -285,6 +292,7 @@ class ListBox : public Control {
 
   std::vector<std::unique_ptr<Block>> blocks_;
   int count_ = 0;
+  std::size_t widest_ = 0;
   int listIndex_ = -1;
   int topIndex_ = 0;
   int from_ = -1;

@@ -302,7 +302,7 @@ bool Form::UserDblClickRow(ListBox& list, int row) {
 }
 
 bool Form::UserScroll(ListBox& list, int row) {
-  if (App().ended || running_ || !list.Showing()) {
+  if (App().ended || running_ || !list.Usable()) {
     return false;
   }
   list.SetTopIndex(row);
@@ -405,6 +405,12 @@ bool Form::UserKey(const KeyStroke& stroke) {
     }
     if (focus_ == nullptr) {
       return false;
+    }
+    if (stroke.key == Key::Delete && stroke.shift && !stroke.control) {
+      if (TextBox* box = FocusedText()) {
+        box->Press(24);  // cuts
+      }
+      return true;
     }
     Control& control = *focus_;
     if (const std::int16_t code = KeyCode(stroke); code != 0) {
@@ -584,7 +590,13 @@ bool Form::UserChoose(Control& control, int row, Choice choice) {
   });
 }
 
-// --- For screens
+std::vector<MenuEntry> Form::UserMenu(Control& control, int row, int caret) {
+  if (control.Type() == Kind::TextBox && focus_ != &control && UserClick(control, caret) &&
+      (App().ended || focus_ != &control)) {
+    return {};
+  }
+  return Menu(control, row);
+}
 
 std::vector<MenuEntry> Form::Menu(const Control& control, int row) const {
   if (!control.Showing()) {
@@ -622,6 +634,8 @@ std::vector<MenuEntry> Form::Menu(const Control& control, int row) const {
   }
 }
 
+// --- For screens
+
 Point Form::Origin(const Control& control) const {
   Point p{control.Left(), control.Top()};
   for (const Control* c = control.Container(); c != nullptr; c = c->Container()) {
@@ -653,7 +667,7 @@ Control* Form::At(Point p) const {
 }
 
 std::optional<Point> Form::PlaceToClick(const Control& control) const {
-  if (!control.Usable()) {
+  if (!control.Showing()) {
     return std::nullopt;
   }
   constexpr int kMargin = 60, kStep = 45, kPixel = 15;

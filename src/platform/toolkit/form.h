@@ -101,7 +101,8 @@ class Form {
   bool UserClickRow(ListBox& list, int row);
   // The second click of a double click; the first one was UserClickRow.
   bool UserDblClickRow(ListBox& list, int row);
-  // Scrolls by hand: the row, or the last one that can be, becomes the first in view.
+  // Scrolls by hand: the row, or the last one that can be, becomes the first in view. A list
+  // that is disabled stays where it is.
   bool UserScroll(ListBox& list, int row);
   bool UserKey(const KeyStroke& stroke);
   bool UserAccess(char16_t letter);  // Alt and a letter
@@ -110,20 +111,20 @@ class Form {
   bool UserPaste();
   bool UserUndo();
   bool UserSelectAll();
-  // A choice of the context menu, as Menu gives it.
+  // A right click on a control, a list's row where it is one: what the menu then offers,
+  // nothing for most. In a text box it brings the focus, with the caret at `caret`, before
+  // that; nothing where another control keeps the focus.
+  std::vector<MenuEntry> UserMenu(Control& control, int row, int caret = 1 << 20);
+  // A choice of that menu.
   bool UserChoose(Control& control, int row, Choice choice);
   bool UserClose();  // by the window's frame
 
   // --- For screens.
 
   // A place where a click meets the control and nothing that lies over it, in
-  // a text box as far right as there is one; nothing where it is hidden,
-  // disabled or covered. Row as in UserClickRow; for a list row the place is
-  // right for a list that shows the row at its top.
+  // a text box as far right as there is one; nothing where it is hidden or covered. Row as in
+  // UserClickRow; for a list row the place is right for a list that shows the row at its top.
   std::optional<Point> PlaceToClick(const Control& control) const;
-  // What a right click on a control offers, nothing for most; `row` as in
-  // UserClickRow. The click itself gives a text box the focus before it asks.
-  std::vector<MenuEntry> Menu(const Control& control, int row) const;
   // A control was shown or hidden since TakeTouched was called last.
   bool AppearanceChanged() const { return appearance_; }
   // The controls that have changed since the last call.
@@ -142,6 +143,7 @@ class Form {
   Control* At(Point p) const;
   Point Origin(const Control& control) const;
   bool PressButton(Control& control);
+  std::vector<MenuEntry> Menu(const Control& control, int row) const;
   bool OptionKey(OptionButton& option, const KeyStroke& stroke);
   TextBox* FocusedText() const;
   ListBox* FocusedList() const;

@@ -66,6 +66,9 @@ void ListBox::AddItem(std::u16string_view row) {
   Block& block = *blocks_.back();
   block.text += row;
   block.ends.push_back(static_cast<std::uint32_t>(block.text.size()));
+  if (row.size() > widest_) {
+    widest_ += text::TrimRight(row.substr(widest_)).size();
+  }
   ++count_;
   ++revision_;
   Touch();
@@ -79,6 +82,7 @@ void ListBox::Clear() {
     block->ends.clear();
   }
   count_ = 0;
+  widest_ = 0;
   listIndex_ = from_ = -1;
   gone_ = false;
   topIndex_ = 0;
@@ -98,6 +102,12 @@ std::u16string_view ListBox::List(int row) const {
   const auto i = static_cast<std::size_t>(row % kBlockRows);
   const std::size_t start = i == 0 ? 0 : block.ends[i - 1];
   return std::u16string_view(block.text).substr(start, block.ends[i] - start);
+}
+
+bool ListBox::Wide() const {
+  constexpr int kCharacter = 99;  // twips, of the fixed-pitch font
+  const int room = Width() - 4 * kInset - (count_ > RowsIn(0) ? kBar : 0);
+  return static_cast<int>(widest_) * kCharacter > room;
 }
 
 void ListBox::SetTopIndex(int row) {
