@@ -3,6 +3,11 @@
 // the handlers, tied to their events.
 #include "frame/ANAGPARC.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <span>
+
 #include "frame/MOD770BAS.h"
 #include "lifecycle/lifecycle.h"
 #include "record/record.h"
@@ -18,6 +23,24 @@ using toolkit::Control;
 using toolkit::Design;
 using toolkit::Font;
 using toolkit::Placed;
+
+namespace {
+
+// Indices of testate3 that are no field's: the headings of the blocks and the note.
+constexpr std::array kTestateDeiBlocchi = {18, 155, 166, 177};
+static_assert(std::ranges::none_of(regole::kCampi, [](const regole::CampoPercettore& campo) {
+  return std::ranges::find(kTestateDeiBlocchi, campo.indice) != kTestateDeiBlocchi.end();
+}));
+
+// The indices of the fields, and `altri`.
+std::vector<int> INDICICAMPI(std::span<const int> altri) {
+  std::vector<int> indici(altri.begin(), altri.end());
+  std::ranges::transform(regole::kCampi, std::back_inserter(indici),
+                         &regole::CampoPercettore::indice);
+  return indici;
+}
+
+}  // namespace
 
 toolkit::Form Me(u"ANAGPARC");
 
@@ -41,11 +64,8 @@ toolkit::TextBox TEXTCF(u"TEXTCF"), TextCOGNO(u"TextCOGNO"), TextNOME(u"TextNOME
 toolkit::ControlArray<toolkit::CommandButton> CmdInserimento(u"CmdInserimento", {0, 1});
 toolkit::CommandButton CmdAnnullaCF(u"CmdAnnullaCF"), CmdConfermaCF(u"CmdConfermaCF");
 
-toolkit::ControlArray<toolkit::TextBox> Text1(u"Text1", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13,
-                                                         14, 16, 17});
-toolkit::ControlArray<toolkit::Label> testate3(u"testate3",
-                                               {0,  1,  2,  3,  4,  5,  6,  7,   8,   9,
-                                                11, 12, 13, 14, 16, 17, 18, 155, 166, 177});
+toolkit::ControlArray<toolkit::TextBox> Text1(u"Text1", INDICICAMPI({}));
+toolkit::ControlArray<toolkit::Label> testate3(u"testate3", INDICICAMPI(kTestateDeiBlocchi));
 toolkit::ControlArray<toolkit::CommandButton> CMDAPRILIST(u"CMDAPRILIST", {0, 1, 2, 3, 4, 5});
 toolkit::Label LabCOGNODEN(u"LabCOGNODEN"), LabCF(u"LabCF"), Label5(u"Label5");
 toolkit::CommandButton cmdparcprec(u"cmdparcprec"), cmdparcsuc(u"cmdparcsuc"),
@@ -173,22 +193,24 @@ void TESTATA(Righe& t) {
   COLLOCAVALORE(t, LabCF, f, {9030, 150, 2535, 315});
 }
 
-// A field and the label over it; a title that begins with a line end takes two
-// lines. Fixed-pitch characters are 99 twips wide.
-void COLLOCACAMPO(Righe& t, int n, int left, int top, int largo, const char16_t* titolo, int titoloLargo, int tab) {
+// A field and the label over it, of one line or two; the next in the tab order. Fixed-pitch
+// characters are 99 twips wide.
+void COLLOCACAMPO(Righe& t, int& tab, int n, int left, int top, int largo, int titoloLargo, int titoloRighe = 1) {
   Control* f = &Frmmoduli(0);
   const regole::CampoPercettore& campo = *regole::CAMPO(n);
-  const Design d = {.TabIndex = tab, .MaxLength = campo.larghezza, .Enabled = campo.genere != regole::Genere::kCodice, .Locked = regole::BLOCCATO(campo.genere), .Masked = campo.genere == regole::Genere::kData || campo.genere == regole::Genere::kSesso};
-  const bool dueRighe = titolo[0] == u'\r';
-  COLLOCAETICHETTA(t, testate3(n), f, {left, top - (dueRighe ? 435 : 225), titoloLargo, dueRighe ? 420 : 210}, dueRighe ? titolo + 1 : titolo, {.Enabled = d.Enabled});
+  const Design d = {.TabIndex = tab++, .MaxLength = campo.larghezza, .Enabled = campo.genere != regole::Genere::kCodice, .Locked = regole::BLOCCATO(campo.genere), .Masked = campo.genere == regole::Genere::kData || campo.genere == regole::Genere::kSesso};
+  const int alto = 210 * titoloRighe;
+  COLLOCAETICHETTA(t, testate3(n), f, {left, top - alto - 15, titoloLargo, alto}, campo.etichetta.data(), {.Enabled = d.Enabled});
   COLLOCACASELLA(t, Text1(n), f, testate3(n), {left, top, largo, 315}, u"", d);
 }
 // The lookup button beside a field.
-void COLLOCAAPRILISTA(Righe& t, int n, int campo, int left, int top, int tab) {
-  COLLOCAPULSANTE(t, CMDAPRILIST(n), &Frmmoduli(0), {left, top, 300, 315}, u"...", {.TabIndex = tab}, &testate3(campo));
+void COLLOCAAPRILISTA(Righe& t, int& tab, int n, int campo, int left, int top) {
+  COLLOCAPULSANTE(t, CMDAPRILIST(n), &Frmmoduli(0), {left, top, 300, 315}, u"...", {.TabIndex = tab++}, &testate3(campo));
 }
 
-void CAMPI(Righe& t) {
+// In the tab order, from 0; returns the place that follows.
+int CAMPI(Righe& t) {
+  int tab = 0;
   Control* f = &Frmmoduli(0);
   COLLOCARIQUADRO(t, Frmmoduli(0), nullptr, kPostoDati, u"Dati", {.Visible = false});
   COLLOCABORDO(t, Shape2(0), f, {120, 120, 11505, 1665});
@@ -196,45 +218,46 @@ void CAMPI(Righe& t) {
   COLLOCABORDO(t, Shape2(2), f, {120, 3090, 11505, 2010});
 
   COLLOCAETICHETTA(t, testate3(155), f, {240, 480, 1440, 840}, u"DATI RELATIVI AL PERCIPIENTE DELLE SOMME", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  COLLOCACAMPO(t, 0, 1800, 450, 1830, u"Codice Fiscale", 1830, 0);
-  COLLOCACAMPO(t, 1, 3780, 450, 3195, u"Cognome o Denominazione", 3195, 1);
-  COLLOCACAMPO(t, 2, 7125, 450, 2220, u"Nome / continuazione denominazione", 3300, 2);
+  COLLOCACAMPO(t, tab, 0, 1800, 450, 1830, 1830);
+  COLLOCACAMPO(t, tab, 1, 3780, 450, 3195, 3195);
+  COLLOCACAMPO(t, tab, 2, 7125, 450, 2220, 3300);
 
-  COLLOCACAMPO(t, 3, 1800, 1365, 345, u"Sesso ( M/F )", 1140, 3);
-  COLLOCACAMPO(t, 4, 3000, 1365, 1230, u"Data di nascita", 1290, 4);
-  COLLOCACAMPO(t, 5, 4350, 1365, 4200, u"Comune (o Stato estero) di nascita", 4200, 5);
-  COLLOCACAMPO(t, 6, 8670, 1365, 435, u"Prov.(sigla)", 990, 6);
-  COLLOCAAPRILISTA(t, 0, 6, 9105, 1365, 7);
-  COLLOCACAMPO(t, 9, 9660, 1365, 435, u"\rCategorie Particolari", 900, 8);
-  COLLOCAAPRILISTA(t, 2, 9, 10095, 1365, 9);
-  COLLOCACAMPO(t, 16, 10605, 1365, 345, u"\rEventi eccezionali", 960, 10);
-  COLLOCAAPRILISTA(t, 4, 16, 10950, 1365, 11);
+  COLLOCACAMPO(t, tab, 3, 1800, 1365, 345, 1140);
+  COLLOCACAMPO(t, tab, 4, 3000, 1365, 1230, 1290);
+  COLLOCACAMPO(t, tab, 5, 4350, 1365, 4200, 4200);
+  COLLOCACAMPO(t, tab, 6, 8670, 1365, 435, 990);
+  COLLOCAAPRILISTA(t, tab, 0, 6, 9105, 1365);
+  COLLOCACAMPO(t, tab, 9, 9660, 1365, 435, 900, 2);
+  COLLOCAAPRILISTA(t, tab, 2, 9, 10095, 1365);
+  COLLOCACAMPO(t, tab, 16, 10605, 1365, 345, 960, 2);
+  COLLOCAAPRILISTA(t, tab, 4, 16, 10950, 1365);
 
   COLLOCAETICHETTA(t, testate3(18), f, {1800, 1935, 4500, 225}, u"Domicilio fiscale  all' 01/01/2014", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  COLLOCACAMPO(t, 7, 1800, 2400, 4200, u"Comune", 4200, 12);
-  COLLOCACAMPO(t, 8, 6150, 2400, 435, u"Prov.(sigla)", 1050, 13);
-  COLLOCAAPRILISTA(t, 1, 8, 6585, 2400, 14);
-  COLLOCACAMPO(t, 17, 7350, 2400, 630, u"Codice comune", 1350, 15);
-  COLLOCAAPRILISTA(t, 5, 17, 7980, 2400, 16);
+  COLLOCACAMPO(t, tab, 7, 1800, 2400, 4200, 4200);
+  COLLOCACAMPO(t, tab, 8, 6150, 2400, 435, 1050);
+  COLLOCAAPRILISTA(t, tab, 1, 8, 6585, 2400);
+  COLLOCACAMPO(t, tab, 17, 7350, 2400, 630, 1350);
+  COLLOCAAPRILISTA(t, tab, 5, 17, 7980, 2400);
 
   COLLOCAETICHETTA(t, testate3(166), f, {240, 3450, 1440, 840}, u"RISERVATO AI PERCIPIENTI ESTERI", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  COLLOCACAMPO(t, 11, 1800, 3600, 3195, u"Codice di identificazione fiscale estero", 3195, 17);
-  COLLOCACAMPO(t, 12, 5280, 3600, 4200, u"Località di residenza estera", 4200, 18);
-  COLLOCACAMPO(t, 13, 1800, 4650, 3705, u"Frazione,via e numero civico", 3705, 19);
-  COLLOCACAMPO(t, 14, 5790, 4650, 540, u"Codice stato estero", 1800, 20);
-  COLLOCAAPRILISTA(t, 3, 14, 6330, 4650, 21);
+  COLLOCACAMPO(t, tab, 11, 1800, 3600, 3195, 3195);
+  COLLOCACAMPO(t, tab, 12, 5280, 3600, 4200, 4200);
+  COLLOCACAMPO(t, tab, 13, 1800, 4650, 3705, 3705);
+  COLLOCACAMPO(t, tab, 14, 5790, 4650, 540, 1800);
+  COLLOCAAPRILISTA(t, tab, 3, 14, 6330, 4650);
 
   COLLOCAETICHETTA(t, testate3(177), f, {240, 5205, 5985, 435}, u"N.B. Se inserito campo 'Nome' vengono richiesti obbligatoriamente                 'data di nascita','comune(o stato estero) di nascita,'provincia di nascita ,'sesso'");
+  return tab;
 }
 
-void BOTTONI(Righe& t) {
+void BOTTONI(Righe& t, int tab) {
   Control* f = &Frmbottoni;
   COLLOCARIQUADRO(t, Frmbottoni, nullptr, kPostoBottoni, u"Bottoni", {.Visible = false});
-  COLLOCAPULSANTE(t, cmdparcprec, f, {120, 150, 2205, 645}, u"Anagrafica precedente", {.TabIndex = 22});
-  COLLOCAPULSANTE(t, cmdparcsuc, f, {2445, 150, 2205, 645}, u"Anagrafica successiva", {.TabIndex = 23});
-  COLLOCAPULSANTE(t, cmdselprec, f, {4770, 150, 2205, 645}, u"Altra anagrafica", {.TabIndex = 24});
-  COLLOCAPULSANTE(t, cmduscita(0), f, {7095, 150, 2205, 645}, u"Uscita", {.TabIndex = 25});
-  COLLOCAPULSANTE(t, cmdmemorizza, f, {9420, 150, 2205, 645}, u"Memorizza", {.TabIndex = 26});
+  COLLOCAPULSANTE(t, cmdparcprec, f, {120, 150, 2205, 645}, u"Anagrafica precedente", {.TabIndex = tab++});
+  COLLOCAPULSANTE(t, cmdparcsuc, f, {2445, 150, 2205, 645}, u"Anagrafica successiva", {.TabIndex = tab++});
+  COLLOCAPULSANTE(t, cmdselprec, f, {4770, 150, 2205, 645}, u"Altra anagrafica", {.TabIndex = tab++});
+  COLLOCAPULSANTE(t, cmduscita(0), f, {7095, 150, 2205, 645}, u"Uscita", {.TabIndex = tab++});
+  COLLOCAPULSANTE(t, cmdmemorizza, f, {9420, 150, 2205, 645}, u"Memorizza", {.TabIndex = tab++});
 }
 
 // The list's own place and size follow the panel's at each opening. It has no
@@ -327,8 +350,8 @@ void CARICAMODULO() {
   INSERIMENTO(t);
   CAMBIOCODICE(t);
   TESTATA(t);
-  CAMPI(t);
-  BOTTONI(t);
+  const int tab = CAMPI(t);
+  BOTTONI(t, tab);
   COLLOCARIQUADRO(t, StatusBar1, nullptr, {0, 8400, 12015, 345}, u"");
   TABELLE(t);
   Me.Build(t, kTitoloModulo, kSfondo);

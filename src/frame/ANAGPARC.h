@@ -45,9 +45,9 @@ extern toolkit::TextBox TEXTCF, TextCOGNO, TextNOME, Text2;
 extern toolkit::ControlArray<toolkit::CommandButton> CmdInserimento;
 extern toolkit::CommandButton CmdAnnullaCF, CmdConfermaCF;
 
-// Record screen. Text1 has the indices 0 to 9, 11 to 14, 16 and 17.
+// Record screen. Text1 has the indices of regole::kCampi.
 extern toolkit::ControlArray<toolkit::TextBox> Text1;
-extern toolkit::ControlArray<toolkit::Label> testate3;  // as Text1, and 18, 155, 166, 177
+extern toolkit::ControlArray<toolkit::Label> testate3;  // as Text1, and the headings
 extern toolkit::ControlArray<toolkit::CommandButton> CMDAPRILIST;
 extern toolkit::Label LabCOGNODEN, LabCF, Label5;
 extern toolkit::CommandButton cmdparcprec, cmdparcsuc, cmdselprec, cmdmemorizza;

@@ -23,12 +23,15 @@ enum class Genere {
 // Where a field's codes come from.
 enum class Tabella { kNessuna, kProvince, kCategorie, kStatiEsteri, kEventi, kComuni };
 
+// A field, in the order of kCampi: all that depends on it but its place on the form.
 struct CampoPercettore {
-  int indice;  // in Text1
+  int indice;  // in Text1 and, for its label, in testate3
   std::u16string_view colonna;
   int larghezza;  // characters that keys can reach, in UTF-16 units
   Genere genere;
-  std::u16string_view casella;  // its box on the return; empty: none
+  std::u16string_view casella;    // its box on the return; empty: none
+  std::u16string_view etichetta;  // the label over it
+  std::u16string_view nome;       // where it stands without the others: in a sheet, in a message
   Tabella tabella = Tabella::kNessuna;
   // Codes that are good without standing in the table.
   std::array<std::u16string_view, 2> fuoriTabella = {};
@@ -38,24 +41,36 @@ inline constexpr int kCognome = 1, kNome = 2, kSesso = 3, kNascita = 4, kComuneN
                      kProvinciaNascita = 6, kComuneDomicilio = 7, kProvinciaDomicilio = 8,
                      kStatoEstero = 14;
 
-inline constexpr std::array<CampoPercettore, 16> kCampi = {{
-    {0, u"CFP", 16, Genere::kCodice, u""},
-    {1, u"APARC_1", 30, Genere::kTesto, u"02"},
-    {2, u"APARC_2", 20, Genere::kTesto, u"03"},
-    {3, u"APARC_3", 1, Genere::kSesso, u"04"},
-    {4, u"APARC_4", 10, Genere::kData, u"05"},
-    {5, u"APARC_5", 40, Genere::kTesto, u"06"},
-    {6, u"APARC_6", 2, Genere::kProvincia, u"07", Tabella::kProvince, {u"EE"}},
-    {7, u"APARC_7", 40, Genere::kTesto, u"20"},
-    {8, u"APARC_8", 2, Genere::kProvincia, u"21", Tabella::kProvince, {u"EE", u"PS"}},
-    {9, u"APARC_9", 2, Genere::kCodiceTabella, u"08", Tabella::kCategorie},
-    {11, u"APARC_11", 30, Genere::kTesto, u"40"},
-    {12, u"APARC_12", 40, Genere::kTestoSenzaZeri, u"41"},
-    {13, u"APARC_13", 35, Genere::kTestoSenzaZeri, u"42"},
-    {14, u"APARC_14", 3, Genere::kCodiceNumerico, u"43", Tabella::kStatiEsteri},
-    {16, u"APARC_16", 1, Genere::kCodiceTabella, u"09", Tabella::kEventi},
-    {17, u"APARC_17", 4, Genere::kCodiceTabella, u"22", Tabella::kComuni},
-}};
+inline constexpr auto kCampi = std::to_array<CampoPercettore>({
+    {0, u"CFP", 16, Genere::kCodice, u"", u"Codice Fiscale", u"Codice Fiscale"},
+    {1, u"APARC_1", 30, Genere::kTesto, u"02", u"Cognome o Denominazione",
+     u"Cognome o Denominazione"},
+    {2, u"APARC_2", 20, Genere::kTesto, u"03", u"Nome / continuazione denominazione",
+     u"Nome / continuazione denominazione"},
+    {3, u"APARC_3", 1, Genere::kSesso, u"04", u"Sesso ( M/F )", u"Sesso"},
+    {4, u"APARC_4", 10, Genere::kData, u"05", u"Data di nascita", u"Data di nascita"},
+    {5, u"APARC_5", 40, Genere::kTesto, u"06", u"Comune (o Stato estero) di nascita",
+     u"Comune (o Stato estero) di nascita"},
+    {6, u"APARC_6", 2, Genere::kProvincia, u"07", u"Prov.(sigla)", u"Prov. di nascita",
+     Tabella::kProvince, {u"EE"}},
+    {7, u"APARC_7", 40, Genere::kTesto, u"20", u"Comune", u"Comune del domicilio fiscale"},
+    {8, u"APARC_8", 2, Genere::kProvincia, u"21", u"Prov.(sigla)", u"Prov. del domicilio fiscale",
+     Tabella::kProvince, {u"EE", u"PS"}},
+    {9, u"APARC_9", 2, Genere::kCodiceTabella, u"08", u"Categorie Particolari",
+     u"Categorie Particolari", Tabella::kCategorie},
+    {11, u"APARC_11", 30, Genere::kTesto, u"40", u"Codice di identificazione fiscale estero",
+     u"Codice di identificazione fiscale estero"},
+    {12, u"APARC_12", 40, Genere::kTestoSenzaZeri, u"41", u"Località di residenza estera",
+     u"Località di residenza estera"},
+    {13, u"APARC_13", 35, Genere::kTestoSenzaZeri, u"42", u"Frazione,via e numero civico",
+     u"Frazione, via e numero civico"},
+    {14, u"APARC_14", 3, Genere::kCodiceNumerico, u"43", u"Codice stato estero",
+     u"Codice stato estero", Tabella::kStatiEsteri},
+    {16, u"APARC_16", 1, Genere::kCodiceTabella, u"09", u"Eventi eccezionali",
+     u"Eventi eccezionali", Tabella::kEventi},
+    {17, u"APARC_17", 4, Genere::kCodiceTabella, u"22", u"Codice comune", u"Codice comune",
+     Tabella::kComuni},
+});
 
 inline constexpr int kUltimoCampo = kCampi.back().indice;
 

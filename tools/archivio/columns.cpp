@@ -1,32 +1,15 @@
 #include "archivio/columns.h"
 
 #include <algorithm>
-#include <utility>
+
+#include "platform/text/text.h"
+#include "record/regole.h"
 
 #include "platform/text/text.h"
 
 namespace archivio {
 
 namespace {
-
-constexpr std::pair<std::string_view, std::string_view> kNames[] = {
-    {"CFP", "Codice Fiscale"},
-    {"APARC_1", "Cognome o Denominazione"},
-    {"APARC_2", "Nome / continuazione denominazione"},
-    {"APARC_3", "Sesso"},
-    {"APARC_4", "Data di nascita"},
-    {"APARC_5", "Comune (o Stato estero) di nascita"},
-    {"APARC_6", "Prov. di nascita"},
-    {"APARC_7", "Comune del domicilio fiscale"},
-    {"APARC_8", "Prov. del domicilio fiscale"},
-    {"APARC_9", "Categorie Particolari"},
-    {"APARC_11", "Codice di identificazione fiscale estero"},
-    {"APARC_12", "Località di residenza estera"},
-    {"APARC_13", "Frazione, via e numero civico"},
-    {"APARC_14", "Codice stato estero"},
-    {"APARC_16", "Eventi eccezionali"},
-    {"APARC_17", "Codice comune"},
-};
 
 // True when `text` has digits where `form` has a 0, and is else equal to it.
 bool HasForm(std::string_view text, std::string_view form) {
@@ -36,10 +19,10 @@ bool HasForm(std::string_view text, std::string_view form) {
 
 }  // namespace
 
-std::string_view ReadableName(std::string_view column) {
-  const auto* const found =
-      std::ranges::find(kNames, column, [](const auto& n) { return n.first; });
-  return found == std::end(kNames) ? column : found->second;
+std::string ReadableName(std::string_view column) {
+  const auto* const found = std::ranges::find(regole::kCampi, text::FromUtf8(column),
+                                              &regole::CampoPercettore::colonna);
+  return found == regole::kCampi.end() ? std::string(column) : text::ToUtf8(found->nome);
 }
 
 std::string Shown(std::string_view bytes) {

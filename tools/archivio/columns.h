@@ -13,7 +13,7 @@ inline constexpr std::string_view kDateColumn = "APARC_4";
 
 // What the form and its manual call the column; a column without a field keeps
 // its own name.
-std::string_view ReadableName(std::string_view column);
+std::string ReadableName(std::string_view column);
 
 // A stored date as it is on screen, and back. What isn't of that form stays as it
 // is: nothing is lost either way.

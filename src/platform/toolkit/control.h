@@ -10,7 +10,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -352,7 +351,7 @@ class StatusBar : public Control {
 template <class T>
 class ControlArray {
  public:
-  ControlArray(std::u16string name, std::initializer_list<int> indices) : name_(std::move(name)) {
+  ControlArray(std::u16string name, const std::vector<int>& indices) : name_(std::move(name)) {
     for (const int i : indices) {
       if (static_cast<int>(members_.size()) <= i) {
         members_.resize(static_cast<std::size_t>(i) + 1);
