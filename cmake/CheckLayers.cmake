@@ -20,7 +20,7 @@ set(text "platform/text/(text|conversion)\\.h")
 set(system "platform/system/(files|old_format|paths|process|registry)\\.h")
 set(engine "platform/engine/engine\\.h")
 set(toolkit "platform/toolkit/(application|control|document|form|keys)\\.h")
-set(rules "record/(avvisi|regole)\\.h" "reference/righe\\.h")
+set(rules "record/(avvisi|regole)\\.h" "reference/righe\\.h" "frame/schema\\.h")
 set(shared "frame/(ANAGPARC|MOD770BAS)\\.h" "record/LibrAgg770\\.h")
 set(platform ${text} ${system} ${engine} ${toolkit})
 
@@ -37,6 +37,7 @@ layer("platform/desktop/.*" MAY ${text} ${toolkit} SYSTEM "Q[A-Za-z]+")
 # the form's events, start and keys, which tie the other folders together.
 layer("identity/.*" MAY ${text})
 layer("(record/(avvisi|regole)|reference/(righe|eventi))\\..*" MAY ${text} "identity/identity\\.h")
+layer("frame/schema\\..*" MAY ${text} "record/regole\\.h")
 layer("record/LibrAgg770\\..*" MAY ${text} ${system} ${toolkit} ${rules})
 layer("frame/(ANAGPARC\\.h|MOD770BAS\\..*|registro\\.cpp)" MAY ${platform} ${rules} ${shared})
 # The one knot: leaving the record builds the list, and the list opens the record.
@@ -55,7 +56,7 @@ layer("anagparc\\.cpp" MAY "frame/ANAGPARC\\.h" "platform/desktop/desktop\\.h" $
       "version\\.h" SYSTEM "Q[A-Za-z]+")
 layer("script/.*" MAY "frame/(ANAGPARC|MOD770BAS)\\.h" "script\\.h" "qt_actions\\.h" "version\\.h"
       ${text} ${system} ${toolkit} "platform/desktop/(desktop|look)\\.h" SYSTEM "Q[A-Za-z]+")
-layer("archivio/jet/.*" MAY "archivio/(archivio|interruption|schema)\\.h" ${text}
+layer("archivio/jet/.*" MAY "archivio/(archivio|interruption)\\.h" "frame/schema\\.h" ${text}
       SYSTEM "(mdbtools|glib|iconv|fcntl|poll|signal|unistd)\\.h" "sys/[a-z]+\\.h")
 layer("archivio/.*" MAY "archivio/jet/(plan|process|reader|values)\\.h" ${text}
       "platform/system/[a-z_]+\\.h" ${engine} "platform/sqlite/sqlite\\.h" ${rules}

@@ -1,8 +1,5 @@
 #include "frame/MOD770BAS.h"
 
-#include <algorithm>
-#include <array>
-
 #include "platform/system/files.h"
 #include "platform/system/process.h"
 #include "platform/text/text.h"
@@ -16,11 +13,9 @@ std::u16string PercorsoProgrammi;
 bool ArchivioCreato = false;
 
 engine::Database DbDichiarazione;
-engine::Recordset TabFRONTESPIZIO, TabANAGSOSTITUTI, TabPERCPARCELLE, TabPERCETTORI, TabQUADROLAUT,
-    TabQUADROLDIP1, TabQUADROLDIP2, TabQUADROLDIP3, TabQUADROLDIP4, TabQUADROLDIP5, TabQUADROST,
-    TabQUADROSV, TabQUADROSX, TabQUADROSS, TabQUADROSY, TabRELEASE, TabTABMIN_PROV, TabTABMIN_SA,
-    TabTABMIN_SB, TabTABMIN_SC, TabTABMIN_SD, TabTABMIN_SE, TabTABMIN_SF, TabTABMIN_SG,
-    TabTABhelpDIP, TabANAFORNMAGNETICO, TabTABCOMUNI, TabTABAPPOSTAMPA, TabSUPPMAGNETICO;
+#define TAB(name, ...) engine::Recordset Tab##name;
+TABLES_OF_THE_ARCHIVE(TAB)
+#undef TAB
 engine::Recordset RecLista;
 
 std::int16_t FlagVariazioni = 0;
@@ -33,8 +28,6 @@ double IndiceCampo = 0;
 
 namespace {
 
-constexpr std::u16string_view kAnno = u"2015";
-
 template <class... Parts>
 std::u16string Join(Parts... parts) {
   return (std::u16string() + ... + std::u16string(parts));
@@ -42,9 +35,13 @@ std::u16string Join(Parts... parts) {
 
 }  // namespace
 
-std::u16string ArchivioModello() { return Join(PercorsoArchivi, u"\\SQ4RXXXX.MDB"); }
-std::u16string ArchivioAnnuale() { return Join(PercorsoArchivi, u"\\S770", kAnno, u".MDB"); }
-std::u16string ProgrammaPadre() { return Join(PercorsoProgrammi, u"\\770", kAnno, u".EXE"); }
+std::u16string ArchivioModello() {
+  return Join(PercorsoArchivi, u"\\", text::FromUtf8(archivio::kTemplateName));
+}
+std::u16string ArchivioAnnuale() {
+  return Join(PercorsoArchivi, u"\\", text::FromUtf8(archivio::kYearName));
+}
+std::u16string ProgrammaPadre() { return Join(PercorsoProgrammi, u"\\", kTitoloPadre, u".EXE"); }
 
 void LEGGIPERCORSIREGISTRO() {
   if (sys::PrevInstance()) {
@@ -92,47 +89,12 @@ void IMPOSTAPERCORSI() {
 
 namespace {
 
-struct Tabella {
-  engine::Recordset& recordset;
-  std::u16string_view nome;
-  std::u16string_view indice;  // empty: none
+// The recordsets, in the order of archivio::Tables().
+constexpr engine::Recordset* kRecordset[] = {
+#define TAB(name, ...) &Tab##name,
+    TABLES_OF_THE_ARCHIVE(TAB)
+#undef TAB
 };
-
-// In the order of opening.
-const std::array<Tabella, 29>& Tabelle() {
-  static const std::array<Tabella, 29> tabelle{{
-      {TabFRONTESPIZIO, u"FRONTESPIZIO", u"CHIAVE"},
-      {TabANAGSOSTITUTI, u"ANAGSOSTITUTI", u"CHIAVE"},
-      {TabPERCPARCELLE, u"PERCPARCELLE", u"CHIAVE"},
-      {TabPERCETTORI, u"PERCETTORI", u"CHIAVE"},
-      {TabQUADROLAUT, u"QUADROLAUT", u"CHIAVE"},
-      {TabQUADROLDIP1, u"QUADROLDIP1", u"CHIAVE"},
-      {TabQUADROLDIP2, u"QUADROLDIP2", u"CHIAVE"},
-      {TabQUADROLDIP3, u"QUADROLDIP3", u"CHIAVE"},
-      {TabQUADROLDIP4, u"QUADROLDIP4", u"CHIAVE"},
-      {TabQUADROLDIP5, u"QUADROLDIP5", u"CHIAVE"},
-      {TabQUADROST, u"QUADROST", u"CHIAVE"},
-      {TabQUADROSV, u"QUADROSV", u"CHIAVE"},
-      {TabQUADROSX, u"QUADROSX", u"CHIAVE"},
-      {TabQUADROSS, u"QUADROSS", u"CHIAVE"},
-      {TabQUADROSY, u"QUADROSY", u"CHIAVE"},
-      {TabRELEASE, u"RELEASE", u""},
-      {TabTABMIN_PROV, u"TABMIN_PROV", u"CHIAVE"},
-      {TabTABMIN_SA, u"TABMIN_SA", u"CHIAVE"},
-      {TabTABMIN_SB, u"TABMIN_SB", u"CHIAVE"},
-      {TabTABMIN_SC, u"TABMIN_SC", u"CHIAVE"},
-      {TabTABMIN_SD, u"TABMIN_SD", u"CHIAVE"},
-      {TabTABMIN_SE, u"TABMIN_SE", u"CHIAVE"},
-      {TabTABMIN_SF, u"TABMIN_SF", u"CHIAVE"},
-      {TabTABMIN_SG, u"TABMIN_SG", u"CHIAVE2"},
-      {TabTABhelpDIP, u"TABhelpDIP", u"CHIAVE"},
-      {TabANAFORNMAGNETICO, u"ANAFORNMAGNETICO", u"CHIAVE"},
-      {TabTABCOMUNI, u"TABCOMUNI", u"CHIAVE"},
-      {TabTABAPPOSTAMPA, u"TABAPPOSTAMPA", u""},
-      {TabSUPPMAGNETICO, u"SUPPMAGNETICO", u""},
-  }};
-  return tabelle;
-}
 
 // Closes; false when the closing has to end here.
 template <class T>
@@ -155,20 +117,26 @@ bool Chiudi(T& oggetto, std::initializer_list<int> sorvola) {
 void APRIDATABASE() { DbDichiarazione = engine::OpenDatabase(ArchivioAnnuale()); }
 
 void APRITABELLE() {
-  for (const Tabella& tabella : Tabelle()) {
-    tabella.recordset = DbDichiarazione.OpenRecordset(tabella.nome);
-    if (!tabella.indice.empty()) {
-      tabella.recordset.Index(tabella.indice);
+  engine::Recordset* const* recordset = kRecordset;
+  for (const archivio::Table& tabella : archivio::Tables()) {
+    **recordset = DbDichiarazione.OpenRecordset(text::FromUtf8(tabella.name));
+    std::string_view indice;
+    for (const archivio::Index& chiave : tabella.indexes) {
+      if (chiave.use != archivio::Use::kOrder) {
+        indice = chiave.name;
+      }
     }
+    if (!indice.empty()) {
+      (*recordset)->Index(text::FromUtf8(indice));
+    }
+    ++recordset;
   }
 }
 
 std::vector<std::u16string> TRIGGERESTRANEI() {
   std::vector<std::u16string> righe;
   for (const auto& [nome, tabella] : DbDichiarazione.Triggers()) {
-    if (std::ranges::any_of(Tabelle(), [&t = tabella](const Tabella& nostra) {
-          return text::Upper(nostra.nome) == text::Upper(t);
-        })) {
+    if (archivio::FindTable(text::ToUtf8(tabella)) != nullptr) {
       righe.push_back(Join(nome, u" (tabella ", tabella, u")"));
     }
   }
@@ -179,11 +147,11 @@ void CHIUDITABELLE() {
   auto chiudi = [](engine::Recordset& recordset) {
     return Chiudi(recordset, {engine::kNoObject, engine::kClosed});
   };
-  for (const Tabella& tabella : Tabelle()) {
-    if (&tabella.recordset == &TabTABhelpDIP) {
+  for (engine::Recordset* recordset : kRecordset) {
+    if (recordset == &TabTABhelpDIP) {
       break;  // from here on the order is another one
     }
-    if (!chiudi(tabella.recordset)) {
+    if (!chiudi(*recordset)) {
       return;
     }
   }
@@ -223,8 +191,8 @@ void AZZERASTATO() {
   PercorsoArchivi.clear();
   PercorsoProgrammi.clear();
   ArchivioCreato = false;
-  for (const Tabella& tabella : Tabelle()) {
-    tabella.recordset = {};
+  for (engine::Recordset* recordset : kRecordset) {
+    *recordset = {};
   }
   RecLista = {};
   DbDichiarazione = {};

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "frame/schema.h"
 #include "platform/engine/engine.h"
 
 namespace MOD770BAS {
@@ -47,12 +48,10 @@ void IMPOSTAPERCORSI();
 // --- The year database
 
 extern engine::Database DbDichiarazione;
-extern engine::Recordset TabFRONTESPIZIO, TabANAGSOSTITUTI, TabPERCPARCELLE, TabPERCETTORI,
-    TabQUADROLAUT, TabQUADROLDIP1, TabQUADROLDIP2, TabQUADROLDIP3, TabQUADROLDIP4, TabQUADROLDIP5,
-    TabQUADROST, TabQUADROSV, TabQUADROSX, TabQUADROSS, TabQUADROSY, TabRELEASE, TabTABMIN_PROV,
-    TabTABMIN_SA, TabTABMIN_SB, TabTABMIN_SC, TabTABMIN_SD, TabTABMIN_SE, TabTABMIN_SF,
-    TabTABMIN_SG, TabTABhelpDIP, TabANAFORNMAGNETICO, TabTABCOMUNI, TabTABAPPOSTAMPA,
-    TabSUPPMAGNETICO;
+// A recordset for each table: TabPERCPARCELLE and its like.
+#define TAB(name, ...) extern engine::Recordset Tab##name;
+TABLES_OF_THE_ARCHIVE(TAB)
+#undef TAB
 // For short-lived queries; closed by the procedure that opened it.
 extern engine::Recordset RecLista;
 

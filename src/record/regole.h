@@ -41,6 +41,7 @@ inline constexpr int kCognome = 1, kNome = 2, kSesso = 3, kNascita = 4, kComuneN
                      kProvinciaNascita = 6, kComuneDomicilio = 7, kProvinciaDomicilio = 8,
                      kStatoEstero = 14;
 
+// clang-format off
 inline constexpr auto kCampi = std::to_array<CampoPercettore>({
     {0, u"CFP", 16, Genere::kCodice, u"", u"Codice Fiscale", u"Codice Fiscale"},
     {1, u"APARC_1", 30, Genere::kTesto, u"02", u"Cognome o Denominazione",
@@ -71,6 +72,7 @@ inline constexpr auto kCampi = std::to_array<CampoPercettore>({
     {17, u"APARC_17", 4, Genere::kCodiceTabella, u"22", u"Codice comune", u"Codice comune",
      Tabella::kComuni},
 });
+// clang-format on
 
 inline constexpr int kUltimoCampo = kCampi.back().indice;
 

@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
+#include "frame/schema.h"
+
 namespace archivio {
 
-inline constexpr std::string_view kTemplateName = "SQ4RXXXX.MDB";
-inline constexpr std::string_view kYearName = "S7702015.MDB";
 inline constexpr long kMostRecipients = 1'000'000;
 
 // what() is Italian, UTF-8, for the user, and names the file or folder.

@@ -8,7 +8,7 @@
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
-#include "archivio/schema.h"
+#include "frame/schema.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/files.h"
 #include "platform/system/old_format.h"
@@ -21,22 +21,12 @@ using namespace std::literals;
 
 namespace {
 
-std::string Upper(std::string_view name) {
-  std::string upper(name);
-  for (char& c : upper) {
-    c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  }
-  return upper;
-}
-
-bool Same(std::string_view a, std::string_view b) { return Upper(a) == Upper(b); }
-
 // SQLite's own rule for which declared types keep a text as it is: others turn
 // the code 002 into the number 2.
 bool KeepsText(std::string_view type) {
-  const std::string upper = Upper(type);
-  const auto has = [&upper](const char* part) { return upper.find(part) != std::string::npos; };
-  return !has("INT") && (has("CHAR") || has("CLOB") || has("TEXT"));
+  const std::u16string upper = text::Upper(text::FromUtf8(type));
+  const auto has = [&upper](std::u16string_view part) { return upper.find(part) != upper.npos; };
+  return !has(u"INT") && (has(u"CHAR") || has(u"CLOB") || has(u"TEXT"));
 }
 
 class Checker {
@@ -104,7 +94,7 @@ class Checker {
     std::string names;
     for (const FoundColumn& column : found) {
       const bool needed = std::ranges::any_of(known, [&](const Column& candidate) {
-        return candidate.needed && Same(candidate.name, column.name);
+        return candidate.needed && SameName(candidate.name, column.name);
       });
       if (needed || KeepsText(column.type)) {
         columns.push_back(column.name);
@@ -126,8 +116,8 @@ class Checker {
         }
         std::string whose;
         for (std::size_t name = 0; name < columns.size(); ++name) {
-          if (Same(columns[name], "CFP") || Same(columns[name], "APARC_1") ||
-              Same(columns[name], "APARC_2")) {
+          if (SameName(columns[name], "CFP") || SameName(columns[name], "APARC_1") ||
+              SameName(columns[name], "APARC_2")) {
             whose += " " + Shown(row.Bytes(static_cast<int>(name)));
           }
         }
@@ -158,7 +148,7 @@ class Checker {
     }
     for (const Column& column : Columns(table)) {
       const auto same = std::find_if(found.begin(), found.end(), [&](const FoundColumn& candidate) {
-        return Same(candidate.name, column.name);
+        return SameName(candidate.name, column.name);
       });
       if (column.needed && same == found.end()) {
         Add(label + "manca la colonna " + std::string(column.name) + ".");
@@ -186,8 +176,7 @@ class Checker {
 
   void CheckTriggers() {
     for (const auto& [name, on] : database_.Triggers()) {
-      if (std::ranges::any_of(Tables(),
-                              [&t = on](const Table& ours) { return Same(ours.name, t); })) {
+      if (FindTable(on) != nullptr) {
         Add("Tabella " + on + ": un altro programma ci ha messo il trigger " + name +
             ", che viene eseguito a ogni scrittura.");
       }
@@ -227,11 +216,11 @@ class Checker {
     });
     // After the first column others may follow, as the suite likes.
     if (keys.empty() || (index.use == Use::kUniqueKey && keys.size() > 1) || keys[0][0].empty() ||
-        (known && !Same(keys[0][0], index.columns))) {
+        (known && !SameName(keys[0][0], index.columns))) {
       Add(label + "la chiave non è " +
           (known ? "la colonna " + std::string(index.columns) : "una colonna") + ".");
-    } else if (!Same(keys[0][1], "RTRIM") ||
-               !Same(database_.Collation(std::string(table.name), keys[0][0]), "RTRIM")) {
+    } else if (!SameName(keys[0][1], "RTRIM") ||
+               !SameName(database_.Collation(std::string(table.name), keys[0][0]), "RTRIM")) {
       Add(label + "la chiave distingue gli spazi finali (manca COLLATE RTRIM).");
     }
   }

@@ -20,8 +20,8 @@ bool HasForm(std::string_view text, std::string_view form) {
 }  // namespace
 
 std::string ReadableName(std::string_view column) {
-  const auto* const found = std::ranges::find(regole::kCampi, text::FromUtf8(column),
-                                              &regole::CampoPercettore::colonna);
+  const auto* const found =
+      std::ranges::find(regole::kCampi, text::FromUtf8(column), &regole::CampoPercettore::colonna);
   return found == regole::kCampi.end() ? std::string(column) : text::ToUtf8(found->nome);
 }
 

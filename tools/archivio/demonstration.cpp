@@ -12,6 +12,7 @@
 #include "archivio/reference_data.h"
 #include "identity/identity.h"
 #include "platform/text/text.h"
+#include "record/regole.h"
 
 namespace archivio {
 
@@ -164,7 +165,7 @@ std::u16string CheckedCompanyCode(std::u16string code) {
   return code;
 }
 
-constexpr std::size_t kColumns = 18;
+constexpr std::size_t kColumns = regole::kUltimoCampo + 1;
 
 // By the columns' numbers, 0 the code. Without a value: columns 10 and 15.
 using Recipient = std::array<std::string, kColumns>;
@@ -307,9 +308,14 @@ class Inventor {
 }  // namespace
 
 void AddRecipients(sqlite::Connection& database, long recipients, std::ostream* progress) {
+  std::string names;
+  std::string places;
+  for (const regole::CampoPercettore& field : regole::kCampi) {
+    names += (names.empty() ? "" : ", ") + text::ToUtf8(field.colonna);
+    places += places.empty() ? "?" : ", ?";
+  }
   sqlite::Statement recipient_insert(
-      database,
-      "INSERT INTO PERCPARCELLE VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+      database, "INSERT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")");
   sqlite::Statement certification_insert(database,
                                          "INSERT INTO QUADROLAUT VALUES (?, ?, ?, ?, ?, ?, ?)");
   Inventor inventor;
@@ -318,10 +324,9 @@ void AddRecipients(sqlite::Connection& database, long recipients, std::ostream* 
     CheckInterrupted();
     shown.Tell(static_cast<std::uint64_t>(n), static_cast<std::uint64_t>(n));
     const Recipient recipient = inventor.Next();
-    for (std::size_t column = 0; column < kColumns; ++column) {
-      if (column != 10 && column != 15) {
-        recipient_insert.Bind(static_cast<int>(column) + 1, recipient[column]);
-      }
+    int place = 0;
+    for (const regole::CampoPercettore& field : regole::kCampi) {
+      recipient_insert.Bind(++place, recipient[static_cast<std::size_t>(field.indice)]);
     }
     recipient_insert.Next();
     const std::size_t certifications = inventor.CertificationCount();

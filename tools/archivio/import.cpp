@@ -10,7 +10,7 @@
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
-#include "archivio/schema.h"
+#include "frame/schema.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
@@ -31,10 +31,6 @@ std::string_view TrimRight(std::string_view s) { return s.substr(0, s.find_last_
 std::string_view Trim(std::string_view s) {
   s = TrimRight(s);
   return s.substr(std::min(s.find_first_not_of(' '), s.size()));
-}
-
-bool SameName(std::string_view a, std::string_view b) {
-  return text::Upper(text::FromUtf8(a)) == text::Upper(text::FromUtf8(b));
 }
 
 // Where a recipient's code stands already.

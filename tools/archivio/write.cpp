@@ -7,7 +7,7 @@
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
 #include "archivio/reference_data.h"
-#include "archivio/schema.h"
+#include "frame/schema.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 

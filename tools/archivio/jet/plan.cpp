@@ -4,7 +4,7 @@
 #include <iterator>
 #include <optional>
 
-#include "archivio/schema.h"
+#include "frame/schema.h"
 #include "platform/text/text.h"
 
 namespace archivio::jet {
