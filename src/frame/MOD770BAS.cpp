@@ -114,6 +114,11 @@ bool Chiudi(T& oggetto, std::initializer_list<int> sorvola) {
 
 }  // namespace
 
+engine::Recordset* RECORDSET(std::u16string_view tabella) {
+  const archivio::Table* const trovata = archivio::FindTable(text::ToUtf8(tabella));
+  return trovata != nullptr ? kRecordset[trovata - archivio::Tables().data()] : nullptr;
+}
+
 void APRIDATABASE() { DbDichiarazione = engine::OpenDatabase(ArchivioAnnuale()); }
 
 void APRITABELLE() {

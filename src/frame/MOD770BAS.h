@@ -52,6 +52,8 @@ extern engine::Database DbDichiarazione;
 #define TAB(name, ...) extern engine::Recordset Tab##name;
 TABLES_OF_THE_ARCHIVE(TAB)
 #undef TAB
+// The recordset of the table with this name; null where the archive has none.
+engine::Recordset* RECORDSET(std::u16string_view tabella);
 // For short-lived queries; closed by the procedure that opened it.
 extern engine::Recordset RecLista;
 

@@ -15,22 +15,6 @@ using namespace MOD770BAS;
 
 namespace {
 
-// The table of the archive; null for the events.
-engine::Recordset* RECORDSET(regole::Tabella tabella) {
-  switch (tabella) {
-    case regole::Tabella::kProvince:
-      return &TabTABMIN_PROV;
-    case regole::Tabella::kCategorie:
-      return &TabTABMIN_SD;
-    case regole::Tabella::kStatiEsteri:
-      return &TabTABMIN_SG;
-    case regole::Tabella::kComuni:
-      return &TabTABCOMUNI;
-    default:
-      return nullptr;
-  }
-}
-
 // The rows of a list end to end, and where each ends.
 struct Righe {
   std::u16string testo;
@@ -45,7 +29,8 @@ Righe LEGGIRIGHE(regole::Tabella tabella) {
     lette.testo += riga;
     lette.fini.push_back(lette.testo.size());
   };
-  engine::Recordset* righe = RECORDSET(tabella);
+  const regole::Fonte fonte = regole::FONTE(tabella);
+  engine::Recordset* righe = RECORDSET(fonte.tabella);
   if (righe == nullptr) {
     regole::COMPONIRIGHE(tabella, {}, aggiungi);
     return lette;
@@ -53,7 +38,6 @@ Righe LEGGIRIGHE(regole::Tabella tabella) {
   if (righe->RecordCount() == 0) {
     return lette;
   }
-  const regole::Fonte fonte = regole::FONTE(tabella);
   const std::function<std::u16string_view(std::size_t)> valore = [&](std::size_t i) {
     return righe->Fields(fonte.colonne[i]).View();
   };

@@ -11,33 +11,13 @@ namespace {
 
 constexpr std::size_t kLarghezzaCategoria = 72, kLarghezzaStato = 40;
 
-enum class Capo { kInizio, kFine };
-
-// How a table's rows are read again, in characters.
-struct Taglio {
-  std::size_t sonda;  // blank at the start of a continuation row
-  Capo capo;          // end of the row where the code stands
-  std::size_t cifre;  // of the code
-  bool maiuscolo;
-};
-
-constexpr Taglio TAGLIO(Tabella tabella) {
-  switch (tabella) {
-    case Tabella::kStatiEsteri:
-      return {3, Capo::kFine, 3, false};
-    case Tabella::kEventi:
-      return {1, Capo::kInizio, 1, true};
-    case Tabella::kComuni:
-      return {1, Capo::kFine, 4, true};
-    default:  // provinces and categories
-      return {2, Capo::kInizio, 2, false};
-  }
-}
+using Valore = std::function<std::u16string_view(std::size_t)>;
+using Aggiungi = std::function<void(std::u16string_view)>;
 
 // The pieces of a long description are cut from the text as it stands, blanks in front included;
 // the rows after the first begin with two blanks.
 void RIGHECATEGORIA(const std::u16string& codice, const std::u16string& descrizione,
-                    const std::function<void(std::u16string_view)>& aggiungi) {
+                    const Aggiungi& aggiungi) {
   const std::size_t lunga = text::Trim(descrizione).size();
   if (lunga <= kLarghezzaCategoria) {
     aggiungi(std::u16string(codice).append(u" ").append(text::Trim(descrizione)));
@@ -55,65 +35,104 @@ void RIGHECATEGORIA(const std::u16string& codice, const std::u16string& descrizi
   }
 }
 
-}  // namespace
-
-Fonte FONTE(Tabella tabella) {
-  switch (tabella) {
-    case Tabella::kProvince:
-      return {u"TABMIN_PROV", {u"codprov", u"descprov"}};
-    case Tabella::kCategorie:
-      return {u"TABMIN_SD", {u"cod_tmsd", u"descR_tmsd"}};
-    case Tabella::kStatiEsteri:
-      return {u"TABMIN_SG", {u"cod_tmsg", u"descr_tmsg"}};
-    case Tabella::kComuni:
-      return {u"TABCOMUNI", {u"CODICE", u"COMUNE", u"PROV"}};
-    case Tabella::kEventi:
-    case Tabella::kNessuna:
-      break;
-  }
-  return {};
+void RIGAPROVINCIA(const Valore& valore, const Aggiungi& aggiungi) {
+  std::u16string riga(valore(0));
+  riga.append(u" ");
+  aggiungi(riga.append(text::Trim(valore(1))));
 }
 
-void COMPONIRIGHE(Tabella tabella, const std::function<std::u16string_view(std::size_t)>& valore,
-                  const std::function<void(std::u16string_view)>& aggiungi) {
-  std::u16string riga;
-  switch (tabella) {
-    case Tabella::kNessuna:
-      break;
-    case Tabella::kProvince:
-      riga.append(valore(0)).append(u" ");
-      aggiungi(riga.append(text::Trim(valore(1))));
-      break;
-    case Tabella::kCategorie:
-      riga = valore(0);
-      RIGHECATEGORIA(riga, std::u16string(valore(1)), aggiungi);
-      break;
-    case Tabella::kStatiEsteri:
-      riga = text::Fit(text::Trim(valore(1)), kLarghezzaStato);
-      aggiungi(riga.append(u" ").append(valore(0)));
-      break;
-    case Tabella::kEventi:
-      for (const std::u16string_view evento : kEventiEccezionali) {
-        aggiungi(evento);
-      }
-      break;
-    case Tabella::kComuni:
-      riga.append(valore(1)).append(u" ").append(valore(2)).append(u" ");
-      aggiungi(riga.append(valore(0)));
-      break;
+void RIGHECATEGORIA(const Valore& valore, const Aggiungi& aggiungi) {
+  const std::u16string codice(valore(0));
+  RIGHECATEGORIA(codice, std::u16string(valore(1)), aggiungi);
+}
+
+void RIGASTATO(const Valore& valore, const Aggiungi& aggiungi) {
+  std::u16string riga = text::Fit(text::Trim(valore(1)), kLarghezzaStato);
+  aggiungi(riga.append(u" ").append(valore(0)));
+}
+
+void RIGHEEVENTI(const Valore& /*valore*/, const Aggiungi& aggiungi) {
+  for (const std::u16string_view evento : kEventiEccezionali) {
+    aggiungi(evento);
   }
+}
+
+void RIGACOMUNE(const Valore& valore, const Aggiungi& aggiungi) {
+  std::u16string riga(valore(1));
+  riga.append(u" ").append(valore(2)).append(u" ");
+  aggiungi(riga.append(valore(0)));
+}
+
+enum class Capo { kInizio, kFine };
+
+// All that is peculiar to a table. Measures are characters.
+struct Descrittore {
+  Tabella tabella;
+  Fonte fonte;
+  void (*componi)(const Valore& valore, const Aggiungi& aggiungi);
+  std::size_t sonda;  // blank at the start of a continuation row
+  Capo capo;          // end of the row where the code stands
+  std::size_t cifre;  // of the code
+  bool maiuscolo;
+};
+
+constexpr Descrittore kDescrittori[] = {
+    {Tabella::kProvince,
+     {u"TABMIN_PROV", {u"codprov", u"descprov"}},
+     RIGAPROVINCIA,
+     2,
+     Capo::kInizio,
+     2,
+     false},
+    {Tabella::kCategorie,
+     {u"TABMIN_SD", {u"cod_tmsd", u"descR_tmsd"}},
+     RIGHECATEGORIA,
+     2,
+     Capo::kInizio,
+     2,
+     false},
+    {Tabella::kStatiEsteri,
+     {u"TABMIN_SG", {u"cod_tmsg", u"descr_tmsg"}},
+     RIGASTATO,
+     3,
+     Capo::kFine,
+     3,
+     false},
+    {Tabella::kEventi, {}, RIGHEEVENTI, 1, Capo::kInizio, 1, true},
+    {Tabella::kComuni,
+     {u"TABCOMUNI", {u"CODICE", u"COMUNE", u"PROV"}},
+     RIGACOMUNE,
+     1,
+     Capo::kFine,
+     4,
+     true},
+};
+
+const Descrittore& DESCRITTORE(Tabella tabella) {
+  return *std::ranges::find(kDescrittori, tabella, &Descrittore::tabella);
+}
+
+}  // namespace
+
+Fonte FONTE(Tabella tabella) { return DESCRITTORE(tabella).fonte; }
+
+void COMPONIRIGHE(Tabella tabella, const Valore& valore, const Aggiungi& aggiungi) {
+  DESCRITTORE(tabella).componi(valore, aggiungi);
 }
 
 bool ECONTINUAZIONE(Tabella tabella, std::u16string_view riga) {
-  return text::Trim(riga.substr(0, TAGLIO(tabella).sonda)).empty();
+  return text::Trim(riga.substr(0, DESCRITTORE(tabella).sonda)).empty();
 }
 
 std::u16string CODICEDELLARIGA(Tabella tabella, std::u16string_view riga) {
-  const Taglio taglio = TAGLIO(tabella);
-  const std::size_t cifre = std::min(taglio.cifre, riga.size());
-  const auto codice = text::Trim(taglio.capo == Capo::kInizio ? riga.substr(0, cifre)
-                                                              : riga.substr(riga.size() - cifre));
-  return taglio.maiuscolo ? text::Upper(codice) : std::u16string(codice);
+  const Descrittore& d = DESCRITTORE(tabella);
+  const std::size_t cifre = std::min(d.cifre, riga.size());
+  const std::size_t inizio = d.capo == Capo::kInizio ? 0 : riga.size() - cifre;
+  const std::u16string_view codice = text::Trim(riga.substr(inizio, cifre));
+  if (d.maiuscolo) {
+    return text::Upper(codice);
+  }
+  return std::u16string(codice);
 }
 
 }  // namespace regole

@@ -12,7 +12,8 @@
 namespace regole {
 
 // The table of the archive that the rows come from, and its columns in the order in which
-// COMPONIRIGHE counts them. Both empty for the events, which stand in the program.
+// COMPONIRIGHE counts them. Both empty for the events, which stand in the program. The functions
+// here are for a field's table, not for kNessuna.
 struct Fonte {
   std::u16string_view tabella;
   std::array<std::u16string_view, 3> colonne;
