@@ -491,6 +491,51 @@ TEST_F(Archive, FilesThatCannotBeTrustedAreRefused) {
   EXPECT_TRUE(Has(Tell({"importa", Csv(header + row), file}), "Tabella TABMIN_PROV: manca"));
 }
 
+TEST_F(Archive, ReviewTellsWhatContradictsTheCode) {
+  const std::string insert =
+      "INSERT INTO PERCPARCELLE (CFP, APARC_1, APARC_2, APARC_3, APARC_4, APARC_5, APARC_6, "
+      "APARC_7, APARC_8) VALUES ";
+  // Other spellings, Pesaro's old province, a state that has a municipality's name, a company, a
+  // wrong check letter, a place that the table doesn't have.
+  const fs::path file = NewArchive((insert + R"(
+      ('VRDLCU50A41D704N', 'VERDI', 'LUCE', 'F', '19500101', 'Forli'' ', 'FC', 'PESARO', 'PS'),
+      ('VRDLCU50A41Z252Y', 'NERI', 'LUCE', 'f', '19500101', 'PALAU', 'EE', NULL, ''),
+      ('12345678903     ', 'ALFA', 'DI NERI', NULL, '00000000', '', '', 'BELLAGIO', 'CO'),
+      ('VRDLCU50A41H501X', 'GALLI', 'LUCE', 'M', '19800101', 'MILANO', 'MI', 'DA ME', 'MI'),
+      ('RSSMRA80A01X999W', 'ROSSI', '', 'M', '19800101', 'ATLANTIDE', 'MI', '', ''))")
+                                       .c_str());
+  EXPECT_EQ(Tell({"controlla", file}), "Percettori controllati: 5. Segnalazioni: 0.\n");
+  EXPECT_EQ(status_, 0);
+  Sql(file, insert + R"(
+      ('VRDLCU50A41H501E', ' Verdì', 'LU-CE', 'M', '19500102', 'MILANO', 'MI', 'BELLAGIO', 'RM'),
+      ('RSSMRA80A01H501U', 'ROSSI', 'MA' || char(10) || 'RIO', ' ', '', NULL, 'TO', 'ROMA', 'RM'),
+      ('95', 'BETA', '', '', '', 'MILANO', 'RM', '', ''))");
+  EXPECT_EQ(Tell({"controlla", file}),
+            "95 BETA: Provincia diversa da quella del comune di nascita (\"RM\").\n"
+            "RSSMRA80A01H501U ROSSI MA?RIO: Sesso richiesto con il nome (nel codice \"M\").\n"
+            "RSSMRA80A01H501U ROSSI MA?RIO: Data richiesta con il nome (nel codice "
+            "\"01/01/1980\").\n"
+            "RSSMRA80A01H501U ROSSI MA?RIO: Comune o Stato richiesto con il nome (nel codice "
+            "\"ROMA\").\n"
+            "RSSMRA80A01H501U ROSSI MA?RIO: Provincia diversa dal codice fiscale (\"TO\", nel "
+            "codice \"RM\").\n"
+            "VRDLCU50A41H501E Verdì LU-CE: Sesso diverso dal codice fiscale (\"M\", nel codice "
+            "\"F\").\n"
+            "VRDLCU50A41H501E Verdì LU-CE: Data diversa dal codice fiscale (\"02/01/1950\", nel "
+            "codice \"01/01/1950\").\n"
+            "VRDLCU50A41H501E Verdì LU-CE: Comune diverso dal codice fiscale (\"MILANO\", nel "
+            "codice \"ROMA\").\n"
+            "VRDLCU50A41H501E Verdì LU-CE: Provincia diversa dal codice fiscale (\"MI\", nel "
+            "codice \"RM\").\n"
+            "VRDLCU50A41H501E Verdì LU-CE: Provincia diversa da quella del comune del domicilio "
+            "(\"RM\").\n"
+            "VRDLCU50A41H501E Verdì LU-CE: Stesso nome del codice VRDLCU50A41D704N.\n"
+            "Percettori controllati: 8. Segnalazioni: 11.\n");
+  EXPECT_EQ(status_, 1);
+  Sql(file, "DROP TABLE TABCOMUNI");
+  EXPECT_TRUE(Has(Tell({"controlla", file}), "Tabella TABCOMUNI: manca"));
+}
+
 TEST_F(Archive, ExportsAndCopiesAreNewWholeFiles) {
   const fs::path file = NewArchive("INSERT INTO PERCPARCELLE (CFP) VALUES ('A'), ('B')");
   ASSERT_EQ(chmod(folder_.Path().c_str(), 0770), 0);
@@ -550,6 +595,7 @@ TEST_F(Archive, PreparationMakesWhatIsMissing) {
   EXPECT_TRUE(Has(Tell({"esporta", folder_ / "x.csv"}), "L'archivio dell'anno non c'è ancora"));
   fs::copy_file(archives / kTemplateName, archives / kYearName);
   EXPECT_EQ(Tell({"esporta", folder_ / "x.csv"}), "Percettori scritti: 0.\n");
+  EXPECT_EQ(Tell({"controlla"}), "Percettori controllati: 0. Segnalazioni: 0.\n");
 
   // A second time, and with one of the two gone, what is there stays.
   const std::string text = Bytes(registry);

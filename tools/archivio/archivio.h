@@ -53,6 +53,20 @@ enum class Depth { kTables, kPages, kAll };
 std::vector<std::string> Check(const std::filesystem::path& file, Depth depth = Depth::kAll,
                                std::ostream* progress = nullptr);
 
+// Throws Failure where `file` can be read and lacks something, its tables looked at alone.
+void RequireTables(const std::filesystem::path& file);
+
+struct ReviewResult {
+  std::size_t recipients = 0;
+  std::size_t findings = 0;
+};
+
+// Tells what is to be looked at in the recipients, in the order of their codes, a line each: fields
+// that contradict the fiscal code, or a municipality, or are asked for and empty
+// (record/avvisi.h); then names that stand under more than one code. Changes nothing.
+ReviewResult Review(const std::filesystem::path& archive, std::ostream& out,
+                    std::ostream* progress = nullptr);
+
 // Copies a sound archive as it is at one moment, also while the program works
 // on it; a write to it that was cut off is undone first. `to` may be a folder,
 // otherwise the rules of WriteTemplate hold.

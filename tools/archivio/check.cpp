@@ -268,4 +268,11 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth,
   return findings;
 }
 
+void RequireTables(const std::filesystem::path& file) {
+  CheckReadable(file);
+  if (const std::vector<std::string> findings = Check(file, Depth::kTables); !findings.empty()) {
+    throw Failure("L'archivio " + NameOf(file) + " non è adatto. " + findings.front());
+  }
+}
+
 }  // namespace archivio

@@ -82,6 +82,14 @@ int RunCheck(const Call& call) {
   return findings.empty() ? kDone : kFailed;
 }
 
+int RunReview(const Call& call) {
+  const ReviewResult result =
+      Review(call.files.empty() ? YearArchive() : fs::path(call.files[0]), call.out, call.progress);
+  call.out << "Percettori controllati: " << result.recipients
+           << ". Segnalazioni: " << result.findings << ".\n";
+  return result.findings == 0 ? kDone : kFailed;
+}
+
 int RunPrepare(const Call& call) {
   Prepare(call.files[0], call.out);
   return kDone;
@@ -142,6 +150,17 @@ const std::vector<Command>& Commands() {
        "certificazioni non sono testi, per riga e colonna. Legge soltanto.\n",
        "Interrotto: la verifica non è finita.",
        RunCheck},
+      {"controlla",
+       {"ARCHIVIO"},
+       0,
+       {},
+       "Elenca le anagrafiche da riguardare: sesso, data, comune o provincia di nascita\n"
+       "diversi dal codice fiscale, province che non sono quelle del comune, campi\n"
+       "della nascita vuoti anche se c'è il nome, nomi che stanno sotto più codici.\n"
+       "Legge soltanto. Senza ARCHIVIO vale l'archivio dell'anno nella cartella\n"
+       "indicata dal registro.\n",
+       "Interrotto: il controllo non è finito.",
+       RunReview},
       {"prepara",
        {"CARTELLA"},
        1,
@@ -232,8 +251,8 @@ std::string Help(const Command* only) {
   }
   return help +
          "Un nome che comincia per - va dopo --. Stato di uscita: 0 fatto, o archivio in\n"
-         "ordine; 1 non riuscito, o archivio non in ordine, o import rifiutato; 2 uso\n"
-         "errato; 130 o 143 interrotto.\n";
+         "ordine; 1 non riuscito, o archivio non in ordine, o segnalazioni, o import\n"
+         "rifiutato; 2 uso errato; 130 o 143 interrotto.\n";
 }
 
 const Option* FindOption(const Command& command, std::string_view name) {

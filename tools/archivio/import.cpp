@@ -417,9 +417,7 @@ ImportResult Import(const fs::path& csv, const fs::path& archive, const ImportOp
   if (UndoCutOffWrite(file)) {
     report << "Annullata la scrittura interrotta nel file " << NameOf(file) << ".\n";
   }
-  if (const std::vector<std::string> findings = Check(file, Depth::kTables); !findings.empty()) {
-    throw Failure("L'archivio " + NameOf(file) + " non è adatto. " + findings.front());
-  }
+  RequireTables(file);
   const fs::path source = sys::ResolvePath(sys::PathText(csv));
   InputFile input(source);
   CsvReader reader([&input](char* bytes, std::size_t most) { return input.Read(bytes, most); },
