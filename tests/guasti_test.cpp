@@ -12,6 +12,7 @@
 #include "frame/MOD770BAS.h"
 #include "platform/text/text.h"
 #include "program.h"
+#include "record/record.h"
 
 namespace {
 
@@ -391,6 +392,20 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
   EXPECT_FALSE(program.Start());
   EXPECT_TRUE(Has(Told(), "occupato da un altro programma"));
   EXPECT_NEAR(static_cast<double>(fault::TakeWaited()), 5000, 200);
+}
+
+TEST(Advice, OfAFieldComesFromTheCodeOnScreen) {
+  Program program;
+  ASSERT_TRUE(program.Start());
+  ASSERT_TRUE(program.Insert(u"RSSMRA80A01H501U", u"ROSSI"));
+  EXPECT_EQ(AVVISOCAMPO(6), u"");
+  program.Type(Text1(6), u"TO");
+  EXPECT_EQ(AVVISOCAMPO(6), u"Provincia diversa dal codice fiscale");
+  program.Type(Text1(2), u"MARIO");
+  EXPECT_EQ(AVVISOCAMPO(4), u"Data richiesta con il nome");
+  EXPECT_EQ(COMPILADALCODICE(), u"Dal codice: sesso, data, comune");
+  EXPECT_EQ(AVVISOCAMPO(4), u"");
+  EXPECT_EQ(COMPILADALCODICE(), u"Dal codice: niente da aggiungere");
 }
 
 }  // namespace
