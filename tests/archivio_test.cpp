@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "files.h"
+#include "frame/MOD770BAS.h"
 #include "identity/identity.h"
 #include "platform/text/text.h"
 
@@ -604,6 +605,29 @@ TEST_F(Archive, PreparationMakesWhatIsMissing) {
   fs::remove(registry);
   EXPECT_TRUE(Has(Tell({"prepara", archives}), "c'era già"));
   EXPECT_EQ(status_, 0);
+
+  // Copies are added to a registry in whatever form, or changed; their folder isn't made.
+  const fs::path copies = folder_ / "co\"pie";
+  EXPECT_TRUE(Has(Tell({"prepara", archives, "--copie", copies}), "co\"pie non esiste"));
+  EXPECT_EQ(Status({"prepara", archives, "--copie="}), 2);
+  fs::create_directory(copies);
+  const std::string plain = Bytes(registry);
+  std::string wide = "\xFF\xFE";
+  for (const char16_t unit : text::FromUtf8(plain)) {
+    wide += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+  }
+  for (const std::string& form : {plain, plain.substr(0, plain.size() - 2), wide}) {
+    SetBytes(registry, form);
+    for (const fs::path& to : {archives, copies, copies}) {
+      EXPECT_TRUE(Has(Tell({"prepara", archives, "--copie", to}), "cartella " + to.native()));
+      EXPECT_EQ(text::ToUtf8(MOD770BAS::LEGGIVALOREREGISTRO(MOD770BAS::kRadice, MOD770BAS::kChiave,
+                                                            MOD770BAS::kValoreCopie)),
+                to.native());
+    }
+    EXPECT_EQ(status_, 0);
+  }
+  EXPECT_TRUE(fs::is_empty(copies));
+  SetBytes(registry, text);
 
   // Another folder, or a template that isn't ours to touch.
   const fs::path other = folder_ / "altra";

@@ -7,7 +7,8 @@
 // one of SQLite's calls to the file system, a write then being half done. Some
 // starts after a kill are killed too. Then the program starts at once, the
 // file is sound, a change that had returned is there, one that was under way is
-// there whole or not at all. Exit status 0: all of that holds.
+// there whole or not at all. As many kills strike the copy of the archive that a session
+// leaves. Exit status 0: all of that holds.
 #include <signal.h>
 #include <sys/wait.h>
 
@@ -25,6 +26,9 @@
 namespace {
 
 using namespace ANAGPARC;
+namespace fs = std::filesystem;
+
+constexpr char kAll[] = "SELECT CFP||quote(APARC_1)||quote(APARC_7) FROM PERCPARCELLE ORDER BY CFP";
 
 std::mt19937 g_random;
 
@@ -83,18 +87,27 @@ std::string State(const Program& program) {
 
 // A process that starts the program and does the change; true when that had
 // returned before it was killed, at the given call or, for 0, from outside
-// within so many microseconds from the start's end.
-bool Killed(Program& program, const Change* change, long call, int within = 0) {
+// within so many microseconds from the start's end; with `leaving`, from the moment on that it
+// is told to end.
+bool Killed(Program& program, const Change* change, long call, int within = 0,
+            bool leaving = false) {
   int ends[2];
   Must(pipe(ends) == 0, "no pipe");
   const pid_t child = fork();
   if (child == 0) {
-    if (call > 0) {
+    if (call > 0 && !leaving) {
       fault::Arm(fault::Cause::kKill, call);
     }
-    bool done = program.Start();
+    bool done = program.Start() && (!leaving || Do(program, *change));
     Must(write(ends[1], "", 1) == 1, "no pipe");
-    done = done && change != nullptr && Do(program, *change);
+    if (leaving) {
+      if (call > 0) {
+        fault::Arm(fault::Cause::kKill, call);
+      }
+      program.Stop();
+    } else {
+      done = done && change != nullptr && Do(program, *change);
+    }
     [[maybe_unused]] const auto told = write(ends[1], done ? "done" : "failed", 1);
     call > 0 ? raise(SIGKILL) : pause();
   }
@@ -167,4 +180,29 @@ int main(int argc, char** argv) {
   }
   std::printf("%ld kills, %ld with a journal left, %ld changes had returned\n", kills, journals,
               returned);
+
+  // While the copy at the end is made: it is the one from before, or the new one, whole.
+  const fs::path today = program.MakeCopies();
+  long left = 0, fresh = 0;
+  for (long n = 0; n < kills; ++n) {
+    Must(program.Running() || program.Start(), "the program doesn't start");
+    const Change change = Choose();
+    program.Stop();
+    const std::string before = Bytes(today);
+    const bool within = Pick(2) == 0;
+    Killed(program, &change, within ? 1 + Pick(300) : 0, 60'000, true);
+    left += std::distance(fs::directory_iterator(today.parent_path()), {}) - fs::exists(today);
+    if (Bytes(today) != before) {
+      const std::vector<std::string> faults = archivio::Check(today);
+      Must(faults.empty(), "the copy: " + (faults.empty() ? "" : faults[0]));
+      Must(Sql(today, kAll) == Sql(program.File(), kAll), "the copy isn't the archive");
+      ++fresh;
+    }
+  }
+  const Change last = (program.Start(), Choose());
+  Must(Do(program, last), "a change without a kill fails");
+  program.Stop();
+  Must(std::distance(fs::directory_iterator(today.parent_path()), {}) == 1, "leftovers stay");
+  std::printf("%ld kills in the copy, %ld left a hidden file, %ld copies were new, none half\n",
+              kills, left, fresh);
 }

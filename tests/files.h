@@ -76,12 +76,13 @@ inline std::string Rows(const std::filesystem::path& file) {
   return Sql(file, "SELECT " + columns + " FROM PERCPARCELLE ORDER BY _rowid_");
 }
 
-// A registry file that names the folder of the archives.
-inline void SetRegistry(const std::filesystem::path& file, const std::filesystem::path& archives) {
+// A registry file that names the folder of the archives, and that of the copies.
+inline void SetRegistry(const std::filesystem::path& file, const std::filesystem::path& archives,
+                        const std::filesystem::path& copies = "") {
   SetBytes(file,
            "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n"
            "\"PERCORSOARCHIVI\"=\"" +
-               archives.native() + "\"\n");
+               archives.native() + "\"\n\"PERCORSOCOPIE\"=\"" + copies.native() + "\"\n");
 }
 
 inline bool Has(std::string_view text, std::string_view part) {

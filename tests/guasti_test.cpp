@@ -5,11 +5,16 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <functional>
+#include <optional>
+#include <set>
 
+#include "archivio/archivio.h"
 #include "fault_vfs.h"
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#include "platform/system/state.h"
 #include "platform/text/text.h"
 #include "program.h"
 #include "record/record.h"
@@ -284,8 +289,7 @@ TEST_F(Guasti, MovesGoOnFromARecordThatIsGone) {
 TEST_F(Guasti, CauseIsTheRightOne) {
   const fs::path file = program.File(), aside = program.Place() / "aside";
   const auto limit = [](rlim_t most) {
-    const rlimit limits = {most, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &limits);
+    setrlimit(RLIMIT_FSIZE, std::array{rlimit{most, RLIM_INFINITY}}.data());
   };
   signal(SIGXFSZ, SIG_IGN);
   const std::function<void()> back = [&] { fs::rename(aside, file); };
@@ -305,21 +309,120 @@ TEST_F(Guasti, CauseIsTheRightOne) {
     program.Type(Text1(7), kTyped);
     cause();
     Me.UserClick(cmdmemorizza);
-    const std::string stale = fs::exists(aside) ? Bytes(aside) : Bytes(file);
+    const bool moved = fs::exists(aside);
+    EXPECT_EQ(Bytes(moved ? aside : file), year);
     EXPECT_TRUE(Has(Told(), told)) << told;
-    EXPECT_EQ(stale, year);
+    FlagVariazioni = 0;
+    Me.UserClick(moved ? cmdparcsuc : cmdmemorizza);
+    EXPECT_TRUE(Has(Told(), told));
     EXPECT_EQ(Text1(7).Text(), kTyped);
-    if (fs::exists(aside)) {
-      FlagVariazioni = 0;
-      Me.UserClick(cmdparcsuc);
-      EXPECT_TRUE(Has(Told(), told));
-      EXPECT_EQ(Text1(7).Text(), kTyped);
-    }
     remedy();
     Me.UserClick(cmdmemorizza);
     EXPECT_EQ(Told(), "");
     EXPECT_TRUE(Has(Stored(file), text::ToUtf8(kTyped)));
   }
+}
+
+TEST_F(Guasti, CopyOfTheDayIsOneAndThirtyStay) {
+  const fs::path today = program.MakeCopies(), folder = today.parent_path();
+  const auto work = [&](const char16_t* typed) {
+    ASSERT_TRUE(program.Start());
+    EXPECT_TRUE(program.TakeBoxes().empty());
+    ASSERT_TRUE(program.Open(kOld));
+    if (typed != nullptr) {
+      program.Type(Text1(7), typed);
+      Me.UserClick(cmdmemorizza);
+    }
+    program.Stop();
+  };
+  work(nullptr);
+  EXPECT_TRUE(fs::is_empty(folder)) << "nothing was written";
+  // Thirty and more from before, one of a day to come; what isn't surely a copy stays.
+  for (int day = 10; day < 43; ++day) {
+    SetBytes(folder / ("S7702015-20" + std::to_string(day) + "-01-01.MDB"), "x");
+  }
+  const std::set<std::string> others = {"S7702015-2009-02-29.MDB",
+                                        "S7702015-2009-1-001.MDB",
+                                        "S7702015-2009-01-01.mdb",
+                                        "S7702015-2009-01-01.MDB.bak",
+                                        "S7702015.MDB",
+                                        "S7702014-2009-01-01.MDB"};
+  for (const std::string& name : others) {
+    SetBytes(folder / name, "x");
+  }
+  fs::create_directory(folder / "S7702015-2009-01-02.MDB");
+  fs::create_symlink("S7702015.MDB", folder / "S7702015-2009-01-03.MDB");
+  for (const char16_t* typed : {u"UNO", u"DUE"}) {
+    work(typed);
+    EXPECT_EQ(archivio::Check(today), std::vector<std::string>());
+    EXPECT_EQ(Stored(today), Stored(program.File()));
+    EXPECT_TRUE(Has(Rows(today), text::ToUtf8(typed)));
+  }
+  int copies = 0;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    copies +=
+        entry.is_regular_file() && !entry.is_symlink() && !others.contains(entry.path().filename());
+  }
+  EXPECT_EQ(copies, 30);
+  EXPECT_FALSE(fs::exists(folder / "S7702015-2013-01-01.MDB"));
+  EXPECT_TRUE(fs::exists(folder / "S7702015-2014-01-01.MDB"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 30 + std::ssize(others) + 2);
+}
+
+// The copy from before stays, nothing half lies about, and the next start tells once.
+TEST_F(Guasti, CopyThatFailsIsToldOnceAtTheNextStart) {
+  const fs::path today = program.MakeCopies(), folder = today.parent_path();
+  const fs::path aside = program.Place() / "aside";
+  std::optional<sqlite::Connection> other;
+  const std::function<void()> away = [&] { fs::remove_all(today); };
+  const std::tuple<const char*, std::function<void()>, std::function<void()>> cases[] = {
+      {"non esiste", [&] { fs::rename(folder, aside); }, [&] { fs::rename(aside, folder); }},
+      {"esiste già", [&] { fs::create_symlink(program.Template(), today); }, away},
+      {"appartiene alla copia di prima", [&] { SetBytes(today.native() + "-journal", "x"); },
+       [&] { fs::remove(today.native() + "-journal"); }},
+      {"esiste già", [&] { mkfifo(today.c_str(), 0600); }, away},
+      {"occupato",
+       [&] { Sql(other.emplace(program.File(), sqlite::Mode::kWrite), "BEGIN EXCLUSIVE"); },
+       [&] { other.reset(); }},
+      {"Disco pieno", [] { fault::Arm(fault::Cause::kDiskFull, 20, true); }, fault::Disarm},
+      {"Errore di lettura", [] { fault::Arm(fault::Cause::kIo, 40, true); }, fault::Disarm},
+      {"danneggiato",
+       [&] {
+         Sql(program.File(),
+             "PRAGMA writable_schema = 1; UPDATE sqlite_schema SET rootpage = 3 WHERE name = "
+             "'PERCPARCELLE.CHIAVE'");
+       },
+       [&] { SetBytes(program.File(), year); }},
+  };
+  for (const auto& [told, cause, remedy] : cases) {
+    Begin();
+    ASSERT_TRUE(program.Open(kOld));
+    program.Type(Text1(7), kTyped);
+    Me.UserClick(cmdmemorizza);
+    EXPECT_EQ(Told(), "");
+    cause();
+    program.Stop();
+    EXPECT_TRUE(program.TakeBoxes().empty());
+    remedy();
+    EXPECT_TRUE(fs::is_empty(folder)) << told;
+    for (const bool first : {true, false}) {
+      ASSERT_TRUE(program.Start());
+      const auto boxes = program.TakeBoxes();
+      ASSERT_EQ(boxes.size(), first ? 1U : 0U) << told;
+      EXPECT_TRUE(!first || (boxes[0].flags == toolkit::kExclamation &&
+                             Has(text::ToUtf8(boxes[0].text), told)))
+          << text::ToUtf8(boxes[0].text);
+      program.Stop();
+    }
+  }
+  // One that succeeds forgets what was left untold.
+  Begin();
+  sys::LeaveNote(u"prima");
+  Me.UserClickRow(List1, 1);
+  Me.UserClick(Cmdcancella);
+  program.Stop();
+  EXPECT_EQ(sys::LeftNote(), u"");
+  EXPECT_TRUE(fs::exists(today));
 }
 
 // A file that can't be used stops the start, and stays as it is; made from a

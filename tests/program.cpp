@@ -1,5 +1,6 @@
 #include "program.h"
 
+#include <ctime>
 #include <utility>
 
 #include "archivio/archivio.h"
@@ -13,11 +14,21 @@ Program::Program() : file_(folder_ / archivio::kYearName) {
   SetRegistry(folder_ / "registro.reg", Place());
   setenv("MORVENNA_REGISTRO", (folder_ / "registro.reg").c_str(), 1);
   setenv("XDG_RUNTIME_DIR", Place().c_str(), 1);
+  setenv("XDG_STATE_HOME", (folder_ / "stato").c_str(), 1);
 }
 
 Program::~Program() {
   Stop();
   toolkit::App() = {};
+}
+
+std::filesystem::path Program::MakeCopies() {
+  std::filesystem::create_directory(folder_ / "copie");
+  SetRegistry(folder_ / "registro.reg", Place(), folder_ / "copie");
+  char name[32];
+  const std::time_t now = std::time(nullptr);
+  std::strftime(name, sizeof name, "S7702015-%Y-%m-%d.MDB", std::localtime(&now));
+  return folder_ / "copie" / name;
 }
 
 std::filesystem::path Program::Template() const { return folder_ / archivio::kTemplateName; }

@@ -18,6 +18,8 @@ class Program : public Board {
   std::filesystem::path Template() const;
   std::filesystem::path Journal() const { return file_.native() + "-journal"; }
 
+  // From now on the program leaves copies there; the path of today's. The folder is made.
+  std::filesystem::path MakeCopies();
   // True when the program has come up.
   bool Start();
   void Stop();

@@ -22,7 +22,7 @@ if grep -q '^#@ start' "$scenario"; then
   exit $failed
 fi
 mkdir -m 700 "$dir/run"
-export XDG_RUNTIME_DIR=$dir/run MORVENNA_REGISTRO=$dir/registro.reg
+export XDG_RUNTIME_DIR=$dir/run XDG_STATE_HOME=$dir/stato MORVENNA_REGISTRO=$dir/registro.reg
 export A=$dir/archivi/S7702015.MDB DIR=$dir PROGRAMS=$programs HERE=$here
 unset DISPLAY WAYLAND_DISPLAY
 

@@ -32,6 +32,7 @@ inline constexpr std::u16string_view kTitoloPadre = u"7702015";
 inline constexpr std::u16string_view kRadice = u"HKEY_CURRENT_USER";
 inline constexpr std::u16string_view kChiave = u"SOFTWARE\\CALVENZA\\MORVENNA";
 inline constexpr std::u16string_view kValoreArchivi = u"PERCORSOARCHIVI";
+inline constexpr std::u16string_view kValoreCopie = u"PERCORSOCOPIE";
 
 // Text of a registry value under the given hive and key: of a text what stands
 // before its first NUL, of a number its low 16 bits with sign, in decimal; ""
@@ -67,6 +68,13 @@ std::vector<std::u16string> TRIGGERESTRANEI();
 // the closing, in silence.
 void CHIUDITABELLE();
 void CHIUDIDATABASE();
+
+// Copies the year database, which is closed, into the folder of the registry value
+// PERCORSOCOPIE as the copy of this day, and removes the oldest copies there above thirty;
+// does nothing without the value. A failure is left to the next start, see COPIAMANCATA.
+void COPIAARCHIVIO();
+// What the user should know of a copy that failed, told once; empty where there is nothing.
+std::u16string COPIAMANCATA();
 
 // A transaction on the year database, which no other program can write to while it lasts: so it
 // must not wait for the user. What is written in it stands when CONFERMA returns, and else not at

@@ -103,6 +103,14 @@ std::u16string AVVISONOMI() {
          u"cambia anche là. Lasciargli un nome solo; per le copie usare anagparc-archivio copia.";
 }
 
+bool SCRITTO() {
+  try {
+    return DbDichiarazione.Written();
+  } catch (const engine::Error&) {
+    return false;  // it was never opened
+  }
+}
+
 }  // namespace
 
 void PREPARAPROGRAMMA(std::u16string rigaDiComando) {
@@ -138,7 +146,7 @@ void Form_Load() {
 
 void Form_Activate() {
   std::u16string avvisi;
-  for (const std::u16string& avviso : {AVVISOTRIGGER(), AVVISONOMI()}) {
+  for (const std::u16string& avviso : {COPIAMANCATA(), AVVISOTRIGGER(), AVVISONOMI()}) {
     avvisi += (avvisi.empty() || avviso.empty() ? u"" : u"\r\r") + avviso;
   }
   if (!avvisi.empty()) {
@@ -148,11 +156,20 @@ void Form_Activate() {
 
 void Form_Resize() {}
 
+// The copy comes when the user is back in the parent and the window has gone: nobody
+// waits for it, not even for a disk that hangs, and the program can be started again meanwhile.
+// It opens the archive anew, as any other program would.
 void Form_Unload() {
+  const bool scritto = SCRITTO();
   CHIUDITABELLE();
   CHIUDIDATABASE();
   if (!toolkit::AppActivate(kTitoloPadre)) {
     toolkit::Shell(ProgrammaPadre());
+  }
+  if (scritto) {
+    Me.Hide();
+    sys::LeaveInstance();
+    COPIAARCHIVIO();
   }
   toolkit::End();
 }

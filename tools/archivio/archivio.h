@@ -127,8 +127,11 @@ bool Convert(const std::filesystem::path& from, const std::filesystem::path& to,
 // Sets the user up to work on `folder`: makes the folder, the template and the
 // registry file where they are missing, and tells each step. What is there
 // stays as it is; a registry file that names another folder, or a template that
-// isn't one, is a Failure. What it had made by then stays.
-void Prepare(const std::filesystem::path& folder, std::ostream& out);
+// isn't one, is a Failure. What it had made by then stays. `copies`, a folder that exists
+// and can be written, is put into the registry file as that of the program's own copies, in
+// place of another one too.
+void Prepare(const std::filesystem::path& folder,
+             const std::optional<std::filesystem::path>& copies, std::ostream& out);
 
 // Runs the command line, without the program's name, and returns the exit
 // status: 0 done or sound, 1 failed or not sound, 2 wrong usage, 128 and the

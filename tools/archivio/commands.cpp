@@ -91,7 +91,14 @@ int RunReview(const Call& call) {
 }
 
 int RunPrepare(const Call& call) {
-  Prepare(call.files[0], call.out);
+  const auto copies = call.options.find("--copie");
+  if (copies == call.options.end()) {
+    Prepare(call.files[0], std::nullopt, call.out);
+  } else if (copies->second.empty()) {
+    throw WrongUsage("--copie: manca CARTELLA");
+  } else {
+    Prepare(call.files[0], copies->second, call.out);
+  }
   return kDone;
 }
 
@@ -164,10 +171,13 @@ const std::vector<Command>& Commands() {
       {"prepara",
        {"CARTELLA"},
        1,
-       {},
+       {{"--copie", "CARTELLA"}},
        "Prepara l'utente al lavoro: fa nascere la cartella degli archivi, il modello\n"
        "e il file di registro che la indica, dove mancano, e dice che cosa ha fatto.\n"
-       "Quello che esiste già resta com'è.\n",
+       "Quello che esiste già resta com'è.\n"
+       "--copie  la cartella, che deve esistere, dove il programma mette da sé una copia\n"
+       "         dell'archivio alla fine di ogni giorno di lavoro; anche per chi è già\n"
+       "         preparato, o per cambiarla.\n",
        "Interrotto: è fatto soltanto quello che è stato detto.",
        RunPrepare},
       {"copia",

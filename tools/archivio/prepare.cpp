@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <fstream>
 #include <ostream>
 #include <system_error>
 
@@ -17,21 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::u16string RegistryFolder() {
-  using namespace MOD770BAS;
-  return LEGGIVALOREREGISTRO(kRadice, kChiave, kValoreArchivi);
-}
-
-std::string RegistryText(const fs::path& folder) {
-  std::string quoted;
-  for (const char c : folder.native()) {
-    quoted += c == '"' ? "\\\"" : std::string(1, c);
-  }
-  return "Windows Registry Editor Version 5.00\r\n\r\n[" + text::ToUtf8(MOD770BAS::kRadice) + "\\" +
-         text::ToUtf8(MOD770BAS::kChiave) + "]\r\n\"" + text::ToUtf8(MOD770BAS::kValoreArchivi) +
-         "\"=\"" + quoted + "\"\r\n";
-}
-
 // The whole path, which the program finds from wherever it starts.
 fs::path WholePath(const fs::path& wanted) {
   fs::path folder = fs::absolute(sys::ResolvePath(sys::PathText(wanted))).lexically_normal();
@@ -44,6 +30,61 @@ fs::path WholePath(const fs::path& wanted) {
                   " ha caratteri che il registro non sa scrivere.");
   }
   return folder;
+}
+
+// A section of a registry file that names the folder.
+std::string Section(std::u16string_view value, const fs::path& folder) {
+  std::string quoted;
+  for (const char c : folder.native()) {
+    quoted += c == '"' ? "\\\"" : std::string(1, c);
+  }
+  return "\r\n[" + text::ToUtf8(MOD770BAS::kRadice) + "\\" + text::ToUtf8(MOD770BAS::kChiave) +
+         "]\r\n\"" + text::ToUtf8(value) + "\"=\"" + quoted + "\"\r\n";
+}
+
+// Whether the registry names this folder.
+bool Names(std::u16string_view value, const fs::path& folder) {
+  using namespace MOD770BAS;
+  const std::u16string named = LEGGIVALOREREGISTRO(kRadice, kChiave, value);
+  return !named.empty() && (sys::ResolvePath(named) / "").lexically_normal() == folder / "";
+}
+
+// A folder not made here: where its disk isn't there, one in its place would be on another.
+fs::path CopiesFolder(const fs::path& wanted) {
+  fs::path folder = WholePath(wanted);
+  std::error_code error;
+  if (!fs::is_directory(folder, error)) {
+    throw Failure("La cartella delle copie " + NameOf(folder) +
+                  " non esiste: se sta su un altro disco, collegarlo, altrimenti crearla.");
+  }
+  sys::NewFile(sys::PathText(folder / "S7702015-prova"), sys::Access::kOwner,
+               sys::NewFile::Existing::kReplaced);  // fails where none can be made
+  return folder;
+}
+
+// A later section counts more than an earlier one, so it goes to the end, in the file's own
+// form. Where that can't be, the file is as it was.
+void AddCopies(const fs::path& registry, const fs::path& copies) {
+  std::string section = Section(MOD770BAS::kValoreCopie, copies);
+  std::ifstream read(registry, std::ios::binary);
+  if (read.get() == 0xFF && read.get() == 0xFE) {
+    std::string wide;
+    for (const char16_t unit : text::FromUtf8(section)) {
+      wide += static_cast<char>(unit & 0xFF);
+      wide += static_cast<char>(unit >> 8);
+    }
+    section = std::move(wide);
+  }
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(registry, error);
+  std::ofstream write(registry, std::ios::binary | std::ios::app);
+  write.write(section.data(), static_cast<std::streamsize>(section.size()));
+  write.close();
+  if (!write || !Names(MOD770BAS::kValoreCopie, copies)) {
+    fs::resize_file(registry, size, error);
+    throw Failure("Impossibile aggiungere " + text::ToUtf8(MOD770BAS::kValoreCopie) +
+                  " al file di registro " + NameOf(registry) + ", che resta com'è.");
+  }
 }
 
 void MakeTemplate(const fs::path& folder, std::ostream& out, NewFolders& folders) {
@@ -64,9 +105,16 @@ void MakeTemplate(const fs::path& folder, std::ostream& out, NewFolders& folders
   out << "Il modello " << NameOf(file) << " c'era già e resta com'è.\n";
 }
 
+void TellCopies(const fs::path& copies, std::ostream& out) {
+  if (!copies.empty()) {
+    out << "Le copie dell'archivio vanno nella cartella " << NameOf(copies) << ".\n";
+  }
+}
+
 }  // namespace
 
-void Prepare(const fs::path& wanted, std::ostream& out) {
+void Prepare(const fs::path& wanted, const std::optional<fs::path>& wanted_copies,
+             std::ostream& out) {
   const fs::path registry = sys::RegistryFile();
   if (registry.empty()) {
     throw Failure("L'utente non ha una cartella per il file di registro.");
@@ -74,27 +122,33 @@ void Prepare(const fs::path& wanted, std::ostream& out) {
   const fs::path folder = WholePath(wanted);
   std::error_code error;
   const bool registered = fs::symlink_status(registry, error).type() != fs::file_type::not_found;
-  const auto names_folder = [&folder] {
-    const std::u16string named = RegistryFolder();
-    return !named.empty() && (sys::ResolvePath(named) / "").lexically_normal() == folder / "";
-  };
-  if (registered && !names_folder()) {
+  if (registered && !Names(MOD770BAS::kValoreArchivi, folder)) {
     throw Failure("Il file di registro " + NameOf(registry) +
                   " esiste già e non indica questa cartella; resta com'è.");
   }
+  const fs::path copies = wanted_copies ? CopiesFolder(*wanted_copies) : fs::path();
   NewFolders folders(folder);
   MakeTemplate(folder, out, folders);
+  CheckInterrupted();
   if (registered) {
     out << "Il file di registro " << NameOf(registry) << " indica già questa cartella.\n";
+    if (wanted_copies && !Names(MOD770BAS::kValoreCopie, copies)) {
+      AddCopies(registry, copies);
+    }
+    TellCopies(copies, out);
     return;
   }
-  CheckInterrupted();
   NewFolders parents(registry.parent_path());
   sys::NewFile file(sys::PathText(registry), sys::Access::kOwner);
-  file.Write(RegistryText(folder));
+  file.Write("Windows Registry Editor Version 5.00\r\n");
+  file.Write(Section(MOD770BAS::kValoreArchivi, folder));
+  if (wanted_copies) {
+    file.Write(Section(MOD770BAS::kValoreCopie, copies));
+  }
   file.Place();
   parents.Keep();
   out << "Scritto il file di registro " << NameOf(registry) << ".\n";
+  TellCopies(copies, out);
 }
 
 }  // namespace archivio

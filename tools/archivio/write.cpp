@@ -98,8 +98,6 @@ class NewArchive {
 
   void FillFrom(sqlite::Connection& source, std::ostream* progress) {
     OpenArchive database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
-    database.Run(
-        "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
     Progress copied(progress, "Pagine copiate",
                     static_cast<std::uint64_t>(source.Number("PRAGMA page_count")));
     source.CopyTo(database, [&](int done, int /*all*/) {
@@ -107,7 +105,6 @@ class NewArchive {
       copied.Tell(static_cast<std::uint64_t>(done), static_cast<std::uint64_t>(done));
     });
     copied.Clear();
-    database.Run("PRAGMA journal_mode = DELETE");
     Progress checked(progress, "Controllo della copia");
     database.SetWatch([&] {
       checked.TellTime();
@@ -181,7 +178,6 @@ void Copy(const fs::path& from, const fs::path& to, std::ostream& out, std::ostr
     out << "Annullata la scrittura interrotta nel file " << NameOf(source) << ".\n";
   }
   OpenArchive database(source, sqlite::Mode::kRead);
-  database.Run("BEGIN");  // all pages of one moment
   if (database.Columns("PERCPARCELLE").empty()) {
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
   }

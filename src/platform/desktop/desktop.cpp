@@ -103,6 +103,12 @@ int Window::Ask(const toolkit::Message& message) {
   return answer;
 }
 
+void Window::Hide() {
+  input_->SetDeaf(true);
+  view_->Hide();
+  QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
 void Window::Beep() { QApplication::beep(); }
 void Window::Repaint() { view_->Repaint(); }
 

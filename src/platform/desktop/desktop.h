@@ -63,6 +63,7 @@ class Window : public toolkit::View {
 
   int Ask(const toolkit::Message& message) override;
   void Beep() override;
+  void Hide() override;
   void Repaint() override;
   std::u16string Clipboard() override;
   void SetClipboard(std::u16string_view text) override;

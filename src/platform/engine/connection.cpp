@@ -186,6 +186,7 @@ void Connection::Write(sqlite::Statement& statement, const std::string& table, R
       }
     });
     const int changed = database_.Changes();
+    pending_ = pending_ || changed > 0;
     if (rows == Rows::kCurrent && changed == 0) {
       FailForTable(kRowGone, table,
                    u"la riga corrente è stata cancellata. Non è stato cambiato nulla");
@@ -239,6 +240,8 @@ void Connection::Commit() {
       }
     });
     inside_ = false;
+    written_ = written_ || pending_;
+    pending_ = false;
   } catch (...) {
     Rollback();
     throw;
@@ -248,7 +251,19 @@ void Connection::Commit() {
 void Connection::Rollback() noexcept {
   lost_ = nullptr;
   inside_ = false;
+  pending_ = false;
   database_.Rollback();
+}
+
+void Connection::CopyTo(const std::filesystem::path& to, const std::filesystem::path& name) {
+  Translated([&] {
+    sqlite::Connection copy(to, sqlite::Mode::kWrite, name);
+    database_.CopyTo(copy, [](int, int) {});
+    copy.Run("PRAGMA temp_store = MEMORY");
+    if (!copy.Damages().empty()) {
+      database_.Fail(sqlite::Cause::kNotADatabase);
+    }
+  });
 }
 
 std::string Connection::FindTable(std::string_view name) {

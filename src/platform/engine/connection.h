@@ -48,6 +48,9 @@ class Connection {
 
   std::vector<sqlite::Connection::Trigger> Triggers();
 
+  // Whether a write through this connection stands in the file.
+  bool Written() const { return written_; }
+
   // Throws kMoved where the file is no longer the one that its name leads to.
   void CheckPlace() const;
 
@@ -65,6 +68,10 @@ class Connection {
   void Begin();
   void Commit();
   void Rollback() noexcept;
+
+  // Fills the new file `to`, which messages call `name`, with all of this database as it is at
+  // one moment, and reads the copy through.
+  void CopyTo(const std::filesystem::path& to, const std::filesystem::path& name);
 
   // The table's name in the file's own letter case. A view is no table. Throws
   // kNoTable.
@@ -93,7 +100,8 @@ class Connection {
   // failure, which the reader may not pass on, stops every write up to the next
   // Begin or Rollback: they would stand each by itself.
   std::exception_ptr lost_;
-  bool inside_ = false;  // between Begin and Commit or Rollback
+  bool written_ = false, pending_ = false;  // pending: in the open transaction
+  bool inside_ = false;                     // between Begin and Commit or Rollback
   sqlite::Statement find_table_, find_index_;
 };
 

@@ -226,6 +226,8 @@ void Database::Execute(std::u16string_view source) {
   connection.Write(statement, table, Connection::Rows::kAny);
 }
 
+bool Database::Written() { return State().Use().Written(); }
+
 std::vector<Database::Trigger> Database::Triggers() {
   std::vector<Trigger> triggers;
   for (const auto& [name, table] : State().Use().Triggers()) {

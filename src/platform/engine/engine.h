@@ -182,6 +182,9 @@ class Database {
   // Runs "delete * from table [where ...]". Throws kNoTable, kSyntax.
   void Execute(std::u16string_view sql);
 
+  // Whether anything was written through this variable since it was opened.
+  bool Written();
+
   struct Trigger {
     std::u16string name, table;
   };
@@ -211,6 +214,12 @@ class Database {
 // A file in a folder that can't be written is kReadOnly, too: there is no room
 // for the journal. Throws kNotFound, kNotADatabase, kReadOnly, kLocked, kIo.
 Database OpenDatabase(std::u16string_view name);
+
+// Copies the database `from`, as it is at one moment, to the file `to` in a folder that exists:
+// every page and index of the copy has been read, and it is on disk. `to` is whole at any moment,
+// whatever happens: a plain file of that name is replaced. A write to `from` that was cut off is
+// undone first. Throws.
+void CopyDatabase(std::u16string_view from, std::u16string_view to);
 
 // Ends the running statements of all open databases (see At rest). Query
 // recordsets keep the rows still to come. Never throws; costs nothing where

@@ -265,9 +265,18 @@ std::vector<std::string> Connection::Damages() {
 }
 
 void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tell) {
+  to.Run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
+  Run("BEGIN");  // all pages of one moment, which begins with the first look
+  try {
+    Number("SELECT count(*) FROM sqlite_schema");
+  } catch (...) {
+    Rollback();
+    throw;
+  }
   sqlite3_backup* const backup =
       sqlite3_backup_init(to.handle_.get(), "main", handle_.get(), "main");
   if (backup == nullptr) {
+    Rollback();
     to.Fail(sqlite3_extended_errcode(to.handle_.get()));
   }
   try {
@@ -277,11 +286,15 @@ void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tel
     }
   } catch (...) {
     sqlite3_backup_finish(backup);
+    Rollback();
     throw;
   }
-  if (const int code = sqlite3_backup_finish(backup); code != SQLITE_OK) {
-    to.Fail(code);
+  const int code = sqlite3_backup_finish(backup);
+  Rollback();
+  if (code != SQLITE_OK) {
+    code == SQLITE_IOERR_READ ? Fail(code) : to.Fail(code);
   }
+  to.Run("PRAGMA journal_mode = DELETE");
 }
 
 void Connection::Fail(Cause cause) const { throw Error(cause, TextOf(cause, name_, 0, "")); }

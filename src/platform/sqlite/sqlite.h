@@ -104,10 +104,10 @@ class Connection {
   std::vector<Trigger> Triggers();
   // What is amiss in the file's pages and indexes, in SQLite's words.
   std::vector<std::string> Damages();
-  // Copies the whole database, as it is at one moment, over that of `to`. A write
-  // of another program in between makes it begin anew, unless this connection is
-  // in a transaction. `tell` gets the pages done and all pages, now and then; what
-  // it throws ends the copy.
+  // Copies the whole database, as it is at one moment, over that of `to`, whose file is new,
+  // unknown to others and of no use where this throws. Others can't write to this database
+  // meanwhile. `tell` gets the pages done and all pages, now and then; what it throws ends
+  // the copy. Whether the copy is sound `to.Damages()` says.
   void CopyTo(Connection& to, const std::function<void(int done, int all)>& tell);
 
  private:

@@ -13,6 +13,7 @@
 #include "platform/system/fd.h"
 #include "platform/system/new_file.h"
 #include "platform/system/paths.h"
+#include "platform/text/text.h"
 
 namespace sys {
 
@@ -93,6 +94,20 @@ void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {
     target.Write({buffer.data(), static_cast<std::size_t>(got)});
   }
   target.Place();
+}
+
+std::vector<std::u16string> FilesIn(std::u16string_view folder) {
+  std::vector<std::u16string> names;
+  std::error_code error, ignored;
+  for (fs::directory_iterator entry(ResolvePath(folder), error), end; !error && entry != end;
+       entry.increment(error)) {
+    const fs::path name = entry->path().filename();
+    if (entry->symlink_status(ignored).type() == fs::file_type::regular &&
+        text::ToUtf8(PathText(name)) == name.native()) {
+      names.push_back(PathText(name));
+    }
+  }
+  return names;
 }
 
 void RemoveFile(std::u16string_view name) { unlink(ResolvePath(name).c_str()); }

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace sys {
 
@@ -41,6 +42,10 @@ unsigned long NamesOf(std::u16string_view name);
 // FileError: nothing has been created then, or, if only the folder's own entry could
 // not be written to disk, the whole file.
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access = Access::kAsFolder);
+
+// Names of the plain files in a folder, those that are UTF-8, in no order; none where it
+// can't be read.
+std::vector<std::u16string> FilesIn(std::u16string_view folder);
 
 // Removes a file. One that isn't there, or can't be removed, is passed over.
 void RemoveFile(std::u16string_view name);

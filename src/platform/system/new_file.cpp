@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/file.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +11,7 @@
 
 #include "platform/system/errors.h"
 #include "platform/system/paths.h"
+#include "platform/text/text.h"
 
 namespace sys {
 
@@ -46,9 +49,9 @@ bool Lock(int descriptor) {
 
 }  // namespace
 
-NewFile::NewFile(std::u16string_view name, Access access)
-    : file_(ResolvePath(name)), access_(access) {
-  OpenFolder();
+NewFile::NewFile(std::u16string_view name, Access access, Existing existing)
+    : file_(ResolvePath(name)), access_(access), existing_(existing) {
+  OpenFolder(text::ToUtf8(name));
   RemoveLeftovers();
   while (!Create()) {
   }
@@ -60,7 +63,7 @@ NewFile::~NewFile() {
   }
 }
 
-void NewFile::OpenFolder() {
+void NewFile::OpenFolder(const std::string& wanted) {
   const std::string name = file_.filename().native();
   if (name.empty() || name == "." || name == ".." ||
       file_.native().find('\0') != std::string::npos) {
@@ -73,8 +76,24 @@ void NewFile::OpenFolder() {
   }
   // Naming refuses an existing target too; here it saves the work.
   struct stat info;
-  if (lstat(file_.c_str(), &info) == 0) {
+  if (lstat(file_.c_str(), &info) == 0 &&
+      (existing_ == Existing::kRefused || !S_ISREG(info.st_mode) || !wanted.ends_with(name))) {
     FailCreating(file_, EEXIST);
+  }
+  if (existing_ == Existing::kReplaced) {
+    AwaitTurn();
+  }
+}
+
+// Where the disk has no such locks, or another one takes too long, nobody waits: at worst the
+// older of two files made at the same moment stands.
+void NewFile::AwaitTurn() {
+  constexpr int kTries = 200;
+  constexpr timespec kPause = {0, 25'000'000};
+  turn_ = Fd(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (int i = 0; i < kTries && flock(turn_.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+       ++i) {
+    nanosleep(&kPause, nullptr);
   }
 }
 
@@ -149,6 +168,13 @@ void NewFile::Place() {
 // Unlike a hard link, renaming is offered by disks of the FAT kind and by shares of
 // Windows as well; NFS refuses the flag, and has links.
 void NewFile::GiveName() {
+  if (existing_ == Existing::kReplaced) {
+    if (rename(growing_.c_str(), file_.c_str()) != 0) {
+      FailCreating(file_, errno);
+    }
+    growing_.clear();
+    return;
+  }
   if (renameat2(AT_FDCWD, growing_.c_str(), AT_FDCWD, file_.c_str(), RENAME_NOREPLACE) == 0) {
     growing_.clear();
     return;

@@ -18,9 +18,14 @@ namespace sys {
 // only this class sets: nothing else is ever removed. All calls throw FileError.
 class NewFile {
  public:
-  // `name` as in paths.h. Its folder must exist. A file of that name, in whatever
-  // case of letters, is refused.
-  NewFile(std::u16string_view name, Access access);
+  // What becomes of a file of that name.
+  enum class Existing {
+    kRefused,   // in whatever case of letters
+    kReplaced,  // a plain file in the same letters; anything else is refused
+  };
+  // `name` as in paths.h. Its folder must exist. Who replaces waits for others that replace
+  // in the same folder, up to 5 seconds, so that the one that began last stands in the end.
+  NewFile(std::u16string_view name, Access access, Existing existing = Existing::kRefused);
   // Removes the file unless Place has returned.
   ~NewFile();
   NewFile(const NewFile&) = delete;
@@ -33,13 +38,14 @@ class NewFile {
 
   // Appends to what Write has written.
   void Write(std::string_view bytes);
-  // Gives the file its name, once it is on disk; an existing one is never
-  // touched. Where it throws there is nothing under that name, or, if only the
-  // folder's own entry could not be written to disk, the whole file.
+  // Gives the file its name, once it is on disk. Where it throws there is under that name
+  // what was there before, or, if only the folder's own entry could not be written to
+  // disk, the whole file.
   void Place();
 
  private:
-  void OpenFolder();
+  void OpenFolder(const std::string& wanted);
+  void AwaitTurn();
   void RemoveLeftovers();
   bool Create();
   mode_t Mode();
@@ -49,9 +55,11 @@ class NewFile {
 
   std::filesystem::path file_;
   Access access_;
+  Existing existing_;
   std::filesystem::path path_;     // of the folder
   std::filesystem::path growing_;  // empty when there is none
   Fd folder_;
+  Fd turn_;  // holds the folder's lock
   Fd descriptor_;
   struct stat folder_info_ = {};
 };

@@ -67,11 +67,12 @@ Fd OpenLockFile() {
   return file ? std::move(file) : OpenLockFile(OpenOwnTemporaryFolder());
 }
 
+// Closed by LeaveInstance or by the system, with the process.
+Fd held;
+
 }  // namespace
 
 bool PrevInstance() {
-  // Never closed by us: the system frees the lock with the process.
-  static Fd held;
   if (held) {
     return false;
   }
@@ -85,6 +86,8 @@ bool PrevInstance() {
   held = std::move(file);
   return false;
 }
+
+void LeaveInstance() { held = Fd(); }
 
 bool StartProgram(std::u16string_view path) {
   std::string program = ResolvePath(path).native();

@@ -14,6 +14,9 @@ namespace sys {
 // still guard the data.
 bool PrevInstance();
 
+// Gives the lock back before the process ends: another one can take it.
+void LeaveInstance();
+
 // Brings the window with exactly this title to the front and gives it the
 // keyboard. False when there is no such window, or no display to look on, or
 // its server doesn't answer within a few seconds.

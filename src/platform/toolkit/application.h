@@ -36,6 +36,8 @@ class View {
   // Shows the box and waits for the user; gives the code of a button.
   virtual int Ask(const Message& message) = 0;
   virtual void Beep() = 0;
+  // The form goes from the screen, now, and stays away.
+  virtual void Hide() {}
   // Shows what has changed, now.
   virtual void Repaint() = 0;
   virtual std::u16string Clipboard() = 0;

@@ -108,6 +108,12 @@ void Form::Activate() {
   });
 }
 
+void Form::Hide() {
+  if (App().view != nullptr) {
+    App().view->Hide();
+  }
+}
+
 void Form::Unload() {
   loaded_ = false;
   if (UnloadEvent) {

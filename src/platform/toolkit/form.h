@@ -71,6 +71,8 @@ class Form {
   bool Load();
   // Raises Activate: once, when the loaded form is on the screen.
   void Activate();
+  // For handlers that end the program and have work left which the user need not see.
+  void Hide();
   // For handlers: raises Unload, after which the form is gone.
   void Unload();
 
