@@ -71,7 +71,7 @@ cmp nuovo nuovo.prima || fail "written without a report"
 limited() { (trap '' XFSZ; ulimit -f 50; "$@"); }
 expect 1 "*" limited "$tool" crea due/tre --dimostrazione 5000
 gone due
-expect 1 "Impossibile creare il file x.csv: il file è troppo grande per questo disco." \
+expect 1 "Impossibile creare il file x.csv: il file è troppo grande per questo disco, o per il limite posto all'utente." \
   limited "$tool" esporta x.csv $archive
 gone x.csv
 # Room for one copy and a half.

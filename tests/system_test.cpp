@@ -93,9 +93,13 @@ TEST_F(System, PathsFindEachPartWhateverItsCase) {
   EXPECT_EQ(sys::ResolvePath(u""), "");
   EXPECT_EQ(sys::ResolvePath(u"\\\\"), "/");
 
+  std::u16string endless;
+  for (int i = 0; i < 1'000'000; ++i) {
+    endless += u"\\archivi/..";
+  }
   for (const auto& name :
-       {Name("\\archivi"), Name("\\manca"), Name("\\archivi\\S770.mdb") + u'\0'}) {
-    EXPECT_FALSE(sys::OpensForReading(name)) << text::ToUtf8(name);
+       {Name("\\archivi"), Name("\\manca"), endless, Name("\\archivi\\S770.mdb") + u'\0'}) {
+    EXPECT_FALSE(sys::OpensForReading(name)) << text::ToUtf8(name.substr(0, 100));
   }
   const fs::path before = fs::current_path();
   fs::current_path(dir_);
@@ -127,12 +131,17 @@ TEST_F(System, CopyThatCannotBeDoneTouchesNothingAndNamesFileAndCause) {
   SetBytes(dir_ / "Esiste", "vecchio");
   chmod((dir_ / "Esiste").c_str(), 0);
   fs::create_symlink("altrove", dir_ / "Link");
+  SetBytes(dir_ / "grande", "");
+  fs::resize_file(dir_ / "grande", std::uintmax_t{10} << 40);
+  ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
   const std::array<const char*, 4> cases[] = {
       {"\\modello", "\\ESISTE", "/Esiste", "esiste già"},
       {"\\modello", "\\link", "/Link", "esiste già"},
       {"\\modello", "\\", "/", "non è valido"},
       {"\\manca", "\\x", "/manca", "non esiste"},
       {"", "\\x", "", "è una cartella"},
+      {"\\pipe", "\\x", "/pipe", "è una pipe"},
+      {"\\grande", "\\x", "/x", " MB, e sul disco /"},
       {"\\modello", "\\manca\\x", "/manca/x", "non esiste"},
       {"\\modello", "\\modello\\x", "/modello/x", "non è una cartella"},
   };
@@ -150,12 +159,12 @@ TEST_F(System, CopyThatCannotBeDoneTouchesNothingAndNamesFileAndCause) {
     EXPECT_TRUE(Has(told, dir_.native() + file + ": ") && Has(told, cause)) << told;
   }
   EXPECT_TRUE(InFork([&] {
-    signal(SIGXFSZ, SIG_IGN);
+    sys::IgnoreFileSizeSignal();
     const rlimit limit = {3, 3};
     setrlimit(RLIMIT_FSIZE, &limit);
     return Has(copy("\\modello", "\\x"), "troppo grande");
   }));
-  EXPECT_EQ(Entries(dir_), 3);
+  EXPECT_EQ(Entries(dir_), 5);
   chmod((dir_ / "Esiste").c_str(), 0600);
   EXPECT_EQ(Bytes(dir_ / "Esiste"), "vecchio");
 }
@@ -260,11 +269,13 @@ TEST_F(System, LockIsFreeAgainHoweverItsHolderEnds) {
 
 TEST_F(System, StartedProgramLivesOnWithoutOurFilesAndLock) {
   SetBytes(dir_ / "Padre.exe",
-           "#!/bin/sh\nls -l /proc/self/fd >\"$0.fd\"\necho $$ >\"$0.tmp\"\n"
+           "#!/bin/sh\nls -l /proc/self/fd >\"$0.fd\"\ngrep SigIgn /proc/self/status >>\"$0.fd\"\n"
+           "echo $$ >\"$0.tmp\"\n"
            "mv \"$0.tmp\" \"$0.pid\"\nexec sleep 60\n");
   chmod((dir_ / "Padre.exe").c_str(), 0700);
   SetBytes(dir_ / "testo", "x");
   EXPECT_EQ(InFork([&] {
+              sys::IgnoreFileSizeSignal();
               const int open_file = open((dir_ / "testo").c_str(), O_RDONLY);
               const bool refused = !sys::StartProgram(Name("\\manca")) &&
                                    !sys::StartProgram(Name("\\testo")) &&
@@ -280,6 +291,8 @@ TEST_F(System, StartedProgramLivesOnWithoutOurFilesAndLock) {
   EXPECT_EQ(InFork(Locked), 0);
   const std::string files = Bytes(dir_ / "Padre.exe.fd");
   EXPECT_FALSE(Has(files, "testo") || Has(files, ".lock")) << files;
+  const std::string ignored = files.substr(files.find("SigIgn:") + 7);
+  EXPECT_EQ(std::stoull(ignored, nullptr, 16) >> (SIGXFSZ - 1) & 1, 0U) << files;
   kill(program, SIGKILL);
 }
 

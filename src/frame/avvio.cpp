@@ -114,6 +114,7 @@ bool SCRITTO() {
 }  // namespace
 
 void PREPARAPROGRAMMA(std::u16string rigaDiComando) {
+  sys::IgnoreFileSizeSignal();
   toolkit::Application& app = toolkit::App();
   app.commandLine = std::move(rigaDiComando);
   app.activate = sys::ActivateWindow;

@@ -59,8 +59,13 @@ class Box : public QMessageBox {
   bool escapable_;
 };
 
-// A path too long for a line may go on in the next one after each slash.
+// A path too long for a line may go on in the next one after each slash. Of one without
+// end the two ends are shown: laying all of it out would take as long.
 QString Breakable(QString text) {
+  constexpr qsizetype kEnd = 1000;
+  if (text.size() > 2 * kEnd) {
+    text = text.left(kEnd) + " … " + text.right(kEnd);
+  }
   if (text.contains(QRegularExpression("\\S{60}"))) {
     text.replace(QRegularExpression(R"(([/\\]))"), QString::fromUtf8("\\1\u200B"));
   }

@@ -103,8 +103,8 @@ bool WriteCutOff(std::u16string_view name) {
   const fs::path file = fs::canonical(sys::ResolvePath(name), missing);
   const fs::path path =
       missing ? sys::ResolvePath(SideFile(name)) : fs::path(file.native() + "-journal");
-  if (!fs::exists(path, ignored)) {
-    return false;
+  if (!fs::is_regular_file(path, ignored)) {
+    return fs::exists(path, ignored);  // odd: nothing to build on
   }
   // SQLite's own test: a journal that isn't good yet, or any more, begins with 0.
   std::ifstream journal(path, std::ios::binary);

@@ -121,6 +121,25 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
   return u"Operazione non riuscita sul file " + file + in_parentheses;
 }
 
+// SQLite would wait for a pipe's other end, also where its own side files should be.
+void RefuseOddFiles(const std::filesystem::path& file) {
+  using std::filesystem::file_type;
+  std::error_code missing;
+  const std::filesystem::path real = std::filesystem::canonical(file, missing);
+  for (const char* const side : {"", "-journal", "-wal", "-shm"}) {
+    const std::filesystem::path name = (missing ? file : real).native() + side;
+    std::error_code ignored;
+    const file_type type = std::filesystem::status(name, ignored).type();
+    const bool odd = type == file_type::block || type == file_type::character ||
+                     type == file_type::fifo || type == file_type::socket;
+    if (odd || type == file_type::directory) {
+      throw Error(Cause::kOpen, u"Impossibile aprire il file " + sys::PathText(name) +
+                                    (odd ? u": è una pipe o un dispositivo, non un file."
+                                         : u": è una cartella, non un file."));
+    }
+  }
+}
+
 }  // namespace
 
 Error::Error(sqlite::Cause cause, std::u16string text)
@@ -137,6 +156,7 @@ Connection::Connection(const std::filesystem::path& file, Mode mode,
   // An absolute path begins with the separator, so that SQLite never takes it
   // for a URI or for the name of a database in memory.
   const std::filesystem::path absolute = std::filesystem::absolute(file);
+  RefuseOddFiles(absolute);
   const int access = mode == Mode::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
   sqlite3* handle = nullptr;
   const int code =
@@ -311,7 +331,15 @@ void Connection::Fail(int code) {
   if ((code & kPrimaryCode) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM || handle_ == nullptr) {
     throw std::bad_alloc();
   }
-  const Cause cause = CauseOf(code, sqlite3_system_errno(handle_.get()));
+  int system_error = sqlite3_system_errno(handle_.get());
+  // Rolling back may have overwritten what a write to the file itself said.
+  int of_file = 0;
+  if (code == SQLITE_IOERR_WRITE &&
+      sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &of_file) == SQLITE_OK &&
+      of_file != 0) {
+    system_error = of_file;
+  }
+  const Cause cause = CauseOf(code, system_error);
   throw Error(cause, TextOf(cause, name_, code, sqlite3_errmsg(handle_.get())));
 }
 

@@ -17,6 +17,9 @@ std::u16string CauseOf(const std::filesystem::path& path, int error) {
       return u"è una cartella, non un file";
     case EINVAL:
       return u"il nome o il tipo di file non è valido";
+    case ENXIO:
+    case ENODEV:
+      return u"è una pipe o un dispositivo, non un file";
     case ENAMETOOLONG:
       return u"il nome è troppo lungo";
     case ELOOP:
@@ -35,7 +38,7 @@ std::u16string CauseOf(const std::filesystem::path& path, int error) {
     case EOPNOTSUPP:
       return u"il disco non offre le operazioni necessarie";
     case EFBIG:
-      return u"il file è troppo grande per questo disco";
+      return u"il file è troppo grande per questo disco, o per il limite posto all'utente";
     case EIO:
       return u"errore del disco durante la lettura o la scrittura";
     case EBUSY:

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 
 namespace sys {
@@ -32,6 +33,11 @@ class Fd {
  private:
   int fd_;
 };
+
+// A plain file opened for reading. Whatever else has the name is refused at once, with
+// EISDIR or ENXIO in errno: a pipe would keep us waiting, and a device may act on being
+// opened.
+Fd OpenPlainFile(const std::filesystem::path& path);
 
 // Calls `operation` again for as long as a signal cuts it short.
 template <typename Operation>

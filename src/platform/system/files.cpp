@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -21,26 +23,52 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A name with a NUL would reach the system cut short, as another name.
-bool HasNul(const fs::path& path) { return path.native().find('\0') != std::string::npos; }
+int NotPlain(const struct stat& info) { return S_ISDIR(info.st_mode) ? EISDIR : ENXIO; }
 
-// O_NONBLOCK keeps a pipe with nobody at its other end from holding us up; it
-// means nothing to a plain file.
-Fd OpenForReading(const fs::path& path) {
-  if (HasNul(path)) {
-    errno = EINVAL;
-    return Fd();
+// Room is counted as a program without privileges has it; a disk that doesn't say is
+// tried.
+void RefuseWithoutRoom(std::uint64_t bytes, const NewFile& target) {
+  struct statvfs disk = {};
+  if (fstatvfs(target.Descriptor(), &disk) != 0 || disk.f_blocks == 0) {
+    return;
   }
-  return Fd(
-      Unbroken([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
+  const std::uint64_t room = std::uint64_t{disk.f_bavail} * disk.f_frsize;
+  if (bytes > room) {
+    const auto megabytes = [](std::uint64_t size) {
+      return text::FromUtf8(std::to_string(size / 1'000'000)) + u" MB";
+    };
+    throw FileError(u"Impossibile creare il file " + PathText(target.Name()) + u": occupa " +
+                    megabytes(bytes) + u", e sul disco " + PathText(DiskOf(target.Name())) +
+                    u" ne sono liberi " + megabytes(room) + u".");
+  }
 }
 
 }  // namespace
 
+// The look before the opening spares a device; O_NONBLOCK keeps a pipe that has taken
+// the file's place since from holding us up.
+Fd OpenPlainFile(const fs::path& path) {
+  // A name with a NUL would reach the system cut short, as another name.
+  if (path.native().find('\0') != std::string::npos) {
+    errno = EINVAL;
+    return Fd();
+  }
+  struct stat info;
+  if (stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    errno = NotPlain(info);
+    return Fd();
+  }
+  Fd file(
+      Unbroken([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
+  if (file && fstat(file.Get(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    errno = NotPlain(info);
+    return Fd();
+  }
+  return file;
+}
+
 bool OpensForReading(std::u16string_view name) {
-  const Fd file = OpenForReading(ResolvePath(name));
-  struct stat info = {};
-  return file && fstat(file.Get(), &info) == 0 && !S_ISDIR(info.st_mode);
+  return static_cast<bool>(OpenPlainFile(ResolvePath(name)));
 }
 
 void RefuseUnreadable(std::u16string_view name) {
@@ -49,16 +77,13 @@ void RefuseUnreadable(std::u16string_view name) {
   if (lstat(path.c_str(), &info) != 0 && errno == ENOENT) {
     return;
   }
-  const Fd file = OpenForReading(path);
-  if (!file && errno == ENOENT) {
+  if (OpenPlainFile(path)) {
+    return;
+  }
+  if (errno == ENOENT) {
     throw FileError(u"Il file " + PathText(path) + u" è un collegamento a un file che non c'è.");
   }
-  if (!file || fstat(file.Get(), &info) != 0) {
-    FailReading(path, errno);
-  }
-  if (S_ISDIR(info.st_mode)) {
-    FailReading(path, EISDIR);
-  }
+  FailReading(path, errno);
 }
 
 unsigned long NamesOf(std::u16string_view name) {
@@ -68,15 +93,13 @@ unsigned long NamesOf(std::u16string_view name) {
 
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {
   const fs::path path = ResolvePath(from);
-  const Fd source = OpenForReading(path);
+  const Fd source = OpenPlainFile(path);
   struct stat info = {};
   if (!source || fstat(source.Get(), &info) != 0) {
     FailReading(path, errno);
   }
-  if (!S_ISREG(info.st_mode)) {
-    FailReading(path, S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
-  }
   NewFile target(to, access);
+  RefuseWithoutRoom(static_cast<std::uint64_t>(info.st_size), target);
   // The system's own copying may stop at anything. The loop goes on from there,
   // meets the same obstacle if there is one, and tells whose it is.
   constexpr std::size_t kStep = std::size_t{64} << 20;

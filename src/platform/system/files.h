@@ -19,10 +19,11 @@ class FileError : public std::runtime_error {
   std::u16string text_;
 };
 
-// True when the file can be opened for reading. A folder can't.
+// True when the file can be opened for reading. A folder, a pipe, a device can't.
 bool OpensForReading(std::u16string_view name);
 
-// Throws FileError where something of that name is there and can't be opened for reading.
+// Throws FileError where something of that name is there and can't be opened for reading
+// as a plain file.
 void RefuseUnreadable(std::u16string_view name);
 
 // Who may read and write a new file.
@@ -35,7 +36,8 @@ enum class Access {
 // another name doesn't count.
 unsigned long NamesOf(std::u16string_view name);
 
-// Copies the plain file `from` to the new file `to`, in a folder that exists. `to`
+// Copies the plain file `from` to the new file `to`, in a folder that exists. One that is
+// larger than the room on the disk is refused at once. `to`
 // never exists as a half file, even if the process is killed, and is on disk when the
 // call returns; only a kill leaves a hidden file of the name ".anagparc-" and 16
 // digits in its folder. An existing `to`, in whatever case of letters, is never touched. Throws

@@ -1,8 +1,8 @@
 #include "platform/system/old_format.h"
 
 #include <array>
-#include <fstream>
 
+#include "platform/system/fd.h"
 #include "platform/system/paths.h"
 
 namespace sys {
@@ -11,10 +11,11 @@ using namespace std::literals;
 
 OldFormat FindOldFormat(std::u16string_view name) {
   std::array<char, 21> head = {};
-  std::ifstream file(ResolvePath(name), std::ios::binary);
-  file.read(head.data(), head.size());
+  const Fd file = OpenPlainFile(ResolvePath(name));
+  const bool whole = file && Unbroken([&] { return read(file.Get(), head.data(), head.size()); }) ==
+                                 static_cast<ssize_t>(head.size());
   const std::string_view engine(head.data() + 4, 16);
-  if (!file || (engine != "Standard Jet DB\0"sv && engine != "Standard ACE DB\0"sv)) {
+  if (!whole || (engine != "Standard Jet DB\0"sv && engine != "Standard ACE DB\0"sv)) {
     return OldFormat::kNone;
   }
   switch (head[20]) {

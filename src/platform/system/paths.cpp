@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <optional>
+#include <string>
 #include <system_error>
 
 #include "platform/text/text.h"
@@ -40,7 +42,14 @@ std::optional<std::string> EntryAnyCase(const fs::path& folder, std::u16string_v
 }  // namespace
 
 fs::path ResolvePath(std::u16string_view name) {
-  fs::path path;
+  // The system refuses such a name by its length; taking it apart would take memory and
+  // time without end. One part of that length is refused everywhere.
+  if (name.size() >= PATH_MAX) {
+    std::string part = text::ToUtf8(name.substr(0, PATH_MAX));
+    std::ranges::replace(part, '/', '\\');
+    return part;
+  }
+  std::string path;
   if (name.find_first_of(kSeparators) == 0) {
     path = "/";
   }
@@ -53,20 +62,24 @@ fs::path ResolvePath(std::u16string_view name) {
     if (part.empty()) {
       continue;
     }
-    fs::path next = path / text::ToUtf8(part);
+    if (!path.empty() && path.back() != '/') {
+      path += '/';
+    }
+    const std::size_t folder = path.size();
+    path += text::ToUtf8(part);
     struct stat info;
-    if (found && lstat(next.c_str(), &info) != 0) {
-      const auto entry = errno == ENOENT ? EntryAnyCase(path, part) : std::nullopt;
+    if (found && lstat(path.c_str(), &info) != 0) {
+      const auto entry =
+          errno == ENOENT ? EntryAnyCase(path.substr(0, folder), part) : std::nullopt;
       found = entry.has_value();
       if (entry) {
-        next = path / *entry;
+        path.replace(folder, path.npos, *entry);
       }
     }
-    path = std::move(next);
   }
   // A separator at the end stays: what bears one can only be a folder.
   const bool closed = !name.empty() && kSeparators.find(name.back()) != kSeparators.npos;
-  return closed && path.has_filename() ? path / "" : path;
+  return closed && !path.ends_with('/') ? path + '/' : path;
 }
 
 fs::path DiskOf(const fs::path& path) {

@@ -12,7 +12,8 @@ namespace sys {
 // The path that `name` means: each part as it is written if it exists, else
 // the existing entry that differs in letter case only (the first by code where
 // there are several), else, or where the folder may not be read, as it is
-// written. Slashes separate, too; several in a row are one.
+// written. Slashes separate, too; several in a row are one. A name longer than the
+// system takes comes back cut, as one part that it takes nowhere.
 std::filesystem::path ResolvePath(std::u16string_view name);
 
 // The folder where the disk that holds `path` is mounted. `path` itself, or folders

@@ -119,6 +119,8 @@ bool StartProgram(std::u16string_view path) {
   return error == 0;
 }
 
+void IgnoreFileSizeSignal() { signal(SIGXFSZ, SIG_IGN); }
+
 int HoldEndSignals() {
   sigset_t signals;
   sigemptyset(&signals);

@@ -1,8 +1,5 @@
 #include "platform/system/registry.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -34,14 +31,13 @@ std::filesystem::path RegistryFile() {
 
 namespace {
 
-constexpr std::size_t kMaxFile = std::size_t{64} << 20;
+// An export of one user's settings is smaller; the start can wait for no more.
+constexpr std::size_t kMaxFile = std::size_t{8} << 20;
 
 // Empty where there is nothing to read, or too much.
 std::string ReadFile(const std::filesystem::path& path) {
-  const Fd file(
-      Unbroken([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
-  struct stat info = {};
-  if (!file || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+  const Fd file = OpenPlainFile(path);
+  if (!file) {
     return {};
   }
   std::string bytes;
@@ -80,12 +76,12 @@ std::u16string Decode(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) {
     return text::FromUtf8(bytes.substr(3));
   }
-  std::u16string units = text::FromUtf8(bytes);
-  if (text::ToUtf8(units) != bytes) {
-    units.clear();
-    for (const char c : bytes) {
-      units.push_back(FromWindows1252(static_cast<unsigned char>(c)));
-    }
+  if (text::IsUtf8(bytes)) {
+    return text::FromUtf8(bytes);
+  }
+  std::u16string units;
+  for (const char c : bytes) {
+    units.push_back(FromWindows1252(static_cast<unsigned char>(c)));
   }
   return units;
 }

@@ -32,7 +32,8 @@ struct RegistryValue {
 };
 
 // The value `name` of the key `key` under `hive` ("HKEY_CURRENT_USER"), letter
-// case aside; nothing when file, key or value isn't there or can't be read.
+// case aside; nothing when file, key or value isn't there or can't be read, or the file
+// is larger than 8 MB.
 // Never throws but for want of memory.
 std::optional<RegistryValue> ReadRegistry(std::u16string_view hive, std::u16string_view key,
                                           std::u16string_view name);
