@@ -101,6 +101,7 @@ interrupt() { # SIGNAL STATUS TEXT COMMAND...
   if [ "$1" = importa ]; then
     exec 3>pipe
     head -n 300 tutti.csv >&3
+    sqlite3 nuovo 'BEGIN IMMEDIATE' || fail "an import that still reads locks the archive"
   else
     until compgen -G '.anagparc-*' >/dev/null; do sleep .01; done
   fi

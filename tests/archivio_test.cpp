@@ -268,9 +268,9 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
       "INSERT INTO PERCPARCELLE (CFP, APARC_1, APARC_2, APARC_4, APARC_10, APARC_14) VALUES"
       " ('RSSMRA80A01H501U', 'D''ANGELO, \"DETTO\"', '', '00000000', NULL, '  0'),"
       " ('00743110157     ', '  blanks  ', NULL, '19600229', '', '002'),"
-      " (' 00743110165', '=1+1', '\"', '', 'x', NULL),"
+      " (' 00743110165', '=1+1', '''@', '', '''''-x', '000'),"
       " ('  00743110165', '', NULL, '12/05/1960', '', NULL),"
-      " ('00743110165', '', NULL, '2015', '', NULL),"
+      " ('00743110165', '''', '\"', '''12/05/1960', '''''', NULL),"
       " ('MALE', char(13,10) || 'two' || char(10) || 'lines' || char(13), ',', '20150231', '', ''),"
       " ('ZZZZZZ80A01H501U', char(9) || 'ÀÈ😀' || char(65533), ',\"\"', NULL, 'NULL', '999'),"
       " ('01234567890', printf('%200c', 'w'), 'nome', '0000', '\\', 'EE')");
@@ -284,6 +284,14 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
   EXPECT_TRUE(Has(Tell({"importa", csv, archive, "--conferma"}), "Percettori aggiunti: 8,"));
   EXPECT_EQ(Rows(archive), rows);
   EXPECT_EQ(Check(archive), Words());
+  fs::remove(csv);
+  Tell({"esporta", csv, archive, "--leggibile"});
+  for (const char* text : {"\"'=1+1\"", "\"''@\"", "\"'''-x\"", "\"'\t", "\"'\r\n", "\"''12/05"}) {
+    EXPECT_TRUE(Has(Bytes(csv), text)) << text;
+  }
+  NewArchive();
+  Tell({"importa", csv, archive, "--conferma"});
+  EXPECT_EQ(Rows(archive), rows);
 
   // Without a question, what the program itself may have written; again, with
   // the values of the first time changed.
@@ -375,7 +383,8 @@ TEST_F(Archive, EachValueIsTested) {
       {"APARC_12", "000", ""},
       {"APARC_14", "002", ""},
       {"APARC_14", "  0", ""},
-      {"APARC_14", "0", "APARC_14 non è un codice di stato estero valido"},
+      {"APARC_14", "000", ""},
+      {"APARC_14", "0 0", "APARC_14 non è un codice di stato estero valido"},
       {"APARC_16", "8", ""},
       {"APARC_16", "9", "APARC_16 non è un codice della sua tabella"},
       {"APARC_16", "12", "APARC_16 ha più di 1 carattere"},

@@ -89,7 +89,9 @@ bool SENZACODICE(const CampoPercettore& campo, std::u16string_view valore) {
     case Genere::kCodiceNumerico: {
       // Backspace leaves a zero at the right end, a digit after it blanks alone.
       const std::u16string spazi(static_cast<std::size_t>(campo.larghezza) - 1, u' ');
-      return valore.empty() || valore == spazi || valore == spazi + u'0';
+      const std::u16string_view codice = text::Trim(valore);
+      const bool zeri = !codice.empty() && codice.find_first_not_of(u'0') == codice.npos;
+      return zeri || valore.empty() || valore == spazi;
     }
     default:
       return valore.empty();

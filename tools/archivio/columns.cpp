@@ -17,7 +17,28 @@ bool HasForm(std::string_view text, std::string_view form) {
       text, form, [](char c, char f) { return f == '0' ? c >= '0' && c <= '9' : c == f; });
 }
 
+constexpr std::string_view kOnScreen = "00/00/0000";
+
+std::string_view WithoutMarks(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of('\''), text.size()));
+}
+
+// Whether it would be run but for apostrophes in front.
+bool Runs(std::string_view text) {
+  text = WithoutMarks(text);
+  return !text.empty() && std::string_view("=+-@\t\r\n").find(text.front()) != text.npos;
+}
+
 }  // namespace
+
+std::string HarmlessText(std::string_view stored) {
+  return (Runs(stored) ? "'" : "") + std::string(stored);
+}
+
+std::string StoredText(std::string_view harmless) {
+  const bool marked = harmless.starts_with('\'') && Runs(harmless);
+  return std::string(harmless.substr(marked ? 1 : 0));
+}
 
 std::string ReadableName(std::string_view column) {
   const auto* const found =
@@ -33,16 +54,19 @@ std::string Shown(std::string_view bytes) {
 }
 
 std::string DateOnScreen(std::string_view stored) {
-  std::string date(stored);
-  return HasForm(stored, "00000000")
-             ? date.substr(6) + '/' + date.substr(4, 2) + '/' + date.substr(0, 4)
-             : date;
+  const std::string date(stored);
+  if (HasForm(stored, "00000000")) {
+    return date.substr(6) + '/' + date.substr(4, 2) + '/' + date.substr(0, 4);
+  }
+  return HasForm(WithoutMarks(stored), kOnScreen) ? '\'' + date : date;
 }
 
 std::string StoredDate(std::string_view on_screen) {
-  std::string date(on_screen);
-  return HasForm(on_screen, "00/00/0000") ? date.substr(6) + date.substr(3, 2) + date.substr(0, 2)
-                                          : date;
+  const std::string date(on_screen);
+  if (HasForm(on_screen, kOnScreen)) {
+    return date.substr(6) + date.substr(3, 2) + date.substr(0, 2);
+  }
+  return HasForm(WithoutMarks(on_screen), kOnScreen) ? date.substr(1) : date;
 }
 
 }  // namespace archivio

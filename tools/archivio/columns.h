@@ -15,9 +15,15 @@ inline constexpr std::string_view kDateColumn = "APARC_4";
 // its own name.
 std::string ReadableName(std::string_view column);
 
-// A stored date as it is on screen, and back. What isn't of that form stays as it
-// is: nothing is lost either way.
+// A stored date as it is on screen, and back. What isn't one stays as it is, or, where
+// it looks like one on screen, gets an apostrophe in front: nothing is lost either way.
 std::string DateOnScreen(std::string_view stored);
 std::string StoredDate(std::string_view on_screen);
+
+// A text that a spreadsheet would run as a formula, since it begins with = + - @, a tab
+// or the end of a line, with an apostrophe in front, and back. One that has apostrophes
+// there already gets another, so that every text finds its way back.
+std::string HarmlessText(std::string_view stored);
+std::string StoredText(std::string_view harmless);
 
 }  // namespace archivio

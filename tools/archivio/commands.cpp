@@ -197,7 +197,8 @@ const std::vector<Command>& Commands() {
        "UTF-8, i nomi delle colonne nella prima riga, i testi tra virgolette. Un campo\n"
        "senza niente è un valore nullo. Senza ARCHIVIO vale l'archivio dell'anno nella\n"
        "cartella indicata dal registro.\n"
-       "--leggibile  nomi delle colonne e date come sullo schermo.\n",
+       "--leggibile  nomi delle colonne e date come sullo schermo; un apostrofo davanti\n"
+       "             ai testi che un foglio elettronico eseguirebbe come formule.\n",
        "Interrotto: non è stato scritto niente.",
        RunExport},
       {"importa",

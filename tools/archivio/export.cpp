@@ -88,8 +88,9 @@ std::size_t Export(const fs::path& archive, const fs::path& csv, bool readable,
       const std::optional<std::string_view> value =
           Value(query, static_cast<int>(i),
                 "Percettore n. " + std::to_string(count) + ": la colonna " + columns[i]);
-      if (value && columns.begin() + static_cast<std::ptrdiff_t>(i) == date) {
-        AppendField(row, DateOnScreen(*value));
+      if (value && readable) {
+        const bool is_date = columns.begin() + static_cast<std::ptrdiff_t>(i) == date;
+        AppendField(row, HarmlessText(is_date ? DateOnScreen(*value) : std::string(*value)));
       } else {
         AppendField(row, value);
       }

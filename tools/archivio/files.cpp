@@ -27,39 +27,43 @@ void RefuseExisting(const fs::path& file) {
   }
 }
 
-InputFile::InputFile(const fs::path& file)
-    : file_(file), descriptor_(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
-  struct stat info = {};
-  if (!descriptor_ || fstat(descriptor_.Get(), &info) != 0) {
-    sys::FailReading(file_, errno);
+std::string ReadInput(const fs::path& file) {
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  // A pipe waits for who writes; a device may never end.
+  std::error_code error;
+  const fs::file_type type = fs::status(file, error).type();
+  if (type == fs::file_type::directory || type == fs::file_type::character ||
+      type == fs::file_type::block) {
+    sys::FailReading(file, type == fs::file_type::directory ? EISDIR : ENXIO);
   }
-  if (S_ISDIR(info.st_mode)) {
-    sys::FailReading(file_, EISDIR);
+  const sys::Fd descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  if (!descriptor) {
+    sys::FailReading(file, errno);
   }
-  size_ = static_cast<std::uint64_t>(info.st_size);
-}
-
-std::size_t InputFile::Read(char* bytes, std::size_t most) {
+  std::string bytes;
+  std::size_t size = 0;
   for (;;) {
+    constexpr std::size_t kStep = std::size_t{1} << 20;
+    bytes.resize(size + kStep);
     CheckInterrupted();
-    const ssize_t got = read(descriptor_.Get(), bytes, most);
-    if (got >= 0) {
-      return static_cast<std::size_t>(got);
+    const ssize_t got = read(descriptor.Get(), bytes.data() + size, kStep);
+    if (got < 0 && errno != EINTR) {
+      sys::FailReading(file, errno);
     }
-    if (errno != EINTR) {
-      sys::FailReading(file_, errno);
+    size += got > 0 ? static_cast<std::size_t>(got) : 0;
+    if (size > kMost) {
+      sys::FailReading(file, EFBIG);
+    }
+    if (got == 0) {
+      bytes.resize(size);
+      return bytes;
     }
   }
 }
 
 void CheckReadable(const fs::path& file) {
-  const sys::Fd opened(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-  struct stat info = {};
-  if (!opened || fstat(opened.Get(), &info) != 0) {
+  if (!sys::OpenPlainFile(file)) {
     sys::FailReading(file, errno);
-  }
-  if (!S_ISREG(info.st_mode)) {
-    sys::FailReading(file, S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
   }
 }
 

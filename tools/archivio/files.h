@@ -18,21 +18,9 @@ std::string NameOf(const std::filesystem::path& path);
 // Refuses a name under which there is a file, in whatever case of letters.
 void RefuseExisting(const std::filesystem::path& file);
 
-// A file read from its beginning to its end; it may be a pipe.
-class InputFile {
- public:
-  explicit InputFile(const std::filesystem::path& file);
-
-  // Up to `most` bytes; 0 at the end.
-  std::size_t Read(char* bytes, std::size_t most);
-  // Its bytes, as far as that is known; otherwise 0.
-  std::uint64_t Size() const { return size_; }
-
- private:
-  std::filesystem::path file_;
-  sys::Fd descriptor_;
-  std::uint64_t size_ = 0;
-};
+// All bytes of a file, which may be a pipe; more than 1 GB are refused. A signal ends the
+// waiting.
+std::string ReadInput(const std::filesystem::path& file);
 
 // Refuses what isn't a file that can be read, by the system's own cause.
 void CheckReadable(const std::filesystem::path& file);

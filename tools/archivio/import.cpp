@@ -92,8 +92,11 @@ class Importer {
       if (std::find(columns_.begin(), columns_.end(), *found) != columns_.end()) {
         throw Failure("File " + name_ + ": due colonne " + *found + ".");
       }
-      if (SameName(*found, kDateColumn) && !SameName(field.text, kDateColumn)) {
-        date_ = columns_.size();
+      if (!SameName(field.text, *found)) {
+        readable_ = true;
+        if (SameName(*found, kDateColumn)) {
+          date_ = columns_.size();
+        }
       }
       columns_.push_back(*found);
     }
@@ -202,6 +205,11 @@ class Importer {
       faults_ =
           std::to_string(fields_.size()) + " campi invece di " + std::to_string(columns_.size());
     } else if (CheckTexts()) {
+      if (readable_) {
+        for (CsvField& field : fields_) {
+          field.text = StoredText(field.text);
+        }
+      }
       if (date_) {
         fields_[*date_].text = StoredDate(fields_[*date_].text);
       }
@@ -397,6 +405,7 @@ class Importer {
   std::vector<CsvField> fields_;
   std::vector<std::string> columns_;  // by the archive's names, in the file's order
   std::size_t code_ = 0;
+  bool readable_ = false;            // a name is that of the form: the file is one for eyes
   std::optional<std::size_t> date_;  // the column of dates as on screen
   std::vector<std::size_t> places_;  // of the form's fields, in the order of their table
 
@@ -414,15 +423,22 @@ ImportResult Import(const fs::path& csv, const fs::path& archive, const ImportOp
                     std::ostream& report, std::ostream* progress) {
   const fs::path file = sys::ResolvePath(sys::PathText(archive));
   CheckReadable(file);
+  // To its end before the archive is locked: others shall not wait for a slow pipe.
+  const fs::path source = sys::ResolvePath(sys::PathText(csv));
+  const std::string bytes = ReadInput(source);
   if (UndoCutOffWrite(file)) {
     report << "Annullata la scrittura interrotta nel file " << NameOf(file) << ".\n";
   }
   RequireTables(file);
-  const fs::path source = sys::ResolvePath(sys::PathText(csv));
-  InputFile input(source);
-  CsvReader reader([&input](char* bytes, std::size_t most) { return input.Read(bytes, most); },
-                   NameOf(source));
-  Progress shown(progress, "Righe lette", input.Size());
+  std::string_view rest = bytes;
+  CsvReader reader(
+      [&rest](char* to, std::size_t most) {
+        const std::size_t got = rest.copy(to, most);
+        rest.remove_prefix(got);
+        return got;
+      },
+      NameOf(source));
+  Progress shown(progress, "Righe lette", bytes.size());
   return Importer(reader, NameOf(source), file, options, report, shown).Run();
 }
 
