@@ -19,6 +19,7 @@ struct State {
   Cause cause = Cause::kIo;
   long left = 0;
   long waited = 0;
+  std::vector<Opened> opened;
 };
 State g;
 
@@ -119,6 +120,11 @@ int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out
   sqlite3_file* const real = File::Real(file);
   const int code = g.real->xOpen(g.real, name, real, flags, out);
   file->pMethods = real->pMethods != nullptr ? &kMethods : nullptr;
+  if (code == SQLITE_OK && name == nullptr) {
+    g.opened.push_back({});
+  } else if (code == SQLITE_OK) {
+    g.opened.push_back({name, std::filesystem::status(name).permissions()});
+  }
   return code;
 }
 
@@ -168,5 +174,6 @@ bool Disarm() {
 }
 
 long TakeWaited() { return std::exchange(g.waited, 0); }
+std::vector<Opened> TakeOpened() { return std::exchange(g.opened, {}); }
 
 }  // namespace fault

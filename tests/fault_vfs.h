@@ -2,6 +2,9 @@
 // ends the process there, and keeps count. One of it in the process; no threads.
 #pragma once
 
+#include <filesystem>
+#include <vector>
+
 namespace fault {
 
 enum class Cause {
@@ -26,5 +29,12 @@ bool Disarm();
 // Milliseconds that the waits for locks would have taken, since the last call:
 // here they return at once.
 long TakeWaited();
+
+struct Opened {
+  std::filesystem::path name;  // empty: a temporary file
+  std::filesystem::perms mode;
+};
+// The files opened since the last call.
+std::vector<Opened> TakeOpened();
 
 }  // namespace fault

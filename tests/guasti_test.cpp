@@ -497,6 +497,42 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
   EXPECT_NEAR(static_cast<double>(fault::TakeWaited()), 5000, 200);
 }
 
+// Every file that SQLite opens, whose it is, and that nothing is said outside the window; a list
+// long enough for sorting to want room.
+TEST_F(Guasti, RecipientsStayInTheArchive) {
+  for (const auto& [folder_mode, file_mode] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
+    const mode_t mask = umask(0);
+    fs::permissions(program.Place(), fs::perms(folder_mode));
+    fs::remove(program.File());
+    SetBytes(program.Journal(), "");  // a crash before the first byte
+    fault::TakeOpened();
+    testing::internal::CaptureStdout();
+    ASSERT_TRUE(program.Start());
+    Sql(program.File(),
+        "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) INSERT"
+        " INTO PERCPARCELLE (CFP, APARC_1) SELECT i, hex(randomblob(15)) FROM n");
+    fault::TakeOpened();
+    EXPECT_TRUE(program.Insert(kNew, u"GIALLI"));
+    Me.UserClick(cmdmemorizza);
+    Me.UserClick(cmdselprec);
+    Me.UserClick(Option1(1));
+    EXPECT_TRUE(program.BeginChange(kNew, kOld));
+    Me.UserClick(CmdConfermaCF);
+    EXPECT_TRUE(program.Select(kOld));
+    Me.UserClick(Cmdcancella);
+    program.Stop();
+    umask(mask);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    int journals = 0;
+    for (const fault::Opened& opened : fault::TakeOpened()) {
+      EXPECT_TRUE(opened.name == program.File() || opened.name == program.Journal()) << opened.name;
+      EXPECT_EQ(opened.mode, fs::perms(file_mode)) << opened.name;
+      journals += opened.name == program.Journal() ? 1 : 0;
+    }
+    EXPECT_EQ(journals, 3);  // a save, a change, a deletion
+  }
+}
+
 TEST(Advice, OfAFieldComesFromTheCodeOnScreen) {
   Program program;
   ASSERT_TRUE(program.Start());
