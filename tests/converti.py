@@ -17,6 +17,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+from decimal import Decimal
 
 import jet3
 
@@ -41,7 +42,7 @@ class Conversion:
     """One run on an archive of these bytes; it leaves nothing but a whole archive, or
     nothing at all, and the old one as it was."""
 
-    def __init__(self, what, data, *options, room=None):
+    def __init__(self, what, data, *options, room=None, beside=None):
         def limit():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (room, room))
@@ -51,6 +52,8 @@ class Conversion:
             with open(old, "wb") as file:
                 file.write(data)
             os.mkdir(new)
+            if beside:
+                open(os.path.join(folder, beside), "wb").close()
             run = subprocess.run([TOOL, "converti", old, new, *options], capture_output=True,
                                  timeout=120, check=False, preexec_fn=limit if room else None)
             self.status, self.out = run.returncode, (run.stdout + run.stderr).decode()
@@ -69,6 +72,9 @@ class Conversion:
                     self.tables[name] = [c[0] for c in found.description], found.fetchall()
                 self.unique = {name for (name,) in base.execute(
                     "SELECT name FROM sqlite_schema WHERE sql LIKE 'CREATE UNIQUE%'")}
+                self.keys = {name: base.execute(f'PRAGMA index_info("{name}")').fetchall()[0][2]
+                             for (name,) in base.execute(
+                                 "SELECT name FROM sqlite_schema WHERE type = 'index'").fetchall()}
                 base.close()
 
 
@@ -108,7 +114,10 @@ def recipients():
     ] + [(row(b"", [text(f"Z{n:04}")] + [text("LUNGO " * 5)] * 17), 0) for n in range(300)]
     archive = Archive(SMALL)
     archive.set_rows(archive.table("APARC_1"), rows)
-    got = Conversion("rows", bytes(archive.data))
+    told = "riga 4, colonna APARC_1: il testo contiene un carattere nullo"
+    got = Conversion("NUL", bytes(archive.data))
+    check("NUL: told", (got.status, told in got.out), (1, True))
+    got = Conversion("rows", bytes(archive.data), "--conferma")
     check("rows: status", (got.status, "righe dichiarate 307, lette 307" in got.out), (0, True))
     codes = [r[:3] for r in got.tables["PERCPARCELLE"][1]]
     check("rows", codes[:8], [
@@ -117,6 +126,7 @@ def recipients():
     check("rows: number", len(codes), 307)
 
     # Columns that are younger than the row; a date before the first one, a half pair.
+    archive = Archive(SMALL)
     archive.set_rows(archive.table("ALIQUOTA"), [
         row(struct.pack("<hhq", 1, -2, -5), [text("A"), b"\x00\xd8"], 5, 0xFF),
         row(struct.pack("<hhqqqdd", 1, 2, 3, 4, 5, -1.25, float("nan")), [text("B"), None], 10,
@@ -150,6 +160,16 @@ def doubts():
                 data[start + 10] = 6  # its type
         return bytes(data)
 
+    def with_bytes(*places):
+        data = bytearray(SMALL)
+        for at, content in places:
+            data[at:at + len(content)] = content
+        return bytes(data)
+
+    rows_of_35 = list(Archive(SMALL).rows_of(35))
+    entries = [start for start, end in Archive(SMALL).rows_of(2)
+               if any(wide(name) in SMALL[start:end] for name in ("TABMIN_SB", "TABMIN_SC"))]
+
     def torn():
         data = bytearray(SMALL)
         start, end = list(Archive(SMALL).rows_of(35))[3]
@@ -173,7 +193,19 @@ def doubts():
             ("doubles", doubled(), 'lo stesso codice "AB" in 2 righe.', mendable),
             ("count", miscounted(),
              "Tabella PERCPARCELLE: righe dichiarate 13, lette 12.", sound),
-            ("row", torn(), "Tabella PERCPARCELLE: righe illeggibili 1", sound)]:
+            ("row", torn(), "Tabella PERCPARCELLE: righe illeggibili 1", sound),
+            ("cut", SMALL[:-1], "Il file non è intero", sound),
+            ("no columns", with_bytes((rows_of_35[3][0], bytes(2))), "righe illeggibili 1", sound),
+            ("null with a length", with_bytes((rows_of_35[3][1] - 3, bytes(3))),
+             "righe illeggibili 1", sound),
+            ("owner", with_bytes((38 * PAGE + 4, b"\x27")), "pagine che non sono sue 1", sound),
+            ("page's kind", with_bytes((38 * PAGE, b"\x04")), "pagine che non sono sue 1", sound),
+            ("same page", with_bytes((entries[0] + 2, SMALL[entries[1] + 2:entries[1] + 6])),
+             "sono la stessa", sound),
+            ("hidden", with_bytes((entries[0] + 10, b"\x05")), "non la dice una tabella", sound),
+            ("zeroed", with_bytes((125 * PAGE + 512, bytes(512))), "riga", sound),
+            ("name", SMALL.replace(wide("cod_tmsb"), b"c\x60" + wide("od_tmsb")),
+             "caratteri insoliti", sound)]:
         check(f"{what}: changed", data != SMALL, True)
         got = Conversion(what, data)
         check(f"{what}: told", (got.status, told in got.out), (1, True))
@@ -189,6 +221,9 @@ def doubts():
     got = Conversion("extra", extra, "--conferma")
     check("other tables come too", (len(got.tables["PERCETTORX"][1]), got.unique),
           (3, {"PERCPARCELLE.CHIAVE"}))
+    got = Conversion("lock", SMALL, beside="OLD.ldb")
+    check("lock: told", (got.status, "c'è OLD.ldb" in got.out), (1, True))
+    check("lock: confirmed", Conversion("lock", SMALL, "--conferma", beside="OLD.ldb").status, 0)
     got = Conversion("no room", SMALL, room=100_000)
     check("no room", (got.status, "errore" in got.out.lower()), (1, True))
     for what, data, told in [
@@ -197,6 +232,37 @@ def doubts():
             ("head", SMALL[:4096], "non si può convertire")]:
         got = Conversion(what, data)
         check(f"{what}: refused", (got.status, told in got.out), (1, True))
+
+
+def decimals():
+    """Sign, value and scale of exact numbers, in the columns after the first."""
+    numbers = [0, 1, -1, 1234567890123456789012345678, -(10 ** 28 - 1)]
+    for first in (0, 12):
+        archive = Archive(SMALL)
+        table = archive.table("APARC_1")
+        for i in range(17):
+            at = table * PAGE + 75 + 25 * (i + 1)
+            archive.data[at] = 16  # its type
+            archive.data[at + 11:at + 13] = bytes([28, first + i])
+        stored = [bytes([128 * (n < 0)]) + b"".join(
+            abs(n).to_bytes(16, "big")[i:i + 4][::-1] for i in range(0, 16, 4)) for n in numbers]
+        archive.set_rows(table, [row(b"", [text(str(i))] + [value] * 17)
+                                 for i, value in enumerate(stored)])
+        got = Conversion("decimals", bytes(archive.data))
+        check(f"decimals from {first}", [r[1:] for r in got.tables.get("PERCPARCELLE", [0, []])[1]], [
+            tuple(f"{Decimal(n).scaleb(-scale):f}" for scale in range(first, first + 17))
+            for n in numbers])
+
+
+def indexes():
+    """An index has its columns by its place, whatever number it has got when made anew."""
+    for numbers in [(0, 1), (1, 0), (5, 2), (1, 7)]:
+        data = bytearray(SMALL)
+        for i, number in enumerate(numbers):
+            struct.pack_into("<I", data, 114 * PAGE + 281 + 28 * i + 4, number)
+        got = Conversion(f"indexes {numbers}", bytes(data))
+        check(f"indexes {numbers}", {n: c for n, c in got.keys.items() if "TABMIN_SG" in n}, {
+            "TABMIN_SG.CHIAVE1": "cod_tmsg", "TABMIN_SG.CHIAVE2": "descr_tmsg"})
 
 
 def older():
@@ -208,10 +274,15 @@ def older():
         (b"PERCPARCELLE", [(b"CFP", jet3.TEXT)] + [(b"APARC_%d" % i, jet3.TEXT)
                                                   for i in range(1, 18)],
          [[b"A  ", b"", b"\xa3"] + [None] * 15, [None] * 18], [(b"CHIAVE", 0)]),
-        (b"TUTTI", columns, [value, [None] * 13], [(b"CHIAVE", 0)])], 1252)
+        (b"TUTTI", columns, [value, [None] * 13], [(b"CHIAVE", 0)]),
+        (b"NUMERI", [(b"RowID", jet3.TEXT), (b"OID", jet3.TEXT), (b"_rowid_", jet3.TEXT),
+                     (b"_ROWID_1", jet3.TEXT)], [[b"a", b"b", b"c", b"d"]], [(b"CHIAVE", 2)])], 1252)
     got = Conversion("Jet 3", data, "--conferma")
     check("Jet 3: status", (got.status, got.sound), (0, True))
-    check("Jet 3: keys", got.unique, {"PERCPARCELLE.CHIAVE", "TUTTI.CHIAVE"})
+    check("Jet 3: keys", got.unique, {"PERCPARCELLE.CHIAVE", "TUTTI.CHIAVE", "NUMERI.CHIAVE"})
+    check("a row number is left", got.tables["NUMERI"], (["RowID", "OID", "_rowid_2", "_ROWID_1"],
+                                                         [("a", "b", "c", "d")]))
+    check("renamed", "la colonna _rowid_ si chiama ora _rowid_2" in got.out, True)
     check("Jet 3: columns", got.tables["TUTTI"][0][:3], ["CITTÀ", "A", "B"])
     check("Jet 3: rows", got.tables["TUTTI"][1], [
         ("Forlì", 1, 200, -3, 70000, "-1.5000", 0.5, 1e-300, "2015-07-31T12:00:00", b"\0\1", "€",
@@ -247,6 +318,8 @@ def damages(every):
 whole()
 recipients()
 doubts()
+decimals()
+indexes()
 older()
 damages(sys.argv[2:] == ["all"])
 sys.exit(1 if failures else 0)

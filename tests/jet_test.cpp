@@ -30,6 +30,9 @@ TEST(Values, Texts) {
       {"\xFF\xFE"
        "20 \0\xAC\x20\x13\x20\0 A"sv,
        "20 €– A"},
+      {"\xFF\xFE"
+       "AB\0\0"sv,
+       "AB\0"sv},
       {"A\0\0\0\x3C\xD8\xE0\xDF"sv, "A\0🏠"sv},
       {"\x3C\xD8"
        "A\0"sv,
@@ -40,6 +43,10 @@ TEST(Values, Texts) {
   }
   EXPECT_THROW(UnicodeText("A\0B"sv), Damaged);
   EXPECT_THROW(UnicodeText("\xFF\xFE\0A"sv), Damaged);
+  EXPECT_THROW(UnicodeText("\xFF\xFE"
+                           "AB\xFF\xFE"
+                           "C"),
+               Damaged);
 
   const struct {
     int page;

@@ -5,8 +5,6 @@
 #include "platform/text/text.h"
 #include "record/regole.h"
 
-#include "platform/text/text.h"
-
 namespace archivio {
 
 namespace {

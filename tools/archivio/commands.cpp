@@ -224,7 +224,8 @@ const std::vector<Command>& Commands() {
        "Scrive nel file NUOVO, o in una cartella con lo stesso nome, quello che c'è in\n"
        "un archivio del vecchio formato (.mdb, Jet 3 o Jet 4), che resta com'è.\n"
        "--conferma  lo scrive anche se mancano tabelle, colonne o indici del\n"
-       "            programma, se righe non si leggono o codici sono doppi.\n",
+       "            programma, se righe non si leggono o codici sono doppi, se il file è\n"
+       "            danneggiato, o se un file .ldb dice che qualcuno lo usa.\n",
        "Interrotto: non è stato scritto niente.",
        RunConvert},
   };

@@ -65,7 +65,10 @@ void BindReal(sqlite::Statement& insert, int parameter, const jet::NewColumn& co
   }
 }
 
-void Insert(sqlite::Statement& insert, const jet::NewTable& table, std::string_view message) {
+// Returns the columns whose texts have a NUL in them.
+std::vector<std::size_t> Insert(sqlite::Statement& insert, const jet::NewTable& table,
+                                std::string_view message) {
+  std::vector<std::size_t> with_nul;
   jet::RowReader row(message);
   for (std::size_t i = 0; i < table.old_columns; ++i) {
     const int parameter = static_cast<int>(i) + 1;
@@ -81,6 +84,9 @@ void Insert(sqlite::Statement& insert, const jet::NewTable& table, std::string_v
         BindReal(insert, parameter, table.columns[i], value.real);
         break;
       case jet::Value::Kind::kText:
+        if (value.bytes.find('\0') != value.bytes.npos) {
+          with_nul.push_back(i);
+        }
         insert.Bind(parameter, value.bytes);
         break;
       case jet::Value::Kind::kBinary:
@@ -90,6 +96,7 @@ void Insert(sqlite::Statement& insert, const jet::NewTable& table, std::string_v
   }
   row.CheckEnd();
   insert.Next();
+  return with_nul;
 }
 
 // A line for the terminal, whatever the old archive has in its names and codes.
@@ -107,6 +114,7 @@ class Converter {
 
   bool Run() {
     const auto before = State();
+    FindLock();
     try {
       jet::Process process([this](jet::Sender& sender) { jet::ReadArchive(from_, sender); });
       ReadTables(process);
@@ -137,7 +145,8 @@ class Converter {
   struct Rows {
     std::size_t read = 0;
     std::size_t bad = 0;
-    std::string first_bad;  // why
+    std::string first_bad;     // why
+    std::size_t with_nul = 0;  // texts
   };
 
   std::pair<fs::file_time_type, std::uintmax_t> State() const {
@@ -145,10 +154,29 @@ class Converter {
     return {fs::last_write_time(from_, gone), fs::file_size(from_, gone)};
   }
 
+  // The old engine keeps a file of this name as long as anyone has the archive open. On
+  // the disk it may then be between two writes, which nothing in it need show: nothing
+  // is converted until the user says that it is only what a crash has left.
+  void FindLock() {
+    const std::u16string wanted = text::Upper(text::FromUtf8(from_.stem().string() + ".ldb"));
+    std::error_code unreadable;
+    for (const fs::directory_entry& entry :
+         fs::directory_iterator(from_.parent_path(), unreadable)) {
+      const std::string name = entry.path().filename().string();
+      if (text::Upper(text::FromUtf8(name)) == wanted) {
+        findings_.texts.push_back("Accanto al vecchio archivio c'è " + name +
+                                  ": un programma lo sta usando, o è stato interrotto mentre lo "
+                                  "usava. Chiudere prima i programmi che lo usano.");
+      }
+    }
+  }
+
   void Say(std::string_view line) { report_ << Plain(line) << '\n'; }
 
   // Tells what has been found; false where that ends the work.
   bool GoOn() {
+    std::ranges::for_each(findings_.notes, [this](const std::string& text) { Say(text); });
+    findings_.notes.clear();
     std::ranges::for_each(findings_.texts, [this](const std::string& text) { Say(text); });
     const bool stop = findings_.hopeless || (!findings_.texts.empty() && !confirm_);
     findings_.texts.clear();
@@ -175,6 +203,9 @@ class Converter {
           break;
         case jet::Kind::kAt:
           at_ = message;
+          break;
+        case jet::Kind::kDoubt:
+          findings_.texts.emplace_back(message);
           break;
         case jet::Kind::kTable:
           tables.push_back(jet::ReadTable(message));
@@ -218,10 +249,17 @@ class Converter {
       sqlite::Statement insert(database, InsertText(tables_[t]));
       std::string_view message;
       jet::Kind kind = process.Next(message);
-      for (; kind == jet::Kind::kRow || kind == jet::Kind::kBadRow; kind = process.Next(message)) {
+      for (; kind == jet::Kind::kRow || kind == jet::Kind::kBadRow || kind == jet::Kind::kDoubt;
+           kind = process.Next(message)) {
+        if (kind == jet::Kind::kDoubt) {
+          findings_.texts.emplace_back(message);
+          continue;
+        }
         if (kind == jet::Kind::kRow) {
-          Insert(insert, tables_[t], message);
           ++rows_[t].read;
+          for (const std::size_t column : Insert(insert, tables_[t], message)) {
+            FindNul(t, column);
+          }
         } else if (rows_[t].bad++ == 0) {
           rows_[t].first_bad = message;
         }
@@ -231,6 +269,18 @@ class Converter {
       if (kind != (t + 1 == rows_.size() ? jet::Kind::kEnd : jet::Kind::kRows)) {
         throw jet::Damaged("il lettore dà messaggi fuori posto");
       }
+    }
+  }
+
+  // The old program writes none: it is damage, or what other programs show up to there.
+  void FindNul(std::size_t t, std::size_t column) {
+    constexpr std::size_t kMostNamed = 20;
+    if (++rows_[t].with_nul <= kMostNamed) {
+      findings_.texts.push_back(tables_[t].Label() + "riga " + std::to_string(rows_[t].read) +
+                                ", colonna " + tables_[t].columns[column].name +
+                                ": il testo contiene un carattere nullo, forse è danneggiato.");
+    } else if (rows_[t].with_nul == kMostNamed + 1) {
+      findings_.texts.push_back(tables_[t].Label() + "altri testi contengono un carattere nullo.");
     }
   }
 

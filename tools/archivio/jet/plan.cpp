@@ -1,8 +1,6 @@
 #include "archivio/jet/plan.h"
 
 #include <algorithm>
-#include <iterator>
-#include <optional>
 
 #include "frame/schema.h"
 #include "platform/text/text.h"
@@ -27,7 +25,7 @@ void CheckNames(const Items& items) {
   }
   std::ranges::sort(names);
   const auto bad = [](const std::u16string& name) {
-    return name.empty() || name.find(u'\0') != name.npos || name.starts_with(u"SQLITE_");
+    return name.empty() || name.find(u'\0') != name.npos;
   };
   if (std::ranges::any_of(names, bad) || std::ranges::adjacent_find(names) != names.end()) {
     throw Damaged("nomi di tabelle, colonne o indici doppi o non validi");
@@ -61,7 +59,31 @@ std::vector<std::size_t> Places(const NewTable& table, std::string_view names) {
   return places;
 }
 
-NewTable PlanForeign(const OldTable& old) {
+bool HasColumn(const NewTable& table, std::string_view name) {
+  return std::ranges::any_of(
+      table.columns, [name](const NewColumn& column) { return SameName(column.name, name); });
+}
+
+// A row is addressed by the first of SQLite's names for its number that no column
+// has taken: where columns have taken all three, one gives it back.
+void FreeRowNumber(NewTable& table, Findings& findings) {
+  if (!HasColumn(table, "rowid") || !HasColumn(table, "oid") || !HasColumn(table, "_rowid_")) {
+    return;
+  }
+  NewColumn* const column = &*std::ranges::find_if(
+      table.columns, [](const NewColumn& c) { return SameName(c.name, "_rowid_"); });
+  const std::string old_name = column->name;
+  std::string name = old_name;
+  for (int i = 1; HasColumn(table, name); ++i) {
+    name = old_name + std::to_string(i);
+  }
+  column->name = name;
+  findings.notes.push_back(table.Label() + "la colonna " + old_name + " si chiama ora " +
+                           column->name +
+                           ", perché i nomi rowid, oid e _rowid_ erano di tre colonne.");
+}
+
+NewTable PlanForeign(const OldTable& old, Findings& findings) {
   CheckNames(old.columns);
   CheckNames(old.indexes);
   NewTable table = {old.name, old.rows, old.columns.size()};
@@ -72,6 +94,7 @@ NewTable PlanForeign(const OldTable& old) {
     table.indexes.push_back(
         {old.name + "." + index.name, index.unique, {index.columns.begin(), index.columns.end()}});
   }
+  FreeRowNumber(table, findings);
   return table;
 }
 
@@ -171,7 +194,12 @@ std::vector<NewTable> Plan(const std::vector<OldTable>& old_tables,
                            const std::vector<std::string>& linked, Findings& findings) {
   CheckNames(old_tables);
   std::vector<NewTable> tables;
-  std::ranges::transform(old_tables, std::back_inserter(tables), PlanForeign);
+  for (const OldTable& old : old_tables) {
+    if (text::Upper(text::FromUtf8(old.name)).starts_with(u"SQLITE_")) {
+      throw Damaged("il nome " + old.name + " è riservato nel nuovo archivio");
+    }
+    tables.push_back(PlanForeign(old, findings));
+  }
   for (const archivio::Table& known : Tables()) {
     const auto same = [&known](const std::string& name) { return SameName(name, known.name); };
     const auto old = std::ranges::find_if(old_tables, same, &OldTable::name);

@@ -24,7 +24,8 @@ struct NewIndex {
   std::vector<std::size_t> columns;  // their places in the table
 };
 
-// The old table's columns come first, under their names and in their order.
+// The old table's columns come first, in their order, under their names but for one
+// where all three of SQLite's row number are taken.
 struct NewTable {
   std::string name;
   std::size_t declared = 0;     // rows, as the old archive counts them
@@ -36,10 +37,12 @@ struct NewTable {
   std::string Label() const { return "Tabella " + name + ": "; }
 };
 
-// What the old archive lacks, one Italian sentence each.
+// What the old archive lacks, and what comes over otherwise than it was, one Italian
+// sentence each.
 struct Findings {
   std::vector<std::string> texts;
-  bool hopeless = false;  // recipients can't be had from it
+  std::vector<std::string> notes;  // nothing to confirm
+  bool hopeless = false;           // recipients can't be had from it
 };
 
 // One new table for each old one, in the same order, then those of the program

@@ -5,9 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <numeric>
 #include <system_error>
 
+#include "archivio/jet/definition.h"
 #include "archivio/jet/values.h"
 
 namespace archivio::jet {
@@ -24,7 +27,6 @@ constexpr std::uint32_t kCatalogPage = 2;
 constexpr std::int64_t kSystemFlags = 0x80000002;
 constexpr int kLinkedByDriver = 4;
 constexpr int kMostColumns = 255;
-constexpr int kCodePage = 1252;  // of a file that names none
 
 struct CloseFile {
   void operator()(MdbHandle* mdb) const { mdb_close(mdb); }
@@ -71,44 +73,34 @@ class TableReader {
       throw Damaged("le sue colonne sono danneggiate");
     }
     fields_.resize(kMostColumns + 1);
+    definition_ = ReadDefinition(*table_, page);
   }
 
-  const MdbTableDef& Definition() const { return *table_; }
+  const Definition& Description() const { return definition_; }
+  std::uint32_t Rows() const { return table_->num_rows; }
   std::size_t Columns() const { return table_->num_cols; }
   const MdbColumn& ColumnAt(std::size_t i) const {
     return *static_cast<MdbColumn*>(g_ptr_array_index(table_->columns, i));
   }
 
-  std::vector<OldIndex> Indexes() {
-    std::vector<OldIndex> indexes;
-    mdb_read_indices(table_.get());  // its answer says nothing
-    if (table_->indices == nullptr || table_->indices->len > kMostColumns) {
-      throw Damaged("i suoi indici sono danneggiati");
-    }
-    for (guint i = 0; i < table_->indices->len; ++i) {
-      const auto& found = *static_cast<MdbIndex*>(g_ptr_array_index(table_->indices, i));
-      OldIndex index = {found.name, (found.flags & MDB_IDX_UNIQUE) != 0, {}};
-      for (unsigned key = 0; key < std::min<unsigned>(found.num_keys, MDB_MAX_IDX_COLS); ++key) {
-        const int column = found.key_col_num[key] - 1;
-        if (column < 0 || column >= static_cast<int>(Columns())) {
-          throw Damaged("i suoi indici sono danneggiati");
-        }
-        index.columns.push_back(static_cast<std::uint8_t>(column));
-      }
-      constexpr int kRelationship = 2;  // an index of its own or another one's second name
-      if (found.index_type != kRelationship && !index.columns.empty()) {
-        indexes.push_back(std::move(index));
-      }
-    }
-    return indexes;
-  }
-
   // Calls `on_row` with each row, and `on_damage` with what() of a Damaged that
-  // the row or `on_row` throws.
+  // the row or `on_row` throws. Returns how many pages weren't the table's, though
+  // its map says so; without a map that makes sense all pages are looked at.
   template <typename OnRow, typename OnDamage>
-  void ForEachRow(OnRow on_row, OnDamage on_damage) {
-    mdb_rewind_table(table_.get());
-    while (mdb_read_next_dpg(table_.get()) != 0) {
+  std::size_t ForEachRow(OnRow on_row, OnDamage on_damage) {
+    std::vector<std::uint32_t> pages;
+    const bool mapped = DataPages(*table_, pages);
+    if (!mapped) {
+      pages.resize(file_size_ / static_cast<std::size_t>(mdb_->fmt->pg_size));
+      std::iota(pages.begin(), pages.end(), 0);
+    }
+    std::size_t foreign = 0;
+    for (const std::uint32_t page : pages) {
+      if (mdb_read_pg(mdb_, page) == 0 || mdb_->pg_buf[0] != MDB_PAGE_DATA ||
+          Number(mdb_->pg_buf + 4) != entry_.table_pg) {
+        ++foreign;
+        continue;
+      }
       const int rows = mdb_get_int16(mdb_->pg_buf, mdb_->fmt->row_count_offset);
       for (int row = 0; row < rows; ++row) {
         try {
@@ -118,6 +110,7 @@ class TableReader {
         }
       }
     }
+    return mapped ? foreign : 1;
   }
 
   // Of the row at hand. A column that is younger than the row is Null, whatever
@@ -126,9 +119,9 @@ class TableReader {
     return ColumnAt(i).col_num >= row_columns_ || fields_[i].is_null != 0;
   }
   const MdbField& Field(std::size_t i) const { return fields_[i]; }
-  std::string Text(std::size_t i) { return Decoded(Bytes(fields_[i])); }
+  std::string Text(std::size_t i) { return Decoded(mdb_, Bytes(fields_[i])); }
   std::string_view LongValue(std::size_t i);
-  std::string Memo(std::size_t i) { return Decoded(LongValue(i)); }
+  std::string Memo(std::size_t i) { return Decoded(mdb_, LongValue(i)); }
 
  private:
   template <typename OnRow>
@@ -191,23 +184,64 @@ class TableReader {
   void Crack(int start, std::size_t size) {
     const std::size_t count_size = IS_JET3(mdb_) ? 1 : 2;
     if (size < count_size || mdb_crack_row(table_.get(), start, size, fields_.data()) < 0) {
-      throw Damaged("la sua forma non è valida");
+      throw BadForm();
     }
     row_columns_ =
         IS_JET3(mdb_) ? mdb_get_byte(mdb_->pg_buf, start) : mdb_get_int16(mdb_->pg_buf, start);
+    CheckForm(start, size, count_size);
   }
 
-  std::string Decoded(std::string_view bytes) const {
-    if (!IS_JET3(mdb_)) {
-      return UnicodeText(bytes);
+  // What the row says of itself: it has the first columns, of which each has its place.
+  void CheckForm(int start, std::size_t size, std::size_t count_size) const {
+    const std::size_t marks = (static_cast<std::size_t>(row_columns_) + 7) / 8;
+    const std::size_t counts = definition_.variable_count > 0 ? 2 * count_size : count_size;
+    if (row_columns_ == 0 || row_columns_ > definition_.most_columns || marks + counts > size) {
+      throw BadForm();
     }
-    return CodePageText(bytes, mdb_->f->code_page != 0 ? mdb_->f->code_page : kCodePage);
+    const int marks_at = start + static_cast<int>(size - marks);
+    const int count_at = marks_at - static_cast<int>(count_size);
+    int variable_count = 0;
+    if (definition_.variable_count > 0) {
+      variable_count = IS_JET3(mdb_) ? mdb_get_byte(mdb_->pg_buf, count_at)
+                                     : mdb_get_int16(mdb_->pg_buf, count_at);
+    }
+    int fixed_end = start + static_cast<int>(count_size);
+    int variable_start = marks_at;
+    for (std::size_t i = 0; i < Columns(); ++i) {
+      const MdbColumn& column = ColumnAt(i);
+      const bool young = column.col_num >= row_columns_;
+      if (column.is_fixed == 0) {
+        if ((static_cast<int>(column.var_col_num) >= variable_count) != young) {
+          throw BadForm();
+        }
+        if (young) {
+          continue;
+        }
+        // Null takes no room.
+        if (fields_[i].siz < 0 || (fields_[i].is_null != 0 && fields_[i].siz > 0)) {
+          throw BadForm();
+        }
+        variable_start = std::min(variable_start, fields_[i].start);
+      } else if (!young && column.col_type != MDB_BOOL) {
+        fixed_end = std::max(fixed_end, start + static_cast<int>(count_size) + column.fixed_offset +
+                                            column.col_size);
+      }
+    }
+    // Only with all columns, and none deleted, is it known where the fixed ones end.
+    const bool all =
+        row_columns_ == static_cast<int>(Columns()) && row_columns_ == definition_.most_columns;
+    if (fixed_end > variable_start || (all && variable_count > 0 && fixed_end != variable_start)) {
+      throw BadForm();
+    }
   }
+
+  static Damaged BadForm() { return Damaged("la sua forma non è valida"); }
 
   MdbHandle* mdb_;
   std::uintmax_t file_size_;
   MdbCatalogEntry entry_ = {};
   std::unique_ptr<MdbTableDef, FreeTable> table_;
+  Definition definition_;
   std::vector<MdbField> fields_;
   int row_columns_ = 0;
   std::string long_value_;
@@ -246,7 +280,7 @@ std::string_view TableReader::LongValue(std::size_t i) {
     std::size_t found = 0;
     if (pointer == 0 ||
         mdb_find_pg_row(mdb_, static_cast<int>(pointer), &page, &place, &found) != 0 ||
-        found <= (chain ? 4U : 0U) ||
+        found <= (chain ? 4U : 0U) || mdb_->alt_pg_buf[0] != MDB_PAGE_DATA ||
         (!IS_JET3(mdb_) && std::memcmp(mdb_->alt_pg_buf + 4, "LVAL", 4) != 0)) {
       throw Damaged("una parte di un testo lungo non si trova");
     }
@@ -333,7 +367,7 @@ void AddValue(Sender& row, TableReader& table, std::size_t i) {
       row.Add(Kind::kText, IdentifierText(Bytes(field)));
       break;
     case MDB_NUMERIC:
-      row.Add(Kind::kText, DecimalText(Bytes(field), column.col_scale));
+      row.Add(Kind::kText, DecimalText(Bytes(field), DecimalsOf(column)));
       break;
     case MDB_OLE:
       row.Add(Kind::kBinary, table.LongValue(i));
@@ -348,7 +382,9 @@ struct CatalogEntry {
   std::string name;
   std::int64_t type = 0;
   std::int64_t flags = 0;
-  std::uint32_t page = 0;
+  std::uint32_t id = 0;  // of a table: its page, and a byte that means nothing
+
+  std::uint32_t Page() const { return id & 0xFFFFFF; }
 };
 
 // The library's own list loses entries whose rows have moved, and characters of
@@ -372,24 +408,72 @@ std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size, 
   }
   const auto [id, name, type, flags] = places;
   std::vector<CatalogEntry> entries;
-  catalog.ForEachRow(
+  const std::size_t foreign = catalog.ForEachRow(
       [&, id = id, name = name, type = type, flags = flags] {
-        constexpr std::uint32_t kPage = 0xFFFFFF;
         entries.push_back({catalog.IsNull(name) ? "" : catalog.Text(name),
                            catalog.IsNull(type) ? 0 : Get<std::int16_t>(catalog.Field(type)),
                            catalog.IsNull(flags) ? 0 : Get<std::uint32_t>(catalog.Field(flags)),
-                           catalog.IsNull(id) ? 0 : Get<std::uint32_t>(catalog.Field(id)) & kPage});
+                           catalog.IsNull(id) ? 0 : Get<std::uint32_t>(catalog.Field(id))});
       },
       [](const char* damage) {
         throw Damaged(std::string("una riga dell'elenco delle tabelle: ") + damage);
       });
+  if (foreign > 0 || entries.size() != catalog.Rows()) {
+    sender.Send(Kind::kDoubt, "L'elenco delle tabelle non è intero.");
+  }
   return entries;
 }
 
+// The catalogue doesn't count it as a table of the user, but its own description does.
+bool IsHidden(const CatalogEntry& entry, MdbHandle* mdb) {
+  const int kind_at = mdb->fmt->tab_num_cols_offset - 5;
+  return (entry.type != MDB_TABLE || (entry.flags & kSystemFlags) != 0) &&
+         PageBytes(mdb, entry.Page())[static_cast<std::size_t>(kind_at)] == 'N' &&
+         !entry.name.starts_with("MSys");
+}
+
+// A table has one entry, and what has a table's page is a table.
+void CheckCatalog(const std::vector<CatalogEntry>& entries, MdbHandle* mdb,
+                  std::uintmax_t file_size, Sender& sender) {
+  const std::uintmax_t pages = file_size / static_cast<std::uintmax_t>(mdb->fmt->pg_size);
+  std::map<std::uint32_t, const CatalogEntry*> by_page;
+  for (const CatalogEntry& entry : entries) {
+    const bool has_page = entry.type == MDB_TABLE || (entry.id != 0 && entry.id < pages);
+    if (!has_page) {
+      continue;
+    }
+    const auto [other, is_first] = by_page.emplace(entry.Page(), &entry);
+    if (!is_first) {
+      sender.Send(Kind::kDoubt, "Le tabelle " + other->second->name + " e " + entry.name +
+                                    " sono la stessa: una delle due è danneggiata.");
+    } else if (PageBytes(mdb, entry.Page())[0] == MDB_PAGE_TABLE && IsHidden(entry, mdb)) {
+      sender.Send(Kind::kDoubt,
+                  "Tabella " + entry.name + ": l'elenco delle tabelle non la dice una tabella.");
+    }
+  }
+}
+
+void CheckNames(const OldTable& table, Sender& sender) {
+  const auto check = [&](std::string_view what, const std::string& name) {
+    if (IsOdd(name)) {
+      sender.Send(Kind::kDoubt, "Tabella " + table.name + ": il nome " + std::string(what) + ' ' +
+                                    name + " ha caratteri insoliti, forse è danneggiato.");
+    }
+  };
+  check("della tabella", table.name);
+  for (const OldColumn& column : table.columns) {
+    check("della colonna", column.name);
+  }
+  for (const OldIndex& index : table.indexes) {
+    check("dell'indice", index.name);
+  }
+}
+
 OldTable Describe(const CatalogEntry& entry, TableReader& reader) {
-  OldTable table = {entry.name, reader.Definition().num_rows, {}, reader.Indexes()};
+  const Definition& definition = reader.Description();
+  OldTable table = {entry.name, reader.Rows(), {}, definition.indexes};
   for (std::size_t i = 0; i < reader.Columns(); ++i) {
-    table.columns.push_back({reader.ColumnAt(i).name, TypeOf(reader.ColumnAt(i))});
+    table.columns.push_back({definition.names[i], TypeOf(reader.ColumnAt(i))});
   }
   return table;
 }
@@ -407,21 +491,31 @@ void ReadArchive(const std::filesystem::path& file, Sender& sender) {
   }
   std::error_code unknown;
   const std::uintmax_t file_size = std::filesystem::file_size(file, unknown);
+  if (file_size % static_cast<std::uintmax_t>(mdb->fmt->pg_size) != 0) {
+    sender.Send(Kind::kDoubt, "Il file non è intero: la sua ultima pagina è tagliata.");
+  }
+  const std::vector<CatalogEntry> entries = ReadCatalog(mdb.get(), file_size, sender);
+  CheckCatalog(entries, mdb.get(), file_size, sender);
   std::vector<std::unique_ptr<TableReader>> readers;
-  for (const CatalogEntry& entry : ReadCatalog(mdb.get(), file_size, sender)) {
+  std::vector<std::string> names;
+  for (const CatalogEntry& entry : entries) {
     if (entry.type == MDB_LINKED_TABLE || entry.type == kLinkedByDriver) {
       sender.Send(Kind::kLinked, entry.name);
     } else if (entry.type == MDB_TABLE && (entry.flags & kSystemFlags) == 0) {
       sender.Send(Kind::kAt, entry.name);
       sender.Flush();
-      readers.push_back(std::make_unique<TableReader>(mdb.get(), entry.page, file_size));
-      sender.SendTable(Describe(entry, *readers.back()));
+      readers.push_back(std::make_unique<TableReader>(mdb.get(), entry.Page(), file_size));
+      names.push_back(entry.name);
+      const OldTable table = Describe(entry, *readers.back());
+      CheckNames(table, sender);
+      sender.SendTable(table);
     }
   }
-  for (const std::unique_ptr<TableReader>& reader : readers) {
+  for (std::size_t t = 0; t < readers.size(); ++t) {
+    TableReader* const reader = readers[t].get();
     sender.Send(Kind::kRows);
     sender.Flush();
-    reader->ForEachRow(
+    const std::size_t foreign = reader->ForEachRow(
         [&] {
           sender.Begin();
           try {
@@ -435,6 +529,10 @@ void ReadArchive(const std::filesystem::path& file, Sender& sender) {
           sender.End();
         },
         [&sender](const char* damage) { sender.Send(Kind::kBadRow, damage); });
+    if (foreign > 0) {
+      sender.Send(Kind::kDoubt, "Tabella " + names[t] + ": pagine che non sono sue " +
+                                    std::to_string(foreign) + ".");
+    }
   }
 }
 

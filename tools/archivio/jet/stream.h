@@ -4,7 +4,7 @@
 //
 // An archive comes as kLinked or kAt and kTable for all its tables, then for
 // each kTable, in the same order, kRows and its kRow and kBadRow, and kEnd at
-// last. kFailure may come at any time and ends it.
+// last. kDoubt may come at any time; so may kFailure, which ends it.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,7 @@ namespace archivio::jet {
 enum class Kind : std::uint8_t {
   kLinked,   // the name of a table whose rows are in another file
   kAt,       // the name of the table whose description is read next
+  kDoubt,    // an Italian sentence on what contradicts itself
   kTable,    // see SendTable
   kRows,     // nothing: the rows of the next table follow
   kRow,      // a value for each column

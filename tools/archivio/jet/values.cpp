@@ -48,11 +48,15 @@ std::string Decompressed(std::string_view bytes) {
     }
     return out;
   }
-  // A zero, where a character would begin, changes from one form to the other.
+  // A zero, where a character would begin, changes from one form to the other. Two
+  // would change nothing: no text is written so, that is what has been zeroed.
   std::u16string units;
   bool compressed = true;
   for (std::size_t i = 0; i < bytes.size();) {
-    if (bytes[i] == '\0') {
+    if (bytes.substr(i, 2) == "\0\0"sv) {
+      units += u'\0';
+      i += 2;
+    } else if (bytes[i] == '\0') {
       compressed = !compressed;
       ++i;
     } else if (compressed) {
@@ -74,6 +78,11 @@ struct CloseConverter {
 }  // namespace
 
 std::string UnicodeText(std::string_view bytes) {
+  // The mark of the compressed form stands first or nowhere: here the end of one text
+  // and the beginning of another are taken for one.
+  if (bytes.find("\xFF\xFE"sv, 1) != bytes.npos) {
+    throw Damaged("un testo contiene l'inizio di un altro");
+  }
   if (bytes.starts_with("\xFF\xFE")) {
     return Decompressed(bytes.substr(2));
   }
