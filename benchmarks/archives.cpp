@@ -39,6 +39,7 @@ void BeginSession(const std::string& name) {
   fs::create_directories(session);
   fs::permissions(session, fs::perms::owner_all);
   setenv("XDG_RUNTIME_DIR", session.c_str(), 1);
+  setenv("XDG_STATE_HOME", session.c_str(), 1);
 }
 
 fs::path Archive(long recipients) { return Make(folder / std::to_string(recipients), recipients); }

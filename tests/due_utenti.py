@@ -46,7 +46,7 @@ class User:
     def __init__(self, name, programs, folder):
         self.name, self.program = name, programs + '/anagparc-script'
         self.env = dict(os.environ, MORVENNA_REGISTRO=folder + '/registro.reg',
-                        XDG_RUNTIME_DIR=f'{folder}/{name}')
+                        XDG_RUNTIME_DIR=f'{folder}/{name}', XDG_STATE_HOME=f'{folder}/{name}')
         os.mkdir(f'{folder}/{name}', 0o700)
         self.start()
 

@@ -16,7 +16,7 @@ Xvfb -noreset -screen 0 1366x768x24 -displayfd "$number" >/dev/null 2>&1 &
 servers=($!)
 trap 'kill "${servers[@]}" 2>/dev/null; wait; rm -rf "$home"' EXIT
 read -r -t 30 -u "$number" display || exit 1
-export DISPLAY=:$display QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$home/run
+export DISPLAY=:$display QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$home/run XDG_STATE_HOME=$home/state
 unset WAYLAND_DISPLAY
 HOME=$home openbox --startup "touch $home/up" >/dev/null 2>&1 &
 servers+=($!)

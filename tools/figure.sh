@@ -9,7 +9,7 @@ bin=$(cd "${1:-build/release/bin}" && pwd)
 out=$PWD/docs/figure
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
-export XDG_RUNTIME_DIR=$dir/session MORVENNA_REGISTRO=$dir/registro.reg
+export XDG_RUNTIME_DIR=$dir/session XDG_STATE_HOME=$dir/session MORVENNA_REGISTRO=$dir/registro.reg
 export QT_LOGGING_RULES=default.warning=false  # the offscreen platform can't hint sizes
 mkdir -p "$out"
 cd "$out"

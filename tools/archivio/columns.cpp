@@ -54,7 +54,8 @@ std::string Shown(std::string_view bytes) {
 std::string DateOnScreen(std::string_view stored) {
   const std::string date(stored);
   if (HasForm(stored, "00000000")) {
-    return date.substr(6) + '/' + date.substr(4, 2) + '/' + date.substr(0, 4);
+    return text::ToUtf8(
+        regole::TESTOASCHERMO(*regole::CAMPO(regole::kNascita), text::FromUtf8(stored)));
   }
   return HasForm(WithoutMarks(stored), kOnScreen) ? '\'' + date : date;
 }
@@ -62,7 +63,8 @@ std::string DateOnScreen(std::string_view stored) {
 std::string StoredDate(std::string_view on_screen) {
   const std::string date(on_screen);
   if (HasForm(on_screen, kOnScreen)) {
-    return date.substr(6) + date.substr(3, 2) + date.substr(0, 2);
+    return text::ToUtf8(
+        regole::VALOREDISALVATAGGIO(*regole::CAMPO(regole::kNascita), text::FromUtf8(on_screen)));
   }
   return HasForm(WithoutMarks(on_screen), kOnScreen) ? date.substr(1) : date;
 }
