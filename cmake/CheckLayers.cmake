@@ -28,7 +28,6 @@ set(platform ${text} ${system} ${engine} ${toolkit})
 layer("platform/text/.*")
 layer("platform/system/.*" MAY ${text} SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
 layer("platform/sqlite/.*" MAY ${text} ${system} SYSTEM "sqlite3\\.h")
-layer("platform/engine/connection\\.cpp" MAY ${text} ${system} "platform/engine/.*" SYSTEM "fcntl\\.h" "unistd\\.h")
 layer("platform/engine/copy\\.cpp" MAY ${text} ${system} "platform/system/new_file\\.h" ${engine}
       "platform/engine/connection\\.h")
 layer("platform/engine/.*" MAY ${text} ${system} "platform/sqlite/sqlite\\.h")

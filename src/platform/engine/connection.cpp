@@ -1,8 +1,6 @@
 #include "platform/engine/connection.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
+#include "platform/system/files.h"
 #include "platform/system/old_format.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
@@ -78,9 +76,7 @@ Connection::Connection(const std::filesystem::path& path) : database_(Opened(pat
 
 void Connection::Configure(const std::filesystem::path& path) {
   // A rollback journal needs the folder, too.
-  const bool folder_writable =
-      faccessat(AT_FDCWD, path.parent_path().c_str(), W_OK | X_OK, AT_EACCESS) == 0;
-  if (database_.ReadOnly() || !folder_writable) {
+  if (database_.ReadOnly() || !sys::CanWriteIn(path.parent_path())) {
     database_.Fail(sqlite::Cause::kReadOnly);
   }
   // SQLite reads nothing before it must; what isn't a database has to fail

@@ -67,6 +67,10 @@ Fd OpenPlainFile(const fs::path& path) {
   return file;
 }
 
+bool CanWriteIn(const fs::path& folder) {
+  return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 bool OpensForReading(std::u16string_view name) {
   return static_cast<bool>(OpenPlainFile(ResolvePath(name)));
 }

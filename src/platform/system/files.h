@@ -1,6 +1,7 @@
 // Operations on whole files. Names are those of paths.h.
 #pragma once
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -18,6 +19,9 @@ class FileError : public std::runtime_error {
  private:
   std::u16string text_;
 };
+
+// True when this user may make and remove files in the folder.
+bool CanWriteIn(const std::filesystem::path& folder);
 
 // True when the file can be opened for reading. A folder, a pipe, a device can't.
 bool OpensForReading(std::u16string_view name);
