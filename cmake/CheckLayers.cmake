@@ -17,7 +17,7 @@ function(layer files)
 endfunction()
 
 set(text "platform/text/(text|conversion)\\.h")
-set(system "platform/system/(files|old_format|paths|process|registry|state)\\.h")
+set(system "platform/system/(errors|files|old_format|paths|process|registry|state)\\.h")
 set(engine "platform/engine/engine\\.h")
 set(toolkit "platform/toolkit/(application|control|document|form|keys)\\.h")
 set(rules "record/(avvisi|regole)\\.h" "reference/righe\\.h" "frame/schema\\.h")

@@ -2,10 +2,11 @@
 
 #include <sqlite3.h>
 
-#include <cerrno>
 #include <limits>
 #include <new>
+#include <system_error>
 
+#include "platform/system/errors.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -27,7 +28,7 @@ int Length(std::string_view s) {
 // A view without bytes may point nowhere, which would bind Null.
 const char* Data(std::string_view s) { return s.empty() ? "" : s.data(); }
 
-Cause CauseOf(int code, int system_error) {
+Cause CauseOf(int code, const std::error_code& system_error) {
   switch (code & kPrimaryCode) {
     case SQLITE_ERROR:
       return Cause::kOther;
@@ -47,16 +48,17 @@ Cause CauseOf(int code, int system_error) {
       if (code == SQLITE_IOERR_DIR_FSYNC) {
         return Cause::kFolderSync;
       }
-      if (system_error == ENOSPC || system_error == EDQUOT) {
+      if (system_error == std::errc::no_space_on_device || sys::IsOverQuota(system_error)) {
         return Cause::kFull;
       }
-      if (system_error == EROFS) {
+      if (system_error == std::errc::read_only_file_system) {
         return Cause::kReadOnly;
       }
-      if (system_error == EMFILE || system_error == ENFILE) {
+      if (system_error == std::errc::too_many_files_open ||
+          system_error == std::errc::too_many_files_open_in_system) {
         return Cause::kTooManyFiles;
       }
-      if (system_error == EFBIG) {
+      if (system_error == std::errc::file_too_large) {
         return Cause::kTooLarge;
       }
       return (code & kPrimaryCode) == SQLITE_IOERR ? Cause::kIo : Cause::kOpen;
@@ -96,7 +98,7 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
       return u"Il file " + file + u" non è un database oppure è danneggiato.";
     case Cause::kFull:
       return u"Disco pieno: impossibile scrivere nel file " + file + u", sul disco " +
-             sys::PathText(sys::DiskOf(text::ToUtf8(file))) + u".";
+             sys::PathText(sys::DiskOf(sys::PathOf(text::ToUtf8(file)))) + u".";
     case Cause::kOpen:
       return u"Impossibile aprire il file " + file + u" (codice " + text::Decimal(code) + u").";
     case Cause::kTooManyFiles:
@@ -127,7 +129,8 @@ void RefuseOddFiles(const std::filesystem::path& file) {
   std::error_code missing;
   const std::filesystem::path real = std::filesystem::canonical(file, missing);
   for (const char* const side : {"", "-journal", "-wal", "-shm"}) {
-    const std::filesystem::path name = (missing ? file : real).native() + side;
+    std::filesystem::path name = missing ? file : real;
+    name += side;
     std::error_code ignored;
     const file_type type = std::filesystem::status(name, ignored).type();
     const bool odd = type == file_type::block || type == file_type::character ||
@@ -159,8 +162,8 @@ Connection::Connection(const std::filesystem::path& file, Mode mode,
   RefuseOddFiles(absolute);
   const int access = mode == Mode::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
   sqlite3* handle = nullptr;
-  const int code =
-      sqlite3_open_v2(absolute.c_str(), &handle, access | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int code = sqlite3_open_v2(sys::PathBytes(absolute).c_str(), &handle,
+                                   access | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(handle);
   if (code != SQLITE_OK) {
     Fail(code);
@@ -339,7 +342,7 @@ void Connection::Fail(int code) {
       of_file != 0) {
     system_error = of_file;
   }
-  const Cause cause = CauseOf(code, system_error);
+  const Cause cause = CauseOf(code, std::error_code(system_error, std::system_category()));
   throw Error(cause, TextOf(cause, name_, code, sqlite3_errmsg(handle_.get())));
 }
 

@@ -54,6 +54,10 @@ std::u16string CauseOf(const std::filesystem::path& path, int error) {
   }
 }
 
+bool IsOverQuota(const std::error_code& error) {
+  return error == std::error_code(EDQUOT, std::system_category());
+}
+
 void FailReading(const std::filesystem::path& path, int error) {
   throw FileError(u"Impossibile leggere il file " + PathText(path) + u": " + CauseOf(path, error) +
                   u".");

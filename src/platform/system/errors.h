@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <system_error>
 
 #include "platform/system/files.h"
 
@@ -10,6 +11,9 @@ namespace sys {
 // What has gone wrong with `path`, as a clause. A full disk is named by the folder
 // where it is mounted.
 std::u16string CauseOf(const std::filesystem::path& path, int error);
+
+// The user's share of the disk is used up, for which std::errc has no name.
+bool IsOverQuota(const std::error_code& error);
 
 [[noreturn]] void FailReading(const std::filesystem::path& path, int error);
 [[noreturn]] void FailCreating(const std::filesystem::path& path, int error);

@@ -97,6 +97,13 @@ fs::path DiskOf(const fs::path& path) {
   return place;
 }
 
-std::u16string PathText(const fs::path& path) { return text::FromUtf8(path.native()); }
+std::u16string PathText(const fs::path& path) { return text::FromUtf8(PathBytes(path)); }
+
+std::string PathBytes(const fs::path& path) {
+  const std::u8string bytes = path.u8string();
+  return {bytes.begin(), bytes.end()};
+}
+
+fs::path PathOf(std::string_view bytes) { return std::u8string(bytes.begin(), bytes.end()); }
 
 }  // namespace sys
