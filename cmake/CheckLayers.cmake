@@ -57,7 +57,7 @@ layer("anagparc\\.cpp" MAY "frame/ANAGPARC\\.h" "platform/desktop/desktop\\.h" $
       "version\\.h" SYSTEM "Q[A-Za-z]+")
 layer("script/.*" MAY "frame/(ANAGPARC|MOD770BAS)\\.h" "script\\.h" "qt_actions\\.h" "version\\.h"
       ${text} ${system} ${toolkit} "platform/desktop/(desktop|look)\\.h" SYSTEM "Q[A-Za-z]+")
-layer("archivio/jet/.*" MAY "archivio/(archivio|interruption)\\.h" "frame/schema\\.h" ${text}
+layer("archivio/jet/.*" MAY "archivio/(archivio|interruption|new_table)\\.h" "frame/schema\\.h" ${text}
       SYSTEM "(mdbtools|glib|iconv|fcntl|poll|signal|unistd)\\.h" "sys/[a-z]+\\.h")
 layer("archivio/.*" MAY "archivio/jet/(plan|process|reader|values)\\.h" ${text}
       "platform/system/[a-z_]+\\.h" ${engine} "platform/sqlite/sqlite\\.h" ${rules}

@@ -21,30 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string CreateText(const jet::NewTable& table) {
-  std::string columns;
-  for (const jet::NewColumn& column : table.columns) {
-    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(column.name) + ' ' +
-               std::string(column.type) + (column.ends_trimmed ? " COLLATE RTRIM" : "");
-  }
-  return "CREATE TABLE " + sqlite::Identifier(table.name) + " (" + columns + ")";
-}
-
-std::string KeyText(const jet::NewTable& table, const jet::NewIndex& index) {
-  std::string columns;
-  for (const std::size_t column : index.columns) {
-    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(table.columns[column].name);
-  }
-  return columns;
-}
-
-std::string CreateText(const jet::NewTable& table, const jet::NewIndex& index) {
-  return (index.unique ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") +
-         sqlite::Identifier(index.name) + " ON " + sqlite::Identifier(table.name) + " (" +
-         KeyText(table, index) + ")";
-}
-
-std::string InsertText(const jet::NewTable& table) {
+std::string InsertText(const NewTable& table) {
   std::string names;
   std::string places;
   for (std::size_t i = 0; i < table.old_columns; ++i) {
@@ -55,7 +32,7 @@ std::string InsertText(const jet::NewTable& table) {
          ")";
 }
 
-void BindReal(sqlite::Statement& insert, int parameter, const jet::NewColumn& column, double real) {
+void BindReal(sqlite::Statement& insert, int parameter, const NewColumn& column, double real) {
   // SQLite takes what isn't a number for Null, and gives a whole number a
   // decimal where a text is wanted.
   if (column.program_text || real != real) {
@@ -66,7 +43,7 @@ void BindReal(sqlite::Statement& insert, int parameter, const jet::NewColumn& co
 }
 
 // Returns the columns whose texts have a NUL in them.
-std::vector<std::size_t> Insert(sqlite::Statement& insert, const jet::NewTable& table,
+std::vector<std::size_t> Insert(sqlite::Statement& insert, const NewTable& table,
                                 std::string_view message) {
   std::vector<std::size_t> with_nul;
   jet::RowReader row(message);
@@ -224,12 +201,12 @@ class Converter {
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
         "BEGIN");
-    for (const jet::NewTable& table : tables_) {
+    for (const NewTable& table : tables_) {
       database.Run(CreateText(table));
     }
     ReadRows(process, database);
-    for (const jet::NewTable& table : tables_) {
-      for (const jet::NewIndex& index : table.indexes) {
+    for (const NewTable& table : tables_) {
+      for (const NewIndex& index : table.indexes) {
         AddIndex(database, table, index);
       }
     }
@@ -239,7 +216,7 @@ class Converter {
   // `process` has told that the rows of the first table follow, if there is one.
   void ReadRows(jet::Process& process, sqlite::Connection& database) {
     std::uint64_t all = 0;
-    for (const jet::NewTable& table : tables_) {
+    for (const NewTable& table : tables_) {
       all += table.declared;
     }
     Progress shown(progress_, "Righe lette", all);
@@ -287,7 +264,7 @@ class Converter {
   // Where values that should be unique aren't, all the rows come over and the
   // index lets them. SQLite isn't left to find out: without a journal its failure
   // would leave half an index.
-  void AddIndex(sqlite::Connection& database, const jet::NewTable& table, jet::NewIndex index) {
+  void AddIndex(sqlite::Connection& database, const NewTable& table, NewIndex index) {
     if (index.unique) {
       const std::string columns = KeyText(table, index);
       sqlite::Statement doubles(database, "SELECT " + columns + ", count(*) FROM " +
@@ -313,7 +290,7 @@ class Converter {
 
   void CheckCounts() {
     for (std::size_t t = 0; t < rows_.size(); ++t) {
-      const jet::NewTable& table = tables_[t];
+      const NewTable& table = tables_[t];
       const Rows& rows = rows_[t];
       Say(table.Label() + "righe dichiarate " + std::to_string(table.declared) + ", lette " +
           std::to_string(rows.read) + ".");
@@ -332,7 +309,7 @@ class Converter {
   bool confirm_;
   std::ostream& report_;
   std::ostream* progress_;
-  std::vector<jet::NewTable> tables_;
+  std::vector<NewTable> tables_;
   std::vector<Rows> rows_;  // of those that come from the old archive
   jet::Findings findings_;
   std::string at_;  // the table at hand

@@ -5,6 +5,7 @@
 #include "archivio/demonstration.h"
 #include "archivio/files.h"
 #include "archivio/interruption.h"
+#include "archivio/new_table.h"
 #include "archivio/progress.h"
 #include "archivio/reference_data.h"
 #include "frame/schema.h"
@@ -16,34 +17,6 @@ namespace archivio {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Columns(std::string_view words) {
-  std::string list;
-  for (std::string_view word : Words(words)) {
-    list += (list.empty() ? "" : ", ") + sqlite::Identifier(word);
-  }
-  return list;
-}
-
-void CreateTable(sqlite::Connection& database, const Table& table) {
-  std::string columns;
-  for (const Column& column : Columns(table)) {
-    bool key = false;
-    for (const Index& index : table.indexes) {
-      key |= index.use != Use::kOrder && index.columns == column.name;
-    }
-    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(column.name) +
-               (key ? " TEXT COLLATE RTRIM" : " TEXT");
-  }
-  database.Run("CREATE TABLE " + sqlite::Identifier(table.name) + " (" + columns + ")");
-}
-
-void CreateIndex(sqlite::Connection& database, const Table& table, const Index& index) {
-  const std::string name = std::string(table.name) + "." + std::string(index.name);
-  database.Run((index.use == Use::kUniqueKey ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") +
-               sqlite::Identifier(name) + " ON " + sqlite::Identifier(table.name) + " (" +
-               Columns(index.columns) + ")");
-}
 
 void AddRows(sqlite::Connection& database, std::string_view table,
              const std::vector<ReferenceRow>& rows) {
@@ -81,16 +54,18 @@ class NewArchive {
         "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
         "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
         "BEGIN");
+    std::vector<NewTable> tables;
     for (const Table& table : Tables()) {
-      CreateTable(database, table);
+      tables.push_back(ProgramTable(table));
+      database.Run(CreateText(tables.back()));
     }
     AddReferenceRows(database);
     if (recipients) {
       AddRecipients(database, *recipients, progress);
     }
-    for (const Table& table : Tables()) {
-      for (const Index& index : table.indexes) {
-        CreateIndex(database, table, index);
+    for (const NewTable& table : tables) {
+      for (const NewIndex& index : table.indexes) {
+        database.Run(CreateText(table, index));
       }
     }
     database.Run("COMMIT");

@@ -12,10 +12,6 @@ namespace {
 constexpr std::string_view kRecipients = "PERCPARCELLE";
 constexpr std::string_view kCode = "CFP";
 
-bool SameName(std::string_view a, std::string_view b) {
-  return text::Upper(text::FromUtf8(a)) == text::Upper(text::FromUtf8(b));
-}
-
 template <typename Items>
 void CheckNames(const Items& items) {
   std::vector<std::u16string> names;
@@ -44,19 +40,6 @@ std::string_view TypeName(Type type) {
       break;
   }
   return "BLOB";
-}
-
-// The places of those columns that the table has; `names` as in schema.h.
-std::vector<std::size_t> Places(const NewTable& table, std::string_view names) {
-  std::vector<std::size_t> places;
-  for (const std::string_view name : Words(names)) {
-    const auto found = std::ranges::find_if(
-        table.columns, [name](const NewColumn& column) { return SameName(column.name, name); });
-    if (found != table.columns.end()) {
-      places.push_back(static_cast<std::size_t>(found - table.columns.begin()));
-    }
-  }
-  return places;
 }
 
 bool HasColumn(const NewTable& table, std::string_view name) {
@@ -177,17 +160,6 @@ class TablePlan {
   Findings& findings_;
 };
 
-// As in a new archive. What it lacks is told by the table's own name.
-NewTable PlanMissing(const archivio::Table& known) {
-  NewTable table = {std::string(known.name)};
-  for (const archivio::Column& column : Columns(known)) {
-    table.columns.push_back({std::string(column.name), "TEXT"});
-  }
-  Findings ignored;
-  TablePlan(known, {}, table, ignored).Run();
-  return table;
-}
-
 }  // namespace
 
 std::vector<NewTable> Plan(const std::vector<OldTable>& old_tables,
@@ -208,7 +180,7 @@ std::vector<NewTable> Plan(const std::vector<OldTable>& old_tables,
           .Run();
       continue;
     }
-    tables.push_back(PlanMissing(known));
+    tables.push_back(ProgramTable(known));
     findings.texts.push_back(tables.back().Label() + "manca" +
                              (std::ranges::any_of(linked, same)
                                   ? " (è collegata, le sue righe sono in un altro file)."

@@ -1,0 +1,51 @@
+// The tables of an archive that is being made, anew or by a conversion, and the SQL that makes
+// them.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame/schema.h"
+
+namespace archivio {
+
+struct NewColumn {
+  std::string name;
+  std::string_view type;      // in SQL
+  bool ends_trimmed = false;  // blanks at the end make no difference
+  bool program_text = false;  // the program works with it, as a text
+};
+
+struct NewIndex {
+  std::string name;
+  bool unique = false;
+  std::vector<std::size_t> columns;  // their places in the table
+};
+
+struct NewTable {
+  std::string name;
+  // Of a conversion: the old table's columns come first, in their order, under their names but
+  // for one where all three of SQLite's row number are taken.
+  std::size_t declared = 0;     // rows, as the old archive counts them
+  std::size_t old_columns = 0;  // those that the rows bring along
+  std::vector<NewColumn> columns;
+  std::vector<NewIndex> indexes;
+
+  // For messages.
+  std::string Label() const { return "Tabella " + name + ": "; }
+};
+
+// A table of the program, as a new archive has it.
+NewTable ProgramTable(const Table& table);
+
+// The places of those columns that the table has; `names` as in schema.h.
+std::vector<std::size_t> Places(const NewTable& table, std::string_view names);
+
+std::string CreateText(const NewTable& table);
+std::string CreateText(const NewTable& table, const NewIndex& index);
+// The index's columns, separated by commas.
+std::string KeyText(const NewTable& table, const NewIndex& index);
+
+}  // namespace archivio
