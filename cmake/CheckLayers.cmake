@@ -16,7 +16,7 @@ function(layer files)
   set(layers ${n} PARENT_SCOPE)
 endfunction()
 
-set(text "platform/text/(text|conversion)\\.h")
+set(text "platform/text/(error|text|conversion)\\.h")
 set(system "platform/system/(errors|files|old_format|paths|process|registry|state)\\.h")
 set(engine "platform/engine/engine\\.h")
 set(toolkit "platform/toolkit/(application|control|document|form|keys)\\.h")

@@ -6,21 +6,21 @@
 #include <filesystem>
 #include <iosfwd>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "frame/schema.h"
+#include "platform/text/error.h"
 
 namespace archivio {
 
 inline constexpr long kMostRecipients = 1'000'000;
 
-// what() is Italian, UTF-8, for the user, and names the file or folder.
-class Failure : public std::runtime_error {
+// Its text names the file or folder.
+class Failure : public text::Error {
  public:
-  using std::runtime_error::runtime_error;
+  using text::Error::Error;
 };
 
 // All functions throw Failure, sqlite::Error or sys::FileError, whose what() are of

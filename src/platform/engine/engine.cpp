@@ -91,9 +91,6 @@ std::vector<std::string> OrderColumns(Scanner rest) {
 
 }  // namespace
 
-Error::Error(int number, std::u16string text)
-    : std::runtime_error(text::ToUtf8(text)), number_(number), text_(std::move(text)) {}
-
 std::u16string SideFile(std::u16string_view name) { return std::u16string(name) + u"-journal"; }
 
 bool WriteCutOff(std::u16string_view name) {

@@ -24,10 +24,12 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "platform/text/error.h"
 
 namespace engine {
 
@@ -55,16 +57,14 @@ enum ErrorNumber : int {
   kOther = 3000,         // anything else
 };
 
-class Error : public std::runtime_error {
+// Its text names file, table or index.
+class Error : public text::Error {
  public:
-  Error(int number, std::u16string text);
+  Error(int number, std::u16string text) : text::Error(std::move(text)), number_(number) {}
   int Number() const { return number_; }
-  // Italian, for the user: says what failed and names file, table or index.
-  const std::u16string& Text() const { return text_; }
 
  private:
   int number_;
-  std::u16string text_;
 };
 
 // Value of a column: a text, or Null.

@@ -145,9 +145,6 @@ void RefuseOddFiles(const std::filesystem::path& file) {
 
 }  // namespace
 
-Error::Error(sqlite::Cause cause, std::u16string text)
-    : std::runtime_error(text::ToUtf8(text)), cause_(cause), text_(std::move(text)) {}
-
 void Connection::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 
 Connection::Connection(const std::filesystem::path& file, Mode mode,

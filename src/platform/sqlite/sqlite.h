@@ -10,10 +10,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "platform/text/error.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -37,17 +39,14 @@ enum class Cause {
   kOther,
 };
 
-class Error : public std::runtime_error {
+// Its text names the file.
+class Error : public text::Error {
  public:
-  Error(sqlite::Cause cause, std::u16string text);
+  Error(sqlite::Cause cause, std::u16string text) : text::Error(std::move(text)), cause_(cause) {}
   sqlite::Cause Cause() const { return cause_; }
-  // An Italian sentence for the user that names the file; what() is the same in
-  // UTF-8.
-  const std::u16string& Text() const { return text_; }
 
  private:
   sqlite::Cause cause_;
-  std::u16string text_;
 };
 
 enum class Mode { kRead, kWrite };

@@ -68,7 +68,4 @@ void FailCreating(const std::filesystem::path& path, int error) {
                   u".");
 }
 
-FileError::FileError(std::u16string text)
-    : std::runtime_error(text::ToUtf8(text)), text_(std::move(text)) {}
-
 }  // namespace sys

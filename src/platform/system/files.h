@@ -2,22 +2,18 @@
 #pragma once
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/text/error.h"
+
 namespace sys {
 
-// A file operation failed. Text() is Italian, for the user, and names the file
-// and the cause.
-class FileError : public std::runtime_error {
+// A file operation failed. The text names the file and the cause.
+class FileError : public text::Error {
  public:
-  explicit FileError(std::u16string text);
-  const std::u16string& Text() const { return text_; }
-
- private:
-  std::u16string text_;
+  using text::Error::Error;
 };
 
 // True when this user may make and remove files in the folder.
