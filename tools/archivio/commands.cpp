@@ -1,14 +1,14 @@
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <exception>
 #include <map>
+#include <optional>
 #include <ostream>
 
 #include "archivio/archivio.h"
 #include "archivio/files.h"
 #include "archivio/interruption.h"
-#include "platform/system/errors.h"
+#include "platform/system/console.h"
 #include "platform/text/text.h"
 #include "version.h"
 
@@ -362,10 +362,9 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         << ". Aiuto: " << kProgram << " --help\n";
     return kWrongUsage;
   }
-  errno = 0;
-  if (!out.flush()) {
-    err << "Impossibile scrivere sull'uscita"
-        << (errno != 0 ? ": " + text::ToUtf8(sys::CauseOf("/dev/stdout", errno)) : "") << ".\n";
+  if (const std::optional<std::u16string> fault = sys::FlushFault(out)) {
+    err << "Impossibile scrivere sull'uscita" << (fault->empty() ? "" : ": ")
+        << text::ToUtf8(*fault) << ".\n";
     return status == kDone ? kFailed : status;
   }
   return status;

@@ -1,15 +1,13 @@
 #include "archivio/files.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
+#include <string>
+#include <system_error>
 
 #include "archivio/archivio.h"
 #include "archivio/interruption.h"
 #include "platform/engine/engine.h"
 #include "platform/system/errors.h"
+#include "platform/system/input_file.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
@@ -29,16 +27,9 @@ void RefuseExisting(const fs::path& file) {
 
 std::string ReadInput(const fs::path& file) {
   constexpr std::size_t kMost = std::size_t{1} << 30;
-  // A pipe waits for who writes; a device may never end.
-  std::error_code error;
-  const fs::file_type type = fs::status(file, error).type();
-  if (type == fs::file_type::directory || type == fs::file_type::character ||
-      type == fs::file_type::block) {
-    sys::FailReading(file, type == fs::file_type::directory ? EISDIR : ENXIO);
-  }
-  const sys::Fd descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
-  if (!descriptor) {
-    sys::FailReading(file, errno);
+  sys::InputFile input;
+  if (const std::error_code error = input.Open(file, sys::InputFile::Kind::kPlainOrPipe)) {
+    sys::FailReading(file, error);
   }
   std::string bytes;
   std::size_t size = 0;
@@ -46,15 +37,16 @@ std::string ReadInput(const fs::path& file) {
     constexpr std::size_t kStep = std::size_t{1} << 20;
     bytes.resize(size + kStep);
     CheckInterrupted();
-    const ssize_t got = read(descriptor.Get(), bytes.data() + size, kStep);
-    if (got < 0 && errno != EINTR) {
-      sys::FailReading(file, errno);
+    std::error_code error;
+    const std::size_t got = input.Read(bytes.data() + size, kStep, error);
+    if (error && error != std::errc::interrupted) {
+      sys::FailReading(file, error);
     }
-    size += got > 0 ? static_cast<std::size_t>(got) : 0;
+    size += got;
     if (size > kMost) {
-      sys::FailReading(file, EFBIG);
+      sys::FailReading(file, std::make_error_code(std::errc::file_too_large));
     }
-    if (got == 0) {
+    if (got == 0 && !error) {
       bytes.resize(size);
       return bytes;
     }
@@ -62,8 +54,8 @@ std::string ReadInput(const fs::path& file) {
 }
 
 void CheckReadable(const fs::path& file) {
-  if (!sys::OpenPlainFile(file)) {
-    sys::FailReading(file, errno);
+  if (const std::error_code error = sys::InputFile().Open(file)) {
+    sys::FailReading(file, error);
   }
 }
 
@@ -78,7 +70,7 @@ namespace {
 std::u16string Refused(const fs::path& file) {
   RefuseExisting(file);
   for (const char* const side : {"-journal", "-wal"}) {
-    RefuseExisting(file.native() + side);
+    RefuseExisting(sys::Beside(file, side));
   }
   return sys::PathText(file);
 }
@@ -109,9 +101,10 @@ NewFolders::NewFolders(const fs::path& folder) {
                   " non è una cartella.");
   }
   for (; !missing.empty(); missing.pop_back()) {
-    if (mkdir(missing.back().c_str(), 0777) != 0) {
+    if (!fs::create_directory(missing.back(), error)) {
+      error = error ? error : std::make_error_code(std::errc::file_exists);
       throw Failure("Impossibile creare la cartella " + NameOf(missing.back()) + ": " +
-                    text::ToUtf8(sys::CauseOf(missing.back(), errno)) + ".");
+                    text::ToUtf8(sys::CauseOf(missing.back(), error)) + ".");
     }
     made_.push_back(missing.back());
   }
@@ -119,7 +112,8 @@ NewFolders::NewFolders(const fs::path& folder) {
 
 NewFolders::~NewFolders() {
   for (; !made_.empty(); made_.pop_back()) {
-    rmdir(made_.back().c_str());
+    std::error_code ignored;
+    fs::remove(made_.back(), ignored);
   }
 }
 

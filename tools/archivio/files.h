@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "platform/sqlite/sqlite.h"
-#include "platform/system/fd.h"
 #include "platform/system/new_file.h"
 
 namespace archivio {

@@ -129,8 +129,7 @@ void RefuseOddFiles(const std::filesystem::path& file) {
   std::error_code missing;
   const std::filesystem::path real = std::filesystem::canonical(file, missing);
   for (const char* const side : {"", "-journal", "-wal", "-shm"}) {
-    std::filesystem::path name = missing ? file : real;
-    name += side;
+    const std::filesystem::path name = sys::Beside(missing ? file : real, side);
     std::error_code ignored;
     const file_type type = std::filesystem::status(name, ignored).type();
     const bool odd = type == file_type::block || type == file_type::character ||

@@ -1,69 +1,63 @@
 #include "platform/system/errors.h"
 
-#include <cerrno>
-
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 
 namespace sys {
 
-std::u16string CauseOf(const std::filesystem::path& path, int error) {
-  switch (error) {
-    case ENOENT:
-      return u"il file o la cartella non esiste";
-    case ENOTDIR:
-      return u"una parte del percorso non è una cartella";
-    case EISDIR:
-      return u"è una cartella, non un file";
-    case EINVAL:
-      return u"il nome o il tipo di file non è valido";
-    case ENXIO:
-    case ENODEV:
-      return u"è una pipe o un dispositivo, non un file";
-    case ENAMETOOLONG:
-      return u"il nome è troppo lungo";
-    case ELOOP:
-      return u"i collegamenti simbolici del percorso girano in tondo";
-    case EEXIST:
-      return u"esiste già";
-    case EACCES:
-    case EPERM:
-      return u"mancano i permessi";
-    case EROFS:
-      return u"il disco è in sola lettura";
-    case ENOSPC:
-      return u"lo spazio sul disco " + PathText(DiskOf(path)) + u" è esaurito";
-    case EDQUOT:
-      return u"la quota di spazio su disco dell'utente è esaurita";
-    case EOPNOTSUPP:
-      return u"il disco non offre le operazioni necessarie";
-    case EFBIG:
-      return u"il file è troppo grande per questo disco, o per il limite posto all'utente";
-    case EIO:
-      return u"errore del disco durante la lettura o la scrittura";
-    case EBUSY:
-    case ETXTBSY:
-      return u"il file è in uso";
-    case EMFILE:
-    case ENFILE:
-      return u"troppi file aperti";
-    case ENOMEM:
-      return u"la memoria è esaurita";
-    default:
-      return u"errore di sistema " + text::Decimal(error);
+namespace {
+
+constexpr struct {
+  std::errc error;
+  std::u16string_view cause;
+} kCauses[] = {
+    {std::errc::no_such_file_or_directory, u"il file o la cartella non esiste"},
+    {std::errc::not_a_directory, u"una parte del percorso non è una cartella"},
+    {std::errc::is_a_directory, u"è una cartella, non un file"},
+    {std::errc::invalid_argument, u"il nome o il tipo di file non è valido"},
+    {std::errc::no_such_device_or_address, u"è una pipe o un dispositivo, non un file"},
+    {std::errc::no_such_device, u"è una pipe o un dispositivo, non un file"},
+    {std::errc::filename_too_long, u"il nome è troppo lungo"},
+    {std::errc::too_many_symbolic_link_levels,
+     u"i collegamenti simbolici del percorso girano in tondo"},
+    {std::errc::file_exists, u"esiste già"},
+    {std::errc::permission_denied, u"mancano i permessi"},
+    {std::errc::operation_not_permitted, u"mancano i permessi"},
+    {std::errc::read_only_file_system, u"il disco è in sola lettura"},
+    {std::errc::operation_not_supported, u"il disco non offre le operazioni necessarie"},
+    {std::errc::file_too_large,
+     u"il file è troppo grande per questo disco, o per il limite posto all'utente"},
+    {std::errc::io_error, u"errore del disco durante la lettura o la scrittura"},
+    {std::errc::device_or_resource_busy, u"il file è in uso"},
+    {std::errc::text_file_busy, u"il file è in uso"},
+    {std::errc::too_many_files_open, u"troppi file aperti"},
+    {std::errc::too_many_files_open_in_system, u"troppi file aperti"},
+    {std::errc::not_enough_memory, u"la memoria è esaurita"},
+};
+
+}  // namespace
+
+std::u16string CauseOf(const std::filesystem::path& path, const std::error_code& error) {
+  if (error == std::errc::no_space_on_device) {
+    return u"lo spazio sul disco " + PathText(DiskOf(path)) + u" è esaurito";
   }
+  if (IsOverQuota(error)) {
+    return u"la quota di spazio su disco dell'utente è esaurita";
+  }
+  for (const auto& known : kCauses) {
+    if (error == known.error) {
+      return std::u16string(known.cause);
+    }
+  }
+  return u"errore di sistema " + text::Decimal(error.value());
 }
 
-bool IsOverQuota(const std::error_code& error) {
-  return error == std::error_code(EDQUOT, std::system_category());
-}
-
-void FailReading(const std::filesystem::path& path, int error) {
+void FailReading(const std::filesystem::path& path, const std::error_code& error) {
   throw FileError(u"Impossibile leggere il file " + PathText(path) + u": " + CauseOf(path, error) +
                   u".");
 }
 
-void FailCreating(const std::filesystem::path& path, int error) {
+void FailCreating(const std::filesystem::path& path, const std::error_code& error) {
   throw FileError(u"Impossibile creare il file " + PathText(path) + u": " + CauseOf(path, error) +
                   u".");
 }

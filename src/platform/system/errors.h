@@ -1,4 +1,4 @@
-// Failures of the system's calls on files as FileError. `error` is errno.
+// Failures of the system's calls on files as FileError.
 #pragma once
 
 #include <filesystem>
@@ -10,12 +10,12 @@ namespace sys {
 
 // What has gone wrong with `path`, as a clause. A full disk is named by the folder
 // where it is mounted.
-std::u16string CauseOf(const std::filesystem::path& path, int error);
+std::u16string CauseOf(const std::filesystem::path& path, const std::error_code& error);
 
 // The user's share of the disk is used up, for which std::errc has no name.
 bool IsOverQuota(const std::error_code& error);
 
-[[noreturn]] void FailReading(const std::filesystem::path& path, int error);
-[[noreturn]] void FailCreating(const std::filesystem::path& path, int error);
+[[noreturn]] void FailReading(const std::filesystem::path& path, const std::error_code& error);
+[[noreturn]] void FailCreating(const std::filesystem::path& path, const std::error_code& error);
 
 }  // namespace sys

@@ -1,6 +1,7 @@
 // Operations on whole files. Names are those of paths.h.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -34,7 +35,7 @@ enum class Access {
 
 // How many names in all lead to the file; 1 where that can't be told. A link that names
 // another name doesn't count.
-unsigned long NamesOf(std::u16string_view name);
+std::uintmax_t NamesOf(std::u16string_view name);
 
 // Copies the plain file `from` to the new file `to`, in a folder that exists. One that is
 // larger than the room on the disk is refused at once. `to`

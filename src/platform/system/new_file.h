@@ -1,14 +1,13 @@
 // A file that appears whole or not at all.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <filesystem>
-#include <string>
+#include <memory>
 #include <string_view>
+#include <system_error>
 
-#include "platform/system/fd.h"
 #include "platform/system/files.h"
+#include "platform/system/input_file.h"
 
 namespace sys {
 
@@ -31,37 +30,22 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  const std::filesystem::path& Name() const { return file_; }
+  const std::filesystem::path& Name() const;
   // The hidden name, for others to write to until Place.
-  const std::filesystem::path& Growing() const { return growing_; }
-  int Descriptor() const { return descriptor_.Get(); }
+  const std::filesystem::path& Growing() const;
 
   // Appends to what Write has written.
   void Write(std::string_view bytes);
+  // Appends what is left of `source`, and returns why that can't be read.
+  std::error_code WriteRest(InputFile& source);
   // Gives the file its name, once it is on disk. Where it throws there is under that name
   // what was there before, or, if only the folder's own entry could not be written to
   // disk, the whole file.
   void Place();
 
  private:
-  void OpenFolder(const std::string& wanted);
-  void AwaitTurn();
-  void RemoveLeftovers();
-  bool Create();
-  mode_t Mode();
-  void SetMode(mode_t mode);
-  void GiveName();
-  void SyncFolder();
-
-  std::filesystem::path file_;
-  Access access_;
-  Existing existing_;
-  std::filesystem::path path_;     // of the folder
-  std::filesystem::path growing_;  // empty when there is none
-  Fd folder_;
-  Fd turn_;  // holds the folder's lock
-  Fd descriptor_;
-  struct stat folder_info_ = {};
+  class Growth;
+  std::unique_ptr<Growth> growth_;
 };
 
 }  // namespace sys

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "platform/system/fd.h"
+#include "platform/system/input_file.h"
 #include "platform/system/paths.h"
 
 namespace sys {
@@ -11,9 +11,9 @@ using namespace std::literals;
 
 OldFormat FindOldFormat(std::u16string_view name) {
   std::array<char, 21> head = {};
-  const Fd file = OpenPlainFile(ResolvePath(name));
-  const bool whole = file && Unbroken([&] { return read(file.Get(), head.data(), head.size()); }) ==
-                                 static_cast<ssize_t>(head.size());
+  InputFile file;
+  std::error_code error = file.Open(ResolvePath(name));
+  const bool whole = !error && file.Read(head.data(), head.size(), error) == head.size();
   const std::string_view engine(head.data() + 4, 16);
   if (!whole || (engine != "Standard Jet DB\0"sv && engine != "Standard ACE DB\0"sv)) {
     return OldFormat::kNone;

@@ -23,6 +23,9 @@ std::filesystem::path DiskOf(const std::filesystem::path& path);
 // The path as a text for the user.
 std::u16string PathText(const std::filesystem::path& path);
 
+// The file of the same name with `ending` after it.
+std::filesystem::path Beside(const std::filesystem::path& path, std::string_view ending);
+
 // The path in UTF-8, as libraries take names; where the system's names are bytes, those
 // bytes, which need not be UTF-8. PathOf is its inverse.
 std::string PathBytes(const std::filesystem::path& path);

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/system/fd.h"
+#include "platform/system/input_file.h"
 #include "platform/text/text.h"
 
 namespace sys {
@@ -36,22 +36,21 @@ constexpr std::size_t kMaxFile = std::size_t{8} << 20;
 
 // Empty where there is nothing to read, or too much.
 std::string ReadFile(const std::filesystem::path& path) {
-  const Fd file = OpenPlainFile(path);
-  if (!file) {
-    return {};
-  }
+  InputFile file;
+  std::error_code error = file.Open(path);
   std::string bytes;
   std::array<char, 1 << 16> buffer;
-  for (;;) {
-    const ssize_t got = Unbroken([&] { return read(file.Get(), buffer.data(), buffer.size()); });
-    if (got < 0 || bytes.size() > kMaxFile) {
-      return {};
-    }
-    if (got == 0) {
+  while (!error) {
+    const std::size_t got = file.Read(buffer.data(), buffer.size(), error);
+    if (got == 0 && !error) {
       return bytes;
     }
-    bytes.append(buffer.data(), static_cast<std::size_t>(got));
+    bytes.append(buffer.data(), got);
+    if (bytes.size() > kMaxFile) {
+      break;
+    }
   }
+  return {};
 }
 
 char16_t FromWindows1252(unsigned char byte) {

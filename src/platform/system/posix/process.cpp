@@ -14,8 +14,8 @@
 #include <string>
 #include <system_error>
 
-#include "platform/system/fd.h"
 #include "platform/system/paths.h"
+#include "platform/system/posix/fd.h"
 
 namespace sys {
 

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <system_error>
 #include <utility>
+
+#include "platform/system/input_file.h"
 
 namespace sys {
 
@@ -34,10 +36,8 @@ class Fd {
   int fd_;
 };
 
-// A plain file opened for reading. Whatever else has the name is refused at once, with
-// EISDIR or ENXIO in errno: a pipe would keep us waiting, and a device may act on being
-// opened.
-Fd OpenPlainFile(const std::filesystem::path& path);
+// Of the call that has just failed.
+inline std::error_code LastError() { return {errno, std::system_category()}; }
 
 // Calls `operation` again for as long as a signal cuts it short.
 template <typename Operation>
@@ -48,5 +48,11 @@ auto Unbroken(Operation operation) {
   }
   return result;
 }
+
+struct InputFile::Native {
+  Fd descriptor;
+  bool plain = true;
+  std::uint64_t size = 0;
+};
 
 }  // namespace sys

@@ -1,0 +1,20 @@
+#include "platform/system/console.h"
+
+#include <unistd.h>
+
+#include "platform/system/errors.h"
+#include "platform/system/posix/fd.h"
+
+namespace sys {
+
+bool ErrorsOnTerminal() { return isatty(STDERR_FILENO) != 0; }
+
+std::optional<std::u16string> FlushFault(std::ostream& out) {
+  errno = 0;
+  if (out.flush()) {
+    return std::nullopt;
+  }
+  return errno == 0 ? std::u16string() : CauseOf("/dev/stdout", LastError());
+}
+
+}  // namespace sys
