@@ -278,30 +278,33 @@ TEST_F(Desktop, SpeaksToScreenReaders) {
 
 TEST_F(Desktop, MessageBoxes) {
   std::vector<QString> seen;
-  int toClick = kNo;
   window->whenAsked = [&](QMessageBox& box, const Message& message) {
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
     EXPECT_EQ(box.textFormat(), Qt::PlainText);
     EXPECT_EQ(static_cast<QAbstractButton*>(box.defaultButton()),
-              desktop::Window::AnswerButton(box, message.buttons[0].code));
+              desktop::Window::AnswerButton(box, message.preset));
     seen.push_back(box.windowTitle() + '|' + box.text() + '|' + QString::number(box.icon()));
-    QTest::keyClick(&box, Qt::Key_Escape);
-    box.close();
-    if (box.isVisible()) {
-      QTest::mouseClick(desktop::Window::AnswerButton(box, toClick), Qt::LeftButton);
+    if (message.text == u"sì") {
+      QTest::mouseClick(desktop::Window::AnswerButton(box, kYes), Qt::LeftButton);
+    } else if (message.text == u"chiusa") {
+      box.close();
+    } else {
+      QTest::keyClick(&box, message.text == u"Invio" ? Qt::Key_Return : Qt::Key_Escape);
     }
   };
   EXPECT_EQ(MsgBox(u"prima", kInformation, u"T"), kOk);  // before the form shows
   Show();
   Screen.MousePointer = 11;
   EXPECT_EQ(MsgBox(u"a\r<b>&c", kYesNo + kQuestion, u"T"), kNo);
-  toClick = kYes;
-  EXPECT_EQ(MsgBox(u"x", kYesNo + kCritical, u"T"), kYes);
+  EXPECT_EQ(MsgBox(u"sì", kYesNo + kCritical, u"T"), kYes);
   EXPECT_NE(QGuiApplication::overrideCursor(), nullptr);
+  EXPECT_EQ(MsgBox(u"chiusa", kYesNo, u"T"), kNo);
+  EXPECT_EQ(MsgBox(u"Invio", kYesNo, u"T"), kYes);
+  EXPECT_EQ(MsgBox(u"Invio", kYesNo + kQuestion + kDefaultSecond, u"T"), kNo);
   EXPECT_EQ(MsgBox(u"x", kYesNoCancel + kQuestion, u"T"), kCancel);
-  ASSERT_EQ(seen.size(), 4U);
+  ASSERT_EQ(seen.size(), 7U);
   EXPECT_EQ(seen[1], "T|a\n<b>&c|4");
-  EXPECT_EQ(seen[2], "T|x|3");
+  EXPECT_EQ(seen[2], "T|sì|3");
   Screen.MousePointer = 0;
   window->Sync();
 }

@@ -253,19 +253,29 @@ class World:
         else:
             assert not gone + new + other and not lost and not moved, f'{gone} {new} {other} {lost} {moved}'
 
+    def differences(self, user, now, text):
+        """The question tells what the archive has and what the screen, of five fields at most."""
+        blank = {f: '00000000' if f == 4 else '' for f in FIELDS}
+        screen = (user.loaded or blank | user.inserted) | user.typed
+        differ = [(now[f], screen[f]) for f in FIELDS if now[f] != screen[f]] if now else []
+        told = re.findall(r'ora \\"(.*?)\\", sullo schermo \\"(.*?)\\"', text)
+        assert len(told) == min(5, len(differ)) and set(told) <= set(differ), f'{told}, not {differ}'
+
     def settled(self, user, code):
         """What the screen shows now, and whether a question was due."""
         if user.question:
             text = user.asked = user.question[1]
             if user.there is None:
                 user.there = code in self.rows
-            if user.question[0] == 36 and 'Partita IVA' not in text:
+            if user.question[0] == 292:
                 now = self.rows.get(code)
+                self.differences(user, now, text)
+                text = user.asked = re.sub(r'\\r\\r[^\\]*: ora \\".*(\\r\\rRegistrare)', r'\1', text)
                 self.count('clash')
                 assert now != user.loaded and now not in user.seen, f'asked for nothing: {text}'
                 due = GONE if now is None else TAKEN if user.loaded is None else CHANGED
                 assert text == due or user.seen and text in CLASHES, f'{due} was due: {text}'
-                user.told_of = now
+                user.question, user.told_of = (292, text), now
             return
         saved = user.look['FlagErroreCampi'] == '0'
         ignored = any(line.startswith('ignored') for line in user.told)

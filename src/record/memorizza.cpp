@@ -4,6 +4,7 @@
 
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#include "platform/text/text.h"
 #include "record/record.h"
 
 namespace ANAGPARC {
@@ -55,18 +56,58 @@ bool STESSARIGA(const std::optional<Percettore>& a, const std::optional<Percetto
   return a && b ? std::equal(a->begin() + 1, a->end(), b->begin() + 1) : !a && !b;
 }
 
+// A value between quotation marks, which may be of any length in a foreign archive.
+std::u16string CITATO(std::u16string_view valore) {
+  constexpr std::size_t kMassimo = 40;
+  return u'"' + std::u16string(valore.substr(0, kMassimo)) +
+         (valore.size() > kMassimo ? u"…\"" : u"\"");
+}
+
+// The fields in which the table's row differs from the screen, a line each: first those that
+// another program has changed since `nota`, then the user's own changes. At most five, and how
+// many more; "" where they show the same.
+std::u16string DIFFERENZE(const std::optional<Percettore>& nota, const Percettore& trovata) {
+  constexpr int kMassime = 5;
+  std::u16string righe;
+  int quante = 0;
+  for (const bool cambiati : {true, false}) {
+    for (const regole::CampoPercettore& campo : regole::kCampi) {
+      const std::u16string& valore = trovata[POSTO(campo)];
+      const std::u16string ora = regole::TESTOASCHERMO(campo, valore);
+      const std::u16string& testo = Text1(campo.indice).Text();
+      const bool cambiato = !nota || valore != nota->at(POSTO(campo));
+      if (campo.genere == regole::Genere::kCodice || cambiato != cambiati || ora == testo ||
+          ++quante > kMassime) {
+        continue;
+      }
+      const bool unica = std::ranges::count(regole::kCampi, campo.etichetta,
+                                            &regole::CampoPercettore::etichetta) == 1;
+      righe += u'\r';
+      righe += unica ? campo.etichetta : campo.nome;
+      righe += u": ora " + CITATO(ora) + u", sullo schermo " + CITATO(testo);
+    }
+  }
+  if (quante > kMassime) {
+    const int altri = quante - kMassime;
+    righe += altri == 1 ? u"\re un altro campo" : u"\re altri " + text::Decimal(altri) + u" campi";
+  }
+  return righe.empty() ? righe : u'\r' + righe;
+}
+
 // Asks whether to write, where the table has `trovata` in place of `nota`.
 bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percettore>& trovata) {
-  const auto chiede = [](std::u16string_view fatto, std::u16string_view domanda) {
-    return toolkit::MsgBox(std::u16string(fatto) + u"\r\r" + std::u16string(domanda),
-                           toolkit::kYesNo | toolkit::kQuestion, Titolo()) == toolkit::kYes;
+  const auto chiede = [](const std::u16string& fatto, std::u16string_view domanda) {
+    return toolkit::MsgBox(fatto + u"\r\r" + std::u16string(domanda),
+                           toolkit::kYesNo | toolkit::kQuestion | toolkit::kDefaultSecond,
+                           Titolo()) == toolkit::kYes;
   };
   if (!trovata) {
-    return chiede(kPercettoreSparito, u"Registrarlo di nuovo ?");
+    return chiede(std::u16string(kPercettoreSparito), u"Registrarlo di nuovo ?");
   }
   return chiede(
-      nota ? u"La scheda è stata modificata da un altro programma dopo che è stata aperta."
-           : u"Il codice fiscale è già nell'archivio: è stato inserito da un altro programma.",
+      (nota ? u"La scheda è stata modificata da un altro programma dopo che è stata aperta."
+            : u"Il codice fiscale è già nell'archivio: è stato inserito da un altro programma.") +
+          DIFFERENZE(nota, *trovata),
       u"Registrare ugualmente quello che è sullo schermo ?");
 }
 

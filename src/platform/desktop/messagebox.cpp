@@ -1,7 +1,6 @@
 #include "platform/desktop/messagebox.h"
 
-#include <QCloseEvent>
-#include <QKeyEvent>
+#include <QEvent>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -18,11 +17,9 @@ namespace {
 // Property of a box's button: the code that it answers.
 constexpr const char* kAnswer = "answer";
 
-// A message box that Escape and the frame's button close only where they have
-// an answer to give; Qt would take "No" for one.
 class Box : public QMessageBox {
  public:
-  Box(QWidget* parent, bool escapable) : QMessageBox(parent), escapable_(escapable) {}
+  using QMessageBox::QMessageBox;
 
  protected:
   // Qt widens a box for its title only by the box's own font and up to a part of
@@ -42,21 +39,6 @@ class Box : public QMessageBox {
     }
     return taken;
   }
-  void keyPressEvent(QKeyEvent* event) override {
-    if (escapable_ || !event->matches(QKeySequence::Cancel)) {
-      QMessageBox::keyPressEvent(event);
-    }
-  }
-  void closeEvent(QCloseEvent* event) override {
-    if (escapable_) {
-      QMessageBox::closeEvent(event);
-    } else {
-      event->ignore();
-    }
-  }
-
- private:
-  bool escapable_;
 };
 
 // A path too long for a line may go on in the next one after each slash. Of one without
@@ -105,10 +87,9 @@ QMessageBox::Icon IconOf(toolkit::MessageIcon icon) {
 
 int ShowMessage(QWidget* parent, const toolkit::Message& message,
                 const std::function<void(QMessageBox&)>& whenUp) {
-  Box box(parent, message.escape != 0);
+  Box box(parent);
   box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                     Qt::WindowSystemMenuHint |
-                     (message.escape != 0 ? Qt::WindowCloseButtonHint : Qt::WindowFlags()));
+                     Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
   box.setFont(BoxFont());
   box.setWindowTitle(Display(message.title));
   box.setTextFormat(Qt::PlainText);
@@ -117,10 +98,10 @@ int ShowMessage(QWidget* parent, const toolkit::Message& message,
   for (const toolkit::MessageButton& button : message.buttons) {
     QPushButton* made = box.addButton(Display(button.caption), RoleOf(button.code));
     made->setProperty(kAnswer, button.code);
-    if (&button == &message.buttons.front()) {
+    if (button.code == message.preset) {
       box.setDefaultButton(made);
     }
-    if (button.code == message.escape) {
+    if (button.code == LeastAnswer(message)) {
       box.setEscapeButton(made);
     }
   }

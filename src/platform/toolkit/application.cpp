@@ -19,15 +19,14 @@ Message Describe(std::u16string_view text, int flags, std::u16string_view title)
   switch (flags & 0x0F) {
     case kYesNoCancel:
       message.buttons = {{kYes, u"&Sì"}, {kNo, u"&No"}, {kCancel, u"Annulla"}};
-      message.escape = kCancel;
       break;
-    case kYesNo:  // a question that wants an answer: Escape gives none
+    case kYesNo:
       message.buttons = {{kYes, u"&Sì"}, {kNo, u"&No"}};
       break;
     default:
       message.buttons = {{kOk, u"OK"}};
-      message.escape = kOk;
   }
+  message.preset = message.buttons[(flags & kDefaultSecond) != 0 ? 1 : 0].code;
   switch (flags & 0xF0) {
     case kCritical:
       message.icon = MessageIcon::Critical;
@@ -55,7 +54,7 @@ int MsgBox(std::u16string_view text, int flags, std::u16string_view title) {
   if (app.atRest) {
     app.atRest();
   }
-  const int answer = app.view != nullptr ? app.view->Ask(message) : message.buttons[0].code;
+  const int answer = app.view != nullptr ? app.view->Ask(message) : message.preset;
   if (app.witness != nullptr) {
     app.witness->MessageShown(message, answer);
   }

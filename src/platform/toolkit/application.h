@@ -24,9 +24,10 @@ struct Message {
   std::u16string text;  // lines divided by code 13
   int flags = 0;
   std::u16string title;
-  std::vector<MessageButton> buttons;  // the first one is the default
+  // The last one does least: Cancel, else No, else OK. Escape answers it.
+  std::vector<MessageButton> buttons;
   MessageIcon icon = MessageIcon::None;
-  int escape = 0;  // what the Escape key answers; 0: nothing
+  int preset = 0;  // the code of the default button, which Enter presses
 };
 
 // A screen. Its members are called while an event runs.
@@ -58,7 +59,7 @@ class Witness {
 
 // Set up once by the program's main function, before the form is loaded.
 struct Application {
-  View* view = nullptr;  // null: no screen; boxes answer their first button
+  View* view = nullptr;  // null: no screen; boxes answer their default button
   Witness* witness = nullptr;
   std::u16string commandLine;  // after the program's name
   std::function<bool(std::u16string_view title)> activate;
@@ -80,9 +81,11 @@ struct ScreenObject {
 };
 extern ScreenObject Screen;
 
-// Flags of a message box: buttons plus icon. Results: the button's code.
+// Flags of a message box: buttons plus icon, plus kDefaultSecond where there are two buttons or
+// more and the second is to be the default. Results: the button's code.
 constexpr int kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4;
 constexpr int kCritical = 16, kQuestion = 32, kExclamation = 48, kInformation = 64;
+constexpr int kDefaultSecond = 256;
 constexpr int kOk = 1, kCancel = 2, kYes = 6, kNo = 7;
 
 // Modal message box; a line end in the text is code 13.
