@@ -161,7 +161,7 @@ void INSERIMENTO(Righe& t) {
   COLLOCARIQUADRO(t, FrmInserimento, &FrmSelezione, kPostoPannello, u"Inserimento", {.Visible = false, .Edge = Border::Line}, &Label2(2));
   COLLOCAETICHETTA(t, Label2(2), f, {180, 150, 4275, 285}, u"Inserimento nuova anagrafica ", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   COLLOCAETICHETTA(t, Label2(1), f, {180, 600, 4275, 210}, u"Codice Fiscale");
-  COLLOCACASELLA(t, TEXTCF, f, Label2(1), {180, 825, 1830, 315}, u"TTTFFF60T45F205T", {.TabIndex = 37, .MaxLength = 16});
+  COLLOCACASELLA(t, TEXTCF, f, Label2(1), {180, 825, 1830, 315}, u"TTTFFF60T45F205T", {.TabIndex = 37, .MaxLength = 16, .Trims = true});
   COLLOCAETICHETTA(t, Label2(4), f, {180, 1230, 4275, 210}, u"Cognome o Denom.");
   COLLOCACASELLA(t, TextCOGNO, f, Label2(4), {180, 1455, 3195, 315}, u"", {.TabIndex = 38, .MaxLength = 30});
   COLLOCAETICHETTA(t, Label2(5), f, {180, 1860, 4275, 210}, u"Nome");
@@ -177,7 +177,7 @@ void CAMBIOCODICE(Righe& t) {
   COLLOCAETICHETTA(t, Label2(14), f, {180, 720, 1650, 210}, u"Cod.fiscale vecchio");
   COLLOCAVALORE(t, Label2(11), f, {1905, 660, 1890, 315});
   COLLOCAETICHETTA(t, Label2(12), f, {180, 1170, 1650, 210}, u"Cod.fiscale nuovo");
-  COLLOCACASELLA(t, Text2, f, Label2(12), {1905, 1110, 1890, 315}, u"", {.TabIndex = 29, .MaxLength = 16});
+  COLLOCACASELLA(t, Text2, f, Label2(12), {1905, 1110, 1890, 315}, u"", {.TabIndex = 29, .MaxLength = 16, .Trims = true});
   COLLOCAETICHETTA(t, Label2(13), f, {180, 1575, 4275, 630}, u"Il programma attribuisce il nuovo codice fiscale al percettore e ai relativi quadri compilati");
   COLLOCAETICHETTA(t, Label2(15), f, {180, 2310, 4275, 240}, u"Attendere prego....cambio codice fiscale in corso", {.Visible = false, .ForeColor = kSuSfondo, .Face = Font::Bold});
   COLLOCAPULSANTE(t, CmdAnnullaCF, f, {180, 2670, 2070, 645}, u"&Annulla", {.TabIndex = 30});
@@ -276,6 +276,8 @@ void COLLEGAEVENTI() {
   Me.ResizeEvent = Form_Resize;
   Me.UnloadEvent = Form_Unload;
   Me.KeyDown = Form_KeyDown;
+  // Selecting a row gives up an insertion that was begun: only a hand on the list may do that.
+  Me.SearchList = [] { return List1.CanFocus() && !FrmInserimento.Visible() ? &List1 : nullptr; };
 
   Frmmoduli(0).Click = [] { Frmmoduli_Click(0); };
   List1.Click = List1_Click;

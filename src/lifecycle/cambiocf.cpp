@@ -93,8 +93,7 @@ void CmdConfermaCF_Click() {
     return;
   }
   const bool presente = CERCAPERCETTORE(CFCorrente);
-  if (!CODICEACCETTATO(CFNuovo)) {
-    FERMASU(Text2);
+  if (!CODICEACCETTATO(CFNuovo, Text2)) {
     return;
   }
   RispostaUtente = static_cast<std::int16_t>(

@@ -108,8 +108,9 @@ void Cmdcancella_Click() {
   switch (esito) {
     case Esito::kRinuncia:
       FlagVariazioni = 0;
-      return;
+      [[fallthrough]];
     case Esito::kNonTrovato:
+      List1.SetFocus();  // on the button the next blank would ask again
       return;
     case Esito::kSparito:
       toolkit::MsgBox(std::u16string(kPercettoreSparito) + u"\r\rNon è stato cancellato nulla.",

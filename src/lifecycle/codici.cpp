@@ -7,10 +7,20 @@
 
 namespace ANAGPARC {
 
-bool CODICEACCETTATO(const std::u16string& codice) {
+bool CODICEACCETTATO(const std::u16string& codice, toolkit::TextBox& casella) {
   using enum regole::EsitoCodice;
-  const auto avvisa = [](const char16_t* testo, int caselle) {
-    return toolkit::MsgBox(testo, caselle, Titolo());
+  const auto rifiuta = [&casella](const char16_t* testo) {
+    toolkit::MsgBox(testo, toolkit::kInformation, Titolo());
+    FERMASU(casella);
+    return false;
+  };
+  const auto chiede = [&casella](const char16_t* testo, int icona) {
+    if (toolkit::MsgBox(testo, toolkit::kYesNo | icona, Titolo()) == toolkit::kYes) {
+      return true;
+    }
+    FERMASU(casella);
+    casella.SelectAll();
+    return false;
   };
   // The outcome of the check of the last character passes through IndiceCampo: 0 good, 1 wrong.
   double& controllo = MOD770BAS::IndiceCampo;
@@ -19,19 +29,17 @@ bool CODICEACCETTATO(const std::u16string& codice) {
       controllo = 0;
       return true;
     case kLunghezzaPartitaIva:
-      avvisa(u"Lunghezza partita IVA errata", toolkit::kInformation);
-      return false;
+      return rifiuta(u"Lunghezza partita IVA errata");
     case kPartitaIvaErrata:
       controllo = 1;
-      return avvisa(u"Partita IVA formalmente errata\r\rVuoi proseguire ugualmente ?",
-                    toolkit::kYesNo | toolkit::kQuestion) == toolkit::kYes;
+      return chiede(u"Partita IVA formalmente errata\r\rVuoi proseguire ugualmente ?",
+                    toolkit::kQuestion);
     case kLunghezzaCodiceFiscale:
-      avvisa(u"Lunghezza codice fiscale errata", toolkit::kInformation);
-      return false;
+      return rifiuta(u"Lunghezza codice fiscale errata");
     case kCodiceFiscaleErrato:
       controllo = 1;
-      return avvisa(u"Codice fiscale formalmente errato\r\rVuoi proseguire ugualmente",
-                    toolkit::kYesNo | toolkit::kInformation) == toolkit::kYes;
+      return chiede(u"Codice fiscale formalmente errato\r\rVuoi proseguire ugualmente",
+                    toolkit::kInformation);
   }
   return false;
 }

@@ -11,9 +11,10 @@ namespace ANAGPARC {
 // The test by form of a code, whose kind its own text decides: a number is a
 // VAT number of 11 characters, anything else a fiscal code of 16, blanks at the
 // ends not counted. A wrong length is told and refused; of a code that is
-// formally wrong the user is asked. True when it may go on. The check gets the
-// text as it is given here.
-bool CODICEACCETTATO(const std::u16string& codice);
+// formally wrong the user is asked. True when it may go on; otherwise `casella` is
+// left as by FERMASU, after a No selected as a whole, so that typing replaces the
+// code. The check gets the text as it is given here.
+bool CODICEACCETTATO(const std::u16string& codice, toolkit::TextBox& casella);
 
 // A critical message under the form's caption, flags 16, on a code that
 // another recipient has.

@@ -33,8 +33,7 @@ void CmdInserimento_Click(int Index) {
     MANCA(Label2(1), TEXTCF);
     return;
   }
-  if (!CODICEACCETTATO(codice)) {
-    FERMASU(TEXTCF);
+  if (!CODICEACCETTATO(codice, TEXTCF)) {
     return;
   }
   if (cognome.empty()) {

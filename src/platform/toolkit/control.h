@@ -46,6 +46,7 @@ struct Design {
   bool Enabled = true;
   bool Locked = false;
   bool Masked = false;
+  bool Trims = false;
   Color BackColor = kWhite;
   Color ForeColor = kBlack;
   Font Face = Font::Normal;
@@ -168,6 +169,8 @@ class TextBox : public Control {
   // the focus leaves the caret where GotFocus has put it, and cutting, pasting and
   // undoing aren't offered.
   bool Masked() const { return masked_; }
+  // Takes a code: what is pasted loses blanks and line ends around it before it is cut to length.
+  bool Trims() const { return trims_; }
   // Caret, as an offset from 0, and length of the selection after it. Setting
   // SelStart past the end means the end, and drops the selection.
   int SelStart() const { return selStart_; }
@@ -176,6 +179,7 @@ class TextBox : public Control {
   int ActiveEnd() const { return activeAtStart_ ? selStart_ : selStart_ + selLength_; }
   bool CanUndo() const { return canUndo_; }
   void SetSelStart(int offset);
+  void SelectAll();
 
   std::function<void()> Change;
   // The key's code; what the handler leaves there is what the box acts on,
@@ -213,6 +217,7 @@ class TextBox : public Control {
   int maxLength_ = 0;
   bool locked_ = false;
   bool masked_ = false;
+  bool trims_ = false;
   int selStart_ = 0, selLength_ = 0;
   bool activeAtStart_ = false;  // which end of the selection Shift+arrow moves
   State before_;                // what undo brings back

@@ -368,6 +368,15 @@ std::int16_t KeyCode(const KeyStroke& stroke) {
   return own ? static_cast<std::int16_t>(c) : std::int16_t{0};
 }
 
+bool Searches(const KeyStroke& stroke) {
+  std::u16string plain;
+  if (stroke.key == Key::Character && !stroke.control && stroke.text.size() == 1) {
+    text::AppendPlain(plain, stroke.text[0]);
+  }
+  return !plain.empty() &&
+         ((plain[0] >= u'0' && plain[0] <= u'9') || (plain[0] >= u'A' && plain[0] <= u'Z'));
+}
+
 }  // namespace
 
 void Form::Press(Control& button, const std::function<Back(const Control& control)>& back) {
@@ -433,6 +442,15 @@ bool Form::UserKey(const KeyStroke& stroke) {
       }
     }
     if (stroke.key == Key::Character && stroke.control) {
+      return true;
+    }
+    const bool button =
+        control.Type() == Kind::CommandButton || control.Type() == Kind::OptionButton;
+    if (ListBox* list = button && SearchList && Searches(stroke) ? SearchList() : nullptr) {
+      if (MoveFocus(list)) {
+        list->typed_.clear();
+        list->OnKey(stroke);
+      }
       return true;
     }
     switch (control.Type()) {
@@ -564,8 +582,7 @@ bool Form::UserSelectAll() {
     if (box == nullptr) {
       return false;
     }
-    box->MoveCaret(0, false);
-    box->MoveCaret(static_cast<int>(box->Text().size()), true);
+    box->SelectAll();
     return true;
   });
 }

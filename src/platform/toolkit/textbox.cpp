@@ -27,6 +27,14 @@ std::u16string SingleLine(std::u16string_view clipboard) {
   return line;
 }
 
+// Without what shows as nothing at its ends.
+std::u16string_view Bare(std::u16string_view s) {
+  const auto empty = [](char16_t c) { return c == u' ' || c == 0xA0 || text::IsControl(c); };
+  while (!s.empty() && empty(s.front())) s.remove_prefix(1);
+  while (!s.empty() && empty(s.back())) s.remove_suffix(1);
+  return s;
+}
+
 }  // namespace
 
 void TextBox::Reset(const Design& design) {
@@ -35,6 +43,7 @@ void TextBox::Reset(const Design& design) {
   maxLength_ = design.MaxLength;
   locked_ = design.Locked;
   masked_ = design.Masked;
+  trims_ = design.Trims;
   selStart_ = selLength_ = 0;
   activeAtStart_ = canUndo_ = typing_ = false;
 }
@@ -57,6 +66,11 @@ void TextBox::SetSelStart(int offset) {
   selLength_ = 0;
   activeAtStart_ = typing_ = false;
   Touch();
+}
+
+void TextBox::SelectAll() {
+  MoveCaret(0, false);
+  MoveCaret(Length(text_), true);
 }
 
 void TextBox::OnKey(const KeyStroke& stroke) {
@@ -176,7 +190,7 @@ void TextBox::Insert(std::u16string_view units) {
 }
 
 void TextBox::Paste(std::u16string_view clipboard) {
-  std::u16string line = SingleLine(clipboard);
+  std::u16string line = SingleLine(trims_ ? Bare(clipboard) : clipboard);
   if (maxLength_ > 0) {
     const int room = std::max(0, maxLength_ - (Length(text_) - selLength_));
     if (Length(line) > room) {
