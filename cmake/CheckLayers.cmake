@@ -17,7 +17,7 @@ function(layer files)
 endfunction()
 
 set(text "platform/text/(error|text|conversion)\\.h")
-set(system "platform/system/(errors|files|old_format|paths|process|registry|state)\\.h")
+set(system "platform/system/(files|old_format|paths|process|registry|signals|state)\\.h")
 set(engine "platform/engine/engine\\.h")
 set(toolkit "platform/toolkit/(application|control|document|form|keys)\\.h")
 set(rules "record/(avvisi|regole)\\.h" "reference/righe\\.h" "frame/schema\\.h")
@@ -26,8 +26,10 @@ set(platform ${text} ${system} ${engine} ${toolkit})
 
 # --- platform, from the lowest up
 layer("platform/text/.*")
-layer("platform/system/.*" MAY ${text} SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
-layer("platform/sqlite/.*" MAY ${text} ${system} SYSTEM "sqlite3\\.h")
+layer("platform/system/posix/.*" MAY ${text} "platform/system/[a-z_]+\\.h"
+      SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
+layer("platform/system/[^/]*" MAY ${text})
+layer("platform/sqlite/.*" MAY ${text} ${system} "platform/system/errors\\.h" SYSTEM "sqlite3\\.h")
 layer("platform/engine/copy\\.cpp" MAY ${text} ${system} "platform/system/new_file\\.h" ${engine}
       "platform/engine/connection\\.h")
 layer("platform/engine/.*" MAY ${text} ${system} "platform/sqlite/sqlite\\.h")
@@ -58,11 +60,10 @@ layer("anagparc\\.cpp" MAY "frame/ANAGPARC\\.h" "platform/desktop/desktop\\.h" $
 layer("script/.*" MAY "frame/(ANAGPARC|MOD770BAS)\\.h" "script\\.h" "qt_actions\\.h" "version\\.h"
       ${text} ${system} ${toolkit} "platform/desktop/(desktop|look)\\.h" SYSTEM "Q[A-Za-z]+")
 layer("archivio/jet/.*" MAY "archivio/(archivio|interruption|new_table)\\.h" "frame/schema\\.h" ${text}
-      SYSTEM "(mdbtools|glib|iconv|fcntl|poll|signal|unistd)\\.h" "sys/[a-z]+\\.h")
+      "platform/system/(child|code_page|paths)\\.h" SYSTEM "(mdbtools|glib)\\.h")
 layer("archivio/.*" MAY "archivio/jet/(plan|process|reader|values)\\.h" ${text}
       "platform/system/[a-z_]+\\.h" ${engine} "platform/sqlite/sqlite\\.h" ${rules}
-      "identity/identity\\.h" "frame/MOD770BAS\\.h" "version\\.h"
-      SYSTEM "(fcntl|signal|unistd)\\.h" "sys/stat\\.h")
+      "identity/identity\\.h" "frame/MOD770BAS\\.h" "version\\.h")
 
 # The folder's name may hold what means something in a pattern or a list.
 string(REGEX REPLACE "([[*?])" "[\\1]" pattern "${SOURCE}")
@@ -88,9 +89,16 @@ foreach(root src tools)
         string(APPEND bad "${root}/${file}: ${line}\n")
       endif()
     endforeach()
+    # What other systems don't have, in a header that they share.
+    if(file MATCHES "^platform/system/[^/]*\\.h$")
+      file(STRINGS "${SOURCE}/${root}/${file}" code REGEX "^[^/]*(errno|(^|[^a-z_])([a-z]+id|mode|off|ssize|sigset)_t|struct stat)")
+      foreach(line IN LISTS code)
+        string(APPEND bad "${root}/${file}: ${line}\n")
+      endforeach()
+    endif()
   endforeach()
 endforeach()
 
 if(bad)
-  message(FATAL_ERROR "These may not be included there (cmake/CheckLayers.cmake):\n${bad}")
+  message(FATAL_ERROR "These may not stand there (cmake/CheckLayers.cmake):\n${bad}")
 endif()

@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QIcon>
 #include <QSessionManager>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +12,7 @@
 #include <string_view>
 
 #include "platform/desktop/desktop.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "platform/text/text.h"
 #include "version.h"
 
@@ -58,15 +57,19 @@ class Application : public QApplication {
     });
   }
 
+  // Closes the window, if there is one.
+  bool Leave() {
+    if (window != nullptr) {
+      window->Leave();
+    }
+    return window != nullptr;
+  }
+
   desktop::Window* window = nullptr;
 
  protected:
   bool event(QEvent* event) override {
-    if (event->type() == QEvent::Quit && window != nullptr) {
-      window->Leave();
-      return true;
-    }
-    return QApplication::event(event);
+    return (event->type() == QEvent::Quit && Leave()) || QApplication::event(event);
   }
 };
 
@@ -81,7 +84,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
   }
-  const int endSignals = sys::HoldEndSignals();
+  sys::HoldEndSignals();
   int one = 1;  // nothing of it is for Qt
   qInstallMessageHandler(HearQt);
   Application application(one, argv);
@@ -96,10 +99,9 @@ int main(int argc, char** argv) {
   toolkit::App().view = &window;
   toolkit::App().print = [&](const toolkit::Document& document) { return window.Print(document); };
   application.window = &window;
-  QSocketNotifier endAsked(endSignals, QSocketNotifier::Read);
-  QObject::connect(&endAsked, &QSocketNotifier::activated, &application, [&] {
-    endAsked.setEnabled(false);
-    window.Leave();
+  sys::OnEndSignal([&application] {
+    QMetaObject::invokeMethod(
+        &application, [&application] { application.Leave(); }, Qt::QueuedConnection);
   });
   if (ANAGPARC::Me.Load()) {
     window.Show();
@@ -109,6 +111,7 @@ int main(int argc, char** argv) {
     QTimer::singleShot(200, [] { QApplication::setWindowIcon(QIcon::fromTheme("anagparc")); });
     QApplication::exec();
   }
+  sys::OnEndSignal(nullptr);
   application.window = nullptr;
   toolkit::App().view = nullptr;
   return toolkit::App().status;

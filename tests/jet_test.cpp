@@ -104,8 +104,19 @@ TEST(Values, Dates) {
   }
 }
 
-std::string Failure(const Process::Read& read, Limits limits = {}) {
-  Process process(read, limits);
+// Runs a function without captures in a process.
+template <typename Read>
+Process Reading(Read, const sys::ChildLimits& limits = {}) {
+  const sys::ChildJob job = {"lettore", [](const auto& arguments, sys::ToParent& parent) {
+                               Serve([](const auto&, Sender& sender) { Read()(sender); }, arguments,
+                                     parent);
+                             }};
+  return Process(job, {}, limits);
+}
+
+template <typename Read>
+std::string Failure(Read read, const sys::ChildLimits& limits = {}) {
+  Process process = Reading(read, limits);
   std::string_view message;
   try {
     while (process.Next(message) != Kind::kEnd) {
@@ -117,8 +128,8 @@ std::string Failure(const Process::Read& read, Limits limits = {}) {
 }
 
 TEST(ReaderProcess, EndsInOneWayOrAnother) {
-  const std::string large(std::size_t{3} << 20, 'x');
-  EXPECT_EQ(Failure([&large](Sender& sender) {
+  static const std::string large(std::size_t{3} << 20, 'x');
+  EXPECT_EQ(Failure([](Sender& sender) {
               sender.Send(Kind::kAt, large);
               std::this_thread::sleep_for(1100ms);  // as long as the first is kept back
               sender.Send(Kind::kAt, large);
@@ -151,7 +162,7 @@ TEST(ReaderProcess, EndsInOneWayOrAnother) {
 }
 
 TEST(Stream, EveryCutIsNoticed) {
-  Process process([](Sender& sender) {
+  Process process = Reading([](Sender& sender) {
     sender.SendTable({"T", 7, {{"A", Type::kText}, {"B", Type::kReal}}, {{"I", true, {1, 0}}}});
     sender.Begin();
     sender.Add(Value::Kind::kText, "x");

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "platform/system/paths.h"
 #include "platform/system/process.h"
 #include "platform/system/registry.h"
+#include "platform/system/signals.h"
 #include "platform/text/text.h"
 
 namespace {
@@ -233,6 +235,30 @@ TEST_F(System, RegistryFileIsInTheHomeFolderWhenNothingElseIsSaid) {
   EXPECT_EQ(type(), 5U);
   setenv("MORVENNA_REGISTRO", dir_.c_str(), 1);
   EXPECT_EQ(type(), 0U);
+}
+
+TEST_F(System, EndSignalIsHeldUntilSomeoneListens) {
+  for (const bool listening : {true, false}) {
+    EXPECT_EQ(InFork([listening] {
+                static std::atomic<int> calls = 0;
+                signal(SIGHUP, SIG_IGN);
+                sys::HoldEndSignals();
+                const auto call = [] { ++calls; };
+                if (!listening) {
+                  sys::OnEndSignal(call);
+                  sys::OnEndSignal(nullptr);
+                }
+                for (const int number : {SIGHUP, SIGTERM, SIGINT}) {
+                  kill(getpid(), number);
+                }
+                if (listening) {
+                  sys::OnEndSignal(call);
+                }
+                std::this_thread::sleep_for(200ms);
+                return calls.load();
+              }),
+              listening ? 1 : 0);
+  }
 }
 
 int Locked() { return sys::PrevInstance() ? 1 : 0; }

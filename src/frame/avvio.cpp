@@ -7,6 +7,7 @@
 #include "platform/system/files.h"
 #include "platform/system/old_format.h"
 #include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "platform/text/text.h"
 #include "record/record.h"
 #include "selection/selection.h"

@@ -21,6 +21,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr sys::ChildJob kReadArchive = {
+    "legge-archivio", [](const std::vector<std::string>& arguments, sys::ToParent& parent) {
+      const auto read = [](const std::vector<std::string>& file, jet::Sender& sender) {
+        jet::ReadArchive(sys::PathOf(file.front()), sender);
+      };
+      jet::Serve(read, arguments, parent);
+    }};
+
 std::string InsertText(const NewTable& table) {
   std::string names;
   std::string places;
@@ -93,7 +101,7 @@ class Converter {
     const auto before = State();
     FindLock();
     try {
-      jet::Process process([this](jet::Sender& sender) { jet::ReadArchive(from_, sender); });
+      jet::Process process(kReadArchive, {sys::PathBytes(from_)});
       ReadTables(process);
       if (!GoOn()) {
         return false;

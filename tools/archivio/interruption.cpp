@@ -1,42 +1,19 @@
 #include "archivio/interruption.h"
 
-#include <signal.h>
-
 #include "archivio/archivio.h"
+#include "platform/system/signals.h"
 
 namespace archivio {
 
-namespace {
-
-volatile sig_atomic_t g_signal = 0;
-
-void Remember(int number) {
-  if (g_signal == 0) {
-    g_signal = number;
-  }
-}
-
-}  // namespace
-
 void CatchSignals() {
-  struct sigaction action = {};  // no SA_RESTART: a call that waits returns
-  action.sa_handler = Remember;
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    // Who starts us with one ignored, as nohup does, means it.
-    struct sigaction before = {};
-    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
-      sigaction(number, &action, nullptr);
-    }
-  }
-  for (const int number : {SIGPIPE, SIGXFSZ}) {
-    signal(number, SIG_IGN);
-  }
+  sys::RememberEndSignals();
+  sys::IgnoreFileSizeSignal();
 }
 
-int CaughtSignal() noexcept { return g_signal; }
+int CaughtSignal() noexcept { return sys::EndSignal(); }
 
 void CheckInterrupted() {
-  if (g_signal != 0) {
+  if (CaughtSignal() != 0) {
     throw Failure("Interrotto.");
   }
 }

@@ -1,5 +1,5 @@
-// Other processes: a second copy of this program, other programs' windows,
-// starting a program, and signals to end.
+// Other processes: a second copy of this program, other programs' windows, and
+// starting a program.
 #pragma once
 
 #include <string_view>
@@ -27,16 +27,5 @@ bool ActivateWindow(std::u16string_view title);
 // that nobody who reads our output waits for its end. It stays this process's child.
 // False when it can't be started.
 bool StartProgram(std::u16string_view path);
-
-// From now on a write that would make a file larger than the user's limit fails, as on a
-// full disk; otherwise SIGXFSZ would end the process. A program started by StartProgram
-// has the signal as ever.
-void IgnoreFileSizeSignal();
-
-// From now on SIGTERM, SIGINT and SIGHUP don't end the process: each makes the descriptor
-// returned readable, for good. Those that the process was started to ignore stay ignored.
-// To be called before there is a second thread. -1 where the system refuses; then the
-// signals act as ever.
-int HoldEndSignals();
 
 }  // namespace sys

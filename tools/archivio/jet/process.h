@@ -2,33 +2,25 @@
 // does to it, this one goes on and tells the user.
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstddef>
-#include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "archivio/jet/stream.h"
+#include "platform/system/child.h"
 
 namespace archivio::jet {
 
-struct Limits {
-  int seconds = 60;                           // without a sign of life
-  std::size_t memory = std::size_t{2} << 30;  // bytes
-};
+// The job of the process: sends what `read` sends, and at last kEnd, or kFailure with
+// what() of what it throws.
+using Read = void (*)(const std::vector<std::string>& arguments, Sender& sender);
+void Serve(Read read, const std::vector<std::string>& arguments, sys::ToParent& parent);
 
-// Runs `read` in a process of its own. That is a fork without an exec: the tool
-// has one thread, so the copy is whole, and it finds the code that it runs
-// wherever the tool is installed or called from. It can't write files, leaves no
-// core file, and doesn't outlive this process.
 class Process {
  public:
-  using Read = std::function<void(Sender&)>;
-  explicit Process(const Read& read, Limits limits = {});
-  ~Process();
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
+  // Throws Failure where the system has no resources left.
+  Process(const sys::ChildJob& job, const std::vector<std::string>& arguments,
+          const sys::ChildLimits& limits = {});
 
   // The next message, until the next call. Throws Damaged when the process
   // can't go on, doesn't, or sends what isn't a message.
@@ -38,9 +30,8 @@ class Process {
   void Fill(std::size_t bytes);
   [[noreturn]] void FailEnded();
 
-  Limits limits_;
-  pid_t process_ = -1;
-  int pipe_ = -1;
+  sys::ChildLimits limits_;
+  sys::ChildProcess process_;
   std::string buffer_;
   std::size_t taken_ = 0;
 };

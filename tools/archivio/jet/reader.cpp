@@ -12,6 +12,8 @@
 
 #include "archivio/jet/definition.h"
 #include "archivio/jet/values.h"
+#include "platform/system/child.h"
+#include "platform/system/paths.h"
 
 namespace archivio::jet {
 
@@ -483,9 +485,10 @@ OldTable Describe(const CatalogEntry& entry, TableReader& reader) {
 void ReadArchive(const std::filesystem::path& file, Sender& sender) {
   // They would change what the library gives.
   for (const char* const name : {"MDBICONV", "MDB_JET3_CHARSET", "MDBOPTS", "MDBPATH"}) {
-    unsetenv(name);
+    sys::RemoveVariable(name);
   }
-  const std::unique_ptr<MdbHandle, CloseFile> mdb(mdb_open(file.c_str(), MDB_NOFLAGS));
+  const std::unique_ptr<MdbHandle, CloseFile> mdb(
+      mdb_open(sys::PathBytes(file).c_str(), MDB_NOFLAGS));
   if (mdb == nullptr) {
     throw Damaged("il file non si apre");
   }

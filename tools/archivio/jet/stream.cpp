@@ -1,9 +1,6 @@
 #include "archivio/jet/stream.h"
 
-#include <unistd.h>
-
 #include <bit>
-#include <cerrno>
 #include <chrono>
 
 namespace archivio::jet {
@@ -120,14 +117,7 @@ void Sender::Add(Value::Kind kind, std::string_view bytes) {
 }
 
 void Sender::Flush() {
-  std::string_view rest = buffer_;
-  while (!rest.empty()) {
-    const ssize_t written = write(pipe_, rest.data(), rest.size());
-    if (written < 0 && errno != EINTR) {
-      _exit(1);
-    }
-    rest.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
-  }
+  parent_.Write(buffer_);
   buffer_.clear();
   sent_at_ = Seconds();
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "archivio/jet/damaged.h"
+#include "platform/system/child.h"
 
 namespace archivio::jet {
 
@@ -62,10 +63,10 @@ struct Value {
 inline constexpr std::size_t kHeadSize = 5;
 
 // The sending end. Messages are gathered, and sent when there are many and at
-// least every second. Ends the process where nobody receives.
+// least every second.
 class Sender {
  public:
-  explicit Sender(int pipe) : pipe_(pipe) {}
+  explicit Sender(sys::ToParent& parent) : parent_(parent) {}
 
   void Send(Kind kind, std::string_view text = {});
   void SendTable(const OldTable& table);
@@ -87,7 +88,7 @@ class Sender {
   void Number(std::uint64_t number, std::size_t bytes);
   void Text(std::string_view text);
 
-  int pipe_;
+  sys::ToParent& parent_;
   std::string buffer_;
   std::size_t start_ = 0;  // of the message begun
   std::int64_t sent_at_ = 0;

@@ -1,15 +1,14 @@
 #include "archivio/jet/values.h"
 
-#include <iconv.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <memory>
+#include <optional>
 
+#include "platform/system/code_page.h"
 #include "platform/text/text.h"
 
 namespace archivio::jet {
@@ -71,10 +70,6 @@ std::string Decompressed(std::string_view bytes) {
   return text::ToUtf8(units);
 }
 
-struct CloseConverter {
-  void operator()(void* converter) const { iconv_close(static_cast<iconv_t>(converter)); }
-};
-
 }  // namespace
 
 std::string UnicodeText(std::string_view bytes) {
@@ -100,37 +95,11 @@ std::string CodePageText(std::string_view bytes, int code_page) {
   if (std::ranges::all_of(bytes, [](char c) { return c > 0; })) {
     return std::string(bytes);
   }
-  // One of them serves the whole file.
-  static int open_page = -1;
-  static std::unique_ptr<void, CloseConverter> converter;
-  if (open_page != code_page) {
-    const iconv_t opened = iconv_open("UTF-8", ("CP" + std::to_string(code_page)).c_str());
-    if (opened == reinterpret_cast<iconv_t>(-1)) {
-      throw Damaged("la tabella dei caratteri " + std::to_string(code_page) + " è sconosciuta");
-    }
-    converter.reset(opened);
-    open_page = code_page;
+  std::optional<std::string> text = sys::FromCodePage(bytes, code_page);
+  if (!text) {
+    throw Damaged("la tabella dei caratteri " + std::to_string(code_page) + " è sconosciuta");
   }
-  iconv(converter.get(), nullptr, nullptr, nullptr, nullptr);
-  std::string out;
-  std::string source(bytes);
-  char* in = source.data();
-  std::size_t left = source.size();
-  while (left > 0) {
-    std::array<char, 256> part;
-    char* to = part.data();
-    std::size_t room = part.size();
-    const std::size_t before = left;
-    const bool done =
-        iconv(converter.get(), &in, &left, &to, &room) != static_cast<std::size_t>(-1);
-    out.append(part.data(), to);
-    if (!done && left == before) {
-      AppendLatin(out, static_cast<unsigned char>(*in));
-      ++in;
-      --left;
-    }
-  }
-  return out;
+  return *std::move(text);
 }
 
 std::string MoneyText(std::int64_t ten_thousandths) {

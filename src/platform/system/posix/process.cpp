@@ -4,7 +4,6 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/file.h>
-#include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -117,24 +116,6 @@ bool StartProgram(std::u16string_view path) {
   posix_spawnattr_destroy(&how);
   posix_spawn_file_actions_destroy(&files);
   return error == 0;
-}
-
-void IgnoreFileSizeSignal() { signal(SIGXFSZ, SIG_IGN); }
-
-int HoldEndSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    struct sigaction action = {};
-    if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
-      sigaddset(&signals, number);
-    }
-  }
-  const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-  if (descriptor >= 0) {
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  }
-  return descriptor;
 }
 
 }  // namespace sys
