@@ -30,9 +30,11 @@ layer("platform/system/posix/.*" MAY ${text} "platform/system/[a-z_]+\\.h"
       SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
 layer("platform/system/[^/]*" MAY ${text})
 layer("platform/sqlite/.*" MAY ${text} ${system} "platform/system/errors\\.h" SYSTEM "sqlite3\\.h")
-layer("platform/engine/copy\\.cpp" MAY ${text} ${system} "platform/system/new_file\\.h" ${engine}
-      "platform/engine/connection\\.h")
-layer("platform/engine/.*" MAY ${text} ${system} "platform/sqlite/sqlite\\.h")
+layer("platform/engine/sqlite/.*" MAY ${text} ${system} "platform/engine/(engine|store)\\.h"
+      "platform/sqlite/sqlite\\.h")
+layer("platform/engine/archive\\.cpp" MAY ${text} ${system} "platform/system/new_file\\.h" ${engine}
+      "platform/engine/sqlite/store\\.h")
+layer("platform/engine/[a-z_.]+" MAY ${text} ${system})
 layer("platform/toolkit/.*" MAY ${text})
 layer("platform/desktop/.*" MAY ${text} ${toolkit} SYSTEM "Q[A-Za-z]+")
 

@@ -32,6 +32,8 @@ foreach(line "<sys/types.h>" "\"platform/system/posix/fd.h\"" "pid_t Start()" " 
 endforeach()
 check(1 src/platform/system/files.cpp "<unistd.h>")
 check(1 tools/archivio/files.cpp "<unistd.h>")
+check(1 src/platform/engine/recordset.cpp "\"platform/engine/sqlite/store.h\"")
+check(1 src/platform/engine/store.h "\"platform/sqlite/sqlite.h\"")
 check(1 src/identity/CONTROLLOCF.cpp "\"platform/toolkit/form.h\"")
 check(1 src/record/regole.h "\"frame/ANAGPARC.h\"")
 check(0 src/record/spostamenti.cpp "\"selection/selection.h\"")

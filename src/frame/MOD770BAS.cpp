@@ -1,6 +1,5 @@
 #include "frame/MOD770BAS.h"
 
-#include "platform/system/files.h"
 #include "platform/system/process.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/application.h"
@@ -67,20 +66,7 @@ void IMPOSTAPERCORSI() {
     toolkit::End();
   }
   if (!LibrAgg770::ESISTEFILE(ArchivioAnnuale())) {
-    // The engine would play the rest of an interrupted write into the new file.
-    if (engine::WriteCutOff(ArchivioAnnuale())) {
-      throw sys::FileError(Join(u"Manca l'archivio ", ArchivioAnnuale(),
-                                u", ma è rimasto il suo file di una scrittura interrotta: ",
-                                engine::SideFile(ArchivioAnnuale())));
-    }
-    try {
-      sys::RefuseUnreadable(ArchivioAnnuale());
-    } catch (const sys::FileError& ostacolo) {
-      throw sys::FileError(Join(ostacolo.Text(),
-                                u"\r\rÈ l'archivio dell'anno: non va cancellato "
-                                u"né sostituito con il modello."));
-    }
-    sys::FileCopy(ArchivioModello(), ArchivioAnnuale());
+    engine::CreateDatabase(ArchivioModello(), ArchivioAnnuale());
     ArchivioCreato = true;
   }
 }

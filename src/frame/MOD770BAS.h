@@ -43,7 +43,7 @@ std::u16string LEGGIVALOREREGISTRO(std::u16string_view radice, std::u16string_vi
 void LEGGIPERCORSIREGISTRO();
 // Folders, template and year database, as far as the start needs them. Ends the process,
 // after a message, where the suite isn't there; makes the year database from
-// the template where it is missing. Throws sys::FileError when that fails.
+// the template where it is missing. Throws text::Error when that fails.
 void IMPOSTAPERCORSI();
 
 // --- The year database

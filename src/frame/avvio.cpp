@@ -4,8 +4,6 @@
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
 #include "platform/engine/engine.h"
-#include "platform/system/files.h"
-#include "platform/system/old_format.h"
 #include "platform/system/process.h"
 #include "platform/system/signals.h"
 #include "platform/text/text.h"
@@ -35,18 +33,14 @@ constexpr std::u16string_view kRimedio =
 }
 
 // A year database made just now from a template that can't be used goes again:
-// it would stand in the way of a mended template.
-std::u16string CAUSA(const engine::Error& errore) {
-  const int n = errore.Number();
-  const bool guasto = n == engine::kNotADatabase || n == engine::kNoTable ||
-                      n == engine::kNoIndex || n == engine::kNoColumn || n == engine::kNoRowNumber;
-  if (!ArchivioCreato || !guasto) {
-    return errore.Text();
+// it would stand in the way of a mended template. True when it went.
+bool TOGLIARCHIVIOCREATO(const engine::Error& errore) {
+  if (!ArchivioCreato || !errore.DatabaseUnfit()) {
+    return false;
   }
   CHIUDIDATABASE();
-  sys::RemoveFile(ArchivioAnnuale());
-  return u"Il modello " + ArchivioModello() +
-         u" non è utilizzabile; la sua copia è stata tolta.\r\r" + errore.Text();
+  engine::RemoveDatabase(ArchivioAnnuale());
+  return true;
 }
 
 void AVVIO() {
@@ -92,10 +86,8 @@ std::u16string AVVISOTRIGGER() {
   return avviso + u"\rSe non sono volute, contattare Calvenza Servizi.";
 }
 
-// The engine's journal bears the name that the file was opened by: whoever opens it by another
-// one doesn't find the journal of a write that was cut off, and works on half of it.
 std::u16string AVVISONOMI() {
-  if (sys::NamesOf(ArchivioAnnuale()) <= 1) {
+  if (!engine::HasOtherNames(ArchivioAnnuale())) {
     return u"";
   }
   return u"L'archivio " + ArchivioAnnuale() +
@@ -131,15 +123,14 @@ void Form_Load() {
   try {
     AVVIO();
   } catch (const engine::Error& e) {
-    // An archive of the old engine needs another remedy, which its own text names.
-    const std::u16string vecchio =
-        sys::OldFormatAdvice(ArchivioCreato ? ArchivioModello() : ArchivioAnnuale());
-    const std::u16string causa = CAUSA(e);
-    if (!vecchio.empty()) {
-      AVVIOIMPOSSIBILE(vecchio, u"");
+    if (e.Number() == engine::kOldFormat) {
+      AVVIOIMPOSSIBILE(e.Text(), u"");  // which names the remedy
     }
-    AVVIOIMPOSSIBILE(causa);
-  } catch (const sys::FileError& e) {
+    const bool tolto = TOGLIARCHIVIOCREATO(e);
+    AVVIOIMPOSSIBILE(tolto ? u"Il modello " + ArchivioModello() +
+                                 u" non è utilizzabile; la sua copia è stata tolta.\r\r" + e.Text()
+                           : e.Text());
+  } catch (const text::Error& e) {
     AVVIOIMPOSSIBILE(e.Text());
   } catch (const std::exception& e) {  // no memory, say: half a list is none
     AVVIOIMPOSSIBILE(u"Errore interno: " + text::FromUtf8(e.what()));

@@ -1,8 +1,6 @@
 #include "platform/engine/engine.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "platform/engine/recordset.h"
 #include "platform/system/paths.h"
@@ -15,10 +13,10 @@ namespace {
 // Takes an SQL text apart, as far as the texts understood are fixed.
 class Scanner {
  public:
-  explicit Scanner(std::string_view text) : rest_(text) {}
+  explicit Scanner(std::u16string_view text) : rest_(text) {}
 
   // Passes over the word, in any letter case, if it comes next.
-  bool Word(std::string_view upper) {
+  bool Word(std::u16string_view upper) {
     const Scanner before = *this;
     const bool same = std::ranges::equal(Name(), upper, {}, UpperLetter);
     if (!same) {
@@ -27,27 +25,41 @@ class Scanner {
     return same;
   }
 
-  bool Star() {
+  bool Sign(char16_t sign) {
     SkipBlanks();
-    const bool star = rest_.starts_with('*');
-    rest_.remove_prefix(star ? 1 : 0);
-    return star;
+    const bool next = rest_.starts_with(sign);
+    rest_.remove_prefix(next ? 1 : 0);
+    return next;
   }
 
   // A bare name; empty when something else comes next.
-  std::string_view Name() {
+  std::u16string_view Name() {
     SkipBlanks();
-    const auto end = std::find_if_not(rest_.begin(), rest_.end(), InName);
-    const std::string_view name(rest_.begin(), end);
+    const auto end = std::ranges::find_if_not(rest_, InName);
+    const std::u16string_view name(rest_.begin(), end);
     rest_.remove_prefix(name.size());
     return name;
   }
 
-  bool Comma() {
-    SkipBlanks();
-    const bool comma = rest_.starts_with(',');
-    rest_.remove_prefix(comma ? 1 : 0);
-    return comma;
+  // A text between apostrophes, each one within it doubled; nothing when something else comes next.
+  std::optional<std::u16string> Text() {
+    if (!Sign(u'\'')) {
+      return std::nullopt;
+    }
+    std::u16string text;
+    for (;;) {
+      const std::size_t end = rest_.find(u'\'');
+      if (end == rest_.npos) {
+        return std::nullopt;
+      }
+      text += rest_.substr(0, end);
+      rest_.remove_prefix(end + 1);
+      if (!rest_.starts_with(u'\'')) {
+        return text;
+      }
+      text += u'\'';
+      rest_.remove_prefix(1);
+    }
   }
 
   bool AtEnd() {
@@ -55,69 +67,82 @@ class Scanner {
     return rest_.empty();
   }
 
-  std::string_view Rest() const { return rest_; }
-
  private:
-  static char UpperLetter(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  static char16_t UpperLetter(char16_t c) {
+    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c;
   }
-  static bool InName(char c) {
-    const char upper = UpperLetter(c);
-    return (upper >= 'A' && upper <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           static_cast<unsigned char>(c) >= 0x80;
+  static bool InName(char16_t c) {
+    const char16_t upper = UpperLetter(c);
+    return (upper >= u'A' && upper <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_' || c >= 0x80;
   }
   void SkipBlanks() {
-    rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
+    rest_.remove_prefix(std::min(rest_.find_first_not_of(u" \t\r\n"), rest_.size()));
   }
 
-  std::string_view rest_;
+  std::u16string_view rest_;
 };
 
-// The columns of "ORDER BY column, ...", which is all that is left; none where it is
-// anything else.
-std::vector<std::string> OrderColumns(Scanner rest) {
-  std::vector<std::string> columns;
-  if (rest.Word("ORDER") && rest.Word("BY")) {
-    do {
-      columns.emplace_back(rest.Name());
-    } while (rest.Comma());
-  }
-  return rest.AtEnd() ? columns : std::vector<std::string>();
+[[noreturn]] void FailSyntax(std::u16string_view sql) {
+  throw Error(kSyntax, u"Comando non riconosciuto: " + std::u16string(sql));
 }
 
-[[noreturn]] void FailSyntax(std::string_view sql) {
-  throw Error(kSyntax, u"Comando non riconosciuto: " + text::FromUtf8(sql));
+// What an SQL text asks of a table.
+struct Command {
+  std::unique_ptr<Table> table;
+  Condition condition;
+  std::vector<int> order;
+};
+
+enum class Form { kTable, kDelete, kSelect };
+
+// Reads on from the table's name to the end of the text.
+Command Understood(Scanner scanner, Form form, std::u16string_view sql, Store& store) {
+  const std::u16string_view name = scanner.Name();
+  std::vector<std::pair<std::u16string_view, std::u16string>> condition;
+  std::vector<std::u16string_view> order;
+  bool understood = !name.empty();
+  if (form != Form::kTable && scanner.Word(u"WHERE")) {
+    do {
+      const std::u16string_view column = scanner.Name();
+      const bool equals = scanner.Sign(u'=');
+      std::optional<std::u16string> text = scanner.Text();
+      understood &= !column.empty() && equals && text;
+      condition.emplace_back(column, std::move(text).value_or(u""));
+    } while (scanner.Word(u"OR"));
+  }
+  if (form == Form::kSelect && scanner.Word(u"ORDER")) {
+    understood &= scanner.Word(u"BY");
+    do {
+      order.push_back(scanner.Name());
+      understood &= !order.back().empty();
+    } while (scanner.Sign(u','));
+  }
+  if (!understood || !scanner.AtEnd()) {
+    FailSyntax(sql);
+  }
+
+  Command command = {store.OpenTable(name), {}, {}};
+  for (auto& [column, text] : condition) {
+    command.condition.emplace_back(command.table->Column(column), std::move(text));
+  }
+  for (const std::u16string_view column : order) {
+    command.order.push_back(command.table->Column(column));
+  }
+  return command;
 }
 
 }  // namespace
 
-std::u16string SideFile(std::u16string_view name) { return std::u16string(name) + u"-journal"; }
-
-bool WriteCutOff(std::u16string_view name) {
-  // SQLite keeps the journal where the file itself lies, not beside a link to it.
-  std::error_code missing, ignored;
-  namespace fs = std::filesystem;
-  const fs::path file = fs::canonical(sys::ResolvePath(name), missing);
-  const fs::path path =
-      missing ? sys::ResolvePath(SideFile(name)) : fs::path(file.native() + "-journal");
-  if (!fs::is_regular_file(path, ignored)) {
-    return fs::exists(path, ignored);  // odd: nothing to build on
-  }
-  // SQLite's own test: a journal that isn't good yet, or any more, begins with 0.
-  std::ifstream journal(path, std::ios::binary);
-  char first = 0;
-  return !journal || (journal.get(first) && first != 0);
+bool Error::DatabaseUnfit() const {
+  return number_ == kNotADatabase || number_ == kNoTable || number_ == kNoIndex ||
+         number_ == kNoColumn || number_ == kNoRowNumber;
 }
 
 std::u16string Quoted(std::u16string_view text) {
   std::u16string out;
   out.reserve(text.size());
   for (const char16_t c : text) {
-    if (c == u'\0') {  // the end of an SQL text, wherever it stands
-      out += u"'||char(0)||'";
-    } else {
-      out.append(c == u'\'' ? 2 : 1, c);
-    }
+    out.append(c == u'\'' ? 2 : 1, c);
   }
   return out;
 }
@@ -185,58 +210,36 @@ DatabaseState& Database::State() const {
 }
 
 Recordset Database::OpenRecordset(std::u16string_view source) {
-  Connection& connection = State().Use();
-  const std::string sql = text::ToUtf8(source);
-
-  Scanner query(sql);
-  if (query.Word("SELECT") && query.Star() && query.Word("FROM")) {
-    const std::string_view name = query.Name();
-    const Scanner rest = query;
-    if (name.empty() || !(query.AtEnd() || query.Word("WHERE") || query.Word("ORDER"))) {
-      FailSyntax(sql);
-    }
-    return Recordset(std::make_shared<QueryState>(state_, connection.FindTable(name),
-                                                  std::string(rest.Rest()), OrderColumns(rest)));
+  Store& store = State().Use();
+  Scanner query(source);
+  if (query.Word(u"SELECT") && query.Sign(u'*') && query.Word(u"FROM")) {
+    Command command = Understood(query, Form::kSelect, source, store);
+    return Recordset(std::make_shared<QueryState>(
+        state_, std::move(command.table), std::move(command.condition), std::move(command.order)));
   }
-
-  Scanner bare(sql);
-  const std::string_view name = bare.Name();
-  if (name.empty() || !bare.AtEnd()) {
-    FailSyntax(sql);
-  }
-  return Recordset(std::make_shared<TableState>(state_, connection.FindTable(name)));
+  return Recordset(std::make_shared<TableState>(
+      state_, Understood(Scanner(source), Form::kTable, source, store).table));
 }
 
-void Database::Execute(std::u16string_view source) {
-  Connection& connection = State().Use();
-  const std::string sql = text::ToUtf8(source);
+void Database::Execute(std::u16string_view sql) {
+  Store& store = State().Use();
   Scanner scanner(sql);
-  const bool deletes = scanner.Word("DELETE") && scanner.Star() && scanner.Word("FROM");
-  const std::string_view name = scanner.Name();
-  const std::string rest(scanner.Rest());
-  if (!deletes || name.empty() || !(scanner.AtEnd() || scanner.Word("WHERE"))) {
+  if (!scanner.Word(u"DELETE") || !scanner.Sign(u'*') || !scanner.Word(u"FROM")) {
     FailSyntax(sql);
   }
-  const std::string table = connection.FindTable(name);
-  sqlite::Statement statement = connection.Prepare("DELETE FROM " + Identifier(table) + rest);
+  const Command command = Understood(scanner, Form::kDelete, sql, store);
   Rest();
-  connection.Write(statement, table, Connection::Rows::kAny);
+  command.table->Delete(command.condition);
 }
 
 bool Database::Written() { return State().Use().Written(); }
 
-std::vector<Database::Trigger> Database::Triggers() {
-  std::vector<Trigger> triggers;
-  for (const auto& [name, table] : State().Use().Triggers()) {
-    triggers.push_back({text::FromUtf8(name), text::FromUtf8(table)});
-  }
-  return triggers;
-}
+std::vector<Database::Trigger> Database::Triggers() { return State().Use().Triggers(); }
 
 void Database::BeginTrans() {
-  Connection& connection = State().Use();
+  Store& store = State().Use();
   Rest();
-  connection.Begin();
+  store.Begin();
 }
 
 void Database::CommitTrans() { State().Use().Commit(); }
@@ -251,7 +254,7 @@ void Database::Rollback() noexcept {
 void Database::Close() { State().Close(); }
 
 Database OpenDatabase(std::u16string_view name) {
-  return Database(std::make_shared<DatabaseState>(sys::ResolvePath(name)));
+  return Database(std::make_shared<DatabaseState>(OpenStore(sys::ResolvePath(name))));
 }
 
 }  // namespace engine

@@ -52,6 +52,7 @@ enum ErrorNumber : int {
   kLocked = 3260,        // another process held its lock for too long
   kNoColumn = 3265,      // no such column
   kNotADatabase = 3343,  // not a database, or a damaged one
+  kOldFormat = 3274,     // an archive of the suite's old engine; the text names the remedy
   kClosed = 3420,        // the object is closed
   kIo = 3043,            // reading or writing the disk failed
   kOther = 3000,         // anything else
@@ -62,6 +63,8 @@ class Error : public text::Error {
  public:
   Error(int number, std::u16string text) : text::Error(std::move(text)), number_(number) {}
   int Number() const { return number_; }
+  // True when it is the database that is wrong: it isn't one, or lacks what it should have.
+  bool DatabaseUnfit() const;
 
  private:
   int number_;
@@ -105,9 +108,13 @@ class Field {
 // the text found at its first move, each met once, in the text's order,
 // whatever is written meanwhile; rows can be edited and deleted there too.
 //
-// ORDER BY columns that are keys gives the order of the table's moves, by other columns
-// that of a telephone book: by letters, case, accents and blanks around a text apart;
-// what is equal so, by the exact text. Whatever else follows ORDER BY is SQLite's.
+// WHERE takes "column = 'text'", and several of these with OR between. A column of keys
+// equals the text but for blanks at their right ends.
+//
+// ORDER BY takes columns' names. Where one of them is a key, the order is that of the
+// characters' codes, Null first, as in the table's moves; otherwise it is that of a telephone
+// book: by letters, case, accents and blanks around a text apart; what is equal so, by the
+// exact text.
 //
 // A column is read when it is asked for, so that it shows what was written
 // since the move; on a row that someone else has deleted it throws kRowGone.
@@ -176,10 +183,12 @@ class Database {
  public:
   Database() = default;
 
-  // `source` is a bare table name or a SELECT text. Throws kNoTable, kSyntax, kNoRowNumber.
+  // `source` is a bare table name or a SELECT text. Throws kNoTable, kNoColumn, kSyntax,
+  // kNoRowNumber.
   Recordset OpenRecordset(std::u16string_view source);
 
-  // Runs "delete * from table [where ...]". Throws kNoTable, kSyntax.
+  // Runs "delete * from table [where ...]", with the same conditions. Throws as
+  // OpenRecordset does.
   void Execute(std::u16string_view sql);
 
   // Whether anything was written through this variable since it was opened.
@@ -212,27 +221,38 @@ class Database {
 // Opens an existing file for reading and writing. The name's backslashes mean
 // the folder separator and letter case doesn't count (platform/system/paths.h).
 // A file in a folder that can't be written is kReadOnly, too: there is no room
-// for the journal. Throws kNotFound, kNotADatabase, kReadOnly, kLocked, kIo.
+// for the journal. Throws kNotFound, kOldFormat, kNotADatabase, kReadOnly, kLocked, kIo.
 Database OpenDatabase(std::u16string_view name);
-
-// Copies the database `from`, as it is at one moment, to the file `to` in a folder that exists:
-// every page and index of the copy has been read, and it is on disk. `to` is whole at any moment,
-// whatever happens: a plain file of that name is replaced. A write to `from` that was cut off is
-// undone first. Throws.
-void CopyDatabase(std::u16string_view from, std::u16string_view to);
 
 // Ends the running statements of all open databases (see At rest). Query
 // recordsets keep the rows still to come. Never throws; costs nothing where
 // nothing runs.
 void Rest() noexcept;
 
-// Name of the rollback journal, the file in which the engine keeps what it needs
-// to undo a write that was cut off; it lies beside the database only while a
-// write is under way.
-std::u16string SideFile(std::u16string_view name);
-// True when the journal is hot: it holds a write to undo. One that was cut off
-// before it touched the database leaves a journal that counts for nothing.
+// ---- Databases as files. Names as in OpenDatabase. Calls that fail throw Error or
+// sys::FileError.
+
+// Makes the database `name`, which isn't there, as a copy of the file `model`. It never exists
+// as a half file; one that exists is never touched. A model of the old engine is kOldFormat.
+void CreateDatabase(std::u16string_view model, std::u16string_view name);
+
+// Removes a database that nobody has open. One that isn't there, or can't be removed, is passed
+// over.
+void RemoveDatabase(std::u16string_view name);
+
+// Copies the database `from`, as it is at one moment, to the file `to` in a folder that exists:
+// every page and index of the copy has been read, and it is on disk. `to` is whole at any moment,
+// whatever happens: a plain file of that name is replaced. A write to `from` that was cut off is
+// undone first.
+void CopyDatabase(std::u16string_view from, std::u16string_view to);
+
+// True when a write was cut off and is still to be undone, which the next OpenDatabase does.
 bool WriteCutOff(std::u16string_view name);
+
+// True when the file has further names in the file system. Opened by another one after a
+// write that was cut off, the database is ruined: what is needed to undo the write bears the
+// name that the file was opened by.
+bool HasOtherNames(std::u16string_view name);
 
 // `text` for use between apostrophes in an SQL text, whatever it holds.
 std::u16string Quoted(std::u16string_view text);

@@ -1,16 +1,13 @@
 // What Database and Recordset are made of. Internal to the engine.
 //
 // A recordset's current row is its number in the table. Its columns are read straight from the
-// statement that stands on the row, `live_`, of which a recordset has at most
-// one. Without one the row is looked up by its number as soon as a column is
-// asked for, so suspending a recordset copies nothing, and a row that is gone
+// table's run, which stands on the row. Without one the row is looked up by its number as soon as
+// a column is asked for, so suspending a recordset copies nothing, and a row that is gone
 // is noticed.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <exception>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,44 +15,41 @@
 #include <utility>
 #include <vector>
 
-#include "platform/engine/connection.h"
 #include "platform/engine/engine.h"
+#include "platform/engine/store.h"
 
 namespace engine {
 
 class DatabaseState {
  public:
-  explicit DatabaseState(const std::filesystem::path& path)
-      : connection_(std::make_unique<Connection>(path)) {}
+  explicit DatabaseState(std::unique_ptr<Store> store) : store_(std::move(store)) {}
   DatabaseState(const DatabaseState&) = delete;
   DatabaseState& operator=(const DatabaseState&) = delete;
 
-  bool Closed() const { return connection_ == nullptr; }
-  Connection& Use() { return *connection_; }
+  bool Closed() const { return store_ == nullptr; }
+  Store& Use() { return *store_; }
   void Close() noexcept;
 
   void Add(RecordsetState* recordset) { recordsets_.push_back(recordset); }
   void Remove(RecordsetState* recordset) noexcept { std::erase(recordsets_, recordset); }
 
  private:
-  std::unique_ptr<Connection> connection_;
+  std::unique_ptr<Store> store_;
   std::vector<RecordsetState*> recordsets_;  // the open ones
 };
 
-enum class Direction { kNext, kPrevious };
-
 class RecordsetState {
  public:
-  RecordsetState(std::shared_ptr<DatabaseState> database, std::string table);
+  RecordsetState(std::shared_ptr<DatabaseState> database, std::unique_ptr<Table> table);
   RecordsetState(const RecordsetState&) = delete;
   RecordsetState& operator=(const RecordsetState&) = delete;
   virtual ~RecordsetState() { Close(); }
 
-  bool Closed() const { return closed_; }
+  bool Closed() const { return table_ == nullptr; }
   void Close() noexcept;
 
-  // Ends the running statement. Keeps the current row and the rows to come.
-  virtual void Suspend() noexcept { EndLive(); }
+  // Ends the run. Keeps the current row and the rows to come.
+  virtual void Suspend() noexcept { EndRun(); }
 
   virtual void Index(std::u16string_view name);
   virtual void Seek(const Value& key);
@@ -66,7 +60,6 @@ class RecordsetState {
   bool Bof();
   bool Eof();
 
-  // Columns count from 1, as in the statements, where 0 is the row's number.
   int Column(std::u16string_view name);
   // Nothing for Null. The text is good until the row is left or written.
   std::optional<std::u16string_view> Read(int column);
@@ -88,14 +81,14 @@ class RecordsetState {
     kNoMatch,  // where key_ would be
   };
 
-  Connection& Use() { return database_->Use(); }
-  // The end of columns_ where there is no such column.
-  std::vector<std::u16string>::const_iterator FindColumn(std::u16string_view name) const;
-  // The statement of this text, prepared once.
-  sqlite::Statement* Prepared(const std::string& sql);
-  // Steps `statement`, which becomes the live one; false at its end.
-  bool StepLive(sqlite::Statement& statement);
-  void EndLive() noexcept;
+  // What the table's run is for. It stands on the current row, but for a scan.
+  enum class Run { kNone, kRow, kWalk, kQuery, kScan };
+
+  // To the first row of the run that the table has just been told; false where there is none.
+  bool Begin(Run run);
+  // To the run's next row; false at the end, which ends it.
+  bool Next();
+  void EndRun() noexcept;
 
   // Must be passed before place_ means anything.
   void Settle() {
@@ -110,39 +103,25 @@ class RecordsetState {
   // The place after the last row or before the first one, coming from `from`.
   static Place PastEnd(Direction direction, Place from);
 
-  // The current row has been written with the new value of a column, has been
-  // deleted.
-  virtual void ColumnWritten(int /*column*/, StoredValue&& /*value*/) noexcept {}
+  // The current row has been deleted.
   virtual void RowDeleted() noexcept {}
 
-  [[noreturn]] void FailForTable(int number, std::u16string_view what) {
-    Use().FailForTable(number, table_, what);
-  }
-
-  const std::string table_;
-  std::string number_;  // the name of the rows' number in SQL
-  std::string from_;    // "SELECT rowid, * FROM table", by that name, the form of all reading
-  std::vector<std::u16string> columns_;
+  std::unique_ptr<Table> table_;  // none once it is closed
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
-  sqlite::Statement* live_ = nullptr;  // running, and on row_
+  engine::Index index_;  // that of a table, in whose order it moves,
+  StoredValue key_;      // and the row's key there
+  Run run_ = Run::kNone;
 
  private:
   enum class Pending { kNone, kAdd, kEdit };
 
-  sqlite::Statement* Row();
-  // The statement that writes the values set.
-  sqlite::Statement& Writing();
-  std::string WritingText() const;
+  // Makes the run stand on the current row.
+  void NeedRow();
 
   std::shared_ptr<DatabaseState> database_;
-  bool closed_ = false;
-  std::map<std::string, sqlite::Statement> statements_;
   Pending pending_ = Pending::kNone;
-  std::vector<std::pair<int, Value>> values_;          // set since AddNew or Edit
-  sqlite::Statement writing_;                          // the last one used,
-  Pending writes_ = Pending::kNone;                    // for what edit
-  std::vector<int> written_;                           // of which columns
+  std::vector<ColumnValue> values_;                    // set since AddNew or Edit
   std::vector<std::u16string> texts_;                  // of the columns read, by column
   std::vector<std::pair<std::u16string, int>> asked_;  // names that Column has met
   std::size_t next_asked_ = 0;
@@ -150,7 +129,7 @@ class RecordsetState {
 
 class TableState : public RecordsetState {
  public:
-  TableState(std::shared_ptr<DatabaseState> database, std::string table);
+  using RecordsetState::RecordsetState;
 
   void Index(std::u16string_view name) override;
   void Seek(const Value& key) override;
@@ -159,47 +138,19 @@ class TableState : public RecordsetState {
   bool HasRows() override;
 
  private:
-  // The pieces of a path, each a range of the index that one statement runs
-  // through. Null keys come first, and no comparison finds them, so they are a
-  // piece of their own.
-  enum Piece {
-    kAll,
-    kSameKey,    // from the row on, to the last row of its key
-    kBeyondKey,  // the keys beyond
-    kNullKeys,
-    kOtherKeys,  // all but Null
-    kBeyondRow,  // without an index
-  };
-  static constexpr std::size_t kPieces = 6;
-
-  struct Path {  // a way through the table
-    std::u16string name;
-    IndexColumn index;
-    int column = 0;  // of the key; 0 for the order of insertion
-    sqlite::Statement* seek = nullptr;
-    std::array<std::array<sqlite::Statement*, kPieces>, 2> runs = {};
-  };
-
-  void ColumnWritten(int column, StoredValue&& value) noexcept override;
-
-  sqlite::Statement* Run(Direction direction, Piece piece);
-  bool Begin(Direction direction, Piece piece);
-  std::optional<Piece> NextPiece(Direction direction) const;
+  bool BeginAtFirst();
   bool Advance(Direction direction);
   void Arrive();
 
-  std::vector<std::unique_ptr<Path>> paths_;
-  Path* path_;
-  StoredValue key_;     // of row_, where the path has a key
-  Piece piece_ = kAll;  // of the run begun last
+  Direction walking_ = Direction::kNext;
 };
 
 class QueryState : public RecordsetState {
  public:
-  // Where `rest` does nothing but order by columns, these are `order`. If none of them is
-  // a key, the rows come in the order of NameOrder, and are fixed at the first move.
-  QueryState(std::shared_ptr<DatabaseState> database, std::string table, const std::string& rest,
-             std::vector<std::string> order);
+  // If none of the columns in `order` is a key, the rows come in the order of NameOrder, and
+  // are fixed at the first move.
+  QueryState(std::shared_ptr<DatabaseState> database, std::unique_ptr<Table> table,
+             Condition condition, std::vector<int> order);
 
   void Suspend() noexcept override;
   void MoveFirst() override;
@@ -210,15 +161,16 @@ class QueryState : public RecordsetState {
   void RowDeleted() noexcept override;
 
   bool Fetch();
-  void SortByNames();
+  bool BeginQuery();
+  std::vector<std::int64_t> SortedByNames();
   bool Deleted(std::size_t at) const { return at < deleted_.size() && deleted_[at]; }
   void Arrive(std::size_t at);
 
-  sqlite::Statement* query_ = nullptr;  // none yet where rows are sorted at the first move,
-  std::vector<std::string> names_;      // by these columns
-  std::string sorted_;                  // their numbers in order, a JSON array
-  std::vector<std::int64_t> rows_;      // those met, then, once suspended, all
-  std::vector<bool> deleted_;           // by this recordset; empty while the query runs
+  const Condition condition_;
+  const std::vector<int> order_;
+  const bool names_;                // that is the order of names
+  std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
+  std::vector<bool> deleted_;       // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;
   std::size_t at_ = 0;
   bool complete_ = false;
