@@ -113,6 +113,8 @@ def damages():
 
 def main():
     counts = collections.defaultdict(collections.Counter)
+    if len(sys.argv) > 4:
+        os.makedirs(sys.argv[4], exist_ok=True)
     with tempfile.TemporaryDirectory() as folder:
         tool = Tool(folder)
         for kind, name, data, damaged in damages():
