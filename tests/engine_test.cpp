@@ -270,6 +270,30 @@ TEST_F(Engine, QueryKeepsItsRows) {
   EXPECT_TRUE(none.Bof() && none.Eof() && none.RecordCount() == 0);
 }
 
+TEST_F(Engine, TextsSayWhichRowsAndInWhichOrder) {
+  Fill({"B", "A", "C", "A ", "NULL"});
+  Sql(file_, "UPDATE T SET NOME = char(75 - ID); UPDATE T SET SIGLA = 'D''A' WHERE ID > 3");
+  Database database = Open();
+  const std::pair<const char16_t*, const char*> cases[] = {
+      {u"", "1 2 3 4 5 "},
+      {u"where ID='3'OR CFP = 'A' or ID = '9' order by id", "2 3 4 "},
+      {u"WHERE SIGLA = 'D''A'", "4 5 "},
+      {u"ORDER BY CFP , ID", "5 2 4 1 3 "},
+      {u"order by NOME", "5 4 3 2 1 "},
+      {u"WHERE CFP = 'C' OR CFP = 'A'\nORDER BY NOME,ID", "4 3 2 "},
+  };
+  for (const auto& [tail, ids] : cases) {
+    std::string found;
+    Recordset query = database.OpenRecordset(u"SELECT * FROM T " + std::u16string(tail));
+    for (; !query.Eof(); query.MoveNext()) {
+      found += Id(query) + ' ';
+    }
+    EXPECT_EQ(found, ids) << text::ToUtf8(tail);
+  }
+  database.Execute(u"delete * from T where CFP = 'A' OR SIGLA = 'D''A'");
+  EXPECT_EQ(Stored("SELECT ID FROM T"), (Rows{"1", "3"}));
+}
+
 // With an index on the names and without; while they are read nobody else can write.
 TEST_F(Engine, NamesComeAsInATelephoneBook) {
   // Names that differ in case and accents alone go by what follows them first.
@@ -448,6 +472,9 @@ TEST_F(Engine, FailuresBearTheirNumbersAndNames) {
       {sql(u"V"), kNoTable, "V"},
       {sql(u"SELECT * FROM MANCA"), kNoTable, "A.MDB"},
       {run(u"delete * from MANCA"), kNoTable, "A.MDB"},
+      {run(u"delete * from T where X = ''"), kNoColumn, "colonna X"},
+      {sql(u"SELECT * FROM T WHERE ID = '' OR X = ''"), kNoColumn, "Tabella T"},
+      {sql(u"SELECT * FROM T ORDER BY ID, X"), kNoColumn, "colonna X"},
       {[&] { table.Index(u"CHIAVE2"); }, kNoIndex, "Tabella T"},
       {[&] { table.Index(u"CHIAVE3"); }, kNoIndex, "Tabella T"},
       {[&] { table.Seek(u"=", u"A"); }, kNoIndex, "Tabella T"},

@@ -84,7 +84,7 @@ class RecordsetState {
   // What the table's run is for. It stands on the current row, but for a scan.
   enum class Run { kNone, kRow, kWalk, kQuery, kScan };
 
-  // To the first row of the run that the table has just been told; false where there is none.
+  // To the first row of the run that the table has been asked for; false where there is none.
   bool Begin(Run run);
   // To the run's next row; false at the end, which ends it.
   bool Next();

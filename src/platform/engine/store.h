@@ -84,10 +84,11 @@ class Table {
   virtual void Find(std::int64_t row) = 0;
   // The rows of the key, by number.
   virtual void Find(const Index& index, const StoredValue& key) = 0;
-  // The rows along the index. `from` says what of the two last counts.
+  // The rows along the index, from the place that `from` means.
   virtual void Walk(const Index& index, Direction direction, From from, const StoredValue& key,
                     std::int64_t row) = 0;
-  // The rows of the condition, by these columns' values.
+  // The rows of the condition, by these columns' values, Null first and texts by their
+  // characters' codes; what is equal so, and all without columns, in no fixed order.
   virtual void Select(const Condition& condition, const std::vector<int>& order) = 0;
   // The same rows in any order, with the columns asked for alone; these count from 1 in that run.
   virtual void Scan(const Condition& condition, const std::vector<int>& columns) = 0;
