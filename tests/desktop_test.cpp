@@ -38,6 +38,7 @@ class Desktop : public testing::Test, protected Sample {
     };
     window = std::make_unique<desktop::Window>(form);
     App().view = window.get();
+    window->boxRest = {};
   }
   ~Desktop() override { App() = {}; }
 
@@ -307,6 +308,54 @@ TEST_F(Desktop, MessageBoxes) {
   EXPECT_EQ(seen[2], "T|sì|3");
   Screen.MousePointer = 0;
   window->Sync();
+}
+
+// What the hands were at when a box came up answers nothing, and reaches no field later.
+TEST_F(Desktop, BoxesAnswerNothingUnseen) {
+  Show();
+  const auto edge = [](QWidget& box) { return box.grab().toImage().pixelColor(2, 2); };
+  // A repeat as Qt tells it, or as X11 sends it.
+  bool told = true;
+  const auto press = [&](QWidget& widget, Qt::Key key, const char* text, bool repeat) {
+    told = !told;
+    for (const auto type : {QEvent::KeyRelease, QEvent::KeyPress}) {
+      QKeyEvent event(type, key, {}, 36, 0, 0, text, repeat && told);
+      event.setTimestamp(type == QEvent::KeyRelease || (repeat && !told) ? 5000 : 5100);
+      QApplication::sendEvent(&widget, &event);
+    }
+  };
+  window->boxRest = std::chrono::hours(1);
+  window->whenAsked = [&](QMessageBox& box, const Message&) {
+    QAbstractButton* yes = desktop::Window::AnswerButton(box, kYes);
+    const QColor calm = edge(box);
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape, Qt::Key_N}) {
+      QTest::keyClick(box.focusWidget(), key);
+    }
+    EXPECT_NE(edge(box), calm) << "no sign";
+    QTest::keyClick(box.focusWidget(), Qt::Key_N, Qt::AltModifier);
+    QTest::mouseDClick(yes, Qt::LeftButton);
+    box.close();
+    QTest::qWait(200);
+    EXPECT_EQ(edge(box), calm);
+    ASSERT_TRUE(box.isVisible());
+    yes->click();  // as assistive technology does
+  };
+  EXPECT_EQ(MsgBox(u"x", kYesNo, u"T"), kYes);
+
+  window->boxRest = std::chrono::milliseconds(50);
+  window->whenAsked = [&](QMessageBox& box, const Message&) {
+    QTest::qWait(200);
+    press(*box.focusWidget(), Qt::Key_Return, "\r", true);
+    press(*box.focusWidget(), Qt::Key_N, "n", false);  // another letter of the same word
+    QTest::qWait(300);
+    ASSERT_TRUE(box.isVisible());
+    press(*box.focusWidget(), Qt::Key_N, "n", false);
+  };
+  EXPECT_EQ(MsgBox(u"x", kYesNo, u"T"), kNo);
+  for (const bool repeat : {true, false, true}) {
+    press(Line(one), Qt::Key_N, "n", repeat);
+  }
+  EXPECT_EQ(one.Text(), u"nn") << "held, pressed anew, held again";
 }
 
 // Between two statements of a handler: the box just answered is off the screen, and what

@@ -87,6 +87,8 @@ def act(action):
     if action.startswith("press "):
         Atspi.Action.do_action(next(a for a in screen.values() if a.get_name() == action[6:]), 0)
         return
+    if any(said.startswith("alert") for said in screen):
+        time.sleep(0.6)  # no box takes keys as soon as it is up
     for key in action.split():
         how = ("type", "--delay", "20", key[1:]) if key[0] == "'" else ("key", key)
         subprocess.run(("xdotool", *how), check=True)

@@ -20,7 +20,7 @@ export MORVENNA_REGISTRO=$dir/registro.reg
 printf '%s\n' 'REGEDIT4' '' '[HKEY_CURRENT_USER\SOFTWARE\CALVENZA\MORVENNA]' \
   "\"PERCORSOARCHIVI\"=\"$dir/archivi\"" >"$dir/registro.reg"
 
-keys() { xdotool key --delay 60 "$@"; sleep 0.5; }
+keys() { xdotool key --delay 60 "$@"; sleep 0.8; }
 text() { xdotool type --delay 60 "$1"; sleep 0.5; }
 picture() { import -window root "$out/$1.png"; }
 
@@ -40,7 +40,7 @@ text "b"
 picture pannello
 keys Escape
 
-# The whole title of a box.
+# A box, which takes no key at once.
 keys shift+Tab shift+Tab x Prior
 picture messaggio
 keys Escape

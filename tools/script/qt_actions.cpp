@@ -85,6 +85,7 @@ class QtActions : public Actions {
     application_ = std::make_unique<QApplication>(argc, argv);
     const toolkit::ScreenObject screen = toolkit::Screen;
     window_ = std::make_unique<desktop::Window>(ANAGPARC::Me);
+    window_->boxRest = {};
     toolkit::Screen = screen;  // the same one as without a window
     window_->whenAsked = [this](QMessageBox& box, const toolkit::Message& message) {
       Answer(box, message);

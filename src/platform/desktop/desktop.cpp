@@ -90,7 +90,7 @@ int Window::Ask(const toolkit::Message& message) {
   view_->ShowBusy(false);
   QWidget* parent = view_->Shown() ? &view_->Root() : nullptr;
   input_->SetDeaf(true);
-  const int answer = ShowMessage(parent, message, [&](QMessageBox& box) {
+  const int answer = ShowMessage(parent, message, boxRest, [&](QMessageBox& box) {
     if (whenAsked) {
       whenAsked(box, message);
     }

@@ -3,6 +3,7 @@
 // model decides.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -55,6 +56,9 @@ class Window : public toolkit::View {
   std::optional<QPoint> ShowRow(toolkit::ListBox& list, int row);
   // The button of a message box that answers `code`; null if none does.
   static QAbstractButton* AnswerButton(const QMessageBox& box, int code);
+  // How long a message box that has come up takes nothing from keys and mouse. Whoever answers
+  // without eyes, a script or a test, sets it to 0.
+  std::chrono::milliseconds boxRest{400};
   // Called when a message box is up and waits.
   std::function<void(QMessageBox&, const toolkit::Message&)> whenAsked;
 

@@ -78,6 +78,7 @@ Input::Input(toolkit::Form& form, FormView& view) : form_(form), view_(view) {
 
 void Input::SetDeaf(bool deaf) {
   deaf_ = deaf;
+  held_ = true;
   pressed_ = nullptr;
 }
 
@@ -160,11 +161,13 @@ bool Input::eventFilter(QObject* object, QEvent* event) {
       event->accept();
       return true;
     case QEvent::KeyPress:
-      if (!deaf) {
-        event->setAccepted(OnKey(static_cast<QKeyEvent&>(*event)));
+      if (const auto& key = static_cast<QKeyEvent&>(*event); !deaf) {
+        held_ = held_ && repeats_.Is(key);
+        event->setAccepted(held_ || OnKey(key));
       }
       return true;
     case QEvent::KeyRelease:
+      repeats_.Is(static_cast<QKeyEvent&>(*event));
       return true;
     case QEvent::InputMethod:
       if (!deaf) {

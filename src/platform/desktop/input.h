@@ -6,6 +6,7 @@
 #include <QObject>
 #include <unordered_map>
 
+#include "platform/desktop/messagebox.h"
 #include "platform/desktop/view.h"
 
 class QContextMenuEvent;
@@ -19,7 +20,8 @@ class Input : public QObject {
   // Listens to the widgets of `view`, which must outlive it.
   Input(toolkit::Form& form, FormView& view);
 
-  // While deaf, as a message box is up, the form takes nothing from the user.
+  // While deaf, as a message box is up, the form takes nothing from the user; afterwards nothing
+  // of what a key repeats that is still held from then.
   void SetDeaf(bool deaf);
 
   bool eventFilter(QObject* object, QEvent* event) override;
@@ -39,6 +41,8 @@ class Input : public QObject {
   FormView& view_;
   std::unordered_map<const QObject*, Control*> controls_;  // viewports too
   bool deaf_ = false;
+  Repeats repeats_;
+  bool held_ = false;           // no key has been pressed anew since the form was deaf
   Control* pressed_ = nullptr;  // where the left button went down
   int pressedRow_ = -1;
   int anchor_ = -1;      // where dragging in a text box began; -1: it selects nothing

@@ -1,12 +1,20 @@
 #include "platform/desktop/messagebox.h"
 
-#include <QEvent>
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDialogButtonBox>
+#include <QElapsedTimer>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QScreen>
 #include <QTimer>
 #include <algorithm>
+#include <utility>
 
 #include "platform/desktop/look.h"
 
@@ -17,28 +25,127 @@ namespace {
 // Property of a box's button: the code that it answers.
 constexpr const char* kAnswer = "answer";
 
+// The hands go on with what they were doing until the eyes have seen a box. It takes no key or
+// click in its first `rest` on the screen, nor a key that follows a dropped one as fast as the
+// letters of a word, nor ever what a held key repeats: each of them makes its frame flash. What
+// assistive technology presses was meant for it.
 class Box : public QMessageBox {
  public:
-  using QMessageBox::QMessageBox;
+  Box(QWidget* parent, std::chrono::milliseconds rest)
+      : QMessageBox(parent), rest_(rest), resting_(rest.count() > 0) {
+    flash_.setSingleShot(true);
+    connect(&flash_, &QTimer::timeout, this, [this] { update(); });
+  }
+
+  // Puts the buttons under the text, where the eyes are. To be called after the last one.
+  void PlaceButtons() {
+    auto& grid = static_cast<QGridLayout&>(*layout());
+    auto* buttons = findChild<QDialogButtonBox*>();
+    int row = 0, column = 0, under = 0, rows = 0, columns = 0;
+    grid.getItemPosition(grid.indexOf(&Text()), &row, &column, &rows, &columns);
+    grid.getItemPosition(grid.indexOf(buttons), &under, &row, &rows, &columns);
+    grid.removeWidget(buttons);
+    grid.addWidget(buttons, under, column, Qt::AlignLeft);
+    for (QAbstractButton* button : this->buttons()) {
+      button->installEventFilter(this);
+    }
+  }
+
+  bool eventFilter(QObject* object, QEvent* event) override {
+    return Refuses(*event) || QMessageBox::eventFilter(object, event);
+  }
 
  protected:
-  // Qt widens a box for its title only by the box's own font and up to a part of
-  // the screen, but desktops draw titles between buttons, bold and in wider fonts.
   bool event(QEvent* event) override {
+    if (Refuses(*event)) {
+      return true;
+    }
     const bool taken = QMessageBox::event(event);
     if (event->type() == QEvent::Show || event->type() == QEvent::LayoutRequest) {
-      QFont face = font();
-      face.setBold(true);
-      const int wanted =
-          std::min(QFontMetrics(face).horizontalAdvance(windowTitle()) * 13 / 10 + 120,
-                   screen()->availableSize().width() - 40);
-      if (width() < wanted) {
-        setFixedWidth(wanted);
-        adjustPosition(parentWidget());
-      }
+      Narrow();
     }
     return taken;
   }
+  void paintEvent(QPaintEvent* event) override {
+    QMessageBox::paintEvent(event);
+    if (flash_.isActive()) {
+      QPainter painter(this);
+      DrawFrame(painter, rect(), QColor(190, 30, 45), 4);
+    }
+    if (!std::exchange(painted_, true) && resting_) {
+      // What was typed up to then may still be on its way, but comes before an idle moment.
+      QTimer::singleShot(rest_, Qt::PreciseTimer, this,
+                         [this] { QTimer::singleShot(0, this, [this] { resting_ = false; }); });
+    }
+  }
+  void closeEvent(QCloseEvent* event) override {
+    if (resting_) {
+      event->ignore();
+      Flash();
+    } else {
+      QMessageBox::closeEvent(event);
+    }
+  }
+
+ private:
+  QLabel& Text() { return *findChild<QLabel*>("qt_msgbox_label"); }
+
+  // Qt makes a box as wide as its title, which is the form's. This one is as wide as its text,
+  // up to half the screen, or as a word that can't be divided.
+  void Narrow() {
+    Text().setWordWrap(false);
+    const int most = screen()->availableSize().width() / 2;
+    const int whole = layout()->totalMinimumSize().width();
+    Text().setWordWrap(whole > most);
+    layout()->activate();
+    const int least = layout()->totalMinimumSize().width();
+    const int wide = std::max(std::min(whole, most), least);
+    setFixedSize(wide, layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(wide)
+                                                     : layout()->totalMinimumSize().height());
+    QCoreApplication::removePostedEvents(this, QEvent::LayoutRequest);
+    adjustPosition(parentWidget());
+  }
+
+  void Flash() {
+    flash_.start(150);
+    update();
+  }
+
+  bool Refuses(QEvent& event) {
+    constexpr int kWord = 250;  // milliseconds
+    switch (event.type()) {
+      case QEvent::ShortcutOverride:
+      case QEvent::KeyPress: {
+        const bool repeated = repeats_.Is(static_cast<QKeyEvent&>(event));
+        if (!resting_ && !repeated && (!dropped_.isValid() || dropped_.hasExpired(kWord))) {
+          return false;
+        }
+        dropped_.start();
+        break;
+      }
+      case QEvent::KeyRelease:
+        repeats_.Is(static_cast<QKeyEvent&>(event));
+        return false;
+      case QEvent::MouseButtonPress:
+      case QEvent::MouseButtonDblClick:
+        if (!resting_) {
+          return false;
+        }
+        break;
+      default:
+        return false;
+    }
+    event.accept();
+    Flash();
+    return true;
+  }
+
+  const std::chrono::milliseconds rest_;
+  bool resting_;
+  bool painted_ = false;
+  Repeats repeats_;
+  QElapsedTimer dropped_;  // since the last dropped key
+  QTimer flash_;           // runs while the frame is lit
 };
 
 // A path too long for a line may go on in the next one after each slash. Of one without
@@ -85,9 +192,20 @@ QMessageBox::Icon IconOf(toolkit::MessageIcon icon) {
 
 }  // namespace
 
-int ShowMessage(QWidget* parent, const toolkit::Message& message,
+bool Repeats::Is(const QKeyEvent& event) {
+  constexpr std::uint64_t kAtOnce = 3;  // milliseconds
+  if (event.type() == QEvent::KeyRelease) {
+    key_ = event.nativeScanCode();
+    released_ = event.timestamp();
+    return false;
+  }
+  return event.isAutoRepeat() ||
+         (key_ != 0 && event.nativeScanCode() == key_ && event.timestamp() - released_ < kAtOnce);
+}
+
+int ShowMessage(QWidget* parent, const toolkit::Message& message, std::chrono::milliseconds rest,
                 const std::function<void(QMessageBox&)>& whenUp) {
-  Box box(parent);
+  Box box(parent, rest);
   box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                      Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint);
   box.setFont(BoxFont());
@@ -105,6 +223,7 @@ int ShowMessage(QWidget* parent, const toolkit::Message& message,
       box.setEscapeButton(made);
     }
   }
+  box.PlaceButtons();
   QTimer::singleShot(0, &box, [&] { whenUp(box); });
   box.exec();
   return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
