@@ -1,5 +1,6 @@
 # Which folder may include what. Fails with the lines that break a rule, and with files
-# that no rule knows. Run with -DSOURCE=<the project's folder>.
+# that no rule knows, under src/ and tools/; tests and benchmarks may call the system they
+# run on. Run with -DSOURCE=<the project's folder>.
 cmake_policy(VERSION 3.25)
 
 # layer(FILES [MAY header...] [SYSTEM header...]): all are patterns that must match as a whole;

@@ -9,6 +9,7 @@
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "platform/system/console.h"
+#include "platform/system/paths.h"
 #include "platform/text/text.h"
 #include "version.h"
 
@@ -27,7 +28,7 @@ const std::string kProgram = "anagparc-archivio";
 
 // A command's words, sorted out.
 struct Call {
-  std::vector<std::string> files;
+  std::vector<fs::path> files;
   std::map<std::string_view, std::string> options;  // with their values
   std::ostream& out;
   std::ostream* progress;
@@ -84,7 +85,7 @@ int RunCheck(const Call& call) {
 
 int RunReview(const Call& call) {
   const ReviewResult result =
-      Review(call.files.empty() ? YearArchive() : fs::path(call.files[0]), call.out, call.progress);
+      Review(call.files.empty() ? YearArchive() : call.files[0], call.out, call.progress);
   call.out << "Percettori controllati: " << result.recipients
            << ". Segnalazioni: " << result.findings << ".\n";
   return result.findings == 0 ? kDone : kFailed;
@@ -97,7 +98,7 @@ int RunPrepare(const Call& call) {
   } else if (copies->second.empty()) {
     throw WrongUsage("--copie: manca CARTELLA");
   } else {
-    Prepare(call.files[0], copies->second, call.out);
+    Prepare(call.files[0], sys::PathOf(copies->second), call.out);
   }
   return kDone;
 }
@@ -108,9 +109,8 @@ int RunCopy(const Call& call) {
 }
 
 int RunExport(const Call& call) {
-  const std::size_t written =
-      Export(call.files.size() > 1 ? fs::path(call.files[1]) : YearArchive(), call.files[0],
-             call.Has("--leggibile"), call.progress);
+  const std::size_t written = Export(call.files.size() > 1 ? call.files[1] : YearArchive(),
+                                     call.files[0], call.Has("--leggibile"), call.progress);
   call.out << "Percettori scritti: " << written << ".\n";
   return kDone;
 }
@@ -278,7 +278,7 @@ bool SortOut(const Command& command, const std::vector<std::string>& words, Call
   for (std::size_t i = 1; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (options_end || !word.starts_with('-') || word == "-") {
-      call.files.push_back(word);
+      call.files.push_back(sys::PathOf(word));
       continue;
     }
     if (word == "--") {
@@ -308,7 +308,8 @@ bool SortOut(const Command& command, const std::vector<std::string>& words, Call
     throw WrongUsage("manca " + std::string(command.files[call.files.size()]));
   }
   if (call.files.size() > command.files.size()) {
-    throw WrongUsage("argomento di troppo \"" + call.files[command.files.size()] + '"');
+    throw WrongUsage("argomento di troppo \"" + sys::PathBytes(call.files[command.files.size()]) +
+                     '"');
   }
   for (std::size_t i = 0; i < call.files.size(); ++i) {
     if (call.files[i].empty()) {

@@ -143,11 +143,11 @@ class Converter {
   // the disk it may then be between two writes, which nothing in it need show: nothing
   // is converted until the user says that it is only what a crash has left.
   void FindLock() {
-    const std::u16string wanted = text::Upper(text::FromUtf8(from_.stem().string() + ".ldb"));
+    const std::u16string wanted = text::Upper(sys::PathText(from_.stem()) + u".ldb");
     std::error_code unreadable;
     for (const fs::directory_entry& entry :
          fs::directory_iterator(from_.parent_path(), unreadable)) {
-      const std::string name = entry.path().filename().string();
+      const std::string name = sys::PathBytes(entry.path().filename());
       if (text::Upper(text::FromUtf8(name)) == wanted) {
         findings_.texts.push_back("Accanto al vecchio archivio c'è " + name +
                                   ": un programma lo sta usando, o è stato interrotto mentre lo "

@@ -35,7 +35,7 @@ fs::path WholePath(const fs::path& wanted) {
 // A section of a registry file that names the folder.
 std::string Section(std::u16string_view value, const fs::path& folder) {
   std::string quoted;
-  for (const char c : folder.native()) {
+  for (const char c : sys::PathBytes(folder)) {
     quoted += c == '"' ? "\\\"" : std::string(1, c);
   }
   return "\r\n[" + text::ToUtf8(MOD770BAS::kRadice) + "\\" + text::ToUtf8(MOD770BAS::kChiave) +

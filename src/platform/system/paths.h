@@ -20,6 +20,12 @@ std::filesystem::path ResolvePath(std::u16string_view name);
 // at its end, need not exist.
 std::filesystem::path DiskOf(const std::filesystem::path& path);
 
+// Where this user's settings lie, and what a program notes down for itself; empty where the
+// user has no home. Here $XDG_CONFIG_HOME, by default ~/.config, and $XDG_STATE_HOME, by
+// default ~/.local/state.
+std::filesystem::path SettingsFolder();
+std::filesystem::path StateFolder();
+
 // The path as a text for the user.
 std::u16string PathText(const std::filesystem::path& path);
 

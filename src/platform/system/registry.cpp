@@ -6,27 +6,18 @@
 #include <string>
 
 #include "platform/system/input_file.h"
+#include "platform/system/paths.h"
 #include "platform/text/text.h"
 
 namespace sys {
 
 std::filesystem::path RegistryFile() {
-  auto variable = [](const char* name) {
-    const char* const value = std::getenv(name);
-    return std::filesystem::path(value != nullptr ? value : "");
-  };
-  if (auto file = variable("MORVENNA_REGISTRO"); !file.empty()) {
-    return file;
+  const char* const given = std::getenv("MORVENNA_REGISTRO");
+  if (given != nullptr && *given != '\0') {
+    return PathOf(given);
   }
-  std::filesystem::path folder = variable("XDG_CONFIG_HOME");
-  if (!folder.is_absolute()) {
-    const auto home = variable("HOME");
-    if (home.empty()) {
-      return {};
-    }
-    folder = home / ".config";
-  }
-  return folder / "morvenna" / "registro.reg";
+  const std::filesystem::path folder = SettingsFolder();
+  return folder.empty() ? folder : folder / "morvenna" / "registro.reg";
 }
 
 namespace {

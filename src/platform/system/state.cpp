@@ -1,6 +1,5 @@
 #include "platform/system/state.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -18,12 +17,7 @@ constexpr std::size_t kMost = 4096;  // bytes of a note
 
 // Empty where the user has no home.
 fs::path NoteFile() {
-  const char* const state = std::getenv("XDG_STATE_HOME");
-  const char* const home = std::getenv("HOME");
-  fs::path folder = state != nullptr ? state : "";
-  if (!folder.is_absolute()) {
-    folder = home != nullptr && *home != '\0' ? fs::path(home) / ".local/state" : fs::path();
-  }
+  const fs::path folder = StateFolder();
   return folder.empty() ? folder : folder / "morvenna" / "avviso";
 }
 

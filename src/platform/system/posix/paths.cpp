@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -37,6 +38,15 @@ std::optional<std::string> EntryAnyCase(const fs::path& folder, std::u16string_v
     }
   }
   return best;
+}
+
+fs::path UserFolder(const char* variable, const char* in_home) {
+  const char* const given = std::getenv(variable);
+  if (given != nullptr && *given == '/') {
+    return given;
+  }
+  const char* const home = std::getenv("HOME");
+  return home != nullptr && *home != '\0' ? fs::path(home) / in_home : fs::path();
 }
 
 }  // namespace
@@ -81,6 +91,9 @@ fs::path ResolvePath(std::u16string_view name) {
   const bool closed = !name.empty() && kSeparators.find(name.back()) != kSeparators.npos;
   return closed && !path.ends_with('/') ? path + '/' : path;
 }
+
+fs::path SettingsFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
+fs::path StateFolder() { return UserFolder("XDG_STATE_HOME", ".local/state"); }
 
 fs::path DiskOf(const fs::path& path) {
   std::error_code error;
