@@ -14,7 +14,7 @@ namespace archivio {
 // What messages call a file, in UTF-8.
 std::string NameOf(const std::filesystem::path& path);
 
-// Refuses a name under which there is a file, in whatever case of letters.
+// Refuses a name under which there is a file, whatever the case of its letters.
 void RefuseExisting(const std::filesystem::path& file);
 
 // All bytes of a file, which may be a pipe; more than 1 GB are refused. A signal ends the

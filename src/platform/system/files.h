@@ -38,12 +38,12 @@ enum class Access {
 std::uintmax_t NamesOf(std::u16string_view name);
 
 // Copies the plain file `from` to the new file `to`, in a folder that exists. One that is
-// larger than the room on the disk is refused at once. `to`
-// never exists as a half file, even if the process is killed, and is on disk when the
-// call returns; only a kill leaves a hidden file of the name ".anagparc-" and 16
-// digits in its folder. An existing `to`, in whatever case of letters, is never touched. Throws
-// FileError: nothing has been created then, or, if only the folder's own entry could
-// not be written to disk, the whole file.
+// larger than the room on the disk is refused at once. `to` never exists as a half file,
+// even if the process is killed, and is on disk when the call returns; only a kill leaves a
+// hidden file of the name ".anagparc-" and 16 digits in its folder. An existing `to`,
+// whatever the case of its letters, is never touched. Throws FileError: nothing has been
+// created then, or, if only the folder's own entry could not be written to disk, the whole
+// file.
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access = Access::kAsFolder);
 
 // Names of the plain files in a folder, those that are UTF-8, in no order; none where it

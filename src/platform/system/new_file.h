@@ -19,7 +19,7 @@ class NewFile {
  public:
   // What becomes of a file of that name.
   enum class Existing {
-    kRefused,   // in whatever case of letters
+    kRefused,   // whatever the case of its letters
     kReplaced,  // a plain file in the same letters; anything else is refused
   };
   // `name` as in paths.h. Its folder must exist. Who replaces waits for others that replace

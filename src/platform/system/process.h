@@ -10,8 +10,8 @@ namespace sys {
 // lock; otherwise this process holds it from now on, until it ends, however it
 // ends. The lock is a file in $XDG_RUNTIME_DIR, or, where that isn't set or
 // can't be used, in a folder of the user's own under the temporary folder.
-// Where no lock file can be made the answer is false: the database's own locks
-// still guard the data.
+// Returns false where no lock file can be made: the database's own locks still guard the
+// data.
 bool PrevInstance();
 
 // Gives the lock back before the process ends: another one can take it.
@@ -19,7 +19,7 @@ void LeaveInstance();
 
 // Brings the window with exactly this title to the front and gives it the
 // keyboard. False when there is no such window, or no display to look on, or
-// its server doesn't answer within a few seconds.
+// its server is silent for a few seconds.
 bool ActivateWindow(std::u16string_view title);
 
 // Starts the program `path` (a name as in paths.h) in a session of its own, without

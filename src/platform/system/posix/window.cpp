@@ -31,7 +31,7 @@ namespace sys {
 
 namespace {
 
-// A server that is there answers in far less.
+// A server that is there needs far less.
 constexpr std::chrono::seconds kPatience{3};
 
 struct Free {
