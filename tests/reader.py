@@ -8,6 +8,7 @@ row, (description), [states]; labels where they name nothing else; of long lists
 row. Ends with the program's exit status, 77 where something needed isn't installed.
 """
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -38,7 +39,7 @@ def until(what):
 def line(a, parent):
     """What is heard of one object; nothing of what only holds others."""
     role, name, state = a.get_role_name(), a.get_name(), a.get_state_set().contains
-    if role in ("filler", "image") or (role == "panel" and name == ""):
+    if role in ("filler", "image") or (role in ("panel", "label") and name == ""):
         return ""
     said = f"{role} {name}"
     if role == "text":
@@ -60,7 +61,7 @@ def line(a, parent):
             said += " [read-only]"
     for kind in ("FOCUSED", "CHECKED", "SELECTED"):
         said += f" [{kind.lower()}]" if state(getattr(Atspi.StateType, kind)) else ""
-    return " ".join(said.split())
+    return re.sub("Registrata .....", "Registrata 12:31", " ".join(said.split()))
 
 
 def read(a, parent=None):

@@ -278,6 +278,7 @@ void COLLEGAEVENTI() {
   Me.KeyDown = Form_KeyDown;
   // Selecting a row gives up an insertion that was begun: only a hand on the list may do that.
   Me.SearchList = [] { return List1.CanFocus() && !FrmInserimento.Visible() ? &List1 : nullptr; };
+  Me.Settled = AGGIORNASTATO;
 
   Frmmoduli(0).Click = [] { Frmmoduli_Click(0); };
   List1.Click = List1_Click;
@@ -367,6 +368,8 @@ void CARICAMODULO() {
   CFNuovo.clear();
   RigaSelezionata.clear();
   ComuniLetti.reset();
+  OraRegistrazione.clear();
+  ANNUNCIA(u"");
   toolkit::Screen.MousePointer = 0;
 }
 

@@ -115,6 +115,13 @@ void ERRORENONPREVISTO(const std::exception& errore);
 void cmduscita_Click(int Index);
 void cmduscita_GotFocus(int Index);
 
+// --- The status bar's second panel (frame/stato.cpp)
+
+// Says it there once the handler has ended, until the user does the next thing.
+void ANNUNCIA(std::u16string testo);
+// Shows the state of the screen; comes after each event. Microseconds.
+void AGGIORNASTATO();
+
 // --- Printing (frame/stampa.cpp)
 
 // What is printed, under the heading that all of it bears. `nome`: proposed for a file.

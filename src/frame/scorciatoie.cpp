@@ -76,7 +76,7 @@ void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
     TABELLADELFUOCO();
     KeyCode = 0;
   } else if (scheda && KeyCode == kF6 && Shift == 0) {
-    COMPILADALCODICE();
+    ANNUNCIA(COMPILADALCODICE());
     KeyCode = 0;
   } else if (KeyCode == u'P' && Shift == kControl) {
     // With a panel open too: the list stands beside it.

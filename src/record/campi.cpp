@@ -8,6 +8,7 @@ using namespace MOD770BAS;
 using regole::kCampi;
 
 std::optional<Percettore> PercettoreLetto;
+std::u16string OraRegistrazione;
 
 namespace {
 
@@ -67,6 +68,7 @@ void IMPOSTATESTATA() {
 
 void PULISCICAMPI() {
   SVUOTACAMPI();
+  OraRegistrazione.clear();
   FlagVariazioni = 0;
 }
 

@@ -1,5 +1,6 @@
 // Saving the record on screen, and the question to whoever leaves it changed.
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "frame/ANAGPARC.h"
@@ -12,6 +13,13 @@ namespace ANAGPARC {
 using namespace MOD770BAS;
 
 namespace {
+
+// The time of day, "12:31".
+std::u16string ORA() {
+  const auto minuti = std::chrono::floor<std::chrono::minutes>(toolkit::TimeOfDay()).count();
+  const auto cifre = [](long n) { return (n < 10 ? u"0" : u"") + text::Decimal(n); };
+  return cifre(minuti / 60) + u":" + cifre(minuti % 60);
+}
 
 // What the row is to hold in place of `registrato`; nothing where it stays as it is, in bytes
 // that its text may not tell: a number, a blob, one that isn't UTF-8. What the screen can't show of
@@ -136,6 +144,7 @@ bool SCRIVIDATI() {
     nota = std::move(trovata);
   }
   FlagVariazioni = 0;
+  OraRegistrazione = ORA();
   if (FlagNuovaAnagrafica == 1) {
     FlagNuovaAnagrafica = 0;
     cmdparcprec.SetEnabled(true);

@@ -25,6 +25,9 @@ constexpr std::size_t POSTO(const regole::CampoPercettore& campo) {
 // new recipient. A save holds it against the row that the table has then.
 extern std::optional<Percettore> PercettoreLetto;
 
+// When the record on screen was saved, "12:31"; empty where it wasn't since it was opened.
+extern std::u16string OraRegistrazione;
+
 // What a user is told of a recipient that he has in hand and that is gone.
 inline constexpr std::u16string_view kPercettoreSparito =
     u"Il percettore non è più nell'archivio: è stato cancellato o ha cambiato codice.";

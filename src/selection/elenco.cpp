@@ -188,6 +188,7 @@ void List1_DblClick() {
     return;
   }
   if (!CERCAPERCETTORE(riga.substr(0, kColonneCodice))) {
+    ANNUNCIA(std::u16string(kPercettoreSparito));
     return;
   }
   LEGGIPERCETTORE();

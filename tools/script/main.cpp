@@ -48,6 +48,7 @@ std::optional<Options> Read(int argc, char** argv) {
 
 int RunScript(std::istream& lines, script::Answers& answers, script::Actions& actions) {
   script::Printer printer(std::cout);
+  toolkit::App().clock = script::Clock;
   toolkit::App().witness = &printer;
   if (ANAGPARC::Me.Load()) {
     actions.Begin();

@@ -25,11 +25,16 @@ using toolkit::TextBox;
 
 namespace {
 
+using namespace std::chrono_literals;
+
 int g_line = 0;  // being run; 0 before the first
+std::chrono::milliseconds g_clock = 12h + 30min;
 
 std::string Text(std::u16string_view s) { return text::ToUtf8(s); }
 
 }  // namespace
+
+std::chrono::milliseconds Clock() { return g_clock; }
 
 bool CanCopy() {
   const Control* focus = ANAGPARC::Me.Focus();
@@ -402,9 +407,12 @@ Shown Property(Control& control, std::u16string_view property) {
     case Kind::ListBox:
       return ListProperty(static_cast<ListBox&>(control), property);
     case Kind::StatusBar:
-      return property == u"Panels(1)"
-                 ? Shown(Quote(static_cast<toolkit::StatusBar&>(control).Panels(1).Text()))
-                 : std::nullopt;
+      for (const int n : {1, 2}) {
+        if (property == u"Panels(" + text::Decimal(n) + u")") {
+          return Quote(static_cast<toolkit::StatusBar&>(control).Panels(n).Text());
+        }
+      }
+      return std::nullopt;
     case Kind::OptionButton:
       if (property == u"Value") {
         return Flag(static_cast<toolkit::OptionButton&>(control).Value());

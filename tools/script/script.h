@@ -2,6 +2,7 @@
 // state, one a line, run on the form ANAGPARC (docs/anagparc-script.md).
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <iosfwd>
@@ -105,6 +106,9 @@ class Printer : public toolkit::Witness {
  private:
   std::ostream& out_;
 };
+
+// The time of day of a script, the same in every run: half past twelve, and what it has waited.
+std::chrono::milliseconds Clock();
 
 // Something is selected that Ctrl+C copies.
 bool CanCopy();

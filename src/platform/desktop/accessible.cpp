@@ -157,7 +157,8 @@ class Choice : public QAccessibleWidget {
 // A text that only stands there.
 class Words : public QAccessibleWidget {
  public:
-  Words(QLabel* label, QAccessible::Role role) : QAccessibleWidget(label, role), label_(label) {}
+  explicit Words(QLabel* label)
+      : QAccessibleWidget(label, QAccessible::StaticText), label_(label) {}
   QString text(QAccessible::Text kind) const override {
     return kind == QAccessible::Name ? label_->text().simplified() : QAccessibleWidget::text(kind);
   }
@@ -181,10 +182,10 @@ QAccessibleInterface* Make(const QString&, QObject* object) {
     return new Choice(option);
   }
   if (auto* label = dynamic_cast<LabelBox*>(object)) {
-    return new Words(label, QAccessible::StaticText);
+    return new Words(label);
   }
   if (auto* bar = dynamic_cast<StatusBox*>(object)) {
-    return new Words(bar, QAccessible::StatusBar);
+    return new QAccessibleWidget(bar, QAccessible::StatusBar);
   }
   return nullptr;
 }

@@ -351,33 +351,50 @@ void ShapeBox::paintEvent(QPaintEvent*) {
   DrawEdge(painter, rect(), toolkit::Border::Line, back_);
 }
 
-StatusBox::StatusBox(QWidget* parent) : QLabel(parent) {
+namespace {
+
+constexpr int kPanelEdge = 2, kPanelMargin = 6;  // pixels
+
+}  // namespace
+
+StatusPanel::StatusPanel(QWidget* parent) : QLabel(parent) {
   setTextFormat(Qt::PlainText);
-  setAutoFillBackground(true);
+  setAttribute(Qt::WA_TransparentForMouseEvents);
 }
+
+int StatusPanel::Needed() const {
+  return QFontMetrics(font(), this).horizontalAdvance(text()) + 2 * (kPanelEdge + kPanelMargin);
+}
+
+void StatusPanel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  const QRect panel = rect().adjusted(kPanelEdge, kPanelEdge, -kPanelEdge, -kPanelEdge);
+  DrawEdge(painter, panel, toolkit::Border::Sunken, palette().color(QPalette::Window));
+  const QRect room = panel.adjusted(kPanelMargin, 0, -kPanelMargin, 0);
+  painter.setPen(palette().color(QPalette::WindowText));
+  painter.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                   QFontMetrics(font(), this).elidedText(text(), Qt::ElideRight, room.width()));
+}
+
+StatusBox::StatusBox(QWidget* parent) : QWidget(parent) { setAutoFillBackground(true); }
 
 void StatusBox::Apply(toolkit::StatusBar& bar) {
   dress_.PutOn(*this, bar);
-  panels_.clear();
-  for (int i = 1; i <= bar.PanelCount(); ++i) {
-    panels_ += Display(bar.Panels(i).Text());
+  while (static_cast<int>(panels_.size()) < bar.PanelCount()) {
+    panels_.push_back(new StatusPanel(this));
   }
-  setText(panels_.join("  "));
-}
-
-void StatusBox::paintEvent(QPaintEvent*) {
-  QPainter painter(this);
-  const QColor back = palette().color(QPalette::Window);
-  const auto count = static_cast<int>(panels_.size());
-  for (int i = 0; i < count; ++i) {
-    const int left = width() * i / count, right = width() * (i + 1) / count;
-    const QRect panel(left + 2, 2, right - left - 4, height() - 4);
-    DrawEdge(painter, panel, toolkit::Border::Sunken, back);
-    const QRect room = panel.adjusted(6, 0, -6, 0);
-    painter.setPen(palette().color(QPalette::WindowText));
-    painter.drawText(
-        room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-        QFontMetrics(font(), this).elidedText(panels_[i], Qt::ElideRight, room.width()));
+  constexpr int kLeast = 6;  // part of the bar that a panel has at least
+  int left = 0;
+  for (std::size_t i = 0; i < panels_.size(); ++i) {
+    StatusPanel& panel = *panels_[i];
+    if (const QString text = Display(bar.Panels(static_cast<int>(i) + 1).Text());
+        text != panel.text()) {
+      panel.setText(text);
+    }
+    const bool last = i + 1 == panels_.size();
+    const int wanted = last ? width() - left : std::max(panel.Needed(), width() / kLeast);
+    panel.setGeometry(left, 0, std::min(wanted, last ? wanted : width() / 2), height());
+    left += panel.width();
   }
 }
 

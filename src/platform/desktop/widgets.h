@@ -146,17 +146,24 @@ class ShapeBox : public QWidget {
   QColor back_;
 };
 
-class StatusBox : public QLabel {
+class StatusPanel : public QLabel {
+ public:
+  explicit StatusPanel(QWidget* parent);
+  int Needed() const;  // width for all of the text
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+// A label for each panel, so that a screen reader is told which of them changes.
+class StatusBox : public QWidget {
  public:
   explicit StatusBox(QWidget* parent);
   void Apply(toolkit::StatusBar& bar);
 
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
  private:
   Dress dress_;
-  QStringList panels_;
+  std::vector<StatusPanel*> panels_;
 };
 
 }  // namespace desktop

@@ -1,5 +1,7 @@
 #include "platform/toolkit/application.h"
 
+#include <ctime>
+
 namespace toolkit {
 
 ScreenObject Screen;
@@ -7,6 +9,20 @@ ScreenObject Screen;
 Application& App() {
   static Application application;
   return application;
+}
+
+std::chrono::milliseconds TimeOfDay() {
+  using namespace std::chrono;
+  if (App().clock) {
+    return App().clock();
+  }
+  const auto now = system_clock::now();
+  const std::time_t seconds_now = system_clock::to_time_t(now);
+  milliseconds since = duration_cast<milliseconds>(now.time_since_epoch()) % 1s;
+  if (const std::tm* const local = std::localtime(&seconds_now)) {
+    since += hours(local->tm_hour) + minutes(local->tm_min) + seconds(local->tm_sec);
+  }
+  return since;
 }
 
 namespace {

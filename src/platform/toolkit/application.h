@@ -2,6 +2,7 @@
 // process, other programs. One of each in the process.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -66,6 +67,8 @@ struct Application {
   std::function<bool(std::u16string_view path)> start;
   // As Print, below.
   std::function<std::u16string(const Document& document)> print;
+  // The clock for TimeOfDay; the computer's where there is none.
+  std::function<std::chrono::milliseconds()> clock;
   // Called when an event has run to its end, and before a message box or the printing waits.
   std::function<void()> atRest;
   // Told of an exception that left a handler.
@@ -87,6 +90,9 @@ constexpr int kOkOnly = 0, kYesNoCancel = 3, kYesNo = 4;
 constexpr int kCritical = 16, kQuestion = 32, kExclamation = 48, kInformation = 64;
 constexpr int kDefaultSecond = 256;
 constexpr int kOk = 1, kCancel = 2, kYes = 6, kNo = 7;
+
+// Since midnight, local time.
+std::chrono::milliseconds TimeOfDay();
 
 // Modal message box; a line end in the text is code 13.
 int MsgBox(std::u16string_view text, int flags, std::u16string_view title);

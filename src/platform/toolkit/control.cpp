@@ -108,8 +108,10 @@ void OptionButton::Reset(const Design& design) {
 }
 
 StatusBar::StatusBar(std::u16string name, int index)
-    : Control(Kind::StatusBar, std::move(name), index), panels_(1) {
-  panels_[0].bar_ = this;
+    : Control(Kind::StatusBar, std::move(name), index), panels_(2) {
+  for (Panel& panel : panels_) {
+    panel.bar_ = this;
+  }
 }
 
 StatusBar::Panel& StatusBar::Panels(int n) {

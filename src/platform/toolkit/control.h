@@ -327,6 +327,7 @@ class OptionButton : public Control {
   bool value_ = false;
 };
 
+// Two panels: the first as wide as its text needs, the second along the rest.
 class StatusBar : public Control {
  public:
   class Panel {

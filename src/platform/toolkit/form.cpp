@@ -80,6 +80,9 @@ bool Form::Event(const std::function<bool()>& action) {
       App().unhandled(e);
       SettleFocus();
     }
+    if (Settled) {
+      Settled();
+    }
   });
   if (App().atRest) {
     App().atRest();

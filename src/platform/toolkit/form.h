@@ -82,6 +82,9 @@ class Form {
   void Press(Control& button, const std::function<Back(const Control& control)>& back);
 
   std::function<void()> LoadEvent, ActivateEvent, ResizeEvent, UnloadEvent;
+  // Comes at the end of each event, once the focus has settled: for what shows the state that
+  // the handlers have left. It moves no focus and must be quick, since it follows every key.
+  std::function<void()> Settled;
   // Comes before the focused control's own KeyDown, with the same arguments.
   std::function<void(std::int16_t& keyCode, std::int16_t shift)> KeyDown;
   // The list that takes the focus, and searches, where a letter or digit is typed on a button;

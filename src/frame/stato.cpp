@@ -1,0 +1,66 @@
+// What the status bar's second panel says: the state of the screen, and what has just happened
+// that changes too little to be seen. It asks nothing and stops nobody.
+#include <utility>
+
+#include "frame/ANAGPARC.h"
+#include "frame/MOD770BAS.h"
+#include "platform/text/text.h"
+#include "record/record.h"
+
+namespace ANAGPARC {
+
+using namespace MOD770BAS;
+
+namespace {
+
+std::u16string Annuncio;
+
+// The row selected, of the recipients; without one how many there are.
+std::u16string STATOELENCO() {
+  const int percettori = List1.ListCount() - 1;
+  if (List1.ListIndex() > 0) {
+    return text::Decimal(List1.ListIndex()) + u" di " + text::Decimal(percettori);
+  }
+  return text::Decimal(percettori) + (percettori == 1 ? u" percettore" : u" percettori");
+}
+
+// The first that applies: what concerns the field, which changes most, comes first.
+std::u16string STATOSCHEDA() {
+  for (const regole::CampoPercettore& campo : regole::kCampi) {
+    const toolkit::TextBox& casella = Text1(campo.indice);
+    if (Me.Focus() != &casella) {
+      continue;
+    }
+    if (std::u16string avviso = AVVISOCAMPO(campo.indice); !avviso.empty()) {
+      return avviso;
+    }
+    if (casella.Locked()) {
+      return u"Solo da tabella: F4";
+    }
+  }
+  if (FlagVariazioni == 1) {
+    return u"Modificata";
+  }
+  if (!OraRegistrazione.empty()) {
+    return u"Registrata " + OraRegistrazione;
+  }
+  // The neighbours stay off where a new recipient was given up and another one opened.
+  if (!cmdparcprec.Enabled() && !PercettoreLetto) {
+    return u"Nuova: nasce con Memorizza";
+  }
+  return {};
+}
+
+}  // namespace
+
+void ANNUNCIA(std::u16string testo) { Annuncio = std::move(testo); }
+
+void AGGIORNASTATO() {
+  std::u16string stato = std::exchange(Annuncio, {});
+  if (stato.empty()) {
+    stato = FrmSelezione.Visible() ? STATOELENCO() : STATOSCHEDA();
+  }
+  StatusBar1.Panels(2).SetText(stato);
+}
+
+}  // namespace ANAGPARC
