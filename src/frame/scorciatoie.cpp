@@ -9,7 +9,8 @@ namespace ANAGPARC {
 
 namespace {
 
-constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115, kF6 = 117;
+constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115, kF5 = 116,
+                       kF6 = 117;
 constexpr std::int16_t kControl = 2;
 
 // Presses a button and leaves the user where he was: on the same record with the caret in its
@@ -64,6 +65,51 @@ toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode, std::int16_t Shift) {
   return nullptr;
 }
 
+// A new recipient, from the record once that is settled; not while a code is being changed, and
+// an insertion that was begun goes on.
+void NUOVAANAGRAFICA() {
+  if (!FrmSelezione.Visible()) {
+    PREMI(cmdselprec);
+  }
+  if (!FrmSelezione.Visible() || FrameCambiaCf.Visible()) {
+    return;
+  }
+  if (FrmInserimento.Visible()) {
+    TEXTCF.SetFocus();
+  } else {
+    APRIINSERIMENTO();
+  }
+}
+
+// The keys of the record screen that press no button; false for any other.
+bool TASTOSCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
+  constexpr int kInizioBlocchi[] = {regole::kCognome, regole::kComuneDomicilio,
+                                    regole::kCodiceEstero};
+  if (Shift == kControl && KeyCode >= u'1' && KeyCode <= u'3') {
+    Text1(kInizioBlocchi[KeyCode - u'1']).SetFocus();
+    return true;
+  }
+  if (Shift != 0) {
+    return false;
+  }
+  switch (KeyCode) {
+    case kEsc:
+      Framecodif.Visible() ? CHIUDITABELLA() : PREMI(cmdselprec);
+      return true;
+    case kF4:
+      TABELLADELFUOCO();
+      return true;
+    case kF5:
+      RILEGGISCHEDA();
+      return true;
+    case kF6:
+      ANNUNCIA(COMPILADALCODICE());
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
@@ -71,22 +117,24 @@ void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
   if (toolkit::Control* pulsante =
           scheda ? PULSANTESCHEDA(KeyCode, Shift) : PULSANTEPANNELLO(KeyCode, Shift)) {
     PREMI(*pulsante);
-    KeyCode = 0;
-  } else if (scheda && KeyCode == kF4 && Shift == 0) {
-    TABELLADELFUOCO();
-    KeyCode = 0;
-  } else if (scheda && KeyCode == kF6 && Shift == 0) {
-    ANNUNCIA(COMPILADALCODICE());
-    KeyCode = 0;
+  } else if (KeyCode == u'N' && Shift == kControl) {
+    NUOVAANAGRAFICA();
   } else if (KeyCode == u'P' && Shift == kControl) {
     // With a panel open too: the list stands beside it.
     scheda ? STAMPASCHEDA() : STAMPAELENCO();
-    KeyCode = 0;
+  } else if (!scheda && KeyCode == kF5 && Shift == 0) {
+    if (!FrameCambiaCf.Visible()) {  // which goes on about the row that is selected
+      LISTAPERCETTORI();
+    }
+  } else if (!scheda || !TASTOSCHEDA(KeyCode, Shift)) {
+    return;
   }
+  KeyCode = 0;
 }
 
 void SUGGERISCITASTI() {
   cmdmemorizza.SetToolTipText(u"Ctrl+S");
+  cmdselprec.SetToolTipText(u"Esc");
   cmdparcprec.SetToolTipText(u"Pag su");
   cmdparcsuc.SetToolTipText(u"Pag giù");
   CmdInserimento(0).SetToolTipText(u"Invio, dalle caselle");
@@ -95,7 +143,7 @@ void SUGGERISCITASTI() {
   CmdAnnullaCF.SetToolTipText(u"Alt+A; Esc");
   CmdCambia.SetToolTipText(u"Alt+C");
   for (int i = 0; i < CMDAPRILIST.Bound(); ++i) {
-    CMDAPRILIST(i).SetToolTipText(u"F4, dalla casella");
+    CMDAPRILIST(i).SetToolTipText(u"F4");
   }
 }
 

@@ -24,6 +24,17 @@ std::u16string STATOELENCO() {
   return text::Decimal(percettori) + (percettori == 1 ? u" percettore" : u" percettori");
 }
 
+// The search that is under way in the list with the focus.
+std::u16string STATORICERCA() {
+  for (const toolkit::ListBox* lista : {&List1, &ListTabmin}) {
+    if (Me.Focus() == lista && lista->Searching()) {
+      return u"Cerca: " + std::u16string(lista->Sought()) +
+             (lista->Found() ? u"" : u" - non trovato");
+    }
+  }
+  return {};
+}
+
 // The first that applies: what concerns the field, which changes most, comes first.
 std::u16string STATOSCHEDA() {
   for (const regole::CampoPercettore& campo : regole::kCampi) {
@@ -57,6 +68,9 @@ void ANNUNCIA(std::u16string testo) { Annuncio = std::move(testo); }
 
 void AGGIORNASTATO() {
   std::u16string stato = std::exchange(Annuncio, {});
+  if (stato.empty()) {
+    stato = STATORICERCA();
+  }
   if (stato.empty()) {
     stato = FrmSelezione.Visible() ? STATOELENCO() : STATOSCHEDA();
   }

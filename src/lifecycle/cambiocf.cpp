@@ -65,6 +65,7 @@ void CmdCambia_Click() {
                     toolkit::kInformation, Titolo());
     return;
   }
+  FrmInserimento.SetVisible(false);
   RigaSelezionata = riga;
   CFCorrente = riga.substr(0, 16);
   Label2(11).SetCaption(CFCorrente);

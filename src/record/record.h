@@ -55,6 +55,8 @@ void Text1_LostFocus(int Index);
 
 // The municipalities of the archive; nothing until they are needed.
 extern std::optional<regole::Comuni> ComuniLetti;
+// These, read at the first call; none where they can't be read. Never fails.
+const regole::Comuni& COMUNI();
 // Fills those of sex, date, municipality and province of birth that are empty from the fiscal code
 // on screen, as if they were typed; what isn't known, or stands there already, stays as it is.
 // Returns a line for the user that names what was filled. Throws engine::Error, and has then
@@ -89,6 +91,9 @@ void cmdparcsuc_GotFocus();
 void cmdselprec_Click();
 void cmdselprec_GotFocus();
 
+// The record on screen as the table has it now, where nothing is pending; otherwise, and for a
+// recipient that has gone, only says so in the status bar.
+void RILEGGISCHEDA();
 // Prints the record as it stands on the screen, and says so where that isn't saved.
 void STAMPASCHEDA();
 

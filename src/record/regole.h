@@ -39,7 +39,7 @@ struct CampoPercettore {
 
 inline constexpr int kCognome = 1, kNome = 2, kSesso = 3, kNascita = 4, kComuneNascita = 5,
                      kProvinciaNascita = 6, kComuneDomicilio = 7, kProvinciaDomicilio = 8,
-                     kStatoEstero = 14;
+                     kCodiceEstero = 11, kStatoEstero = 14;
 
 // clang-format off
 inline constexpr auto kCampi = std::to_array<CampoPercettore>({

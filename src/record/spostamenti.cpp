@@ -84,6 +84,32 @@ void cmdselprec_Click() {
   }
 }
 
+void RILEGGISCHEDA() {
+  if (FlagVariazioni == 1) {
+    ANNUNCIA(u"Modificata: non riletta");
+    return;
+  }
+  if (!PercettoreLetto) {
+    return;
+  }
+  FuoriPosto = true;
+  if (!CERCAPERCETTORE(CFCorrente)) {
+    ANNUNCIA(std::u16string(kPercettoreSparito));
+    return;
+  }
+  LEGGIPERCETTORE();
+  FuoriPosto = false;
+  auto* const casella = dynamic_cast<toolkit::TextBox*>(Me.Focus());
+  const int cursore = casella != nullptr ? casella->SelStart() : 0;
+  IMPOSTATESTATA();
+  PULISCICAMPI();
+  CARICADATI();
+  if (casella != nullptr) {
+    casella->SetSelStart(cursore);
+  }
+  ANNUNCIA(u"Riletta dall'archivio");
+}
+
 void cmdparcprec_GotFocus() { Framecodif.SetVisible(false); }
 void cmdparcsuc_GotFocus() { Framecodif.SetVisible(false); }
 void cmdselprec_GotFocus() { Framecodif.SetVisible(false); }

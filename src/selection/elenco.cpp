@@ -167,6 +167,18 @@ std::u16string CODICEINELENCO(int riga) {
   return riga == 0 ? u"" : std::u16string(text::Trim(List1.List(riga).substr(0, kColonneCodice)));
 }
 
+void APRIINSERIMENTO() {
+  for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME}) {
+    ASPETTONORMALE(*casella);
+  }
+  for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME}) {
+    casella->SetText(u"");
+  }
+  FrmInserimento.SetVisible(true);
+  TEXTCF.SetFocus();
+  PULISCICAMPI();
+}
+
 void List1_DblClick() {
   if (FrmInserimento.Visible()) {
     FrmInserimento.SetVisible(false);
@@ -176,15 +188,7 @@ void List1_DblClick() {
     return;
   }
   if (riga == kRigaInserimento) {
-    for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME}) {
-      ASPETTONORMALE(*casella);
-    }
-    for (toolkit::TextBox* casella : {&TEXTCF, &TextCOGNO, &TextNOME}) {
-      casella->SetText(u"");
-    }
-    FrmInserimento.SetVisible(true);
-    TEXTCF.SetFocus();
-    PULISCICAMPI();
+    APRIINSERIMENTO();
     return;
   }
   if (!CERCAPERCETTORE(riga.substr(0, kColonneCodice))) {

@@ -27,6 +27,8 @@ void RIPROVAELENCO();
 void List1_Click();
 // Opens the recipient of the selected row, or the insertion.
 void List1_DblClick();
+// Opens the panel of the insertion, empty.
+void APRIINSERIMENTO();
 // The recipient's code in a row of List1, without blanks; "" in the first row.
 std::u16string CODICEINELENCO(int riga);
 

@@ -56,8 +56,12 @@ Qt::Key QtKey(toolkit::Key key) {
       return Qt::Key_Escape;
     case toolkit::Key::Tab:
       return Qt::Key_Tab;
+    case toolkit::Key::F3:
+      return Qt::Key_F3;
     case toolkit::Key::F4:
       return Qt::Key_F4;
+    case toolkit::Key::F5:
+      return Qt::Key_F5;
     case toolkit::Key::F6:
       return Qt::Key_F6;
     case toolkit::Key::Character:
@@ -208,9 +212,10 @@ class QtActions : public Actions {
     const Qt::KeyboardModifiers with = (stroke.shift ? Qt::ShiftModifier : Qt::NoModifier) |
                                        (stroke.control ? Qt::ControlModifier : Qt::NoModifier);
     if (stroke.key == toolkit::Key::Character && stroke.control) {
-      if (stroke.text == u"C"
-              ? !CanCopy()
-              : stroke.text != u"S" && ANAGPARC::Me.Focus()->Type() != toolkit::Kind::TextBox) {
+      constexpr std::u16string_view kEditing = u"AVXZ";
+      if (stroke.text == u"C" ? !CanCopy()
+                              : kEditing.find(stroke.text) != kEditing.npos &&
+                                    ANAGPARC::Me.Focus()->Type() != toolkit::Kind::TextBox) {
         return false;
       }
       Send(CharacterKey(stroke.text), with);

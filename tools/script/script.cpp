@@ -466,7 +466,7 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
-constexpr std::u16string_view kLetters = u"ACPSVXZ";  // with Ctrl
+constexpr std::u16string_view kLetters = u"ACNPSVXZ123";  // with Ctrl
 
 const std::map<std::u16string_view, KeyStroke>& Keys() {
   static const std::map<std::u16string_view, KeyStroke> keys = {
@@ -483,7 +483,9 @@ const std::map<std::u16string_view, KeyStroke>& Keys() {
       {u"PageUp", {Key::PageUp}},
       {u"PageDown", {Key::PageDown}},
       {u"Tab", {Key::Tab}},
+      {u"F3", {Key::F3}},
       {u"F4", {Key::F4}},
+      {u"F5", {Key::F5}},
       {u"F6", {Key::F6}},
   };
   return keys;
@@ -648,6 +650,13 @@ bool Access(const Call& call) {
   return call.actions.Access(call.words[1].text[0]);
 }
 
+bool Wait(const Call& call) {
+  g_clock += std::chrono::milliseconds(NumberOf(call.words[1]));
+  Form().Idle();
+  toolkit::App().view->Repaint();
+  return true;
+}
+
 bool ShowList(const Call& call) {
   const ListBox& list = ListOf(call.words[1]);
   for (int row = 0; row < list.ListCount(); ++row) {
@@ -683,6 +692,7 @@ constexpr struct Command {
        return true;
      }},
     {u"list", 1, 1, false, ShowList},
+    {u"wait", 1, 1, false, Wait},
     {u"screenshot", 1, 1, false,
      [](const Call& c) { return c.actions.Screenshot(Text(c.words[1].text)); }},
 };

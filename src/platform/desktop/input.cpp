@@ -54,8 +54,12 @@ std::optional<Key> SpecialKey(int key) {
     case Qt::Key_Tab:
     case Qt::Key_Backtab:
       return Key::Tab;
+    case Qt::Key_F3:
+      return Key::F3;
     case Qt::Key_F4:
       return Key::F4;
+    case Qt::Key_F5:
+      return Key::F5;
     case Qt::Key_F6:
       return Key::F6;
     default:
@@ -71,6 +75,11 @@ std::u16string_view Units(const QString& s) {
 
 Input::Input(toolkit::Form& form, FormView& view) : form_(form), view_(view) {
   view_.Root().installEventFilter(this);
+  idle_.setSingleShot(true);
+  connect(&idle_, &QTimer::timeout, this, [this] {
+    form_.Idle();
+    After();
+  });
   for (Control* control : form.Controls()) {
     Listen(*view_.WidgetOf(*control), *control);
   }
@@ -146,6 +155,13 @@ void Input::Listen(QWidget& widget, Control& control) {
 void Input::After() {
   if (!App().ended) {
     view_.Sync();
+    // A search that the pause has ended goes from the screen.
+    const auto* list = dynamic_cast<const toolkit::ListBox*>(form_.Focus());
+    if (list != nullptr && list->Searching()) {
+      idle_.start(toolkit::ListBox::kSearchPause);
+    } else {
+      idle_.stop();
+    }
     return;
   }
   view_.Hide();
@@ -236,7 +252,9 @@ bool Input::OnKey(const QKeyEvent& event) {
     return done(form_.UserKey(
         {.key = *key, .shift = shift || event.key() == Qt::Key_Backtab, .control = control}));
   }
-  if (control && !alt && event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z) {
+  if (control && !alt &&
+      ((event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z) ||
+       (event.key() >= Qt::Key_0 && event.key() <= Qt::Key_9))) {
     const auto letter = static_cast<char16_t>(event.key());
     return done(form_.UserKey({.key = Key::Character, .text = {&letter, 1}, .control = true}));
   }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QObject>
+#include <QTimer>
 #include <unordered_map>
 
 #include "platform/desktop/messagebox.h"
@@ -40,6 +41,7 @@ class Input : public QObject {
   toolkit::Form& form_;
   FormView& view_;
   std::unordered_map<const QObject*, Control*> controls_;  // viewports too
+  QTimer idle_;
   bool deaf_ = false;
   Repeats repeats_;
   bool held_ = false;           // no key has been pressed anew since the form was deaf

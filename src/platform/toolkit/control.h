@@ -8,6 +8,7 @@
 // is not called.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -183,7 +184,7 @@ class TextBox : public Control {
 
   std::function<void()> Change;
   // The key's code; what the handler leaves there is what the box acts on,
-  // 0 for nothing. Besides characters: 8 Backspace, 13 Enter, 27 Escape,
+  // 0 for nothing. Besides characters: 8 Backspace, 13 Enter,
   // 22 paste, 24 cut, 26 undo.
   std::function<void(std::int16_t& keyCode)> KeyPress;
 
@@ -266,6 +267,13 @@ class ListBox : public Control {
   // What typed letters find: a row from `firstRow` on whose text begins so at `column`,
   // or, where there is none, any row in which a word begins so.
   void SetSearch(int column, int firstRow);
+  // Letters are being looked for: typed within the last kSearchPause, with no other key between.
+  bool Searching() const;
+  static constexpr std::chrono::milliseconds kSearchPause{2000};
+  // These letters, in the plain form of text::AppendPlain; after the search those of the last
+  // one, for F3. Found is false where no row fits them, so that the selection has stayed.
+  std::u16string_view Sought() const;
+  bool Found() const { return found_; }
 
   // Counts up at each AddItem and Clear, so that a screen sees that rows have changed.
   std::uint64_t Revision() const { return revision_; }
@@ -289,10 +297,15 @@ class ListBox : public Control {
 
   int RowsIn(int bar) const { return (Height() - 2 * kInset - bar) / kRowHeight; }
   void Select(int row);  // raises Click, also when the row is the same
+  int Here() const;
+  void Show(int row);
   void Find(char16_t c);
+  void TakeBack();
+  void FindAgain(bool backwards);
   void OnKey(const KeyStroke& stroke);
   void Step(int rows);
-  int Searched(int after, std::u16string_view typed, bool words) const;
+  int Searched(int from, int direction, std::u16string_view letters, bool words) const;
+  int Searched(int from, int direction, std::u16string_view letters) const;
 
   std::vector<std::unique_ptr<Block>> blocks_;
   int count_ = 0;
@@ -303,8 +316,10 @@ class ListBox : public Control {
   bool gone_ = false;
   int searchColumn_ = 0, searchFirst_ = 0;
   std::uint64_t revision_ = 0;
-  std::u16string typed_;  // letters of the search under way
-  std::int64_t typedAt_ = 0;
+  std::u16string sought_;
+  bool searching_ = false, found_ = false;
+  bool first_ = false;  // the same letter again: only the first one counts
+  std::chrono::milliseconds searchedAt_{};
 };
 
 class OptionButton : public Control {

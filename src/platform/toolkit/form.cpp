@@ -131,6 +131,10 @@ bool Form::UserClose() {
   });
 }
 
+void Form::Idle() {
+  Event([] { return true; });
+}
+
 // --- Focus
 
 // Moves the focus to `target`, unless the LostFocus of the old control puts it
@@ -359,8 +363,12 @@ std::int16_t KeyCode(const KeyStroke& stroke) {
       return 40;
     case Key::Delete:
       return 46;
+    case Key::F3:
+      return 114;
     case Key::F4:
       return 115;
+    case Key::F5:
+      return 116;
     case Key::F6:
       return 117;
     case Key::Character:
@@ -451,7 +459,7 @@ bool Form::UserKey(const KeyStroke& stroke) {
         control.Type() == Kind::CommandButton || control.Type() == Kind::OptionButton;
     if (ListBox* list = button && SearchList && Searches(stroke) ? SearchList() : nullptr) {
       if (MoveFocus(list)) {
-        list->typed_.clear();
+        list->searching_ = false;
         list->OnKey(stroke);
       }
       return true;

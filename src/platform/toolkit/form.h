@@ -126,6 +126,8 @@ class Form {
   // A choice of that menu.
   bool UserChoose(Control& control, int row, Choice choice);
   bool UserClose();  // by the window's frame
+  // The user has done nothing for a while: Settled sees what the time has changed.
+  void Idle();
 
   // --- For screens.
 

@@ -20,7 +20,9 @@ enum class Key {
   Enter,
   Escape,
   Tab,
+  F3,
   F4,
+  F5,
   F6,
 };
 

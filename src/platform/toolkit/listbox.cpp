@@ -2,20 +2,13 @@
 #include <chrono>
 
 #include "platform/text/text.h"
+#include "platform/toolkit/application.h"
 #include "platform/toolkit/control.h"
 #include "platform/toolkit/keys.h"
 
 namespace toolkit {
 
 namespace {
-
-// Letters that follow one another faster than this search together.
-constexpr std::int64_t kSearchPause = 1000;  // milliseconds
-
-std::int64_t Now() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
 
 // Whether the row begins with the letters of `plain`, case and accents apart.
 bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
@@ -52,6 +45,7 @@ void ListBox::Reset(const Design& design) {
   Control::Reset(design);
   Clear();
   SetSearch(0, 0);
+  sought_.clear();
 }
 
 void ListBox::AddItem(std::u16string_view row) {
@@ -86,7 +80,7 @@ void ListBox::Clear() {
   listIndex_ = from_ = -1;
   gone_ = false;
   topIndex_ = 0;
-  typed_.clear();
+  searching_ = false;
   ++revision_;
   Touch();
 }
@@ -129,7 +123,7 @@ void ListBox::SetSearch(int column, int firstRow) {
 }
 
 void ListBox::Select(int row) {
-  typed_.clear();
+  searching_ = false;
   Assign(listIndex_, row);
   SetTopIndex(TopToShow(row));
   if (Click) {
@@ -139,14 +133,20 @@ void ListBox::Select(int row) {
 
 void ListBox::OnKey(const KeyStroke& stroke) {
   const int page = std::max(1, VisibleRows() - 1);
-  if (stroke.key != Key::Character) {
-    typed_.clear();
+  if (stroke.key != Key::Character && stroke.key != Key::Backspace && stroke.key != Key::F3) {
+    searching_ = false;
   }
   switch (stroke.key) {
     case Key::Character:
       if (!stroke.text.empty() && !text::IsControl(stroke.text[0])) {
         Find(stroke.text[0]);
       }
+      break;
+    case Key::Backspace:
+      TakeBack();
+      break;
+    case Key::F3:
+      FindAgain(stroke.shift);
       break;
     case Key::Enter:  // a double click without the mouse
       if (listIndex_ >= 0 && DblClick) {
@@ -189,56 +189,100 @@ void ListBox::Step(int rows) {
   }
 }
 
-// The first row that is found by `typed`, looking on from `after` and round the
-// end; -1 if none is.
-int ListBox::Searched(int after, std::u16string_view typed, bool words) const {
+// The next row in that direction, and round the end, that begins with the letters, or in which
+// a word does; `from` itself comes last. -1 if there is none.
+int ListBox::Searched(int from, int direction, std::u16string_view letters, bool words) const {
   for (int i = 1; i <= count_; ++i) {
-    const int row = (after + i) % count_;
+    const int row = ((from + direction * i) % count_ + count_) % count_;
     const std::u16string_view text = List(row);
     const auto column = std::min(static_cast<std::size_t>(searchColumn_), text.size());
-    if (words ? HasWord(text, typed)
-              : row >= searchFirst_ && BeginsWith(text.substr(column), typed)) {
+    if (words ? HasWord(text, letters)
+              : row >= searchFirst_ && BeginsWith(text.substr(column), letters)) {
       return row;
     }
   }
   return -1;
 }
 
+// Words count only where no row begins so.
+int ListBox::Searched(int from, int direction, std::u16string_view letters) const {
+  const int row = Searched(from, direction, letters, false);
+  return row >= 0 ? row : Searched(from, direction, letters, true);
+}
+
+bool ListBox::Searching() const {
+  const std::chrono::milliseconds since = searching_ ? TimeOfDay() - searchedAt_ : kSearchPause;
+  return searching_ && since.count() >= 0 && since < kSearchPause;
+}
+
+std::u16string_view ListBox::Sought() const {
+  return std::u16string_view(sought_).substr(0, first_ ? 1 : sought_.npos);
+}
+
+// Goes to the row that was found, or stays where none was; the search goes on.
+void ListBox::Show(int row) {
+  if (row >= 0 && row != listIndex_) {
+    SetTopIndex(row - VisibleRows() / 2);
+    Select(row);
+  }
+  searching_ = true;
+  found_ = row >= 0;
+  searchedAt_ = TimeOfDay();
+}
+
+// Where the selection is, or the row before the one that keys go on from.
+int ListBox::Here() const { return std::max(-1, GoesOnFrom() - (listIndex_ < 0 && gone_ ? 1 : 0)); }
+
 void ListBox::Find(char16_t c) {
-  const std::int64_t now = Now();
-  if (now - typedAt_ > kSearchPause) {
-    typed_.clear();
+  if (!Searching()) {
+    if (c == u' ') {
+      return;
+    }
+    sought_.clear();
   }
-  typedAt_ = now;
-  if (c == u' ' && typed_.empty()) {
-    return;
-  }
-  text::AppendPlain(typed_, c);
-  if (typed_.empty()) {
+  text::AppendPlain(sought_, c);
+  if (sought_.empty()) {
     return;
   }
   // A search of several letters may stay where it is; the same letter again goes
   // on to the next row that begins with it.
-  const int here = std::max(-1, GoesOnFrom() - (listIndex_ < 0 && gone_ ? 1 : 0));
-  const bool repeated = typed_.find_first_not_of(typed_[0]) == typed_.npos;
-  const std::u16string_view typed = typed_;
+  const int here = Here();
+  const bool repeated = sought_.find_first_not_of(sought_[0]) == sought_.npos;
+  const std::u16string_view letters = sought_;
   int row = -1;
   for (const bool words : {false, true}) {
-    const int next = repeated ? Searched(here, typed.substr(0, 1), words) : -1;
-    if (typed.size() > 1 && repeated == (next >= 0)) {
-      row = Searched(std::max(-1, here - 1), typed, words);
+    const int next = repeated ? Searched(here, 1, letters.substr(0, 1), words) : -1;
+    if (letters.size() > 1 && repeated == (next >= 0)) {
+      row = Searched(std::max(-1, here - 1), 1, letters, words);
     }
+    first_ = row < 0 && next >= 0;
     row = row < 0 ? next : row;
     if (row >= 0) {
       break;
     }
   }
-  if (row >= 0 && row != listIndex_) {
-    std::u16string search = typed_;
-    SetTopIndex(row - VisibleRows() / 2);
-    Select(row);
-    typed_ = std::move(search);
+  Show(row);
+}
+
+void ListBox::TakeBack() {
+  if (!Searching()) {
+    return;
   }
+  sought_.resize(Sought().size() - 1);
+  first_ = false;
+  if (sought_.empty()) {
+    searching_ = false;
+  } else {
+    Show(Searched(std::max(-1, Here() - 1), 1, sought_));
+  }
+}
+
+void ListBox::FindAgain(bool backwards) {
+  if (sought_.empty()) {
+    return;
+  }
+  Show(backwards ? Searched(std::max(0, GoesOnFrom()), -1, Sought())
+                 : Searched(Here(), 1, Sought()));
 }
 
 }  // namespace toolkit

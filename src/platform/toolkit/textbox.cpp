@@ -90,9 +90,6 @@ void TextBox::OnKey(const KeyStroke& stroke) {
     case Key::Enter:
       Press(13);
       break;
-    case Key::Escape:
-      Press(27);
-      break;
     case Key::Delete:
       if (selLength_ > 0) {
         DeleteRange(selStart_, selLength_);
