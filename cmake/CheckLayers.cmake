@@ -50,7 +50,7 @@ layer("frame/(ANAGPARC\\.h|MOD770BAS\\..*|registro\\.cpp)" MAY ${platform} ${rul
 layer("record/spostamenti\\.cpp" MAY ${platform} ${rules} ${shared} "record/record\\.h"
       "selection/selection\\.h")
 layer("record/.*" MAY ${platform} ${rules} ${shared})
-layer("reference/.*" MAY ${platform} ${rules} ${shared})
+layer("reference/.*" MAY ${platform} ${rules} ${shared} "record/record\\.h")
 layer("selection/.*" MAY ${platform} ${rules} ${shared} "record/record\\.h")
 layer("lifecycle/.*" MAY ${platform} ${rules} ${shared} "record/record\\.h"
       "selection/selection\\.h" "identity/identity\\.h")

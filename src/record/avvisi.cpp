@@ -55,6 +55,14 @@ const Comune* Comuni::PERCODICE(const std::u16string& codice) const {
   return trovato == perCodice_.end() ? nullptr : &trovato->second;
 }
 
+std::u16string Comuni::PROVINCIA(std::u16string_view comune) const {
+  const auto [primo, fine] = provincePerNome_.equal_range(NOMENUDO(comune));
+  const bool una = primo != fine && std::all_of(primo, fine, [&](const auto& riga) {
+                     return riga.second == primo->second;
+                   });
+  return una ? primo->second : std::u16string();
+}
+
 bool Comuni::ALTROVE(std::u16string_view comune, std::u16string_view provincia) const {
   const auto [primo, fine] = provincePerNome_.equal_range(NOMENUDO(comune));
   return primo != fine && std::none_of(primo, fine, [&](const auto& riga) {

@@ -29,6 +29,8 @@ class Comuni {
   bool VUOTA() const { return perCodice_.empty(); }
   // Null for a code that isn't there.
   const Comune* PERCODICE(const std::u16string& codice) const;
+  // The province of the municipalities of that name; empty where there are none, or several.
+  std::u16string PROVINCIA(std::u16string_view comune) const;
   // Whether there are municipalities of that name, and none of them in that province.
   bool ALTROVE(std::u16string_view comune, std::u16string_view provincia) const;
 

@@ -35,6 +35,17 @@ void LEGGICOMUNI() {
 
 }  // namespace
 
+const regole::Comuni& COMUNI() {
+  if (!ComuniLetti) {
+    try {
+      LEGGICOMUNI();
+    } catch (const engine::Error&) {
+      // What asks here is a help alone, and does without.
+    }
+  }
+  return *ComuniLetti;
+}
+
 std::u16string COMPILADALCODICE() {
   if (!ComuniLetti || ComuniLetti->VUOTA()) {
     LEGGICOMUNI();
@@ -61,18 +72,12 @@ std::u16string AVVISOCAMPO(int indice) {
   if (!regole::CONAVVISO(indice)) {
     return {};
   }
-  if (!ComuniLetti) {
-    try {
-      LEGGICOMUNI();
-    } catch (const engine::Error&) {
-      // An advice is no place for it; sex and date can be looked at all the same.
-    }
-  }
+  const regole::Comuni& comuni = COMUNI();
   regole::Testi testi;
   for (const regole::CampoPercettore& campo : regole::kCampi) {
     testi[POSTO(campo)] = Text1(campo.indice).Text();
   }
-  return regole::AVVISO(indice, testi, regole::DALCODICE(testi[0], *ComuniLetti), *ComuniLetti);
+  return regole::AVVISO(indice, testi, regole::DALCODICE(testi[0], comuni), comuni);
 }
 
 }  // namespace ANAGPARC

@@ -5,6 +5,9 @@
 
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#include "platform/text/text.h"
+#include "record/avvisi.h"
+#include "record/record.h"
 #include "record/regole.h"
 #include "reference/reference.h"
 #include "reference/righe.h"
@@ -67,6 +70,54 @@ constexpr Uso kUsi[] = {
 
 regole::Tabella TABELLADELCAMPO(const Uso& uso) { return regole::CAMPO(uso.campo)->tabella; }
 
+// The first row that fits, -1 where none does.
+int TROVARIGA(const std::function<bool(std::u16string_view riga)>& adatta) {
+  for (int riga = 0; riga < ListTabmin.ListCount(); ++riga) {
+    if (adatta(ListTabmin.List(riga))) {
+      return riga;
+    }
+  }
+  return -1;
+}
+
+int TROVACODICE(regole::Tabella tabella, std::u16string_view codice) {
+  return TROVARIGA([&](std::u16string_view riga) {
+    return !regole::ECONTINUAZIONE(tabella, riga) &&
+           text::Upper(regole::CODICEDELLARIGA(tabella, riga)) == codice;
+  });
+}
+
+// The row at which the panel opens: the one of the field's code or, where the field is empty, the
+// one that the municipality beside it has. -1 where nothing fits.
+int RIGADIPARTENZA(const Uso& uso) {
+  const regole::Tabella tabella = TABELLADELCAMPO(uso);
+  if (const std::u16string codice = text::Upper(text::Trim(Text1(uso.campo).Text()));
+      !codice.empty()) {
+    return TROVACODICE(tabella, codice);
+  }
+  const bool nascita = uso.campo == regole::kProvinciaNascita;
+  const std::u16string comune =
+      regole::NOMENUDO(Text1(nascita ? regole::kComuneNascita : regole::kComuneDomicilio).Text());
+  if (comune.empty()) {
+    return -1;
+  }
+  if (tabella == regole::Tabella::kProvince) {
+    const std::u16string provincia = COMUNI().PROVINCIA(comune);
+    return provincia.empty() ? -1 : TROVACODICE(tabella, provincia);
+  }
+  if (tabella != regole::Tabella::kComuni) {
+    return -1;
+  }
+  // Of several with one name the one in the province; else the first that begins so, since the
+  // table is in the order of the names.
+  const auto comincia = [](const std::u16string& cercato) {
+    return TROVARIGA(
+        [&](std::u16string_view riga) { return regole::NOMENUDO(riga).starts_with(cercato); });
+  };
+  const int riga = comincia(comune + regole::NOMENUDO(Text1(regole::kProvinciaDomicilio).Text()));
+  return riga >= 0 ? riga : comincia(comune);
+}
+
 }  // namespace
 
 void CMDAPRILIST_Click(int Index) {
@@ -97,6 +148,10 @@ void CMDAPRILIST_Click(int Index) {
   LabTabmin.SetLeft((Framecodif.Width() - LabTabmin.Width()) / 2);
   ListTabmin.SetLeft(LabTabmin.Left());
   ListTabmin.SetHeight(Framecodif.Height() - 600);
+  if (const int riga = RIGADIPARTENZA(uso); riga >= 0) {
+    ListTabmin.SetTopIndex(riga - ListTabmin.VisibleRows() / 2);
+    ListTabmin.GoOnFrom(riga, true);
+  }
   Framecodif.SetVisible(true);
   ListTabmin.SetFocus();
 }
@@ -126,7 +181,7 @@ void TABELLADELFUOCO() {
     return;
   }
   for (int i = 0; i < static_cast<int>(std::size(kUsi)); ++i) {
-    if (Me.Focus() == &Text1(kUsi[i].campo)) {
+    if (Me.Focus() == &Text1(kUsi[i].campo) || Me.Focus() == &CMDAPRILIST(i)) {
       CMDAPRILIST_Click(i);
       return;
     }

@@ -14,7 +14,8 @@ void ListTabmin_DblClick();
 std::u16string CODICEINTABELLA(int riga);
 // Closes the panel, with nothing picked, and gives the focus to the field that it serves.
 void CHIUDITABELLA();
-// Opens the panel for the field that has the focus, or closes it where the panel has it.
+// Opens the panel for the field that has the focus, itself or its button, or closes it where the
+// panel has it.
 void TABELLADELFUOCO();
 void ListTabmin_KeyDown(std::int16_t& KeyCode, std::int16_t Shift);
 
