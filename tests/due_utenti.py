@@ -21,7 +21,7 @@ import time
 FIELDS = [1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 16, 17]
 TYPED = {1: 30, 2: 20, 5: 40, 7: 40, 11: 30}  # fields typed into, and their widths
 LOOKS = ['FrmSelezione.Visible', 'Frmmoduli(0).Visible', 'FrameCambiaCf.Visible', 'FlagVariazioni',
-         'FlagErroreCampi', 'CFCorrente', 'Focus']
+         'FlagErroreCampi', 'CFCorrente', 'StatusBar1.Panels(2)', 'Focus']
 ANYWAY = r'\r\rRegistrare ugualmente quello che è sullo schermo ?'
 GONE = (r"Il percettore non è più nell'archivio: è stato cancellato o ha cambiato codice."
         r'\r\rRegistrarlo di nuovo ?')
@@ -279,6 +279,9 @@ class World:
             return
         saved = user.look['FlagErroreCampi'] == '0'
         ignored = any(line.startswith('ignored') for line in user.told)
+        if user.did == 'open' and not ignored and not user.on('Frmmoduli(0).Visible'):
+            assert user.look['StatusBar1.Panels(2)'] + r'\r\rRegistrarlo di nuovo ?' == GONE, user.look
+            self.count('opened a deleted one')
         if not user.on('Frmmoduli(0).Visible'):
             user.loaded, user.typed = None, {}
         elif user.did in ('open', 'insert'):

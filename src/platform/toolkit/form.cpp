@@ -380,6 +380,9 @@ std::int16_t KeyCode(const KeyStroke& stroke) {
 }
 
 bool Searches(const KeyStroke& stroke) {
+  if (stroke.key == Key::F3) {
+    return true;
+  }
   std::u16string plain;
   if (stroke.key == Key::Character && !stroke.control && stroke.text.size() == 1) {
     text::AppendPlain(plain, stroke.text[0]);

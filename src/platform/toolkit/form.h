@@ -87,8 +87,8 @@ class Form {
   std::function<void()> Settled;
   // Comes before the focused control's own KeyDown, with the same arguments.
   std::function<void(std::int16_t& keyCode, std::int16_t shift)> KeyDown;
-  // The list that takes the focus, and searches, where a letter or digit is typed on a button;
-  // null for none.
+  // The list that takes the focus, and searches, where a letter, a digit or F3 is pressed on a
+  // button; null for none.
   std::function<ListBox*()> SearchList;
 
   // --- What the user does. False: a user could not do that now, and nothing
