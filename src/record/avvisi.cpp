@@ -57,8 +57,8 @@ const Comune* Comuni::PERCODICE(const std::u16string& codice) const {
 
 std::u16string Comuni::PROVINCIA(std::u16string_view comune) const {
   const auto [primo, fine] = provincePerNome_.equal_range(NOMENUDO(comune));
-  const bool una = primo != fine && std::all_of(primo, fine, [&](const auto& riga) {
-                     return riga.second == primo->second;
+  const bool una = primo != fine && std::all_of(primo, fine, [&prima = *primo](const auto& riga) {
+                     return riga.second == prima.second;
                    });
   return una ? primo->second : std::u16string();
 }
