@@ -61,7 +61,7 @@ layer("frame/.*" MAY ${platform} ${rules} ${shared}
 layer("anagparc\\.cpp" MAY "frame/ANAGPARC\\.h" "platform/desktop/desktop\\.h" ${text} ${system}
       "version\\.h" SYSTEM "Q[A-Za-z]+")
 layer("script/.*" MAY "frame/(ANAGPARC|MOD770BAS)\\.h" "script\\.h" "qt_actions\\.h" "version\\.h"
-      ${text} ${system} ${toolkit} "platform/desktop/(desktop|look)\\.h" SYSTEM "Q[A-Za-z]+")
+      ${text} ${system} ${toolkit} "platform/desktop/(desktop|keys|look)\\.h" SYSTEM "Q[A-Za-z]+")
 layer("archivio/jet/.*" MAY "archivio/(archivio|interruption|new_table)\\.h" "frame/schema\\.h" ${text}
       "platform/system/(child|code_page|paths)\\.h" SYSTEM "(mdbtools|glib)\\.h")
 layer("archivio/.*" MAY "archivio/jet/(plan|process|reader|values)\\.h" ${text}

@@ -29,7 +29,6 @@
 using namespace ANAGPARC;
 using namespace MOD770BAS;
 using toolkit::Control;
-using toolkit::Kind;
 using toolkit::ListBox;
 using toolkit::TextBox;
 namespace fs = std::filesystem;
@@ -126,7 +125,7 @@ class Will {
 
   // Letters typed fast search a list together: how fast must not matter here.
   std::string TypeInto(const std::u16string& characters) {
-    const bool list = Me.Focus() != nullptr && Me.Focus()->Type() == Kind::ListBox;
+    const bool list = dynamic_cast<ListBox*>(Me.Focus()) != nullptr;
     return anyScreen_ && list ? "key Down" : "type " + script::Quote(characters);
   }
 
@@ -147,7 +146,7 @@ class Will {
   std::string Click() {
     std::vector<const Control*> controls;
     for (const Control* control : Me.Controls()) {
-      if (control->Type() != Kind::ListBox && (control->Usable() || OneIn(20))) {
+      if (dynamic_cast<const ListBox*>(control) == nullptr && (control->Usable() || OneIn(20))) {
         controls.push_back(control);
       }
     }
@@ -167,9 +166,8 @@ class Will {
                                                      " \"Copia codice\"",
                                                      " \"Copia riga\""};
     const Control& on = *One(Me.Controls());
-    const bool list = on.Type() == Kind::ListBox;
-    return "rightclick " + Name(on) + (list ? ' ' + SomeRow(static_cast<const ListBox&>(on)) : "") +
-           One(choices);
+    const auto* list = dynamic_cast<const ListBox*>(&on);
+    return "rightclick " + Name(on) + (list != nullptr ? ' ' + SomeRow(*list) : "") + One(choices);
   }
 
   std::string Scroll(const ListBox& list) { return "scroll " + Name(list) + ' ' + SomeRow(list); }
@@ -371,7 +369,7 @@ class User : public Program {
       script_ += "show " + Name(*frame) + ".Visible\n";
     }
     const Control* focus = Me.Focus();
-    if (focus != nullptr && focus->Type() == Kind::TextBox) {
+    if (dynamic_cast<const toolkit::TextBox*>(focus) != nullptr) {
       script_ += "show " + Name(*focus) + "\nshow " + Name(*focus) + ".SelStart\n";
     }
   }
@@ -399,8 +397,8 @@ class User : public Program {
       CheckFields(now);
     }
     for (const Control* control : Me.Controls()) {
-      if (control->Type() == Kind::TextBox) {
-        CheckLength(static_cast<const TextBox&>(*control));
+      if (const auto* box = dynamic_cast<const TextBox*>(control)) {
+        CheckLength(*box);
       }
     }
     Must(actions_ % 50 != 0 || archive_->Free(), "archivio bloccato a riposo");

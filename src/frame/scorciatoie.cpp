@@ -7,11 +7,11 @@
 
 namespace ANAGPARC {
 
-namespace {
+using toolkit::CodeOf;
+using toolkit::kControl;
+using toolkit::Key;
 
-constexpr std::int16_t kInvio = 13, kEsc = 27, kPagSu = 33, kPagGiu = 34, kF4 = 115, kF5 = 116,
-                       kF6 = 117;
-constexpr std::int16_t kControl = 2;
+namespace {
 
 // Presses a button and leaves the user where he was: on the same record with the caret in its
 // place, on another one as if he had come into the field. Not in a birth date that isn't one,
@@ -43,7 +43,10 @@ toolkit::Control* PULSANTESCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
   if (Shift != 0 || Me.Focus() == &ListTabmin) {
     return nullptr;
   }
-  return KeyCode == kPagSu ? &cmdparcprec : KeyCode == kPagGiu ? &cmdparcsuc : nullptr;
+  if (KeyCode == CodeOf(Key::PageUp)) {
+    return &cmdparcprec;
+  }
+  return KeyCode == CodeOf(Key::PageDown) ? &cmdparcsuc : nullptr;
 }
 
 // The same for the panels of the selection screen, whose boxes Enter confirms.
@@ -53,13 +56,14 @@ toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode, std::int16_t Shift) {
     return nullptr;
   }
   const toolkit::Control* pannello = inserimento ? &FrmInserimento : &FrameCambiaCf;
-  if (Me.Focus()->Container() != pannello) {
+  const toolkit::Control* fuoco = Me.Focus();
+  if (fuoco->Container() != pannello) {
     return nullptr;
   }
-  if (KeyCode == kEsc) {
+  if (KeyCode == CodeOf(Key::Escape)) {
     return inserimento ? &CmdInserimento(1) : &CmdAnnullaCF;
   }
-  if (KeyCode == kInvio && Me.Focus()->Type() == toolkit::Kind::TextBox) {
+  if (KeyCode == CodeOf(Key::Enter) && dynamic_cast<const toolkit::TextBox*>(fuoco) != nullptr) {
     return inserimento ? &CmdInserimento(0) : &CmdConfermaCF;
   }
   return nullptr;
@@ -93,16 +97,20 @@ bool TASTOSCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
     return false;
   }
   switch (KeyCode) {
-    case kEsc:
-      Framecodif.Visible() ? CHIUDITABELLA() : PREMI(cmdselprec);
+    case CodeOf(Key::Escape):
+      if (Framecodif.Visible()) {
+        CHIUDITABELLA();
+      } else {
+        PREMI(cmdselprec);
+      }
       return true;
-    case kF4:
+    case CodeOf(Key::F4):
       TABELLADELFUOCO();
       return true;
-    case kF5:
+    case CodeOf(Key::F5):
       RILEGGISCHEDA();
       return true;
-    case kF6:
+    case CodeOf(Key::F6):
       ANNUNCIA(COMPILADALCODICE());
       return true;
     default:
@@ -114,15 +122,20 @@ bool TASTOSCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
 
 void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
   const bool scheda = !FrmSelezione.Visible();
-  if (toolkit::Control* pulsante =
-          scheda ? PULSANTESCHEDA(KeyCode, Shift) : PULSANTEPANNELLO(KeyCode, Shift)) {
+  toolkit::Control* const pulsante =
+      scheda ? PULSANTESCHEDA(KeyCode, Shift) : PULSANTEPANNELLO(KeyCode, Shift);
+  if (pulsante != nullptr) {
     PREMI(*pulsante);
   } else if (KeyCode == u'N' && Shift == kControl) {
     NUOVAANAGRAFICA();
   } else if (KeyCode == u'P' && Shift == kControl) {
     // With a panel open too: the list stands beside it.
-    scheda ? STAMPASCHEDA() : STAMPAELENCO();
-  } else if (!scheda && KeyCode == kF5 && Shift == 0) {
+    if (scheda) {
+      STAMPASCHEDA();
+    } else {
+      STAMPAELENCO();
+    }
+  } else if (!scheda && KeyCode == CodeOf(Key::F5) && Shift == 0) {
     if (!FrameCambiaCf.Visible()) {  // which goes on about the row that is selected
       LISTAPERCETTORI();
     }

@@ -15,6 +15,8 @@
 namespace ANAGPARC {
 
 using namespace MOD770BAS;
+using toolkit::CodeOf;
+using toolkit::Key;
 
 namespace {
 
@@ -189,9 +191,9 @@ void TABELLADELFUOCO() {
 }
 
 void ListTabmin_KeyDown(std::int16_t& KeyCode, std::int16_t) {
-  if (KeyCode == 27) {
+  if (KeyCode == CodeOf(Key::Escape)) {
     CHIUDITABELLA();
-  } else if (KeyCode == 13) {
+  } else if (KeyCode == CodeOf(Key::Enter)) {
     ListTabmin_DblClick();
   }
 }

@@ -17,6 +17,7 @@
 
 #include "frame/ANAGPARC.h"
 #include "platform/desktop/desktop.h"
+#include "platform/desktop/keys.h"
 #include "platform/desktop/look.h"
 #include "platform/text/text.h"
 
@@ -28,48 +29,6 @@ using toolkit::Control;
 using toolkit::KeyStroke;
 using toolkit::ListBox;
 
-Qt::Key QtKey(toolkit::Key key) {
-  switch (key) {
-    case toolkit::Key::Backspace:
-      return Qt::Key_Backspace;
-    case toolkit::Key::Delete:
-      return Qt::Key_Delete;
-    case toolkit::Key::Left:
-      return Qt::Key_Left;
-    case toolkit::Key::Right:
-      return Qt::Key_Right;
-    case toolkit::Key::Home:
-      return Qt::Key_Home;
-    case toolkit::Key::End:
-      return Qt::Key_End;
-    case toolkit::Key::Up:
-      return Qt::Key_Up;
-    case toolkit::Key::Down:
-      return Qt::Key_Down;
-    case toolkit::Key::PageUp:
-      return Qt::Key_PageUp;
-    case toolkit::Key::PageDown:
-      return Qt::Key_PageDown;
-    case toolkit::Key::Enter:
-      return Qt::Key_Return;
-    case toolkit::Key::Escape:
-      return Qt::Key_Escape;
-    case toolkit::Key::Tab:
-      return Qt::Key_Tab;
-    case toolkit::Key::F3:
-      return Qt::Key_F3;
-    case toolkit::Key::F4:
-      return Qt::Key_F4;
-    case toolkit::Key::F5:
-      return Qt::Key_F5;
-    case toolkit::Key::F6:
-      return Qt::Key_F6;
-    case toolkit::Key::Character:
-      break;
-  }
-  return Qt::Key_unknown;
-}
-
 // The key that bears a character, as far as it is one of the common ones.
 Qt::Key CharacterKey(std::u16string_view text) {
   const char16_t c = text.size() == 1 ? text::Upper(text[0]) : u'\0';
@@ -78,7 +37,7 @@ Qt::Key CharacterKey(std::u16string_view text) {
 
 // The model says first whether a user could do the thing; then the events are
 // sent to the window, which finds the widget under the mouse or with the focus
-// by itself.
+// on its own.
 class QtActions : public Actions {
  public:
   explicit QtActions(Answers& answers) : answers_(answers) {
@@ -149,9 +108,12 @@ class QtActions : public Actions {
 
   bool RightClick(Control& control, int row, std::u16string_view choice,
                   std::vector<std::u16string>& offered) override {
-    const std::optional<QPoint> pixel = control.Type() == toolkit::Kind::ListBox
-                                            ? RowPixel(static_cast<ListBox&>(control), row)
-                                            : window_->PixelOf(*ANAGPARC::Me.PlaceToClick(control));
+    std::optional<QPoint> pixel;
+    if (auto* list = dynamic_cast<ListBox*>(&control)) {
+      pixel = RowPixel(*list, row);
+    } else {
+      pixel = window_->PixelOf(*ANAGPARC::Me.PlaceToClick(control));
+    }
     if (!pixel) {
       return false;
     }
@@ -166,7 +128,10 @@ class QtActions : public Actions {
     }
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     bool chosen = false;
-    for (QAction* action : menu != nullptr ? menu->actions() : QList<QAction*>()) {
+    if (menu == nullptr) {
+      return false;
+    }
+    for (QAction* action : menu->actions()) {
       if (action->isEnabled() && !action->isSeparator()) {
         offered.push_back(action->text().remove('&').toStdU16String());
         if (offered.back() == choice) {
@@ -175,9 +140,7 @@ class QtActions : public Actions {
         }
       }
     }
-    if (menu != nullptr) {
-      menu->close();
-    }
+    menu->close();
     return chosen || (choice.empty() && !offered.empty());
   }
 
@@ -212,10 +175,9 @@ class QtActions : public Actions {
     const Qt::KeyboardModifiers with = (stroke.shift ? Qt::ShiftModifier : Qt::NoModifier) |
                                        (stroke.control ? Qt::ControlModifier : Qt::NoModifier);
     if (stroke.key == toolkit::Key::Character && stroke.control) {
-      constexpr std::u16string_view kEditing = u"AVXZ";
-      if (stroke.text == u"C" ? !CanCopy()
-                              : kEditing.find(stroke.text) != kEditing.npos &&
-                                    ANAGPARC::Me.Focus()->Type() != toolkit::Kind::TextBox) {
+      const bool edits = std::u16string_view(u"AVXZ").find(stroke.text) != stroke.text.npos;
+      if ((stroke.text == u"C" && !CanCopy()) ||
+          (edits && dynamic_cast<toolkit::TextBox*>(ANAGPARC::Me.Focus()) == nullptr)) {
         return false;
       }
       Send(CharacterKey(stroke.text), with);
@@ -225,7 +187,7 @@ class QtActions : public Actions {
     } else if (tab && stroke.shift) {
       Send(Qt::Key_Backtab, Qt::ShiftModifier);
     } else {
-      Send(QtKey(stroke.key), with);
+      Send(desktop::QtKeyOf(stroke.key), with);
     }
     return true;
   }
@@ -293,8 +255,7 @@ class QtActions : public Actions {
 
   bool HasAccess(char16_t letter) const {
     for (const Control* control : ANAGPARC::Me.Controls()) {
-      if (control->CanFocus() &&
-          toolkit::Form::AccessKey(control->Caption()) == text::Upper(letter)) {
+      if (control->CanFocus() && control->AccessKey() == text::Upper(letter)) {
         return true;
       }
     }

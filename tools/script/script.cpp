@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
-#include <map>
+#include <iterator>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -19,7 +19,6 @@ namespace script {
 using toolkit::Control;
 using toolkit::Key;
 using toolkit::KeyStroke;
-using toolkit::Kind;
 using toolkit::ListBox;
 using toolkit::TextBox;
 
@@ -30,7 +29,13 @@ using namespace std::chrono_literals;
 int g_line = 0;  // being run; 0 before the first
 std::chrono::milliseconds g_clock = 12h + 30min;
 
+// Names as for `show`, each with what it had when the user saw it last.
+std::vector<std::pair<std::u16string, std::string>> g_watched;
+
 std::string Text(std::u16string_view s) { return text::ToUtf8(s); }
+
+// The line that `show` prints. Throws Error.
+std::string Show(const std::u16string& name);
 
 }  // namespace
 
@@ -38,11 +43,7 @@ std::chrono::milliseconds Clock() { return g_clock; }
 
 bool CanCopy() {
   const Control* focus = ANAGPARC::Me.Focus();
-  if (const auto* list = dynamic_cast<const ListBox*>(focus)) {
-    return list->Code && list->ListIndex() >= 0 && !list->Code(list->ListIndex()).empty();
-  }
-  const auto* box = dynamic_cast<const TextBox*>(focus);
-  return box != nullptr && box->SelLength() > 0;
+  return focus != nullptr && !focus->Copied(toolkit::Choice::Copy, -1).empty();
 }
 
 std::string Quote(std::u16string_view text) {
@@ -76,7 +77,7 @@ void Fail(const Error& error) {
   std::_Exit(2);
 }
 
-// --- What the program tells
+// --- What the program does
 
 int Answers::Next(const toolkit::Message& message) {
   if (message.buttons.size() == 1) {
@@ -149,6 +150,13 @@ void Printer::Printed(const toolkit::Document& document) {
   if (columns > 0) {
     out_ << '\n';
     line({document.closing});
+  }
+}
+void Printer::Painted() {
+  for (auto& [name, seen] : g_watched) {
+    if (const std::string now = Show(name); std::exchange(seen, now) != now) {
+      out_ << "Painted " << now << '\n';
+    }
   }
 }
 void Printer::Ended(int status) { out_ << "End " << status << '\n'; }
@@ -325,35 +333,38 @@ Control& ControlOf(const Word& word) {
 }
 
 ListBox& ListOf(const Word& word) {
-  Control& control = ControlOf(word);
-  if (control.Type() != Kind::ListBox) {
+  auto* list = dynamic_cast<ListBox*>(&ControlOf(word));
+  if (list == nullptr) {
     throw Error{u"non è una lista: " + word.text};
   }
-  return static_cast<ListBox&>(control);
+  return *list;
 }
 
 using Shown = std::optional<std::string>;
 
-Shown Flag(bool on) { return on ? "1" : "0"; }
-Shown Int(long long n) { return std::to_string(n); }
+Shown Format(const std::u16string& text) { return Quote(text); }
+Shown Format(bool on) { return on ? "1" : "0"; }
+Shown Format(long long n) { return std::to_string(n); }
+Shown Format(int n) { return std::to_string(n); }
+Shown Format(toolkit::Color color) { return std::to_string(color); }
 
 Shown Variable(std::u16string_view name) {
   using namespace ANAGPARC;
   using namespace MOD770BAS;
   static constexpr std::pair<std::u16string_view, Shown (*)()> kVariables[] = {
-      {u"FlagFormCaricato", [] { return Int(FlagFormCaricato); }},
-      {u"FlagVariazioni", [] { return Int(FlagVariazioni); }},
-      {u"FlagErroreCampi", [] { return Int(FlagErroreCampi); }},
-      {u"FlagNuovaAnagrafica", [] { return Int(FlagNuovaAnagrafica); }},
-      {u"RispostaUtente", [] { return Int(RispostaUtente); }},
-      {u"TabellaAperta", [] { return Int(TabellaAperta); }},
-      {u"IndiceCampo", [] { return Int(static_cast<long long>(IndiceCampo)); }},
-      {u"CFCorrente", [] { return Shown(Quote(CFCorrente)); }},
-      {u"CFPrecedente", [] { return Shown(Quote(CFPrecedente)); }},
-      {u"CFNuovo", [] { return Shown(Quote(CFNuovo)); }},
-      {u"RigaSelezionata", [] { return Shown(Quote(RigaSelezionata)); }},
-      {u"PercorsoArchivi", [] { return Shown(Quote(PercorsoArchivi)); }},
-      {u"PercorsoProgrammi", [] { return Shown(Quote(PercorsoProgrammi)); }},
+      {u"FlagFormCaricato", [] { return Format(FlagFormCaricato); }},
+      {u"FlagVariazioni", [] { return Format(FlagVariazioni); }},
+      {u"FlagErroreCampi", [] { return Format(FlagErroreCampi); }},
+      {u"FlagNuovaAnagrafica", [] { return Format(FlagNuovaAnagrafica); }},
+      {u"RispostaUtente", [] { return Format(RispostaUtente); }},
+      {u"TabellaAperta", [] { return Format(TabellaAperta); }},
+      {u"IndiceCampo", [] { return Format(static_cast<long long>(IndiceCampo)); }},
+      {u"CFCorrente", [] { return Format(CFCorrente); }},
+      {u"CFPrecedente", [] { return Format(CFPrecedente); }},
+      {u"CFNuovo", [] { return Format(CFNuovo); }},
+      {u"RigaSelezionata", [] { return Format(RigaSelezionata); }},
+      {u"PercorsoArchivi", [] { return Format(PercorsoArchivi); }},
+      {u"PercorsoProgrammi", [] { return Format(PercorsoProgrammi); }},
   };
   for (const auto& [variable, value] : kVariables) {
     if (variable == name) {
@@ -363,98 +374,103 @@ Shown Variable(std::u16string_view name) {
   return std::nullopt;
 }
 
-Shown FormProperty(std::u16string_view property) {
-  toolkit::Form& form = Form();
-  if (property == u"Caption") return Quote(form.Caption());
-  if (property == u"BackColor") return Int(form.BackColor());
-  if (property == u"Left") return Int(form.Left());
-  if (property == u"Top") return Int(form.Top());
-  if (property == u"Width") return Int(form.Width());
-  if (property == u"Height") return Int(form.Height());
-  return std::nullopt;
+// What one of the classes holds; nothing for a control of another.
+template <auto kGet, class... Classes>
+Shown Of(Control& control) {
+  Shown value;
+  const auto get = [&value](auto* one) {
+    if (one != nullptr) {
+      value = Format((one->*kGet)());
+    }
+  };
+  (get(dynamic_cast<Classes*>(&control)), ...);
+  return value;
 }
 
-Shown TextProperty(const TextBox& box, std::u16string_view property) {
-  if (property == u"Text") return Quote(box.Text());
-  if (property == u"SelStart") return Int(box.SelStart());
-  if (property == u"MaxLength") return Int(box.MaxLength());
-  if (property == u"Locked") return Flag(box.Locked());
-  return std::nullopt;
+Shown Place(Control& control) {
+  std::string place;
+  for (const int twips : {control.Left(), control.Top(), control.Width(), control.Height()}) {
+    place += (place.empty() ? "" : " ") + std::to_string(twips);
+  }
+  return place;
 }
 
-Shown ListProperty(const ListBox& list, std::u16string_view property) {
-  if (property == u"Text") return Quote(list.Text());
-  if (property == u"ListIndex") return Int(list.ListIndex());
-  if (property == u"ListCount") return Int(list.ListCount());
-  if (property == u"TopIndex") return Int(list.TopIndex());
-  return std::nullopt;
+template <int kNumber>
+Shown Panel(Control& control) {
+  auto* bar = dynamic_cast<toolkit::StatusBar*>(&control);
+  return bar != nullptr ? Format(bar->Panels(kNumber).Text()) : std::nullopt;
 }
 
+constexpr struct {
+  std::u16string_view name;
+  Shown (*get)(Control& control);
+  bool main;  // what a control is asked for when no property is named
+} kProperties[] = {
+    {u"Visible", Of<&Control::Visible, Control>, false},
+    {u"Enabled", Of<&Control::Enabled, Control>, false},
+    {u"ForeColor", Of<&Control::ForeColor, Control>, false},
+    {u"BackColor", Of<&Control::BackColor, Control>, false},
+    {u"ToolTipText", Of<&Control::ToolTipText, Control>, false},
+    {u"TabIndex", Of<&Control::TabIndex, Control>, false},
+    {u"Place", Place, false},
+    {u"Text", Of<&TextBox::Text, TextBox>, true},
+    {u"SelStart", Of<&TextBox::SelStart, TextBox>, false},
+    {u"MaxLength", Of<&TextBox::MaxLength, TextBox>, false},
+    {u"Locked", Of<&TextBox::Locked, TextBox>, false},
+    {u"Text", Of<&ListBox::Text, ListBox>, true},
+    {u"ListIndex", Of<&ListBox::ListIndex, ListBox>, false},
+    {u"ListCount", Of<&ListBox::ListCount, ListBox>, false},
+    {u"TopIndex", Of<&ListBox::TopIndex, ListBox>, false},
+    {u"Value", Of<&toolkit::OptionButton::Value, toolkit::OptionButton>, true},
+    {u"Panels(1)", Panel<1>, true},
+    {u"Panels(2)", Panel<2>, false},
+    {u"Caption",
+     Of<&Control::Caption, toolkit::Label, toolkit::Frame, toolkit::Shape, toolkit::Button>, true},
+};
+
+// Of no property the control's main one.
 Shown Property(Control& control, std::u16string_view property) {
-  if (property == u"Visible") return Flag(control.Visible());
-  if (property == u"Enabled") return Flag(control.Enabled());
-  if (property == u"ForeColor") return Int(control.ForeColor());
-  if (property == u"BackColor") return Int(control.BackColor());
-  if (property == u"ToolTipText") return Quote(control.ToolTipText());
-  if (property == u"TabIndex") return Int(control.TabIndex());
-  if (property == u"Place") {
-    return *Int(control.Left()) + ' ' + *Int(control.Top()) + ' ' + *Int(control.Width()) + ' ' +
-           *Int(control.Height());
-  }
-  switch (control.Type()) {
-    case Kind::TextBox:
-      return TextProperty(static_cast<TextBox&>(control), property);
-    case Kind::ListBox:
-      return ListProperty(static_cast<ListBox&>(control), property);
-    case Kind::StatusBar:
-      for (const int n : {1, 2}) {
-        if (property == u"Panels(" + text::Decimal(n) + u")") {
-          return Quote(static_cast<toolkit::StatusBar&>(control).Panels(n).Text());
-        }
+  for (const auto& row : kProperties) {
+    if (property.empty() ? row.main : row.name == property) {
+      if (const Shown value = row.get(control)) {
+        return value;
       }
-      return std::nullopt;
-    case Kind::OptionButton:
-      if (property == u"Value") {
-        return Flag(static_cast<toolkit::OptionButton&>(control).Value());
-      }
-      [[fallthrough]];
-    default:
-      return property == u"Caption" ? Shown(Quote(control.Caption())) : std::nullopt;
+    }
   }
+  return std::nullopt;
 }
 
-// What a control is asked for when no property is named.
-std::u16string_view MainProperty(const Control& control) {
-  switch (control.Type()) {
-    case Kind::TextBox:
-    case Kind::ListBox:
-      return u"Text";
-    case Kind::OptionButton:
-      return u"Value";
-    case Kind::StatusBar:
-      return u"Panels(1)";
-    default:
-      return u"Caption";
-  }
+Shown FormProperty(std::u16string_view property) {
+  const toolkit::Form& form = Form();
+  if (property == u"Caption") return Format(form.Caption());
+  if (property == u"BackColor") return Format(form.BackColor());
+  if (property == u"Left") return Format(form.Left());
+  if (property == u"Top") return Format(form.Top());
+  if (property == u"Width") return Format(form.Width());
+  if (property == u"Height") return Format(form.Height());
+  return std::nullopt;
 }
 
 std::string Show(const std::u16string& name) {
   if (name == u"Focus") {
     const Control* focus = Form().Focus();
-    return "Focus =" + (focus != nullptr ? " " + Text(focus->FullName()) : std::string());
+    return focus != nullptr ? "Focus = " + Text(focus->FullName()) : "Focus =";
   }
   const auto point = name.find(u'.');
   const std::u16string owner = name.substr(0, point);
-  const std::u16string property = point == name.npos ? u"" : name.substr(point + 1);
+  std::u16string property;
+  if (point != name.npos) {
+    property = name.substr(point + 1);
+  }
   Shown value;
   if (Control* control = FindControl(owner)) {
-    value = Property(*control, point == name.npos ? MainProperty(*control) : property);
+    value = Property(*control, property);
   } else if (owner == Form().Name()) {
     value = FormProperty(property);
   } else if (owner == u"Screen" && property == u"MousePointer") {
-    value = Int(toolkit::Screen.MousePointer);
+    value = Format(toolkit::Screen.MousePointer);
   } else if (name == u"Clipboard") {
-    value = Quote(toolkit::App().view->Clipboard());
+    value = Format(toolkit::App().view->Clipboard());
   } else {
     value = Variable(name);
   }
@@ -466,30 +482,7 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
-constexpr std::u16string_view kLetters = u"ACNPSVXZ123";  // with Ctrl
-
-const std::map<std::u16string_view, KeyStroke>& Keys() {
-  static const std::map<std::u16string_view, KeyStroke> keys = {
-      {u"Backspace", {Key::Backspace}},
-      {u"Delete", {Key::Delete}},
-      {u"Left", {Key::Left}},
-      {u"Right", {Key::Right}},
-      {u"Home", {Key::Home}},
-      {u"End", {Key::End}},
-      {u"Up", {Key::Up}},
-      {u"Down", {Key::Down}},
-      {u"Enter", {Key::Enter}},
-      {u"Escape", {Key::Escape}},
-      {u"PageUp", {Key::PageUp}},
-      {u"PageDown", {Key::PageDown}},
-      {u"Tab", {Key::Tab}},
-      {u"F3", {Key::F3}},
-      {u"F4", {Key::F4}},
-      {u"F5", {Key::F5}},
-      {u"F6", {Key::F6}},
-  };
-  return keys;
-}
+constexpr std::u16string_view kWithControl = u"ACNPSVXZ123";
 
 // A key's name, with Ctrl, Shift or both in front; with Ctrl also one of the
 // letters that stand for a command.
@@ -497,19 +490,21 @@ KeyStroke StrokeOf(const Word& word) {
   std::u16string_view name = word.text;
   const auto with = [&name](std::u16string_view modifier) {
     const bool there = name.starts_with(modifier);
-    name.remove_prefix(there ? modifier.size() : 0);
+    if (there) {
+      name.remove_prefix(modifier.size());
+    }
     return there;
   };
   const bool control = with(u"Ctrl");
   const bool shift = with(u"Shift");
-  if (control && !shift && name.size() == 1 && kLetters.find(name[0]) != kLetters.npos) {
+  if (control && !shift && name.size() == 1 && kWithControl.find(name[0]) != kWithControl.npos) {
     return {.text = name, .control = true};
   }
-  const auto found = Keys().find(name);
-  if (found == Keys().end() || (control && found->second.key == Key::Tab)) {
+  const auto* found = std::ranges::find(toolkit::kNamedKeys, name, &toolkit::NamedKey::name);
+  if (found == std::end(toolkit::kNamedKeys) || (control && found->key == Key::Tab)) {
     throw Error{u"tasto sconosciuto: " + word.text};
   }
-  return {.key = found->second.key, .shift = shift, .control = control};
+  return {.key = found->key, .shift = shift, .control = control};
 }
 
 // The characters one by one, until one can't be typed; a line end is Enter, a
@@ -519,10 +514,13 @@ bool Type(Actions& actions, std::u16string_view characters) {
     const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
                       text::IsLowSurrogate(characters[i + 1]);
     const std::size_t length = pair ? 2 : 1;
-    const bool lineEnd = characters[i] == u'\r' || characters[i] == u'\n';
-    if (!actions.Key(lineEnd                  ? KeyStroke{Key::Enter}
-                     : characters[i] == u'\t' ? KeyStroke{Key::Tab}
-                                              : KeyStroke{.text = characters.substr(i, length)})) {
+    KeyStroke stroke{.text = characters.substr(i, length)};
+    if (characters[i] == u'\r' || characters[i] == u'\n') {
+      stroke = {.key = Key::Enter};
+    } else if (characters[i] == u'\t') {
+      stroke = {.key = Key::Tab};
+    }
+    if (!actions.Key(stroke)) {
       return false;
     }
     if (toolkit::App().ended) {
@@ -569,19 +567,21 @@ bool Answer(const Call& call) {
 bool ClickAt(const Call& call) {
   const std::vector<Word>& words = call.words;
   Control& control = ControlOf(words[1]);
-  const bool list = control.Type() == Kind::ListBox;
-  if (list != (words.size() == 3)) {
-    throw Error{list ? u"manca la riga della lista" : u"la riga vale solo per una lista"};
+  auto* list = dynamic_cast<ListBox*>(&control);
+  if (list == nullptr && words.size() == 3) {
+    throw Error{u"la riga vale solo per una lista"};
   }
-  const int row = list ? NumberOf(words[2]) : 0;
+  if (list == nullptr) {
+    return control.Usable() && call.actions.Click(control);
+  }
+  if (words.size() < 3) {
+    throw Error{u"manca la riga della lista"};
+  }
+  const int row = NumberOf(words[2]);
   if (row < -1) {
     throw Error{u"riga non valida: " + words[2].text};
   }
-  if (!control.Usable()) {
-    return false;
-  }
-  return list ? call.actions.ClickRow(static_cast<ListBox&>(control), row)
-              : call.actions.Click(control);
+  return list->Usable() && call.actions.ClickRow(*list, row);
 }
 
 bool DblClickAt(const Call& call) {
@@ -605,20 +605,28 @@ bool CanShowRow(const ListBox& list, int row) {
 // rightclick CTRL [ROW] ["choice"]
 bool RightClickAt(const Call& call) {
   Control& control = ControlOf(call.words[1]);
-  const bool list = control.Type() == Kind::ListBox;
-  const std::size_t choice = list ? 3 : 2;
+  const auto* list = dynamic_cast<ListBox*>(&control);
+  const std::size_t choice = list != nullptr ? 3 : 2;
   if (call.words.size() < choice || call.words.size() > choice + 1) {
     throw Error{u"argomenti sbagliati per rightclick"};
   }
-  const bool chosen = call.words.size() > choice;
-  const int row = list ? NumberOf(call.words[2]) : -1;
+  std::u16string chosen;
+  if (call.words.size() > choice) {
+    chosen = call.words[choice].text;
+  }
+  int row = -1;
+  bool inSight = false;
+  if (list != nullptr) {
+    row = NumberOf(call.words[2]);
+    inSight = CanShowRow(*list, row);
+  } else {
+    inSight = Form().PlaceToClick(control).has_value();
+  }
   std::vector<std::u16string> offered;
-  if (!(list ? CanShowRow(static_cast<ListBox&>(control), row)
-             : Form().PlaceToClick(control).has_value()) ||
-      !call.actions.RightClick(control, row, chosen ? call.words[choice].text : u"", offered)) {
+  if (!inSight || !call.actions.RightClick(control, row, chosen, offered)) {
     return false;
   }
-  if (!chosen) {
+  if (call.words.size() == choice) {
     call.out << "Menu";
     for (const std::u16string& caption : offered) {
       call.out << ' ' << Quote(caption);
@@ -633,14 +641,14 @@ bool FocusOn(const Call& call) {
   return control.CanFocus() && call.actions.Focus(control);
 }
 
-bool InTextBox() {
-  const Control* focus = Form().Focus();
-  return focus != nullptr && focus->Type() == Kind::TextBox;
-}
-
 bool PlaceCaret(const Call& call) {
   const int offset = NumberOf(call.words[1]);
-  return InTextBox() && call.actions.Caret(offset);
+  return dynamic_cast<TextBox*>(Form().Focus()) != nullptr && call.actions.Caret(offset);
+}
+
+bool Paste(const Call& call) {
+  return dynamic_cast<TextBox*>(Form().Focus()) != nullptr &&
+         call.actions.Paste(call.words[1].text);
 }
 
 bool Access(const Call& call) {
@@ -654,6 +662,14 @@ bool Wait(const Call& call) {
   g_clock += std::chrono::milliseconds(NumberOf(call.words[1]));
   Form().Idle();
   toolkit::App().view->Repaint();
+  return true;
+}
+
+bool Watch(const Call& call) {
+  g_watched.clear();
+  for (std::size_t i = 1; i < call.words.size(); ++i) {
+    g_watched.emplace_back(call.words[i].text, Show(call.words[i].text));
+  }
   return true;
 }
 
@@ -682,8 +698,7 @@ constexpr struct Command {
     {u"caret", 1, 1, false, PlaceCaret},
     {u"type", 1, 1, true, [](const Call& c) { return Type(c.actions, c.words[1].text); }},
     {u"key", 1, kAny, false, [](const Call& c) { return PressKeys(c.actions, c.words); }},
-    {u"paste", 1, 1, true,
-     [](const Call& c) { return InTextBox() && c.actions.Paste(c.words[1].text); }},
+    {u"paste", 1, 1, true, Paste},
     {u"access", 1, 1, false, Access},
     {u"close", 0, 0, false, [](const Call& c) { return c.actions.Close(); }},
     {u"show", 1, 1, false,
@@ -691,6 +706,7 @@ constexpr struct Command {
        c.out << Show(c.words[1].text) << '\n';
        return true;
      }},
+    {u"watch", 0, kAny, false, Watch},
     {u"list", 1, 1, false, ShowList},
     {u"wait", 1, 1, false, Wait},
     {u"screenshot", 1, 1, false,

@@ -98,6 +98,7 @@ class Printer : public toolkit::Witness {
   explicit Printer(std::ostream& out) : out_(out) {}
   void MessageShown(const toolkit::Message& message, int answer) override;
   void Beeped() override;
+  void Painted() override;
   void Activated(std::u16string_view title, bool found) override;
   void Started(std::u16string_view path) override;
   void Printed(const toolkit::Document& document) override;

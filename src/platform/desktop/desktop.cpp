@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDialog>
+#include <QMessageBox>
 #include <QScreen>
 #include <QTimer>
 
@@ -73,12 +74,13 @@ std::u16string Window::Print(const toolkit::Document& document) {
   }
   view_->Sync();
   view_->ShowBusy(false);
-  input_->SetDeaf(true);
+  input_->SetBlocked(true);
   const std::u16string failure =
       PrintDocument(&view_->Root(), document, [&](bool busy) { view_->ShowBusy(busy); });
-  input_->SetDeaf(false);
+  input_->SetBlocked(false);
   view_->ShowBusy(toolkit::Screen.MousePointer == 11);
-  view_->Uncover();
+  view_->ExpectUncovering();
+  view_->Uncover(longestWait);
   return failure;
 }
 
@@ -89,22 +91,24 @@ int Window::Ask(const toolkit::Message& message) {
   view_->Sync();
   view_->ShowBusy(false);
   QWidget* parent = view_->Shown() ? &view_->Root() : nullptr;
-  input_->SetDeaf(true);
+  input_->SetBlocked(true);
   const int answer = ShowMessage(parent, message, boxRest, [&](QMessageBox& box) {
+    // The desktop may take the box away before its event loop has ended.
+    QObject::connect(&box, &QDialog::finished, view_.get(), &FormView::ExpectUncovering);
     if (whenAsked) {
       whenAsked(box, message);
     }
   });
-  input_->SetDeaf(false);
+  input_->SetBlocked(false);
   view_->ShowBusy(toolkit::Screen.MousePointer == 11);
   if (parent != nullptr) {
-    view_->Uncover();
+    view_->Uncover(longestWait);
   }
   return answer;
 }
 
 void Window::Hide() {
-  input_->SetDeaf(true);
+  input_->SetBlocked(true);
   view_->Hide();
   QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }

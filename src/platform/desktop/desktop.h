@@ -59,6 +59,9 @@ class Window : public toolkit::View {
   // How long a message box that has come up takes nothing from keys and mouse. Whoever answers
   // without eyes, a script or a test, sets it to 0.
   std::chrono::milliseconds boxRest{400};
+  // How long the form waits at most, after a message box, for the desktop to take it away.
+  // Somebody else may have the focus by then.
+  std::chrono::milliseconds longestWait{250};
   // Called when a message box is up and waits.
   std::function<void(QMessageBox&, const toolkit::Message&)> whenAsked;
 

@@ -21,34 +21,35 @@ class Input : public QObject {
   // Listens to the widgets of `view`, which must outlive it.
   Input(toolkit::Form& form, FormView& view);
 
-  // While deaf, as a message box is up, the form takes nothing from the user; afterwards nothing
-  // of what a key repeats that is still held from then.
-  void SetDeaf(bool deaf);
+  // While blocked, as a message box is up, the form takes nothing from the user; afterwards
+  // nothing of what a key repeats that is still held from then.
+  void SetBlocked(bool blocked);
+
+  // For the widgets of the controls (widgets.h).
+  toolkit::Form& Form() { return form_; }
+  FormView& View() { return view_; }
+  // To be called after what the user has done: brings the widgets in line with the model,
+  // and ends the event loop where the program has ended.
+  void After();
+  // The events of `object` count as those of the control's widget.
+  void Watch(QObject& object, ControlView& view);
 
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:
-  void Listen(QWidget& widget, Control& control);
-  void After();
   bool OnKey(const QKeyEvent& event);
   void OnCharacters(const QString& characters);
-  bool OnMouse(Control* control, QMouseEvent& event);
-  void OnPress(Control& control, const QMouseEvent& event);
-  void OnTextMouse(toolkit::TextBox& box, const QMouseEvent& event);
-  void OnRelease(Control& control, const QMouseEvent& event);
-  void OnContextMenu(Control& control, const QContextMenuEvent& event);
+  bool OnMouse(ControlView* view, QMouseEvent& event);
+  void OnContextMenu(ControlView& view, const QContextMenuEvent& event);
 
   toolkit::Form& form_;
   FormView& view_;
-  std::unordered_map<const QObject*, Control*> controls_;  // viewports too
+  std::unordered_map<const QObject*, ControlView*> views_;  // by viewports too
   QTimer idle_;
-  bool deaf_ = false;
+  bool blocked_ = false;
   Repeats repeats_;
-  bool held_ = false;           // no key has been pressed anew since the form was deaf
-  Control* pressed_ = nullptr;  // where the left button went down
-  int pressedRow_ = -1;
-  int anchor_ = -1;      // where dragging in a text box began; -1: it selects nothing
-  quint64 doubled_ = 0;  // time of the double click that a third one may follow
+  bool held_ = false;               // no key has been pressed anew since the form was blocked
+  ControlView* pressed_ = nullptr;  // where the left button went down
 };
 
 }  // namespace desktop

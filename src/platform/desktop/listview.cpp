@@ -1,12 +1,15 @@
 #include "platform/desktop/listview.h"
 
 #include <QAccessible>
+#include <QContextMenuEvent>
 #include <QCoreApplication>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
 #include <QtMath>
 #include <algorithm>
 
+#include "platform/desktop/input.h"
 #include "platform/desktop/look.h"
 #include "platform/text/text.h"
 
@@ -16,8 +19,7 @@ namespace {
 constexpr int kTextInset = 2;
 }
 
-ListView::ListView(const toolkit::ListBox& list, QWidget* parent)
-    : QAbstractScrollArea(parent), list_(list) {
+ListView::ListView(toolkit::ListBox& list, QWidget* parent) : WidgetFor(list, parent) {
   setFrameStyle(QFrame::Box | QFrame::Plain);
   setFocusPolicy(Qt::TabFocus);
   // Rows are painted on the base colour, which is the list's own.
@@ -33,40 +35,69 @@ ListView::ListView(const toolkit::ListBox& list, QWidget* parent)
 }
 
 void ListView::Apply() {
-  dress_.PutOn(*this, list_);
+  ApplyColours(true);
   if (const int height = std::max(1, WholePixels(toolkit::ListBox::kRowHeight));
       rowHeight_ != height) {
     rowHeight_ = height;
     setLineWidth(std::max(2, Pixels(toolkit::ListBox::kInset)));
     SetRanges();
   }
-  if (revision_ != list_.Revision()) {
+  if (revision_ != model_.Revision()) {
     // Each row added counts the revision up by one; anything beyond is a Clear.
-    const auto added = static_cast<std::uint64_t>(list_.ListCount() - rows_);
-    if (list_.ListCount() < rows_ || list_.Revision() - revision_ != added) {
+    const auto added = static_cast<std::uint64_t>(model_.ListCount() - rows_);
+    if (model_.ListCount() < rows_ || model_.Revision() - revision_ != added) {
       horizontalScrollBar()->setValue(0);
       selected_ = -1;
     }
-    revision_ = list_.Revision();
-    rows_ = list_.ListCount();
+    revision_ = model_.Revision();
+    rows_ = model_.ListCount();
     SetRanges();
   }
   const auto policy = [](bool on) { return on ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff; };
-  if (horizontalScrollBarPolicy() != policy(list_.Wide()) ||
-      verticalScrollBarPolicy() != policy(list_.Long())) {
-    setHorizontalScrollBarPolicy(policy(list_.Wide()));
-    setVerticalScrollBarPolicy(policy(list_.Long()));
+  if (horizontalScrollBarPolicy() != policy(model_.Wide()) ||
+      verticalScrollBarPolicy() != policy(model_.Long())) {
+    setHorizontalScrollBarPolicy(policy(model_.Wide()));
+    setVerticalScrollBarPolicy(policy(model_.Long()));
     // Now, not at the next turn of the event loop: where rows lie is asked for before that.
     // Each resizing of the view sets the ranges again.
     QEvent layout(QEvent::LayoutRequest);
     QCoreApplication::sendEvent(this, &layout);
   }
-  verticalScrollBar()->setValue(list_.TopIndex());
-  if (selected_ != list_.ListIndex()) {
-    selected_ = list_.ListIndex();
+  verticalScrollBar()->setValue(model_.TopIndex());
+  if (selected_ != model_.ListIndex()) {
+    selected_ = model_.ListIndex();
     TellRow();
   }
   viewport()->update();
+}
+
+void ListView::Listen(Input& input) {
+  input.Watch(*viewport(), *this);
+  picked = [this, &input](int row) {
+    input.Form().UserClickRow(model_, row);
+    input.After();
+  };
+  connect(verticalScrollBar(), &QScrollBar::valueChanged, &input, [this, &input](int row) {
+    if (!input.View().Syncing()) {
+      input.Form().UserScroll(model_, row);
+    }
+  });
+}
+
+void ListView::OnPress(Input& input, const QMouseEvent& event, bool again) {
+  const int row = RowAt(event.position().toPoint());
+  if (again && event.type() == QEvent::MouseButtonDblClick && row == pressedRow_) {
+    input.Form().UserDblClickRow(model_, row);
+  } else {
+    pressedRow_ = row;
+    input.Form().UserClickRow(model_, row);
+  }
+  input.After();
+}
+
+ControlView::Spot ListView::SpotOf(const QContextMenuEvent& event) {
+  const bool byKey = event.reason() == QContextMenuEvent::Keyboard;
+  return {.row = byKey ? model_.ListIndex() : RowAt(event.pos())};
 }
 
 // For those who hear the list: its row, once the list itself has been named.
@@ -80,8 +111,8 @@ void ListView::TellRow() {
 
 void ListView::SetRanges() {
   const int width =
-      qCeil(list_.Widest() * QFontMetricsF(font(), this).horizontalAdvance(u'0')) + 2 * kTextInset;
-  verticalScrollBar()->setRange(0, std::max(0, list_.ListCount() - WholeRows()));
+      qCeil(model_.Widest() * QFontMetricsF(font(), this).horizontalAdvance(u'0')) + 2 * kTextInset;
+  verticalScrollBar()->setRange(0, std::max(0, model_.ListCount() - WholeRows()));
   verticalScrollBar()->setPageStep(std::max(1, WholeRows()));
   horizontalScrollBar()->setRange(0, std::max(0, width - viewport()->width()));
   horizontalScrollBar()->setPageStep(viewport()->width());
@@ -91,7 +122,7 @@ void ListView::SetRanges() {
 int ListView::TopRow() const { return verticalScrollBar()->value(); }
 
 int ListView::RowsInView() const {
-  return std::clamp(list_.ListCount() - TopRow(), 0, WholeRows());
+  return std::clamp(model_.ListCount() - TopRow(), 0, WholeRows());
 }
 
 int ListView::WholeRows() const { return std::max(1, viewport()->height() / rowHeight_); }
@@ -105,14 +136,17 @@ QRect ListView::RowRect(int row) const {
   return QRect(0, (row - TopRow()) * rowHeight_, viewport()->width(), rowHeight_);
 }
 
-QString ListView::RowText(int row) const { return Display(list_.List(row)); }
+QString ListView::RowText(int row) const { return Display(model_.List(row)); }
 
 bool ListView::event(QEvent* event) {
   if (event->type() == QEvent::Paint) {
     QPainter painter(this);
     painter.fillRect(rect(), palette().color(QPalette::Base));
-    hasFocus() ? DrawFrame(painter, rect(), Highlight(), 2)
-               : DrawFrame(painter, rect(), Line(palette().color(QPalette::Window)));
+    if (hasFocus()) {
+      DrawFrame(painter, rect(), Highlight(), 2);
+    } else {
+      DrawFrame(painter, rect(), Line(palette().color(QPalette::Window)));
+    }
     return true;
   }
   if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) {
@@ -137,7 +171,7 @@ void ListView::paintEvent(QPaintEvent* event) {
     if (!place.intersects(event->rect())) {
       continue;
     }
-    const bool on = row == list_.ListIndex();
+    const bool on = row == model_.ListIndex();
     painter.setPen(palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text));
     if (on && isEnabled()) {
       painter.fillRect(place, Highlight());
@@ -148,7 +182,7 @@ void ListView::paintEvent(QPaintEvent* event) {
     }
     // The blanks that fill up a row cost as much as letters.
     painter.drawText(QPointF(shift, place.top() + baseline),
-                     Display(text::TrimRight(list_.List(row))));
+                     Display(text::TrimRight(model_.List(row))));
     if (on && hasFocus()) {
       DrawFrame(painter, place, QColor(255, 255, 255, 150));
     }

@@ -11,12 +11,16 @@
 
 namespace desktop {
 
-class ListView : public QAbstractScrollArea {
+class ListView : public WidgetFor<QAbstractScrollArea, toolkit::ListBox> {
  public:
-  ListView(const toolkit::ListBox& list, QWidget* parent);
-  void Apply();
+  ListView(toolkit::ListBox& list, QWidget* parent);
+  void Apply() override;
+  void Listen(Input& input) override;
+  void OnPress(Input& input, const QMouseEvent& event, bool again) override;
+  void OnRelease(Input& /*input*/, const QMouseEvent& /*event*/) override {}
+  Spot SpotOf(const QContextMenuEvent& event) override;
 
-  const toolkit::ListBox& Model() const { return list_; }
+  const toolkit::ListBox& Model() const { return model_; }
   int TopRow() const;
   // Only whole rows show; the strip that they leave at the bottom stays empty.
   int RowsInView() const;
@@ -39,12 +43,11 @@ class ListView : public QAbstractScrollArea {
   void SetRanges();
   int WholeRows() const;
 
-  const toolkit::ListBox& list_;
-  Dress dress_;
   int rowHeight_ = 1;
   std::uint64_t revision_ = 0;
   int selected_ = -1;
   int rows_ = 0;
+  int pressedRow_ = -1;
 };
 
 }  // namespace desktop

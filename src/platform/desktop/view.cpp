@@ -15,8 +15,6 @@
 
 namespace desktop {
 
-using toolkit::Kind;
-
 namespace {
 
 // The form's measures are those of a window with its frame, whose borders and
@@ -28,10 +26,19 @@ constexpr int kBorders = 105, kTitle = 375;
 // shows.
 constexpr QSize kFrameRoom(8, 40);
 
-template <class T>
-const T& As(const Control& control) {
-  return static_cast<const T&>(control);
+// A widget for a control of the one class; null for any other.
+template <class Model, class View>
+ControlView* MakeFor(Control& control, QWidget* parent) {
+  auto* model = dynamic_cast<Model*>(&control);
+  return model != nullptr ? new View(*model, parent) : nullptr;
 }
+
+constexpr ControlView* (*kMakers[])(Control&, QWidget*) = {
+    MakeFor<toolkit::TextBox, TextField>,    MakeFor<toolkit::ListBox, ListView>,
+    MakeFor<toolkit::CommandButton, Button>, MakeFor<toolkit::OptionButton, Option>,
+    MakeFor<toolkit::Label, LabelBox>,       MakeFor<toolkit::Frame, FrameBox>,
+    MakeFor<toolkit::Shape, ShapeBox>,       MakeFor<toolkit::StatusBar, StatusBox>,
+};
 
 }  // namespace
 
@@ -48,7 +55,7 @@ FormView::FormView(toolkit::Form& form) : form_(form) {
     Make(*control);
   }
   for (Control* control : form.Controls()) {
-    widgets_.at(control)->raise();
+    ViewOf(*control).Widget().raise();
     if (control->Label() != nullptr) {
       labelled_[control->Label()].push_back(control);
     }
@@ -61,82 +68,36 @@ FormView::~FormView() {
 }
 
 void FormView::Make(Control& control) {
-  if (widgets_.contains(&control)) {
+  if (views_.contains(&control)) {
     return;
   }
   QWidget* parent = &root_;
   if (control.Container() != nullptr) {
     Make(*control.Container());
-    parent = widgets_.at(control.Container());
+    parent = &ViewOf(*control.Container()).Widget();
   }
-  QWidget* made = nullptr;
-  switch (control.Type()) {
-    case Kind::TextBox:
-      made = new TextField(parent);
+  ControlView* made = nullptr;
+  for (const auto maker : kMakers) {
+    if (made = maker(control, parent); made != nullptr) {
       break;
-    case Kind::ListBox:
-      made = new ListView(As<toolkit::ListBox>(control), parent);
-      break;
-    case Kind::CommandButton:
-      made = new Button(parent);
-      break;
-    case Kind::OptionButton:
-      made = new Option(parent);
-      break;
-    case Kind::Label:
-      made = new LabelBox(parent);
-      break;
-    case Kind::Frame:
-      made = new FrameBox(parent);
-      break;
-    case Kind::Shape:
-      made = new ShapeBox(parent);
-      break;
-    case Kind::StatusBar:
-      made = new StatusBox(parent);
-      break;
+    }
   }
-  made->setObjectName(QString::fromStdU16String(control.FullName()));
-  widgets_[&control] = made;
+  made->Widget().setObjectName(QString::fromStdU16String(control.FullName()));
+  views_[&control] = made;
 }
 
 void FormView::Apply(Control& control) {
   const QScopedValueRollback quiet(syncing_, true);
-  QWidget& widget = *widgets_.at(&control);
+  ControlView& view = ViewOf(control);
+  QWidget& widget = view.Widget();
   if (const QRect place = PixelRect(control); widget.geometry() != place) {
     widget.setGeometry(place);
   }
-  switch (control.Type()) {
-    case Kind::TextBox:
-      static_cast<TextField&>(widget).Apply(As<toolkit::TextBox>(control),
-                                            form_.Focus() == &control);
-      break;
-    case Kind::ListBox:
-      static_cast<ListView&>(widget).Apply();
-      break;
-    case Kind::CommandButton:
-      static_cast<Button&>(widget).Apply(As<toolkit::CommandButton>(control));
-      break;
-    case Kind::OptionButton:
-      static_cast<Option&>(widget).Apply(As<toolkit::OptionButton>(control));
-      break;
-    case Kind::Label:
-      static_cast<LabelBox&>(widget).Apply(As<toolkit::Label>(control));
-      TellLabels(control);
-      break;
-    case Kind::Frame:
-      static_cast<FrameBox&>(widget).Apply(As<toolkit::Frame>(control));
-      break;
-    case Kind::Shape:
-      static_cast<ShapeBox&>(widget).Apply(As<toolkit::Shape>(control));
-      break;
-    case Kind::StatusBar:
-      static_cast<StatusBox&>(widget).Apply(static_cast<toolkit::StatusBar&>(control));
-      break;
-  }
+  view.Apply();
+  NameByLabel(control);
   if (const QString tip = PlainToolTip(control.ToolTipText()); widget.toolTip() != tip) {
     widget.setToolTip(tip);
-    TellTips(control);
+    DescribeByTips(control);
   }
   widget.setEnabled(control.Enabled());
   if (widget.isHidden() == control.Visible()) {
@@ -145,23 +106,22 @@ void FormView::Apply(Control& control) {
   }
 }
 
-// Tells what stands by a label, for those who hear the form instead of seeing it.
-void FormView::TellLabels(const Control& label) {
+// Names what stands by a label, for those who hear the form instead of seeing it.
+void FormView::NameByLabel(const Control& label) {
   const auto found = labelled_.find(&label);
   if (found == labelled_.end()) {
     return;
   }
   const QString name = DisplayLines(label.Caption()).simplified();
   for (const Control* control : found->second) {
-    if (control->Type() != Kind::CommandButton ||
-        std::ranges::none_of(Spoken(control->Caption()), [](QChar c) { return c.isLetter(); })) {
-      widgets_.at(control)->setAccessibleName(name);
+    if (ControlView& view = ViewOf(*control); !view.NamesItself()) {
+      view.Widget().setAccessibleName(name);
     }
   }
 }
 
 // Two fields may have labels of one name; their tooltips tell their buttons apart.
-void FormView::TellTips(const Control& control) {
+void FormView::DescribeByTips(const Control& control) {
   const auto found = labelled_.find(control.Label());
   if (found == labelled_.end()) {
     return;
@@ -172,8 +132,8 @@ void FormView::TellTips(const Control& control) {
   }
   tips.removeAll(QString());
   for (const Control* beside : found->second) {
-    if (beside->Type() == Kind::CommandButton) {
-      widgets_.at(beside)->setAccessibleDescription(tips.join("; "));
+    if (dynamic_cast<const toolkit::CommandButton*>(beside) != nullptr) {
+      ViewOf(*beside).Widget().setAccessibleDescription(tips.join("; "));
     }
   }
 }
@@ -285,22 +245,25 @@ void FormView::ApplyFocus() {
   const Control* now = form_.Focus();
   if (now != focus_) {
     for (const Control* control : {std::exchange(focus_, now), now}) {
-      if (control != nullptr && control->Type() == Kind::TextBox) {
-        static_cast<TextField&>(*widgets_.at(control))
-            .Apply(As<toolkit::TextBox>(*control), control == now);
+      if (control != nullptr) {
+        ViewOf(*control).ApplyFocus();
       }
     }
   }
-  QWidget* wanted = now != nullptr ? widgets_.at(now) : &root_;
+  QWidget* wanted = now != nullptr ? &ViewOf(*now).Widget() : &root_;
   if (shown_ && root_.focusWidget() != wanted) {
     wanted->setFocus(Qt::OtherFocusReason);
   }
 }
 
 void FormView::ShowBusy(bool busy) {
-  if (std::exchange(busy_, busy) != busy) {
-    busy ? QGuiApplication::setOverrideCursor(Qt::WaitCursor)
-         : QGuiApplication::restoreOverrideCursor();
+  if (std::exchange(busy_, busy) == busy) {
+    return;
+  }
+  if (busy) {
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+  } else {
+    QGuiApplication::restoreOverrideCursor();
   }
 }
 
@@ -310,22 +273,20 @@ bool FormView::eventFilter(QObject* /*object*/, QEvent* event) {
 }
 
 // Where a window manager frames the box, the box goes off the screen some time after
-// it was closed, and the manager gives the focus back. Then its place comes to light
-// and has to be painted anew; a screen that keeps all windows' pictures by itself tells
-// nothing of that, which is found out once. Keys and clicks wait.
-void FormView::Uncover() {
-  constexpr int kLongest = 250;  // milliseconds: somebody else may have the focus
+// it was closed, and the manager gives the focus back. Then its place is uncovered and has
+// to be painted anew; a screen that keeps all windows' pictures on its own sends no event
+// for that, which is found out once. Keys and clicks wait.
+void FormView::Uncover(std::chrono::milliseconds longest) {
   // Where no window manager chooses the next window, none would have it.
   if (QApplication::activeWindow() == nullptr) {
     root_.activateWindow();
   }
-  exposed_ = false;
-  const auto uncovered = [this] { return root_.isActiveWindow() && (exposed_ || !tellsExposed_); };
+  const auto uncovered = [this] { return root_.isActiveWindow() && (exposed_ || !sendsExposed_); };
   QElapsedTimer waited;
-  for (waited.start(); !uncovered() && waited.elapsed() < kLongest;) {
+  for (waited.start(); !uncovered() && waited.elapsed() < longest.count();) {
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
   }
-  tellsExposed_ &= exposed_;
+  sendsExposed_ &= exposed_;
   QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
   painted_ = {};
   Repaint();
@@ -347,12 +308,12 @@ void FormView::Repaint() {
 }
 
 QWidget* FormView::WidgetOf(const Control& control) const {
-  const auto found = widgets_.find(&control);
-  return found != widgets_.end() ? found->second : nullptr;
+  const auto found = views_.find(&control);
+  return found != views_.end() ? &found->second->Widget() : nullptr;
 }
 
 std::optional<QPoint> FormView::ShowRow(toolkit::ListBox& list, int row) {
-  auto& view = static_cast<ListView&>(*widgets_.at(&list));
+  auto& view = static_cast<ListView&>(ViewOf(list));
   Sync();
   QPoint place(view.viewport()->width() / 3, view.viewport()->height() - 2);
   if (row >= 0) {

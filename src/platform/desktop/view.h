@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/desktop/widgets.h"
 #include "platform/toolkit/control.h"
 #include "platform/toolkit/form.h"
 
@@ -42,15 +43,18 @@ class FormView : public QObject {
   // Sync, and paints before it returns. Left out when the last time is less than a
   // frame of the screen ago and nothing was shown or hidden since.
   void Repaint();
-  // After a message box: waits until the screen shows the form where the box was.
-  void Uncover();
+  // A message box goes away now, and uncovers the form.
+  void ExpectUncovering() { exposed_ = false; }
+  // Afterwards: waits until the screen shows the form where the box was, at most so long.
+  void Uncover(std::chrono::milliseconds longest);
   // True while widgets are being changed: what they report is our own doing.
   bool Syncing() const { return syncing_; }
 
-  // Notes when part of the window comes to light.
+  // Notes when part of the window is uncovered.
   bool eventFilter(QObject* object, QEvent* event) override;
 
   QWidget& Root() { return root_; }
+  ControlView& ViewOf(const Control& control) const { return *views_.at(&control); }
   // Null for a control that isn't the form's.
   QWidget* WidgetOf(const Control& control) const;
   // As Window::ShowRow.
@@ -60,15 +64,15 @@ class FormView : public QObject {
 
  private:
   void Make(Control& control);
-  void TellLabels(const Control& label);
-  void TellTips(const Control& control);
+  void NameByLabel(const Control& label);
+  void DescribeByTips(const Control& control);
   void ApplyFocus();
   QSize InnerSize() const;  // twips
   double ZoomToFit() const;
   void FollowScreen();
 
   toolkit::Form& form_;
-  std::unordered_map<const Control*, QWidget*> widgets_;
+  std::unordered_map<const Control*, ControlView*> views_;  // the root's widgets
   std::unordered_map<const Control*, std::vector<Control*>> labelled_;
 
   // Changed, but in a hidden frame: their widgets follow when the frame shows.
@@ -77,8 +81,8 @@ class FormView : public QObject {
   bool shown_ = false;
   bool busy_ = false;
   bool syncing_ = false;
-  bool exposed_ = false;      // part of the window has come to light
-  bool tellsExposed_ = true;  // as far as is known, the screen tells so after a box
+  bool exposed_ = false;      // part of the window has been uncovered
+  bool sendsExposed_ = true;  // as far as is known, the screen sends that after a box
   const Control* focus_ = nullptr;
   std::chrono::steady_clock::time_point painted_;
   std::pair<int, int> formSize_;  // that the window's size was made for

@@ -1,28 +1,41 @@
 #include "platform/desktop/widgets.h"
 
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QMouseEvent>
 #include <QPainter>
+#include <QStyleHints>
 #include <QStyleOptionButton>
 #include <QStylePainter>
+#include <QTextBoundaryFinder>
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
+#include "platform/desktop/input.h"
+
 namespace desktop {
 
-void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
-  const bool worn = zoom_ > 0;
-  // The normal face is the application's.
-  if (std::exchange(zoom_, Zoom()) != Zoom() && control.Face() != toolkit::Font::Normal) {
-    widget.setFont(FaceFont(control.Face()));
+void ControlView::OnRelease(Input& input, const QMouseEvent& event) {
+  if (Widget().rect().contains(event.position().toPoint())) {
+    input.Form().UserClick(control_);
+    input.After();
   }
-  if (worn && fore_ == control.ForeColor() && back_ == control.BackColor()) {
+}
+
+void ControlView::ApplyColours(bool box) {
+  QWidget& widget = Widget();
+  const bool set = zoom_ > 0;
+  // The normal face is the application's.
+  if (std::exchange(zoom_, Zoom()) != Zoom() && control_.Face() != toolkit::Font::Normal) {
+    widget.setFont(FaceFont(control_.Face()));
+  }
+  if (set && fore_ == control_.ForeColor() && back_ == control_.BackColor()) {
     return;
   }
-  fore_ = control.ForeColor();
-  back_ = control.BackColor();
+  fore_ = control_.ForeColor();
+  back_ = control_.BackColor();
   const QColor fore = ToQt(fore_), back = ToQt(back_);
-  const bool box =
-      control.Type() == toolkit::Kind::TextBox || control.Type() == toolkit::Kind::ListBox;
   QPalette palette = widget.palette();
   const QColor text = Readable(fore, back), disabledBack = back.darker(106);
   for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
@@ -30,8 +43,10 @@ void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
     palette.setColor(QPalette::Disabled, role, Faint(text, box ? disabledBack : back));
   }
   // A box is outlined by the style in a shade of its surroundings.
-  const QColor around =
-      box && control.Container() != nullptr ? ToQt(control.Container()->BackColor()) : back;
+  QColor around = back;
+  if (box && control_.Container() != nullptr) {
+    around = ToQt(control_.Container()->BackColor());
+  }
   for (const auto role : {QPalette::Window, QPalette::Button}) {
     palette.setColor(role, around);
   }
@@ -42,7 +57,7 @@ void Dress::PutOn(QWidget& widget, const toolkit::Control& control) {
 
 // --- Text box
 
-TextField::TextField(QWidget* parent) : QLineEdit(parent) {
+TextField::TextField(toolkit::TextBox& box, QWidget* parent) : WidgetFor(box, parent) {
   setMaxLength(1 << 20);
   setDragEnabled(false);
   setAcceptDrops(false);
@@ -50,15 +65,20 @@ TextField::TextField(QWidget* parent) : QLineEdit(parent) {
   setTextMargins(1, 0, 1, 0);  // keeps the caret off the ring of the focus
 }
 
-void TextField::Apply(const toolkit::TextBox& box, bool focused) {
-  dress_.PutOn(*this, box);
-  if (isReadOnly() != box.Locked()) {
-    setReadOnly(box.Locked());
+void TextField::Apply() {
+  ApplyColours(true);
+  const bool focused = model_.HasFocus();
+  if (isReadOnly() != model_.Locked()) {
+    setReadOnly(model_.Locked());
   }
-  if (const QString shown = Display(box.Text()); text() != shown) {
-    focused ? Change(shown) : setText(shown);
+  if (const QString shown = Display(model_.Text()); text() != shown) {
+    if (focused) {
+      Change(shown);
+    } else {
+      setText(shown);
+    }
   }
-  const int start = box.SelStart(), length = focused ? box.SelLength() : 0;
+  const int start = model_.SelStart(), length = focused ? model_.SelLength() : 0;
   if (length == 0) {
     if (hasSelectedText()) {
       deselect();
@@ -66,10 +86,86 @@ void TextField::Apply(const toolkit::TextBox& box, bool focused) {
     setCursorPosition(start);
     return;
   }
-  const int active = box.ActiveEnd();
-  if (selectionStart() != start || selectionLength() != length || cursorPosition() != active) {
-    active == start ? setSelection(start + length, -length) : setSelection(start, length);
+  const int active = model_.ActiveEnd();
+  if (selectionStart() == start && selectionLength() == length && cursorPosition() == active) {
+    return;
   }
+  if (active == start) {
+    setSelection(start + length, -length);
+  } else {
+    setSelection(start, length);
+  }
+}
+
+void TextField::Listen(Input& input) {
+  connect(this, &QLineEdit::textChanged, &input, [this, &input] {
+    if (!input.View().Syncing()) {
+      input.View().Apply(model_);
+    }
+  });
+  connect(this, &QLineEdit::cursorPositionChanged, &input, [this, &input](int, int to) {
+    if (!input.View().Syncing() && hasFocus()) {
+      input.Form().UserSelect(model_, to, to);
+      input.After();
+    }
+  });
+}
+
+void TextField::OnPress(Input& input, const QMouseEvent& event, bool again) {
+  toolkit::Form& form = input.Form();
+  const int at = cursorPositionAt(event.position().toPoint());
+  const bool focused = model_.HasFocus();
+  const auto interval =
+      static_cast<quint64>(QGuiApplication::styleHints()->mouseDoubleClickInterval());
+  if (!again) {
+    doubled_ = 0;
+  }
+  if (event.type() == QEvent::MouseButtonDblClick && focused) {
+    if (!SelectWord(form, at)) {
+      return;
+    }
+    doubled_ = event.timestamp();
+  } else if (focused && doubled_ != 0 && event.timestamp() - doubled_ < interval) {
+    anchor_ = -1;
+    doubled_ = 0;
+    form.UserSelectAll();
+  } else if (focused && event.modifiers() & Qt::ShiftModifier) {
+    anchor_ = model_.SelStart();
+    if (model_.ActiveEnd() == anchor_) {
+      anchor_ += model_.SelLength();
+    }
+    form.UserSelect(model_, anchor_, at);
+  } else {
+    anchor_ = focused || !model_.Masked() ? at : -1;
+    form.UserClick(model_, at);
+  }
+  input.After();
+}
+
+// The word at a place, for a drag to go on from; false where there is none.
+bool TextField::SelectWord(toolkit::Form& form, int at) {
+  QTextBoundaryFinder words(QTextBoundaryFinder::Word, text());
+  words.setPosition(at);
+  const auto end = words.toNextBoundary();
+  const auto start = words.toPreviousBoundary();
+  if (end < 0 || start < 0) {
+    return false;
+  }
+  anchor_ = static_cast<int>(start);
+  form.UserSelect(model_, anchor_, static_cast<int>(end));
+  return true;
+}
+
+void TextField::OnDrag(Input& input, const QMouseEvent& event) {
+  const int at = cursorPositionAt(event.position().toPoint());
+  if (model_.HasFocus() && anchor_ >= 0 && at != model_.ActiveEnd()) {
+    input.Form().UserSelect(model_, anchor_, at);
+    input.After();
+  }
+}
+
+ControlView::Spot TextField::SpotOf(const QContextMenuEvent& event) {
+  return {.caret = cursorPositionAt(event.pos())};
 }
 
 // Only what differs is replaced, so that a screen reader says what has been typed and
@@ -108,28 +204,67 @@ void TextField::paintEvent(QPaintEvent* event) {
 
 // --- Buttons
 
-Button::Button(QWidget* parent) : QPushButton(parent) {
-  setAutoDefault(false);
-  setFocusPolicy(Qt::TabFocus);
+template <class Base, class Model>
+ButtonFor<Base, Model>::ButtonFor(Model& model, QWidget* parent)
+    : WidgetFor<Base, Model>(model, parent) {
+  this->setFocusPolicy(Qt::TabFocus);
 }
 
-void Button::Apply(const toolkit::CommandButton& button) {
-  dress_.PutOn(*this, button);
-  if (const QString caption = DisplayLines(button.Caption()); text() != caption) {
-    setText(caption);
-    // Alt and the letter are the model's, not a shortcut of Qt's.
-    setShortcut({});
+template <class Base, class Model>
+void ButtonFor<Base, Model>::OnPress(Input& /*input*/, const QMouseEvent& /*event*/,
+                                     bool /*again*/) {
+  this->setDown(this->model_.Usable());
+}
+
+template <class Base, class Model>
+void ButtonFor<Base, Model>::OnDrag(Input& /*input*/, const QMouseEvent& event) {
+  this->setDown(this->rect().contains(event.position().toPoint()));
+}
+
+template <class Base, class Model>
+void ButtonFor<Base, Model>::OnRelease(Input& input, const QMouseEvent& event) {
+  this->setDown(false);
+  ControlView::OnRelease(input, event);
+}
+
+template <class Base, class Model>
+void ButtonFor<Base, Model>::initStyleOption(QStyleOptionButton* option) const {
+  Base::initStyleOption(option);
+  if (this->hasFocus()) {
+    option->state |= QStyle::State_KeyboardFocusChange;
   }
-  if (!button.Usable()) {
+}
+
+template <class Base, class Model>
+void ButtonFor<Base, Model>::SetCaption(const QString& caption) {
+  if (this->text() != caption) {
+    this->setText(caption);
+    // Alt and the letter are the model's, not a shortcut of Qt's.
+    this->setShortcut({});
+  }
+}
+
+Button::Button(toolkit::CommandButton& button, QWidget* parent) : ButtonFor(button, parent) {
+  setAutoDefault(false);
+}
+
+void Button::Apply() {
+  ApplyColours();
+  SetCaption(DisplayLines(model_.Caption()));
+  if (!model_.Usable()) {
     setDown(false);
   }
 }
 
-void Button::initStyleOption(QStyleOptionButton* option) const {
-  QPushButton::initStyleOption(option);
-  if (hasFocus()) {
-    option->state |= QStyle::State_KeyboardFocusChange;
-  }
+bool Button::NamesItself() const {
+  return std::ranges::any_of(Spoken(model_.Caption()), [](QChar c) { return c.isLetter(); });
+}
+
+void Button::Listen(Input& input) {
+  connect(this, &QAbstractButton::clicked, &input, [this, &input] {
+    input.Form().UserClick(model_);
+    input.After();
+  });
 }
 
 void Button::paintEvent(QPaintEvent*) {
@@ -155,19 +290,15 @@ void Button::paintEvent(QPaintEvent*) {
   painter.drawItemText(room, kFlags, palette(), isEnabled(), text(), QPalette::ButtonText);
 }
 
-Option::Option(QWidget* parent) : QRadioButton(parent) {
+Option::Option(toolkit::OptionButton& option, QWidget* parent) : ButtonFor(option, parent) {
   // Which of a group is on is the model's business.
   setAutoExclusive(false);
   setAutoFillBackground(true);
-  setFocusPolicy(Qt::TabFocus);
 }
 
-void Option::Apply(const toolkit::OptionButton& option) {
-  dress_.PutOn(*this, option);
-  if (const QString caption = Display(option.Caption()); text() != caption) {
-    setText(caption);
-    setShortcut({});
-  }
+void Option::Apply() {
+  ApplyColours();
+  SetCaption(Display(model_.Caption()));
   QStyleOptionButton drawn;
   initStyleOption(&drawn);
   const int room = style()->subElementRect(QStyle::SE_RadioButtonContents, &drawn, this).width();
@@ -182,33 +313,40 @@ void Option::Apply(const toolkit::OptionButton& option) {
   if (face != font()) {
     setFont(face);
   }
-  setChecked(option.Value());
-  if (!option.Usable()) {
+  setChecked(model_.Value());
+  if (!model_.Usable()) {
     setDown(false);
   }
 }
 
-void Option::initStyleOption(QStyleOptionButton* option) const {
-  QRadioButton::initStyleOption(option);
-  if (hasFocus()) {
-    option->state |= QStyle::State_KeyboardFocusChange;
-  }
+void Option::Listen(Input& input) {
+  connect(this, &QAbstractButton::toggled, &input, [this, &input](bool on) {
+    if (!input.View().Syncing()) {
+      if (on) {
+        input.Form().UserClick(model_);
+      }
+      input.View().Apply(model_);
+      input.After();
+    }
+  });
 }
 
 // --- Labels
 
-LabelBox::LabelBox(QWidget* parent) : QLabel(parent) { setTextFormat(Qt::PlainText); }
+LabelBox::LabelBox(toolkit::Label& label, QWidget* parent) : WidgetFor(label, parent) {
+  setTextFormat(Qt::PlainText);
+}
 
-void LabelBox::Apply(const toolkit::Label& label) {
-  dress_.PutOn(*this, label);
-  face_ = label.Face();
-  edge_ = label.Edge();
+void LabelBox::Apply() {
+  ApplyColours();
+  face_ = model_.Face();
+  edge_ = model_.Edge();
   // Nothing is filled that looks the same without, so that a label hides no
   // border which it overlaps.
-  const toolkit::Control* frame = label.Container();
+  const toolkit::Control* frame = model_.Container();
   setAutoFillBackground(edge_ != toolkit::Border::None || frame == nullptr ||
-                        frame->BackColor() != label.BackColor());
-  setText(DisplayLines(label.Caption()));
+                        frame->BackColor() != model_.BackColor());
+  setText(DisplayLines(model_.Caption()));
 }
 
 namespace {
@@ -282,11 +420,11 @@ void LabelBox::paintEvent(QPaintEvent*) {
 
 // --- Frames, borders, status bar
 
-void FrameBox::Apply(const toolkit::Frame& frame) {
-  dress_.PutOn(*this, frame);
+void FrameBox::Apply() {
+  ApplyColours();
   setAutoFillBackground(true);
-  edge_ = frame.Edge();
-  caption_ = Spoken(frame.Caption());
+  edge_ = model_.Edge();
+  caption_ = Spoken(model_.Caption());
   if (edge_ == toolkit::Border::Raised && shadow_ == nullptr) {
     shadow_ = new ShadowBox(this);
   }
@@ -337,12 +475,12 @@ void ShadowBox::Follow() {
 
 void ShadowBox::paintEvent(QPaintEvent*) { QPainter(this).fillRect(rect(), QColor(0, 16, 48, 70)); }
 
-ShapeBox::ShapeBox(QWidget* parent) : QWidget(parent) {
+ShapeBox::ShapeBox(toolkit::Shape& shape, QWidget* parent) : WidgetFor(shape, parent) {
   setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
-void ShapeBox::Apply(const toolkit::Shape& shape) {
-  back_ = ToQt(shape.BackColor());
+void ShapeBox::Apply() {
+  back_ = ToQt(model_.BackColor());
   update();
 }
 
@@ -376,18 +514,20 @@ void StatusPanel::paintEvent(QPaintEvent*) {
                    QFontMetrics(font(), this).elidedText(text(), Qt::ElideRight, room.width()));
 }
 
-StatusBox::StatusBox(QWidget* parent) : QWidget(parent) { setAutoFillBackground(true); }
+StatusBox::StatusBox(toolkit::StatusBar& bar, QWidget* parent) : WidgetFor(bar, parent) {
+  setAutoFillBackground(true);
+}
 
-void StatusBox::Apply(toolkit::StatusBar& bar) {
-  dress_.PutOn(*this, bar);
-  while (static_cast<int>(panels_.size()) < bar.PanelCount()) {
+void StatusBox::Apply() {
+  ApplyColours();
+  while (static_cast<int>(panels_.size()) < model_.PanelCount()) {
     panels_.push_back(new StatusPanel(this));
   }
   constexpr int kLeast = 6;  // part of the bar that a panel has at least
   int left = 0;
   for (std::size_t i = 0; i < panels_.size(); ++i) {
     StatusPanel& panel = *panels_[i];
-    if (const QString text = Display(bar.Panels(static_cast<int>(i) + 1).Text());
+    if (const QString text = Display(model_.Panels(static_cast<int>(i) + 1).Text());
         text != panel.text()) {
       panel.setText(text);
     }

@@ -1,5 +1,5 @@
-// One widget for each kind of control. They show what the model says and
-// leave keys and mouse to the window, which sees every event before them.
+// One widget for each kind of control. They show what the model says. Keys and mouse come
+// from the input, which sees every event before them (input.h).
 #pragma once
 
 #include <QFrame>
@@ -13,64 +13,128 @@
 
 #include "platform/desktop/look.h"
 #include "platform/toolkit/control.h"
+#include "platform/toolkit/form.h"
+
+class QContextMenuEvent;
+class QMouseEvent;
 
 namespace desktop {
 
-// Colours and face of a widget; asked again only when one of them changes,
-// since a new palette is expensive.
-class Dress {
+class Input;
+
+// The widget of a control, as the form's view and its input see it.
+class ControlView {
  public:
-  void PutOn(QWidget& widget, const toolkit::Control& control);
+  // Where a right click is: the row of a list, the place of the caret in a text box.
+  struct Spot {
+    int row = -1;
+    int caret = 0;
+  };
+
+  explicit ControlView(toolkit::Control& control) : control_(control) {}
+  virtual ~ControlView() = default;
+  ControlView(const ControlView&) = delete;
+  ControlView& operator=(const ControlView&) = delete;
+
+  toolkit::Control& Shown() const { return control_; }
+  virtual QWidget& Widget() = 0;
+
+  // Shows what the control holds.
+  virtual void Apply() = 0;
+  // The control has got or lost the focus.
+  virtual void ApplyFocus() {}
+  // What it shows says what it is, so that it needs no label to be named by.
+  virtual bool NamesItself() const { return false; }
+
+  // Assistive technology works widgets without keys or mouse: what it does goes to the
+  // model as if the user had done it by hand.
+  virtual void Listen(Input& /*input*/) {}
+  // The left button of the mouse; drags and releases come where it was pressed. `again`: the
+  // press before was here too.
+  virtual void OnPress(Input& /*input*/, const QMouseEvent& /*event*/, bool /*again*/) {}
+  virtual void OnDrag(Input& /*input*/, const QMouseEvent& /*event*/) {}
+  virtual void OnRelease(Input& input, const QMouseEvent& event);
+  virtual Spot SpotOf(const QContextMenuEvent& /*event*/) { return {}; }
+
+ protected:
+  // Colours and face; set only when one of them has changed, since a new palette is
+  // expensive. `box`: the colours are those inside a box, which has its frame's around it.
+  void ApplyColours(bool box = false);
 
  private:
+  toolkit::Control& control_;
   toolkit::Color fore_ = 0, back_ = 0;
-  double zoom_ = 0;  // 0: not worn yet
+  double zoom_ = 0;  // 0: not set yet
 };
 
-class TextField : public QLineEdit {
+template <class Base, class Model>
+class WidgetFor : public Base, public ControlView {
  public:
-  explicit TextField(QWidget* parent);
-  // `focused`: only the box with the focus shows its selection.
-  void Apply(const toolkit::TextBox& box, bool focused);
+  WidgetFor(Model& model, QWidget* parent) : Base(parent), ControlView(model), model_(model) {}
+  QWidget& Widget() override { return *this; }
+
+ protected:
+  Model& model_;
+};
+
+class TextField : public WidgetFor<QLineEdit, toolkit::TextBox> {
+ public:
+  TextField(toolkit::TextBox& box, QWidget* parent);
+  // Only the box with the focus shows its selection.
+  void Apply() override;
+  void ApplyFocus() override { Apply(); }
+  void Listen(Input& input) override;
+  void OnPress(Input& input, const QMouseEvent& event, bool again) override;
+  void OnDrag(Input& input, const QMouseEvent& event) override;
+  void OnRelease(Input& /*input*/, const QMouseEvent& /*event*/) override {}
+  Spot SpotOf(const QContextMenuEvent& event) override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
 
  private:
   void Change(const QString& to);
+  bool SelectWord(toolkit::Form& form, int at);
 
-  Dress dress_;
+  int anchor_ = -1;      // where dragging began; -1: it selects nothing
+  quint64 doubled_ = 0;  // time of the double click that a third one may follow
+};
+
+// What both kinds of button do under the mouse and with the focus.
+template <class Base, class Model>
+class ButtonFor : public WidgetFor<Base, Model> {
+ public:
+  ButtonFor(Model& model, QWidget* parent);
+  // All of the caption showed when it was painted last.
+  bool Whole() const { return whole_; }
+  void OnPress(Input& input, const QMouseEvent& event, bool again) override;
+  void OnDrag(Input& input, const QMouseEvent& event) override;
+  void OnRelease(Input& input, const QMouseEvent& event) override;
+
+ protected:
+  void initStyleOption(QStyleOptionButton* option) const override;
+  void SetCaption(const QString& caption);
+
+  bool whole_ = true;
 };
 
 // Push button whose caption breaks into lines where it is too long for one.
-class Button : public QPushButton {
+class Button : public ButtonFor<QPushButton, toolkit::CommandButton> {
  public:
-  explicit Button(QWidget* parent);
-  void Apply(const toolkit::CommandButton& button);
-  // All of the caption showed when it was painted last.
-  bool Whole() const { return whole_; }
+  Button(toolkit::CommandButton& button, QWidget* parent);
+  void Apply() override;
+  bool NamesItself() const override;
+  void Listen(Input& input) override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void initStyleOption(QStyleOptionButton* option) const override;
-
- private:
-  Dress dress_;
-  bool whole_ = true;
 };
 
-class Option : public QRadioButton {
+class Option : public ButtonFor<QRadioButton, toolkit::OptionButton> {
  public:
-  explicit Option(QWidget* parent);
-  void Apply(const toolkit::OptionButton& option);
-  bool Whole() const { return whole_; }  // all of the caption shows
-
- protected:
-  void initStyleOption(QStyleOptionButton* option) const override;
-
- private:
-  Dress dress_;
-  bool whole_ = true;
+  Option(toolkit::OptionButton& option, QWidget* parent);
+  void Apply() override;
+  void Listen(Input& input) override;
 };
 
 // Text in lines. One that is too long for its place gets a smaller font before
@@ -78,10 +142,10 @@ class Option : public QRadioButton {
 //
 // Laying a text out costs more than painting it, so the lines are kept until
 // text or place change.
-class LabelBox : public QLabel {
+class LabelBox : public WidgetFor<QLabel, toolkit::Label> {
  public:
-  explicit LabelBox(QWidget* parent);
-  void Apply(const toolkit::Label& label);
+  LabelBox(toolkit::Label& label, QWidget* parent);
+  void Apply() override;
   // All of the text showed when it was painted last.
   bool Whole() const { return whole_; }
 
@@ -91,7 +155,6 @@ class LabelBox : public QLabel {
  private:
   void LayOut(const QSize& room);
 
-  Dress dress_;
   toolkit::Font face_ = toolkit::Font::Normal;
   toolkit::Border edge_ = toolkit::Border::None;
   std::unique_ptr<QTextLayout> layout_;
@@ -103,16 +166,15 @@ class LabelBox : public QLabel {
   bool whole_ = true;
 };
 
-class FrameBox : public QFrame {
+class FrameBox : public WidgetFor<QFrame, toolkit::Frame> {
  public:
-  explicit FrameBox(QWidget* parent) : QFrame(parent) {}
-  void Apply(const toolkit::Frame& frame);
+  using WidgetFor::WidgetFor;
+  void Apply() override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
 
  private:
-  Dress dress_;
   QString caption_;
   toolkit::Border edge_ = toolkit::Border::None;
   QWidget* shadow_ = nullptr;
@@ -134,10 +196,10 @@ class ShadowBox : public QWidget {
 };
 
 // A border that the mouse doesn't meet.
-class ShapeBox : public QWidget {
+class ShapeBox : public WidgetFor<QWidget, toolkit::Shape> {
  public:
-  explicit ShapeBox(QWidget* parent);
-  void Apply(const toolkit::Shape& shape);
+  ShapeBox(toolkit::Shape& shape, QWidget* parent);
+  void Apply() override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -156,13 +218,12 @@ class StatusPanel : public QLabel {
 };
 
 // A label for each panel, so that a screen reader is told which of them changes.
-class StatusBox : public QWidget {
+class StatusBox : public WidgetFor<QWidget, toolkit::StatusBar> {
  public:
-  explicit StatusBox(QWidget* parent);
-  void Apply(toolkit::StatusBar& bar);
+  StatusBox(toolkit::StatusBar& bar, QWidget* parent);
+  void Apply() override;
 
  private:
-  Dress dress_;
   std::vector<StatusPanel*> panels_;
 };
 

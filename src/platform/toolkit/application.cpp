@@ -70,6 +70,9 @@ int MsgBox(std::u16string_view text, int flags, std::u16string_view title) {
   if (app.atRest) {
     app.atRest();
   }
+  if (app.witness != nullptr) {
+    app.witness->Painted();
+  }
   const int answer = app.view != nullptr ? app.view->Ask(message) : message.preset;
   if (app.witness != nullptr) {
     app.witness->MessageShown(message, answer);

@@ -52,6 +52,9 @@ class Witness {
   virtual ~Witness() = default;
   virtual void MessageShown(const Message& message, int answer) = 0;
   virtual void Beeped() = 0;
+  // In the middle of a handler the user has come to see the form as it is now: at a Refresh,
+  // and at a message box.
+  virtual void Painted() = 0;
   virtual void Activated(std::u16string_view title, bool found) = 0;
   virtual void Started(std::u16string_view path) = 0;
   virtual void Printed(const Document& document) = 0;

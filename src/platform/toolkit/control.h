@@ -33,7 +33,6 @@ class Misuse : public std::logic_error {
   using std::logic_error::logic_error;
 };
 
-enum class Kind { Frame, Label, TextBox, ListBox, CommandButton, OptionButton, StatusBar, Shape };
 enum class Font { Normal, Bold, Fixed };           // Fixed: Courier New 8.25
 enum class Border { None, Line, Sunken, Raised };  // Raised: lies over its surroundings
 
@@ -54,15 +53,22 @@ struct Design {
   Border Edge = Border::None;
 };
 
+enum class Choice { Undo, Cut, Copy, Paste, SelectAll, CopyCode, CopyRow };
+
+struct MenuEntry {
+  Choice choice;
+  const char16_t* caption;
+  bool enabled;
+};
+
 class Control {
  public:
   // `index` is the place in a control array, -1 for a control of its own.
-  Control(Kind kind, std::u16string name, int index);
+  explicit Control(std::u16string name, int index = -1);
   virtual ~Control() = default;
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
 
-  Kind Type() const { return kind_; }
   int Index() const { return index_; }
   const std::u16string& Name() const { return name_; }
   std::u16string FullName() const;  // "Text1(4)"
@@ -88,6 +94,7 @@ class Control {
   bool Showing() const;
   bool Usable() const;    // showing and enabled
   bool CanFocus() const;  // usable, and of a kind that takes the focus
+  bool HasFocus() const;
 
   const std::u16string& Caption() const { return caption_; }
   void SetCaption(std::u16string_view caption);
@@ -100,6 +107,11 @@ class Control {
   int TabIndex() const { return tabIndex_; }
   Font Face() const { return face_; }
   Border Edge() const { return edge_; }
+
+  // The letter, upper case, that presses the control together with Alt; 0 if none does.
+  virtual char16_t AccessKey() const { return 0; }
+  // What copying takes, of a list's row for all but Choice::Copy; "" where that is nothing.
+  virtual std::u16string Copied(Choice choice, int row) const;
 
   // Gives the control the focus, after the LostFocus of the one that has it,
   // which may take it back. Throws Misuse where CanFocus is false.
@@ -117,6 +129,19 @@ class Control {
   virtual void Reset(const Design& design);  // back to how it was designed
   void Touch();                              // the screen has to look at this control again
 
+  // What each kind does in its own way, asked by the form. The members On... are called in
+  // the middle of an event.
+  virtual bool TakesFocus() const { return false; }
+  virtual bool IsTabStop() const { return true; }          // of what takes the focus
+  virtual bool MeetsMouse() const { return true; }         // otherwise clicks go to what lies below
+  virtual int LineToClick() const { return height_ / 2; }  // twips from the top
+  virtual void OnClick(int caret);                         // on a usable control
+  virtual void OnKey(const KeyStroke& /*stroke*/) {}       // with the focus
+  virtual std::vector<MenuEntry> Menu(int row) const;      // what a right click offers
+
+  // As SetFocus, where the control can have it; true if it then has it.
+  bool TakeFocus();
+
   template <class T>
   void Assign(T& member, T value) {
     if (member != value) {
@@ -128,7 +153,6 @@ class Control {
   Form* form_ = nullptr;
 
  private:
-  Kind kind_;
   int index_;
   std::u16string name_;
   Control* container_ = nullptr;
@@ -143,21 +167,54 @@ class Control {
   bool touched_ = false;
 };
 
-template <Kind kKind>
-class Plain : public Control {
+class Frame : public Control {
  public:
-  explicit Plain(std::u16string name, int index = -1) : Control(kKind, std::move(name), index) {}
+  using Control::Control;
 };
-using Frame = Plain<Kind::Frame>;
-using Label = Plain<Kind::Label>;
-using CommandButton = Plain<Kind::CommandButton>;
-using Shape = Plain<Kind::Shape>;
+
+// One with a border shows a value, which can be copied.
+class Label : public Control {
+ public:
+  using Control::Control;
+  std::u16string Copied(Choice choice, int row) const override;
+
+ protected:
+  std::vector<MenuEntry> Menu(int row) const override;
+};
+
+class Shape : public Control {
+ public:
+  using Control::Control;
+
+ protected:
+  bool MeetsMouse() const override { return false; }
+};
+
+// What is pressed: by a click, by the letter in its caption, by keys.
+class Button : public Control {
+ public:
+  using Control::Control;
+  char16_t AccessKey() const override;
+
+ protected:
+  bool TakesFocus() const override { return true; }
+  void OnClick(int caret) override;
+  void OnKey(const KeyStroke& stroke) override;
+  virtual void Act();  // once it is pressed and has the focus
+};
+
+class CommandButton : public Button {
+ public:
+  using Button::Button;
+};
 
 // Single-line text box.
 class TextBox : public Control {
  public:
-  explicit TextBox(std::u16string name, int index = -1)
-      : Control(Kind::TextBox, std::move(name), index) {}
+  // Codes that KeyPress gets, besides characters and those of keys.
+  static constexpr char16_t kPaste = 22, kCut = 24, kUndo = 26;
+
+  using Control::Control;
 
   const std::u16string& Text() const { return text_; }
   // The text that the box already holds: nothing happens. Another one: it
@@ -166,7 +223,7 @@ class TextBox : public Control {
   void SetText(std::u16string_view text);
   int MaxLength() const { return maxLength_; }  // of typing and pasting; 0: none
   bool Locked() const { return locked_; }       // takes no typing, raises KeyPress
-  // KeyPress writes the text by itself, as in a date mask: the click that brings
+  // KeyPress writes the text on its own, as in a date mask: the click that brings
   // the focus leaves the caret where GotFocus has put it, and cutting, pasting and
   // undoing aren't offered.
   bool Masked() const { return masked_; }
@@ -184,12 +241,17 @@ class TextBox : public Control {
 
   std::function<void()> Change;
   // The key's code; what the handler leaves there is what the box acts on,
-  // 0 for nothing. Besides characters: 8 Backspace, 13 Enter,
-  // 22 paste, 24 cut, 26 undo.
+  // 0 for nothing. Besides characters: 8 Backspace, 13 Enter, kPaste, kCut, kUndo.
   std::function<void(std::int16_t& keyCode)> KeyPress;
+
+  std::u16string Copied(Choice choice, int row) const override;
 
  protected:
   void Reset(const Design& design) override;
+  bool TakesFocus() const override { return true; }
+  void OnClick(int caret) override;
+  void OnKey(const KeyStroke& stroke) override;
+  std::vector<MenuEntry> Menu(int row) const override;
 
  private:
   friend class Form;
@@ -198,7 +260,6 @@ class TextBox : public Control {
     int selStart = 0;
   };
 
-  void OnKey(const KeyStroke& stroke);
   void Press(char16_t code);
   void PressPair(char16_t high, char16_t low);
   void ActOn(char16_t code);
@@ -233,8 +294,7 @@ class ListBox : public Control {
   static constexpr int kInset = 30;       // twips, border on each side
   static constexpr int kBar = 210;        // twips, breadth of a scroll bar
 
-  explicit ListBox(std::u16string name, int index = -1)
-      : Control(Kind::ListBox, std::move(name), index) {}
+  using Control::Control;
 
   void AddItem(std::u16string_view row);
   void Clear();
@@ -282,8 +342,15 @@ class ListBox : public Control {
   // The code that a row bears, for copying; "" where it bears none.
   std::function<std::u16string(int row)> Code;
 
+  std::u16string Copied(Choice choice, int row) const override;
+
  protected:
   void Reset(const Design& design) override;
+  bool TakesFocus() const override { return true; }
+  int LineToClick() const override { return kInset; }
+  void OnClick(int caret) override;
+  void OnKey(const KeyStroke& stroke) override;
+  std::vector<MenuEntry> Menu(int row) const override;
 
  private:
   friend class Form;
@@ -302,7 +369,6 @@ class ListBox : public Control {
   void Find(char16_t c);
   void TakeBack();
   void FindAgain(bool backwards);
-  void OnKey(const KeyStroke& stroke);
   void Step(int rows);
   int Searched(int from, int direction, std::u16string_view letters, bool words) const;
   int Searched(int from, int direction, std::u16string_view letters) const;
@@ -322,10 +388,9 @@ class ListBox : public Control {
   std::chrono::milliseconds searchedAt_{};
 };
 
-class OptionButton : public Control {
+class OptionButton : public Button {
  public:
-  explicit OptionButton(std::u16string name, int index = -1)
-      : Control(Kind::OptionButton, std::move(name), index) {}
+  using Button::Button;
 
   bool Value() const { return value_; }
   // On: the others in the same frame go off, and Click comes. No Click where
@@ -337,8 +402,13 @@ class OptionButton : public Control {
 
  protected:
   void Reset(const Design& design) override;
+  bool IsTabStop() const override;
+  void OnKey(const KeyStroke& stroke) override;
+  void Act() override;
 
  private:
+  std::vector<OptionButton*> Group() const;
+
   bool value_ = false;
 };
 

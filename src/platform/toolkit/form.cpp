@@ -183,20 +183,6 @@ void Form::SettleFocus() {
   }
 }
 
-// In a group of option buttons Tab goes to the one that is on.
-bool Form::IsTabStop(const Control& control) const {
-  if (!control.CanFocus()) {
-    return false;
-  }
-  if (control.Type() != Kind::OptionButton || static_cast<const OptionButton&>(control).Value()) {
-    return true;
-  }
-  return std::ranges::none_of(controls_, [&](const Control* other) {
-    return other->Type() == Kind::OptionButton && other->Container() == control.Container() &&
-           static_cast<const OptionButton*>(other)->Value();
-  });
-}
-
 Control* Form::NextInTab(int from, bool backwards) const {
   const auto n = static_cast<int>(tabOrder_.size());
   int start = 0;
@@ -210,7 +196,7 @@ Control* Form::NextInTab(int from, bool backwards) const {
   for (int i = 0; i < n; ++i) {
     const int at = ((start + (backwards ? -i : i)) % n + n) % n;
     Control* control = tabOrder_[static_cast<std::size_t>(at)];
-    if (IsTabStop(*control)) {
+    if (control->CanFocus() && control->IsTabStop()) {
       return control;
     }
   }
@@ -229,52 +215,13 @@ bool Form::UserFocus(Control& control) {
   });
 }
 
-bool Form::PressButton(Control& control) {
-  if (!MoveFocus(&control)) {
-    return true;
-  }
-  if (control.Type() == Kind::OptionButton) {
-    auto& option = static_cast<OptionButton&>(control);
-    if (option.Value() && option.Again) {
-      option.Again();
-    }
-    option.SetValue(true);
-  } else if (control.Click) {
-    control.Click();
-  }
-  return true;
-}
-
 bool Form::UserClick(Control& control, int caret) {
   return Event([&] {
     if (!control.Usable()) {
       return false;
     }
-    switch (control.Type()) {
-      case Kind::CommandButton:
-      case Kind::OptionButton:
-        return PressButton(control);
-      case Kind::TextBox:
-        if (const bool came = focus_ != &control; MoveFocus(&control)) {
-          auto& box = static_cast<TextBox&>(control);
-          if (came && box.Masked()) {
-            return true;
-          }
-          box.SetSelStart(caret);
-          if (const int at = box.SelStart(); at > 0) {  // never amid a character of two units
-            box.SetSelStart(box.StepRight(box.StepLeft(at)));
-          }
-        }
-        return true;
-      case Kind::ListBox:
-        MoveFocus(&control);
-        return true;
-      default:
-        if (control.Click) {
-          control.Click();
-        }
-        return true;
-    }
+    control.OnClick(caret);
+    return true;
   });
 }
 
@@ -322,62 +269,18 @@ bool Form::UserScroll(ListBox& list, int row) {
   return true;
 }
 
-TextBox* Form::FocusedText() const {
-  return focus_ != nullptr && focus_->Type() == Kind::TextBox ? static_cast<TextBox*>(focus_)
-                                                              : nullptr;
-}
+TextBox* Form::FocusedText() const { return dynamic_cast<TextBox*>(focus_); }
 
-ListBox* Form::FocusedList() const {
-  return focus_ != nullptr && focus_->Type() == Kind::ListBox ? static_cast<ListBox*>(focus_)
-                                                              : nullptr;
-}
-
-namespace {
-
-// 0 where the key that bears a character can't be told by it.
-std::int16_t KeyCode(const KeyStroke& stroke) {
-  switch (stroke.key) {
-    case Key::Backspace:
-      return 8;
-    case Key::Tab:
-      return 9;
-    case Key::Enter:
-      return 13;
-    case Key::Escape:
-      return 27;
-    case Key::PageUp:
-      return 33;
-    case Key::PageDown:
-      return 34;
-    case Key::End:
-      return 35;
-    case Key::Home:
-      return 36;
-    case Key::Left:
-      return 37;
-    case Key::Up:
-      return 38;
-    case Key::Right:
-      return 39;
-    case Key::Down:
-      return 40;
-    case Key::Delete:
-      return 46;
-    case Key::F3:
-      return 114;
-    case Key::F4:
-      return 115;
-    case Key::F5:
-      return 116;
-    case Key::F6:
-      return 117;
-    case Key::Character:
-      break;
+std::int16_t CodeOf(const KeyStroke& stroke) {
+  if (stroke.key != Key::Character) {
+    return CodeOf(stroke.key);
   }
   const char16_t c = stroke.text.size() == 1 ? text::Upper(stroke.text[0]) : u'\0';
   const bool own = (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || c == u' ';
   return own ? static_cast<std::int16_t>(c) : std::int16_t{0};
 }
+
+namespace {
 
 bool Searches(const KeyStroke& stroke) {
   if (stroke.key == Key::F3) {
@@ -400,8 +303,8 @@ void Form::Press(Control& button, const std::function<Back(const Control& contro
   Control* const before = focus_;
   TextBox* const box = FocusedText();
   const std::u16string text = box != nullptr ? box->Text() : u"";
-  const int from = box != nullptr ? box->SelStart() : 0,
-            length = box != nullptr ? box->SelLength() : 0;
+  const int from = box != nullptr ? box->SelStart() : 0;
+  const int length = box != nullptr ? box->SelLength() : 0;
   const auto giveBack = [&] {
     if (before == nullptr || before == &button || focus_ != &button || !before->CanFocus()) {
       return;
@@ -414,7 +317,7 @@ void Form::Press(Control& button, const std::function<Back(const Control& contro
     }
   };
   try {
-    PressButton(button);
+    button.OnClick(0);
   } catch (const std::exception&) {
     giveBack();
     throw;
@@ -425,98 +328,73 @@ void Form::Press(Control& button, const std::function<Back(const Control& contro
 bool Form::UserKey(const KeyStroke& stroke) {
   return Event([&] {
     if (stroke.key == Key::Tab) {
-      Control* next = NextInTab(lastTab_, stroke.shift);
-      if (next == nullptr) {
-        return false;
-      }
-      MoveFocus(next);
-      return true;
+      return OnTab(stroke.shift);
     }
     if (focus_ == nullptr) {
       return false;
     }
     if (stroke.key == Key::Delete && stroke.shift && !stroke.control) {
       if (TextBox* box = FocusedText()) {
-        box->Press(24);  // cuts
+        box->Press(TextBox::kCut);
       }
       return true;
     }
     Control& control = *focus_;
-    if (const std::int16_t code = KeyCode(stroke); code != 0) {
-      const auto shift =
-          static_cast<std::int16_t>((stroke.shift ? 1 : 0) | (stroke.control ? 2 : 0));
-      for (const auto* handler : {&KeyDown, &control.KeyDown}) {
-        std::int16_t left = code;
-        if (*handler) {
-          (*handler)(left, shift);
-        }
-        if (left == 0 || focus_ != &control || !control.CanFocus()) {
-          return true;
-        }
-      }
+    const bool command = stroke.key == Key::Character && stroke.control;
+    if (RaiseKeyDown(control, stroke) && !command && !TypeIntoList(control, stroke)) {
+      control.OnKey(stroke);
     }
-    if (stroke.key == Key::Character && stroke.control) {
-      return true;
-    }
-    const bool button =
-        control.Type() == Kind::CommandButton || control.Type() == Kind::OptionButton;
-    if (ListBox* list = button && SearchList && Searches(stroke) ? SearchList() : nullptr) {
-      if (MoveFocus(list)) {
-        list->searching_ = false;
-        list->OnKey(stroke);
-      }
-      return true;
-    }
-    switch (control.Type()) {
-      case Kind::TextBox:
-        static_cast<TextBox&>(control).OnKey(stroke);
-        return true;
-      case Kind::ListBox:
-        static_cast<ListBox&>(control).OnKey(stroke);
-        return true;
-      case Kind::OptionButton:
-        return OptionKey(static_cast<OptionButton&>(control), stroke);
-      default:
-        if ((stroke.key == Key::Enter && !stroke.shift && !stroke.control) || stroke.text == u" ") {
-          return PressButton(control);
-        }
-        return true;
-    }
+    return true;
   });
 }
 
-// Arrows go round the group and switch on what they reach.
-bool Form::OptionKey(OptionButton& option, const KeyStroke& stroke) {
-  const bool back = stroke.key == Key::Left || stroke.key == Key::Up;
-  const bool on = stroke.key == Key::Right || stroke.key == Key::Down;
-  if (stroke.text == u" ") {
-    return PressButton(option);
+bool Form::OnTab(bool backwards) {
+  Control* next = NextInTab(lastTab_, backwards);
+  if (next == nullptr) {
+    return false;
   }
-  if (!back && !on) {
-    return true;
-  }
-  std::vector<Control*> group;
-  for (Control* other : tabOrder_) {
-    if (other->Type() == Kind::OptionButton && other->Container() == option.Container() &&
-        other->CanFocus()) {
-      group.push_back(other);
-    }
-  }
-  const auto here = std::ranges::find(group, &option) - group.begin();
-  const auto size = std::ssize(group);
-  return PressButton(*group[static_cast<std::size_t>((here + (back ? size - 1 : 1)) % size)]);
+  MoveFocus(next);
+  return true;
 }
 
-char16_t Form::AccessKey(std::u16string_view caption) {
-  for (std::size_t i = 0; i + 1 < caption.size(); ++i) {
-    if (caption[i] == u'&') {
-      if (caption[i + 1] != u'&') {
-        return text::Upper(caption[i + 1]);
-      }
-      ++i;
+// On a button a letter or a digit searches the list of SearchList. False where it doesn't.
+bool Form::TypeIntoList(const Control& control, const KeyStroke& stroke) {
+  const bool typed = dynamic_cast<const Button*>(&control) != nullptr && Searches(stroke);
+  ListBox* list = nullptr;
+  if (typed && SearchList) {
+    list = SearchList();
+  }
+  if (list != nullptr && MoveFocus(list)) {
+    list->searching_ = false;
+    list->OnKey(stroke);
+  }
+  return list != nullptr;
+}
+
+// The form's handler, then the control's own. False when one of them has used the key, or
+// the control has lost the focus meanwhile.
+bool Form::RaiseKeyDown(Control& control, const KeyStroke& stroke) {
+  const std::int16_t code = CodeOf(stroke);
+  if (code == 0) {
+    return true;
+  }
+  std::int16_t shift = 0;
+  if (stroke.shift) {
+    shift |= kShift;
+  }
+  if (stroke.control) {
+    shift |= kControl;
+  }
+  for (const auto* handler : {&KeyDown, &control.KeyDown}) {
+    std::int16_t left = code;
+    if (*handler) {
+      (*handler)(left, shift);
+    }
+    if (left == 0 || focus_ != &control || !control.CanFocus()) {
+      return false;
     }
   }
-  return 0;
+  return true;
 }
 
 bool Form::UserAccess(char16_t letter) {
@@ -528,10 +406,9 @@ bool Form::UserAccess(char16_t letter) {
     std::vector<Control*> order(after, tabOrder_.end());
     order.insert(order.end(), tabOrder_.begin(), after);
     for (Control* control : order) {
-      const bool button =
-          control->Type() == Kind::CommandButton || control->Type() == Kind::OptionButton;
-      if (button && control->CanFocus() && AccessKey(control->Caption()) == wanted) {
-        return PressButton(*control);
+      if (control->CanFocus() && control->AccessKey() == wanted) {
+        control->OnClick(0);
+        return true;
       }
     }
     return false;
@@ -551,44 +428,26 @@ bool Copy(std::u16string_view text) {
   return true;
 }
 
-std::u16string CodeOf(const ListBox& list, int row) {
-  return row >= 0 && list.Code ? list.Code(row) : std::u16string();
-}
-
 }  // namespace
 
 bool Form::UserCopy() {
-  return Event([this] {
-    if (const ListBox* list = FocusedList()) {
-      return Copy(CodeOf(*list, list->ListIndex()));
+  return Event([this] { return focus_ != nullptr && Copy(focus_->Copied(Choice::Copy, -1)); });
+}
+
+// Gives the focused text box a code of editing; false where none has the focus.
+bool Form::Edit(char16_t code) {
+  return Event([&] {
+    TextBox* box = FocusedText();
+    if (box != nullptr) {
+      box->Press(code);
     }
-    const TextBox* box = FocusedText();
-    return box != nullptr && Copy(std::u16string_view(box->Text())
-                                      .substr(static_cast<std::size_t>(box->SelStart()),
-                                              static_cast<std::size_t>(box->SelLength())));
+    return box != nullptr;
   });
 }
 
-bool Form::UserCut() {
-  return Event([this] {
-    TextBox* box = FocusedText();
-    return box != nullptr && (box->Press(24), true);
-  });
-}
-
-bool Form::UserPaste() {
-  return Event([this] {
-    TextBox* box = FocusedText();
-    return box != nullptr && (box->Press(22), true);
-  });
-}
-
-bool Form::UserUndo() {
-  return Event([this] {
-    TextBox* box = FocusedText();
-    return box != nullptr && (box->Press(26), true);
-  });
-}
+bool Form::UserCut() { return Edit(TextBox::kCut); }
+bool Form::UserPaste() { return Edit(TextBox::kPaste); }
+bool Form::UserUndo() { return Edit(TextBox::kUndo); }
 
 bool Form::UserSelectAll() {
   return Event([this] {
@@ -611,64 +470,24 @@ bool Form::UserChoose(Control& control, int row, Choice choice) {
       return UserPaste();
     case Choice::SelectAll:
       return UserSelectAll();
-    case Choice::CopyCode:
-      return Event([&] { return Copy(CodeOf(static_cast<ListBox&>(control), row)); });
-    case Choice::CopyRow:
-      return Event([&] { return Copy(text::Trim(static_cast<ListBox&>(control).List(row))); });
     case Choice::Copy:
+    case Choice::CopyCode:
+    case Choice::CopyRow:
       break;
   }
-  if (&control == focus_) {
-    return UserCopy();
-  }
-  return Event([&] {
-    return Copy(control.Type() == Kind::TextBox ? static_cast<TextBox&>(control).Text()
-                                                : text::Trim(control.Caption()));
-  });
+  return Event([&] { return Copy(control.Copied(choice, row)); });
 }
 
 std::vector<MenuEntry> Form::UserMenu(Control& control, int row, int caret) {
-  if (control.Type() == Kind::TextBox && focus_ != &control && UserClick(control, caret) &&
+  const bool box = dynamic_cast<TextBox*>(&control) != nullptr;
+  if (box && focus_ != &control && UserClick(control, caret) &&
       (App().ended || focus_ != &control)) {
     return {};
   }
-  return Menu(control, row);
-}
-
-std::vector<MenuEntry> Form::Menu(const Control& control, int row) const {
   if (!control.Showing()) {
     return {};
   }
-  switch (control.Type()) {
-    case Kind::TextBox: {
-      const auto& box = static_cast<const TextBox&>(control);
-      if (!box.Enabled()) {
-        return {{Choice::Copy, u"&Copia", !box.Text().empty()}};
-      }
-      const bool open = !box.Locked() && !box.Masked(), selection = box.SelLength() > 0;
-      const bool full = App().view != nullptr && !App().view->Clipboard().empty();
-      return {{Choice::Undo, u"&Annulla", open && box.CanUndo()},
-              {Choice::Cut, u"&Taglia", open && selection},
-              {Choice::Copy, u"&Copia", selection},
-              {Choice::Paste, u"&Incolla", open && full},
-              {Choice::SelectAll, u"&Seleziona tutto", !box.Text().empty()}};
-    }
-    case Kind::ListBox: {
-      const auto& list = static_cast<const ListBox&>(control);
-      if (row < 0 || row >= list.ListCount()) {
-        return {};
-      }
-      return {{Choice::CopyCode, u"Copia &codice", !CodeOf(list, row).empty()},
-              {Choice::CopyRow, u"Copia &riga", true}};
-    }
-    case Kind::Label:  // one with a border shows a value
-      if (control.Edge() == Border::None) {
-        return {};
-      }
-      return {{Choice::Copy, u"&Copia", !text::Trim(control.Caption()).empty()}};
-    default:
-      return {};
-  }
+  return control.Menu(row);
 }
 
 // --- For screens
@@ -692,7 +511,7 @@ Control* Form::At(Point p) const {
       const Point at = Origin(*control);
       if (control->Container() == found && control->Visible() && p.x >= at.x && p.y >= at.y &&
           p.x < at.x + control->Width() && p.y < at.y + control->Height() &&
-          control->Type() != Kind::Shape) {
+          control->MeetsMouse()) {
         inside = control;
       }
     }
@@ -714,8 +533,7 @@ std::optional<Point> Form::PlaceToClick(const Control& control) const {
     return At({p.x - kPixel, p.y - kPixel}) == &control &&
            At({p.x + kPixel, p.y + kPixel}) == &control && At(p) == &control;
   };
-  const int y0 = control.Type() == Kind::ListBox ? origin.y + ListBox::kInset
-                                                 : origin.y + control.Height() / 2;
+  const int y0 = origin.y + control.LineToClick();
   for (int x = control.Width() - kMargin; x >= kMargin; x -= kStep) {
     const Point p{origin.x + x, y0};
     if (free(p)) {

@@ -28,14 +28,6 @@ struct Point {
   int x = 0, y = 0;  // twips, from the form's upper left corner
 };
 
-enum class Choice { Undo, Cut, Copy, Paste, SelectAll, CopyCode, CopyRow };
-
-struct MenuEntry {
-  Choice choice;
-  const char16_t* caption;
-  bool enabled;
-};
-
 // How the focus comes back from a button that a key has pressed: not at all; as it comes
 // by Tab; in a text box whose text is the same with the caret and the selection as well.
 enum class Back { kStay, kEnter, kResume };
@@ -139,8 +131,6 @@ class Form {
   bool AppearanceChanged() const { return appearance_; }
   // The controls that have changed since the last call.
   std::vector<Control*> TakeTouched();
-  // Letter after "&" in a caption, in upper case; 0 without one.
-  static char16_t AccessKey(std::u16string_view caption);
 
  private:
   friend class Control;
@@ -149,14 +139,13 @@ class Form {
   bool MoveFocus(Control* target);
   void SettleFocus();
   Control* NextInTab(int from, bool backwards) const;
-  bool IsTabStop(const Control& control) const;
   Control* At(Point p) const;
   Point Origin(const Control& control) const;
-  bool PressButton(Control& control);
-  std::vector<MenuEntry> Menu(const Control& control, int row) const;
-  bool OptionKey(OptionButton& option, const KeyStroke& stroke);
+  bool OnTab(bool backwards);
+  bool RaiseKeyDown(Control& control, const KeyStroke& stroke);
+  bool TypeIntoList(const Control& control, const KeyStroke& stroke);
+  bool Edit(char16_t code);
   TextBox* FocusedText() const;
-  ListBox* FocusedList() const;
 
   std::u16string name_;
   std::u16string caption_;

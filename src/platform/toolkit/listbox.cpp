@@ -131,6 +131,26 @@ void ListBox::Select(int row) {
   }
 }
 
+void ListBox::OnClick(int /*caret*/) { TakeFocus(); }
+
+std::u16string ListBox::Copied(Choice choice, int row) const {
+  if (choice == Choice::CopyRow) {
+    return std::u16string(text::Trim(List(row)));
+  }
+  if (choice == Choice::Copy) {
+    row = listIndex_;
+  }
+  return row >= 0 && Code ? Code(row) : std::u16string();
+}
+
+std::vector<MenuEntry> ListBox::Menu(int row) const {
+  if (row < 0 || row >= count_) {
+    return {};
+  }
+  return {{Choice::CopyCode, u"Copia &codice", !Copied(Choice::CopyCode, row).empty()},
+          {Choice::CopyRow, u"Copia &riga", true}};
+}
+
 void ListBox::OnKey(const KeyStroke& stroke) {
   const int page = std::max(1, VisibleRows() - 1);
   if (stroke.key != Key::Character && stroke.key != Key::Backspace && stroke.key != Key::F3) {

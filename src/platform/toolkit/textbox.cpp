@@ -9,7 +9,7 @@ namespace toolkit {
 
 namespace {
 
-constexpr char16_t kBackspace = 8, kPaste = 22, kCut = 24, kUndo = 26;
+constexpr char16_t kBackspace = CodeOf(Key::Backspace);
 
 int Length(std::u16string_view s) { return static_cast<int>(s.size()); }
 
@@ -73,6 +73,37 @@ void TextBox::SelectAll() {
   MoveCaret(Length(text_), true);
 }
 
+void TextBox::OnClick(int caret) {
+  const bool came = !HasFocus();
+  if (!TakeFocus() || (came && masked_)) {
+    return;
+  }
+  SetSelStart(caret);
+  if (selStart_ > 0) {  // never amid a character of two units
+    SetSelStart(StepRight(StepLeft(selStart_)));
+  }
+}
+
+std::u16string TextBox::Copied(Choice /*choice*/, int /*row*/) const {
+  if (!HasFocus()) {
+    return text_;
+  }
+  return text_.substr(static_cast<std::size_t>(selStart_), static_cast<std::size_t>(selLength_));
+}
+
+std::vector<MenuEntry> TextBox::Menu(int /*row*/) const {
+  if (!Enabled()) {
+    return {{Choice::Copy, u"&Copia", !text_.empty()}};
+  }
+  const bool open = !locked_ && !masked_, selection = selLength_ > 0;
+  const bool full = App().view != nullptr && !App().view->Clipboard().empty();
+  return {{Choice::Undo, u"&Annulla", open && canUndo_},
+          {Choice::Cut, u"&Taglia", open && selection},
+          {Choice::Copy, u"&Copia", selection},
+          {Choice::Paste, u"&Incolla", open && full},
+          {Choice::SelectAll, u"&Seleziona tutto", !text_.empty()}};
+}
+
 void TextBox::OnKey(const KeyStroke& stroke) {
   const int caret = ActiveEnd();
   const bool collapse = selLength_ > 0 && !stroke.shift && !stroke.control;
@@ -88,7 +119,7 @@ void TextBox::OnKey(const KeyStroke& stroke) {
       Press(kBackspace);
       break;
     case Key::Enter:
-      Press(13);
+      Press(CodeOf(Key::Enter));
       break;
     case Key::Delete:
       if (selLength_ > 0) {
@@ -99,17 +130,19 @@ void TextBox::OnKey(const KeyStroke& stroke) {
       break;
     case Key::Left:
     case Key::Up:
-      MoveCaret(collapse         ? selStart_
-                : stroke.control ? WordLeft(caret)
-                                 : StepLeft(caret),
-                stroke.shift);
+      if (collapse) {
+        SetSelStart(selStart_);
+      } else {
+        MoveCaret(stroke.control ? WordLeft(caret) : StepLeft(caret), stroke.shift);
+      }
       break;
     case Key::Right:
     case Key::Down:
-      MoveCaret(collapse         ? selStart_ + selLength_
-                : stroke.control ? WordRight(caret)
-                                 : StepRight(caret),
-                stroke.shift);
+      if (collapse) {
+        SetSelStart(selStart_ + selLength_);
+      } else {
+        MoveCaret(stroke.control ? WordRight(caret) : StepRight(caret), stroke.shift);
+      }
       break;
     case Key::Home:
       MoveCaret(0, stroke.shift);
@@ -264,7 +297,7 @@ int TextBox::StepLeft(int offset) const {
   const auto at = static_cast<std::size_t>(offset);
   const bool pair =
       offset > 1 && text::IsLowSurrogate(text_[at - 1]) && text::IsHighSurrogate(text_[at - 2]);
-  return offset - (pair ? 2 : 1);
+  return pair ? offset - 2 : offset - 1;
 }
 
 int TextBox::StepRight(int offset) const {
@@ -274,7 +307,7 @@ int TextBox::StepRight(int offset) const {
   const auto at = static_cast<std::size_t>(offset);
   const bool pair = offset + 1 < Length(text_) && text::IsHighSurrogate(text_[at]) &&
                     text::IsLowSurrogate(text_[at + 1]);
-  return offset + (pair ? 2 : 1);
+  return pair ? offset + 2 : offset + 1;
 }
 
 int TextBox::WordLeft(int offset) const {
