@@ -31,9 +31,9 @@ void ATTESA(bool inCorso) {
   Label2(15).Refresh();
 }
 
-enum class Esito { kFatto, kCodicePreso, kSparito };
+enum class Esito { kFatto, kGuasto, kCodicePreso, kSparito };
 
-// All rows bear the new code when it gives kFatto, otherwise or when it throws none does: a
+// All rows bear the new code when it returns kFatto, otherwise or when it throws none does: a
 // half-rewritten recipient would have its certifications under two codes. `presente`: whether
 // the table had the recipient when the user was asked.
 Esito CAMBIA(bool presente) {
@@ -55,6 +55,60 @@ void CAMBIONONESEGUITO(const std::u16string& causa) {
 
 constexpr char16_t kCodiceVecchio[] =
     u"\r\rL'anagrafica e le certificazioni hanno ancora il codice vecchio.";
+
+bool CONFERMATO() {
+  RispostaUtente = static_cast<std::int16_t>(
+      toolkit::MsgBox(u"Il codice fiscale del percettore selezionato sara' cambiato\r\r"
+                      u"Proseguo ???",
+                      toolkit::kYesNo | toolkit::kCritical, Titolo()));
+  return RispostaUtente == toolkit::kYes;
+}
+
+// Changes the code under the notice to wait, and says then how it went.
+Esito CAMBIAEAVVERTI(bool presente) {
+  Esito esito = Esito::kGuasto;
+  std::u16string guasto;
+  ATTESA(true);
+  try {
+    esito = CAMBIA(presente);
+  } catch (const engine::Error& e) {
+    RecLista = {};
+    guasto = e.Text();
+  }
+  ATTESA(false);
+  switch (esito) {
+    case Esito::kFatto:
+      toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
+                          u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " +
+                          CFNuovo,
+                      toolkit::kInformation, Titolo());
+      break;
+    case Esito::kGuasto:
+      CAMBIONONESEGUITO(guasto + kCodiceVecchio);
+      break;
+    case Esito::kCodicePreso:
+      CAMBIONONESEGUITO(std::u16string(u"Il codice fiscale nuovo è già nell'archivio: è stato "
+                                       u"inserito da un altro programma.") +
+                        kCodiceVecchio);
+      break;
+    case Esito::kSparito:
+      CAMBIONONESEGUITO(std::u16string(kPercettoreSparito));
+      break;
+  }
+  return esito;
+}
+
+void RIFAIELENCO(Esito esito) {
+  try {
+    LISTAPERCETTORI();
+  } catch (const engine::Error& e) {
+    std::u16string avviso = u"L'elenco non si può rileggere.\r\r";
+    if (esito == Esito::kFatto) {
+      avviso = u"Il codice è stato cambiato, ma l'elenco non si può rileggere.\r\r";
+    }
+    toolkit::MsgBox(avviso + e.Text(), toolkit::kCritical, Titolo());
+  }
+}
 
 }  // namespace
 
@@ -97,52 +151,23 @@ void CmdConfermaCF_Click() {
   if (!CODICEACCETTATO(CFNuovo, Text2)) {
     return;
   }
-  RispostaUtente = static_cast<std::int16_t>(
-      toolkit::MsgBox(u"Il codice fiscale del percettore selezionato sara' cambiato\r\r"
-                      u"Proseguo ???",
-                      toolkit::kYesNo | toolkit::kCritical, Titolo()));
-  if (RispostaUtente != toolkit::kYes) {
+  if (!CONFERMATO()) {
     FlagVariazioni = 0;
     CmdAnnullaCF_Click();
     return;
   }
-  ATTESA(true);
-  Esito esito = Esito::kFatto;
-  try {
-    esito = CAMBIA(presente);
-  } catch (const engine::Error& e) {
-    RecLista = {};
-    ATTESA(false);
-    CAMBIONONESEGUITO(e.Text() + kCodiceVecchio);
-    return;
+  switch (const Esito esito = CAMBIAEAVVERTI(presente)) {
+    case Esito::kGuasto:
+      break;
+    case Esito::kCodicePreso:
+      FERMASU(Text2);
+      break;
+    case Esito::kFatto:
+    case Esito::kSparito:
+      RIFAIELENCO(esito);
+      CmdAnnullaCF_Click();
+      break;
   }
-  ATTESA(false);
-  if (esito == Esito::kCodicePreso) {
-    CAMBIONONESEGUITO(
-        std::u16string(u"Il codice fiscale nuovo è già nell'archivio: è stato inserito da un altro "
-                       u"programma.") +
-        kCodiceVecchio);
-    FERMASU(Text2);
-    return;
-  }
-  const bool fatto = esito == Esito::kFatto;
-  if (fatto) {
-    toolkit::MsgBox(u"Per il percettore " + std::u16string(text::Trim(RigaSelezionata)) +
-                        u"\r\rCambio codice fiscale eseguito !\r\rNuovo codice fiscale " + CFNuovo,
-                    toolkit::kInformation, Titolo());
-  } else {
-    CAMBIONONESEGUITO(std::u16string(kPercettoreSparito));
-  }
-  try {
-    LISTAPERCETTORI();
-  } catch (const engine::Error& e) {
-    toolkit::MsgBox(std::u16string(fatto ? u"Il codice è stato cambiato, ma l'elenco non si può "
-                                           u"rileggere.\r\r"
-                                         : u"L'elenco non si può rileggere.\r\r") +
-                        e.Text(),
-                    toolkit::kCritical, Titolo());
-  }
-  CmdAnnullaCF_Click();
 }
 
 void CAMBIACF() {

@@ -1,14 +1,23 @@
 #include "record/LibrAgg770.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include "platform/system/files.h"
 #include "platform/text/conversion.h"
 #include "platform/text/text.h"
 #include "platform/toolkit/application.h"
+#include "platform/toolkit/keys.h"
 #include "record/regole.h"
 
 namespace LibrAgg770 {
 
 using regole::kMascheraData;
+
+namespace {
+constexpr std::int16_t kCancella = toolkit::CodeOf(toolkit::Key::Backspace);
+}
 
 bool ESISTEFILE(std::u16string_view percorso) { return sys::OpensForReading(percorso); }
 
@@ -18,8 +27,8 @@ std::int16_t MAIUSCOLA(std::int16_t Tasto) {
 
 std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti,
                              std::int16_t Maiuscolo) {
-  if (Tasto == 8) {
-    return 8;
+  if (Tasto == kCancella) {
+    return Tasto;
   }
   if (Consentiti.find(static_cast<char16_t>(Tasto)) == Consentiti.npos) {
     Tasto = 0;
@@ -36,11 +45,7 @@ namespace {
 bool ECifra(int c) { return c >= u'0' && c <= u'9'; }
 
 std::size_t SenzaSpazi(std::u16string_view s) {
-  std::size_t n = 0;
-  for (const char16_t c : s) {
-    n += c != u' ' ? 1 : 0;
-  }
-  return n;
+  return s.size() - static_cast<std::size_t>(std::ranges::count(s, u' '));
 }
 
 // Digits of the whole number at the start of a text, leading zeros not
@@ -63,6 +68,77 @@ bool ValeZero(std::u16string_view testo, std::int16_t CifreDecimali) {
          t == u"." + z || t == std::u16string(testo.size(), u'0');
 }
 
+// The arguments of EDITANUMERO.
+struct Forma {
+  int segno, virgola, intere, decimali;
+};
+
+bool CONTIENE(std::u16string_view testo, char16_t c) { return testo.find(c) != testo.npos; }
+
+bool ESEGNO(std::int16_t Tasto) { return Tasto == u'+' || Tasto == u'-'; }
+
+// A digit, or a comma or a sign where the number has none yet.
+bool TASTOAMMESSO(std::u16string_view testo, std::int16_t Tasto, const Forma& forma) {
+  if (Tasto == u',') {
+    return forma.virgola != 0 && !CONTIENE(testo, u',');
+  }
+  if (ESEGNO(Tasto)) {
+    return forma.segno != 0 && !CONTIENE(testo, u'-');
+  }
+  return ECifra(Tasto);
+}
+
+// How many digits stand before the comma and after it.
+std::pair<std::size_t, std::size_t> CONTACIFRE(std::u16string_view cifre, bool conVirgola) {
+  if (!conVirgola) {
+    return {CifreDelValore(cifre), 0};
+  }
+  const auto virgola = cifre.find(u',');
+  if (virgola == cifre.npos) {
+    return {SenzaSpazi(cifre), 0};
+  }
+  return {SenzaSpazi(cifre.substr(0, virgola)), SenzaSpazi(cifre.substr(virgola + 1))};
+}
+
+// Moves the number to the left, so that the key has room behind it. A number that is full
+// stays as it is, and so does one that has its digits before a sign; the box then drops the
+// key or not. False where the key has to be dropped.
+bool FAIPOSTO(std::u16string& testo, std::int16_t Tasto, std::size_t posti, const Forma& forma) {
+  const bool conVirgola = CONTIENE(testo, u',');
+  const bool conSegno = forma.segno == 1 && CONTIENE(testo, u'-');
+  std::u16string_view cifre = testo;
+  if (conSegno) {
+    cifre = text::Trim(testo).substr(1);
+  }
+  const auto [interi, decimali] = CONTACIFRE(cifre, conVirgola);
+  if (std::ssize(text::Trim(testo)) ==
+      forma.segno + forma.virgola + forma.intere + forma.decimali) {
+    return true;
+  }
+  if (!conVirgola && !conSegno && text::Val(testo) == 0 && testo.ends_with(u'0')) {
+    testo.clear();
+  }
+  if (!conVirgola && Tasto != u',' && std::cmp_equal(interi, forma.intere)) {
+    return true;
+  }
+  if (conVirgola && std::cmp_equal(decimali, forma.decimali)) {
+    return false;
+  }
+  if (ESEGNO(Tasto) && !text::Trim(testo).empty()) {
+    if (text::Val(testo) != 0) {
+      return true;
+    }
+    if (!(conVirgola && interi == 0)) {
+      testo = testo.substr(0, posti);
+    }
+  }
+  if (testo.size() > posti) {
+    testo.erase(0, testo.size() - posti);
+  }
+  testo.insert(0, posti - testo.size(), u' ');
+  return true;
+}
+
 }  // namespace
 
 std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
@@ -73,70 +149,19 @@ std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, s
   if (Tasto == u'.') {
     Tasto = u',';
   }
-  std::u16string Testo = campo.Text();
-  const bool eSegno = Tasto == u'+' || Tasto == u'-';
-  const auto contiene = [&Testo](char16_t c) { return Testo.find(c) != Testo.npos; };
-  if (Tasto != 8 && Tasto != u',' && !eSegno && !ECifra(Tasto)) {
-    return 0;
-  }
-  if (Tasto == u',' && (Virgola == 0 || contiene(u','))) {
-    return 0;
-  }
-  if (eSegno && (Segno == 0 || contiene(u'-'))) {
-    return 0;
-  }
-
+  const Forma forma{Segno, Virgola, CifreIntere, CifreDecimali};
   const int Lunghezza = campo.MaxLength();
-  const auto posti = static_cast<std::size_t>(Lunghezza > 0 ? Lunghezza - 1 : 0);
-  const bool conVirgola = contiene(u',');
-  const bool conSegno = Segno == 1 && contiene(u'-');
-  std::u16string_view Cifre = Testo;
-  if (conSegno) {
-    Cifre = text::Trim(Testo).substr(1);
-  }
-  std::size_t Interi = CifreDelValore(Cifre);
-  std::size_t Decimali = 0;
-  if (conVirgola) {
-    const auto PosVirgola = Cifre.find(u',');
-    Interi = SenzaSpazi(Cifre.substr(0, PosVirgola));
-    Decimali = PosVirgola == Cifre.npos ? 0 : SenzaSpazi(Cifre.substr(PosVirgola + 1));
-  }
-
-  const auto scrivi = [&] {
-    campo.SetText(Testo);
-    campo.SetSelStart(Lunghezza);
-    return Tasto;
-  };
-  if (Tasto == 8) {
+  const auto posti = static_cast<std::size_t>(std::max(0, Lunghezza - 1));
+  std::u16string Testo = campo.Text();
+  if (Tasto == kCancella) {
     Testo = std::u16string(posti, u' ') + u"0";
     Tasto = u'0';
-    return scrivi();
-  }
-  if (static_cast<int>(text::Trim(Testo).size()) == Segno + Virgola + CifreIntere + CifreDecimali) {
-    return scrivi();
-  }
-  if (!conVirgola && !conSegno && text::Val(Testo) == 0 && Testo.ends_with(u'0')) {
-    Testo.clear();
-  }
-  if (!conVirgola && Tasto != u',' && Interi == static_cast<std::size_t>(CifreIntere)) {
-    return scrivi();
-  }
-  if (conVirgola && Decimali == static_cast<std::size_t>(CifreDecimali)) {
+  } else if (!TASTOAMMESSO(Testo, Tasto, forma) || !FAIPOSTO(Testo, Tasto, posti, forma)) {
     return 0;
   }
-  if (eSegno && !text::Trim(Testo).empty()) {
-    if (text::Val(Testo) != 0) {  // no sign after a number's digits
-      return scrivi();
-    }
-    if (!(conVirgola && Interi == 0)) {
-      Testo = Testo.substr(0, posti);
-    }
-  }
-  if (Testo.size() > posti) {
-    Testo.erase(0, Testo.size() - posti);
-  }
-  Testo.insert(0, posti - Testo.size(), u' ');
-  return scrivi();
+  campo.SetText(Testo);
+  campo.SetSelStart(Lunghezza);
+  return Tasto;
 }
 
 // --- Dates
@@ -145,7 +170,8 @@ namespace {
 
 bool FormaDiMaschera(std::u16string_view s) {
   for (std::size_t i = 0; i < s.size(); ++i) {
-    if (i == 2 || i == 5 ? s[i] != u'/' : !ECifra(s[i])) {
+    const bool barra = i == 2 || i == 5;
+    if ((barra && s[i] != u'/') || (!barra && !ECifra(s[i]))) {
       return false;
     }
   }
@@ -209,7 +235,7 @@ std::u16string EDITADATA(Campo& campo, std::int16_t Tasto) {
   if (text::Trim(campo.Text()).empty()) {
     campo.SetText(kMascheraData);
   }
-  if (Tasto == 8) {
+  if (Tasto == kCancella) {
     campo.SetText(kMascheraData);
     return campo.Text();
   }

@@ -41,14 +41,14 @@ class CampoDi final : public Campo {
 std::int16_t MAIUSCOLA(std::int16_t Tasto);
 
 // Passes a key whose character stands in `Consentiti`, and Backspace; sets any
-// other to 0. With `Maiuscolo` a to z become capitals. Gives the key as set.
+// other to 0. With `Maiuscolo` a to z become capitals. Returns the key as set.
 std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti,
                              std::int16_t Maiuscolo);
 
 // Editor of numbers, which grow leftwards from the field's right edge: the text
 // is MaxLength wide, blanks in front. For a key that is taken it drops one of
 // these, so that the box, inserting the key at the end, restores the width.
-// Gives the key to act on, or 0. `Segno` and `Virgola` 1 allow a sign, a decimal
+// Returns the key to act on, or 0. `Segno` and `Virgola` 1 allow a sign, a decimal
 // comma; the other two say how many digits the parts may have. Never reads the
 // caret.
 std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
@@ -56,8 +56,7 @@ std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, s
 
 // Editor of dates. A digit replaces the one at the caret, slashes are stepped
 // over, Backspace empties the date; a digit that makes no date there, and any
-// other key, is answered by a beep. Gives the field's text; the key itself is
-// never to be acted on.
+// other key, beeps. Returns the field's text; the key itself is never to be acted on.
 std::u16string EDITADATA(Campo& campo, std::int16_t Tasto);
 
 }  // namespace LibrAgg770
