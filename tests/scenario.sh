@@ -8,6 +8,7 @@
 # program itself on a display.
 set -u
 programs=$(realpath "$1") screen=$2 scenario=$(realpath -e "$3") || exit 1
+name=${4:-$3} before=${5:-0} # of a single start: the whole scenario, and the lines before it
 here=$(cd "$(dirname "$0")" && pwd)
 dir=$(mktemp -d) || exit 1
 trap 'chmod -R u+rwX "$dir"; rm -rf "$dir"' EXIT
@@ -17,7 +18,8 @@ if grep -q '^#@ start' "$scenario"; then
   csplit -sz -f "$dir/" "$scenario" '/^#@ start/' '{*}' || exit 1
   sed -i 's/^#@ start/# start/' "$dir"/*
   for start in "$dir"/*; do
-    "$0" "$1" "$2" "$start" || { head -n 1 "$start"; failed=1; }
+    "$0" "$1" "$2" "$start" "$name" "$before" || { head -n 1 "$start"; failed=1; }
+    before=$((before + $(wc -l <"$start")))
   done
   exit $failed
 fi
@@ -47,7 +49,7 @@ while IFS= read -r command; do
   bash -c "$command" || { echo "set-up failed: $command"; exit 1; }
 done < <(directive sh)
 
-sed -E -e '/^>/d' -e 's/^= ([^ ]+) .*/show \1/' "$scenario" >"$dir/script"
+sed -E -e 's/^>.*/#/' -e 's/^= ([^ ]+) .*/show \1/' "$scenario" >"$dir/script"
 run=("$programs/anagparc-script" --screen "$screen" --command-line "$(directive arg)" "$dir/script")
 if [ "$screen" = reader ]; then
   sed "s|@CAPTION@|$caption|" "$scenario" >"$dir/script"
@@ -65,7 +67,13 @@ done < <(directive after)
 
 sed -nE -e 's/^> ?//p' -e 's/^= ([^ ]+) (.*)/\1 = \2/p' "$scenario" >"$dir/expected"
 sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" "$dir/out" >"$dir/got"
-diff "$dir/expected" "$dir/got" || failed=1
+if ! diff "$dir/expected" "$dir/got" >"$dir/diff"; then
+  mapfile -t lines < <(grep -nE '^>|^= [^ ]+ ' "$scenario" | cut -d: -f1)
+  first=$(sed -n '1s/[^0-9].*//p' "$dir/diff") # of the expected lines; 0: before all of them
+  echo "$name:$((before + ${lines[first > 0 ? first - 1 : 0]:-1})): what comes out differs here"
+  cat "$dir/diff"
+  failed=1
+fi
 if [ "$status" != "$(directive status | grep . || echo 0)" ]; then
   echo "exit status $status"
   failed=1
