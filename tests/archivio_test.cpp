@@ -93,6 +93,7 @@ TEST_F(Archive, TemplateHasTheTablesAndTheReferenceRows) {
 TEST_F(Archive, CommandsWriteNewFilesOnlyForWhomTheFolderIs) {
   const fs::path folder = folder_ / "uno" / "due";
   for (const auto& [of_folder, of_file] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
+    SCOPED_TRACE(of_folder);
     fs::create_directories(folder);
     ASSERT_EQ(chmod(folder.c_str(), of_folder), 0);
     EXPECT_EQ(Tell({"crea", folder, "--dimostrazione", "3"}),
@@ -167,7 +168,7 @@ TEST_F(Archive, BadCallsAreNamed) {
   };
   for (const auto& [line, told] : failures) {
     std::istringstream words(line);
-    EXPECT_EQ(Tell({std::istream_iterator<std::string>(words), {}}), told);
+    EXPECT_EQ(Tell({std::istream_iterator<std::string>(words), {}}), told) << line;
     EXPECT_EQ(status_, 1) << line;
   }
 
@@ -237,7 +238,7 @@ TEST_F(Archive, CheckFindsWhatIsAmissAndChangesNothing) {
     const Words findings = Check(file);
     ASSERT_EQ(findings.size(), finding.empty() ? 0U : 1U) << damage;
     EXPECT_TRUE(findings.empty() || Has(findings[0], finding)) << findings[0];
-    EXPECT_EQ(Bytes(file), before);
+    EXPECT_EQ(Bytes(file), before) << damage;
   }
   // So many values that the program can't show as they are that only the first are named.
   const Words many = Check(NewArchive(
@@ -302,6 +303,7 @@ TEST_F(Archive, WhatGoesOutComesInAgain) {
   EXPECT_EQ(Bytes(folder_ / "again"), Bytes(year)) << "the same people each time";
   const std::string rest = "righe saltate: 0.\n";
   for (const auto& [option, separator] : {std::pair{"", ','}, {"", '\t'}, {"--leggibile", ';'}}) {
+    SCOPED_TRACE(option);
     fs::remove(csv);
     Words call = {"esporta", csv, year};
     if (*option != '\0') {

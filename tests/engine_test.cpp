@@ -433,6 +433,7 @@ TEST_F(Engine, AWriteOfOneRowThatIsNoneOrMoreIsUndone) {
       {[&](Recordset& rows) { rows.Edit(), rows.Update(); }, 0},
   };
   for (const auto& [write, number] : cases) {
+    SCOPED_TRACE(number);
     for (const bool open : {false, true}) {
       Database database = Open();
       Recordset rows = database.OpenRecordset(u"R");

@@ -326,6 +326,7 @@ TEST_F(Guasti, CauseIsTheRightOne) {
       {"non può crescere", [&] { limit(600); }, [&] { limit(RLIM_INFINITY); }},
   };
   for (const auto& [told, cause, remedy] : cases) {
+    SCOPED_TRACE(told);
     Begin();
     ASSERT_TRUE(program.Open(kOld));
     program.Type(Text1(7), kTyped);
@@ -333,7 +334,7 @@ TEST_F(Guasti, CauseIsTheRightOne) {
     Me.UserClick(cmdmemorizza);
     const bool moved = fs::exists(aside);
     EXPECT_EQ(Bytes(moved ? aside : file), year);
-    EXPECT_TRUE(Has(Told(), told)) << told;
+    EXPECT_TRUE(Has(Told(), told));
     FlagVariazioni = 0;
     Me.UserClick(moved ? cmdparcsuc : cmdmemorizza);
     EXPECT_TRUE(Has(Told(), told));
@@ -417,6 +418,7 @@ TEST_F(Guasti, CopyThatFailsIsToldOnceAtTheNextStart) {
        [&] { SetBytes(program.File(), year); }},
   };
   for (const auto& [told, cause, remedy] : cases) {
+    SCOPED_TRACE(told);
     Begin();
     ASSERT_TRUE(program.Open(kOld));
     program.Type(Text1(7), kTyped);
@@ -502,6 +504,7 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
     fs::permissions(file, fs::perms(0444));
   }
   for (const auto& [folder, file] : {std::pair{0777U, 0444U}, std::pair{0555U, 0666U}}) {
+    SCOPED_TRACE(folder);
     fs::permissions(program.Place(), fs::perms(folder));
     fs::permissions(program.File(), fs::perms(file));
     // Nothing is read-only for root.
@@ -523,6 +526,7 @@ TEST_F(Guasti, StartOnAReadOnlyOrLockedFile) {
 // long enough for sorting to want room.
 TEST_F(Guasti, RecipientsStayInTheArchive) {
   for (const auto& [folder_mode, file_mode] : {std::pair{0700U, 0600U}, std::pair{0770U, 0660U}}) {
+    SCOPED_TRACE(folder_mode);
     const mode_t mask = umask(0);
     fs::permissions(program.Place(), fs::perms(folder_mode));
     fs::remove(program.File());

@@ -100,7 +100,7 @@ TEST(Values, Dates) {
       {std::nan(""), "nan"},
   };
   for (const auto& [days, text] : dates) {
-    EXPECT_EQ(DateText(days), text);
+    EXPECT_EQ(DateText(days), text) << days;
   }
 }
 

@@ -116,6 +116,7 @@ TEST_F(System, CopyIsWholeAndForWhomTheFolderIs) {
   const fs::path folder = dir_ / "Archivi", file = folder / "Nuovo.MDB";
   for (const auto& [of_folder, of_file] :
        {std::pair{0700U, 0600U}, std::pair{0755U, 0600U}, std::pair{0770U, 0660U}}) {
+    SCOPED_TRACE(of_folder);
     fs::create_directory(folder);
     chmod(folder.c_str(), of_folder);
     const mode_t mask = umask(of_folder == 0755U ? 0 : 0777);

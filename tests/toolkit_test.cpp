@@ -73,12 +73,13 @@ TEST_F(ToolkitTest, Keys) {
       {{back, emoji, back}, u"abc", 3},
   };
   for (const auto& [strokes, remains, caret] : cases) {
+    SCOPED_TRACE(text::ToUtf8(remains));
     one.SetText(u"");
     one.SetText(u"abcd");
     form.UserClick(one);
     Keys(strokes);
     EXPECT_EQ(one.Text(), remains);
-    EXPECT_EQ(one.SelStart(), caret) << text::ToUtf8(remains);
+    EXPECT_EQ(one.SelStart(), caret);
   }
 }
 
