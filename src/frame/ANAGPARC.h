@@ -107,7 +107,7 @@ void Form_Load();
 void Form_Activate();
 void Form_Resize();
 void Form_Unload();
-// Tells the user of a failure that no handler has caught. The screen stays as
+// Shows the user a failure that no handler has caught. The screen stays as
 // it is, so that nothing typed is lost.
 void ERRORENONPREVISTO(const std::exception& errore);
 
@@ -128,7 +128,7 @@ void AGGIORNASTATO();
 toolkit::Document NUOVASTAMPA(std::u16string titolo, std::u16string nome);
 // Both names, or the denomination and its continuation, without blanks around.
 std::u16string NOMINATIVO(std::u16string_view cognome, std::u16string_view nome);
-// Prints it as the user chooses; a failure is told.
+// Prints it as the user chooses; shows a failure.
 void STAMPA(const toolkit::Document& documento);
 
 // --- The two looks of an input box: normal, and marked as wrong.

@@ -93,7 +93,7 @@ class TRANSAZIONE {
 std::u16string CHIAVECODICE(std::u16string_view codice);
 
 // Places TabPERCPARCELLE on the recipient with this code, in whatever of its
-// forms, and tells whether there is one. The search passes the key form; a
+// forms, and returns whether there is one. The search passes the key form; a
 // code stored with blanks in front, as an insertion may take it in, is found
 // all the same, so that no recipient of the list is out of reach. Without a
 // match the table's moves go to the neighbours of the key form.

@@ -1,4 +1,4 @@
-// The copies that the program makes by itself.
+// The copies that the program makes on its own.
 #include <algorithm>
 #include <chrono>
 #include <ctime>

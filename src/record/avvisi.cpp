@@ -107,8 +107,10 @@ Testi DALCODICE(std::u16string_view codice, const Comuni& comuni) {
 }
 
 bool SENZAVALORE(int indice, std::u16string_view testo) {
-  return indice == kNascita ? testo.find_first_of(u"123456789") == testo.npos
-                            : text::Trim(testo).empty();
+  if (indice == kNascita) {
+    return testo.find_first_of(u"123456789") == testo.npos;
+  }
+  return text::Trim(testo).empty();
 }
 
 bool CONAVVISO(int indice) {
@@ -124,8 +126,10 @@ std::u16string AVVISO(int indice, const Testi& testi, const Testi& detto, const 
   const auto* const delCodice = std::ranges::find(kCampiDelCodice, indice, &CampoDelCodice::indice);
   const bool nascita = delCodice != kCampiDelCodice.end();
   if (SENZAVALORE(indice, testo)) {
-    return nascita && RICHIESTO(testi) ? std::u16string(delCodice->richiesto) + u" con il nome"
-                                       : u"";
+    if (nascita && RICHIESTO(testi)) {
+      return std::u16string(delCodice->richiesto) + u" con il nome";
+    }
+    return {};
   }
   const std::u16string& noto = detto[static_cast<std::size_t>(indice)];
   if (CONTRADDICE(indice, testo, noto)) {

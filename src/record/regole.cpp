@@ -41,8 +41,10 @@ std::u16string TESTOASCHERMO(const CampoPercettore& campo, std::u16string_view v
       return DATAASCHERMO(valore);
     case Genere::kTestoSenzaZeri:
       valore = text::Trim(valore);
-      return valore.find_first_not_of(u'0') == valore.npos ? std::u16string()
-                                                           : std::u16string(valore);
+      if (valore.find_first_not_of(u'0') == valore.npos) {
+        return {};
+      }
+      return std::u16string(valore);
     default:
       return std::u16string(valore);
   }
@@ -101,13 +103,15 @@ bool SENZACODICE(const CampoPercettore& campo, std::u16string_view valore) {
 EsitoCodice ESAMINACODICE(std::u16string_view codice) {
   const std::size_t lunghezza = text::Trim(codice).size();
   if (text::IsNumeric(codice)) {
-    return lunghezza != 11              ? EsitoCodice::kLunghezzaPartitaIva
-           : CONTROLLOPIVA(codice) == 1 ? EsitoCodice::kPartitaIvaErrata
-                                        : EsitoCodice::kBuono;
+    if (lunghezza != 11) {
+      return EsitoCodice::kLunghezzaPartitaIva;
+    }
+    return CONTROLLOPIVA(codice) == 1 ? EsitoCodice::kPartitaIvaErrata : EsitoCodice::kBuono;
   }
-  return lunghezza != 16            ? EsitoCodice::kLunghezzaCodiceFiscale
-         : CONTROLLOCF(codice) == 1 ? EsitoCodice::kCodiceFiscaleErrato
-                                    : EsitoCodice::kBuono;
+  if (lunghezza != 16) {
+    return EsitoCodice::kLunghezzaCodiceFiscale;
+  }
+  return CONTROLLOCF(codice) == 1 ? EsitoCodice::kCodiceFiscaleErrato : EsitoCodice::kBuono;
 }
 
 }  // namespace regole

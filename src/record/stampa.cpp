@@ -36,9 +36,10 @@ std::u16string DESCRIZIONE(const regole::CampoPercettore& campo, const std::u16s
   engine::Recordset righe = DbDichiarazione.OpenRecordset(
       u"SELECT * FROM " + std::u16string(fonte.tabella) + u" WHERE " +
       std::u16string(fonte.colonne[0]) + u" = '" + engine::Quoted(codice) + u"'");
-  return righe.RecordCount() == 0
-             ? u""
-             : std::u16string(text::Trim(righe.Fields(fonte.colonne[1]).View()));
+  if (righe.RecordCount() == 0) {
+    return {};
+  }
+  return std::u16string(text::Trim(righe.Fields(fonte.colonne[1]).View()));
 }
 
 toolkit::Item VOCE(int indice) {

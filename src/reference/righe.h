@@ -21,7 +21,7 @@ struct Fonte {
 Fonte FONTE(Tabella tabella);
 
 // Gives to `aggiungi`, one by one, the rows that one row of the table makes, or all events.
-// `valore` gives a column by its number, Null as the empty text, good until its next call.
+// `valore` returns a column by its number, Null as the empty text, good until its next call.
 void COMPONIRIGHE(Tabella tabella, const std::function<std::u16string_view(std::size_t)>& valore,
                   const std::function<void(std::u16string_view)>& aggiungi);
 

@@ -77,8 +77,11 @@ void RIPRENDIPOSTO(const PostoElenco& posto, int riga) {
   }
   CodiceScelto = posto.codice;
   List1.GoOnFrom(riga);
-  List1.SetTopIndex(posto.rigaCodice >= 0 ? riga - (posto.rigaCodice - posto.inizio)
-                                          : riga - List1.VisibleRows() / 2);
+  if (posto.rigaCodice >= 0) {
+    List1.SetTopIndex(riga - (posto.rigaCodice - posto.inizio));
+  } else {
+    List1.SetTopIndex(riga - List1.VisibleRows() / 2);
+  }
 }
 
 // The row of the recipient with this code, -1 where there is none.
@@ -128,7 +131,7 @@ void LISTAPERCETTORI() {
     RIPRENDIPOSTO(posto, RIEMPIELENCO(posto.codice));
     ElencoIncompleto = false;
   } catch (...) {
-    // A list cut short, but in sight; the failure is told by who handles it.
+    // A list cut short, but in sight; who handles the failure shows it.
     RecLista = {};
     if (List1.ListCount() == 0) {
       List1.AddItem(kRigaInserimento);

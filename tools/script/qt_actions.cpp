@@ -172,8 +172,9 @@ class QtActions : public Actions {
     if (!tab && ANAGPARC::Me.Focus() == nullptr) {
       return false;
     }
-    const Qt::KeyboardModifiers with = (stroke.shift ? Qt::ShiftModifier : Qt::NoModifier) |
-                                       (stroke.control ? Qt::ControlModifier : Qt::NoModifier);
+    Qt::KeyboardModifiers with;
+    with.setFlag(Qt::ShiftModifier, stroke.shift);
+    with.setFlag(Qt::ControlModifier, stroke.control);
     if (stroke.key == toolkit::Key::Character && stroke.control) {
       const bool edits = std::u16string_view(u"AVXZ").find(stroke.text) != stroke.text.npos;
       if ((stroke.text == u"C" && !CanCopy()) ||

@@ -117,7 +117,7 @@ void Printer::MessageShown(const toolkit::Message& message, int answer) {
 }
 void Printer::Beeped() { out_ << "Beep\n"; }
 void Printer::Activated(std::u16string_view title, bool found) {
-  out_ << "Activate " << Quote(title) << " = " << (found ? 1 : 0) << '\n';
+  out_ << "Activate " << Quote(title) << " = " << found << '\n';
 }
 void Printer::Started(std::u16string_view path) { out_ << "Shell " << Quote(path) << '\n'; }
 void Printer::Printed(const toolkit::Document& document) {
@@ -282,7 +282,11 @@ std::vector<Word> Split(std::u16string_view line) {
     }
     word.quoted = true;
     for (++i; i < line.size() && line[i] != u'"'; ++i) {
-      word.text += line[i] == u'\\' ? Escaped(line, ++i) : line[i];
+      if (line[i] == u'\\') {
+        word.text += Escaped(line, ++i);
+      } else {
+        word.text += line[i];
+      }
     }
     if (i >= line.size()) {
       throw Error{u"manca la virgoletta di chiusura"};
@@ -431,7 +435,7 @@ constexpr struct {
 // Of no property the control's main one.
 Shown Property(Control& control, std::u16string_view property) {
   for (const auto& row : kProperties) {
-    if (property.empty() ? row.main : row.name == property) {
+    if ((property.empty() && row.main) || row.name == property) {
       if (const Shown value = row.get(control)) {
         return value;
       }
@@ -558,8 +562,11 @@ struct Call {
 bool Answer(const Call& call) {
   for (std::size_t i = 1; i < call.words.size(); ++i) {
     const Word& word = call.words[i];
-    const bool open = word.text == u"?" && !word.quoted;
-    call.answers.Add(open ? Answers::kLeftOpen : NumberOf(word));
+    if (word.text == u"?" && !word.quoted) {
+      call.answers.Add(Answers::kLeftOpen);
+    } else {
+      call.answers.Add(NumberOf(word));
+    }
   }
   return true;
 }

@@ -32,8 +32,10 @@ class Row : public QAccessibleInterface, public QAccessibleActionInterface {
   }
   void setText(QAccessible::Text, const QString&) override {}
   QRect rect() const override {
-    const QRect place = isValid() ? view_->RowRect(row_) : QRect();
-    return isValid() ? place.translated(view_->viewport()->mapToGlobal(QPoint())) : place;
+    if (!isValid()) {
+      return {};
+    }
+    return view_->RowRect(row_).translated(view_->viewport()->mapToGlobal(QPoint()));
   }
   QAccessible::Role role() const override { return QAccessible::ListItem; }
   QAccessible::State state() const override {
@@ -143,11 +145,18 @@ class Choice : public QAccessibleWidget {
     return state;
   }
   QStringList actionNames() const override {
-    return (option_->isEnabled() ? QStringList{pressAction()} : QStringList()) +
-           QAccessibleWidget::actionNames();
+    QStringList names = QAccessibleWidget::actionNames();
+    if (option_->isEnabled()) {
+      names.prepend(pressAction());
+    }
+    return names;
   }
   void doAction(const QString& name) override {
-    name == pressAction() ? option_->click() : QAccessibleWidget::doAction(name);
+    if (name == pressAction()) {
+      option_->click();
+    } else {
+      QAccessibleWidget::doAction(name);
+    }
   }
 
  private:

@@ -6,6 +6,7 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QTimer>
+#include <mutex>
 
 #include "platform/desktop/accessible.h"
 #include "platform/desktop/input.h"
@@ -23,7 +24,8 @@ Window::Window(toolkit::Form& form) {
   UseFonts();
   // A message box may be the last window that closes, long before the program ends.
   QGuiApplication::setQuitOnLastWindowClosed(false);
-  [[maybe_unused]] static const bool taught = (TeachAccessibility(), true);
+  static std::once_flag taught;
+  std::call_once(taught, TeachAccessibility);
   if (const QScreen* screen = QGuiApplication::primaryScreen()) {
     toolkit::Screen.Width = screen->size().width() * kTwipsPerPixel;
     toolkit::Screen.Height = screen->size().height() * kTwipsPerPixel;

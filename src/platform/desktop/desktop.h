@@ -1,5 +1,5 @@
 // The form on a desktop, with Qt's widgets. The window draws the model and
-// tells it of keys and clicks; what these do, and where caret and focus are, the
+// passes keys and clicks to it; what these do, and where caret and focus are, the
 // model decides.
 #pragma once
 
@@ -26,7 +26,7 @@ class Input;
 class Window : public toolkit::View {
  public:
   // For a form that has been built, and before it is loaded: the form is placed
-  // by the size of the screen, which is told to the toolkit here. Needs a
+  // by the size of the screen, which the toolkit gets here. Needs a
   // QApplication, whose style, palette and font become the form's. The window
   // draws nothing until Show.
   explicit Window(toolkit::Form& form);
@@ -39,7 +39,7 @@ class Window : public toolkit::View {
   // program.
   void Show();
   // Closes the program as the window's frame does, from wherever it is: a message box in
-  // front, and any that its handler still asks, is answered by what does least.
+  // front, and any that its handler still asks, gets the answer that does least.
   void Leave();
   // Brings the widgets in line with the model. Needed only where the model was
   // changed by something else than an event of the window.
@@ -51,10 +51,10 @@ class Window : public toolkit::View {
   QWidget* WidgetOf(const toolkit::Control& control) const;
   // Where a place of the model lies in the window, in its pixels.
   QPoint PixelOf(toolkit::Point place) const;
-  // Scrolls until the row is in view and gives a place on it, in pixels of the
+  // Scrolls until the row is in view and returns a place on it, in pixels of the
   // window; for row -1 a place below the rows, if there is one in view.
   std::optional<QPoint> ShowRow(toolkit::ListBox& list, int row);
-  // The button of a message box that answers `code`; null if none does.
+  // The button of a message box whose code is `code`; null if there is none.
   static QAbstractButton* AnswerButton(const QMessageBox& box, int code);
   // How long a message box that has come up takes nothing from keys and mouse. Whoever answers
   // without eyes, a script or a test, sets it to 0.

@@ -22,7 +22,7 @@ namespace desktop {
 
 namespace {
 
-// Property of a box's button: the code that it answers.
+// Property of a box's button: its code.
 constexpr const char* kAnswer = "answer";
 
 // The hands go on with what they were doing until the eyes have seen a box. It takes no key or

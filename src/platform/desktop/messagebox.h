@@ -26,7 +26,7 @@ class Repeats {
   std::uint64_t released_ = 0;  // when, in milliseconds
 };
 
-// Shows the box over `parent` (null: by itself) and waits; gives the code of the
+// Shows the box over `parent` (null: on its own) and waits; returns the code of the
 // button pressed, or LeastAnswer where the box was closed without one. It takes nothing from keys
 // and mouse before it has been on the screen for `rest`. `whenUp` is called once the box waits.
 int ShowMessage(QWidget* parent, const toolkit::Message& message, std::chrono::milliseconds rest,
@@ -35,7 +35,7 @@ int ShowMessage(QWidget* parent, const toolkit::Message& message, std::chrono::m
 // The answer by which least is done: Cancel, else No, else OK.
 int LeastAnswer(const toolkit::Message& message);
 
-// The button of a box that answers `code`; null if none does.
+// The button of a box whose code is `code`; null if there is none.
 QAbstractButton* AnswerButton(const QMessageBox& box, int code);
 
 }  // namespace desktop

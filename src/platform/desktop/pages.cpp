@@ -146,9 +146,10 @@ class Passage {
   }
 
   double Width(const toolkit::Column& column) {
-    return column.characters == 0
-               ? 0
-               : column.characters * metrics_[kCode].horizontalAdvance('0') / mm_ + kGap;
+    if (column.characters == 0) {
+      return 0;
+    }
+    return column.characters * metrics_[kCode].horizontalAdvance('0') / mm_ + kGap;
   }
 
   void Heads() {

@@ -1,5 +1,5 @@
 // The form on the screen: a widget for each control, brought in line with the
-// model. Nothing here answers the user (input.h).
+// model. What the user does comes to input.h.
 #pragma once
 
 #include <QWidget>

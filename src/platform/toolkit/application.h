@@ -35,7 +35,7 @@ struct Message {
 class View {
  public:
   virtual ~View() = default;
-  // Shows the box and waits for the user; gives the code of a button.
+  // Shows the box and waits for the user; returns the code of a button.
   virtual int Ask(const Message& message) = 0;
   virtual void Beep() = 0;
   // The form goes from the screen, now, and stays away.

@@ -74,7 +74,7 @@ class Control {
   std::u16string FullName() const;  // "Text1(4)"
   // The frame that holds the control; null for one directly on the form.
   Control* Container() const { return container_; }
-  // The label that stands by the control, which tells what it is; null if none.
+  // The label that stands by the control and says what it is; null if none.
   Control* Label() const { return label_; }
 
   int Left() const { return left_; }

@@ -249,7 +249,7 @@ bool Form::UserClickRow(ListBox& list, int row) {
   });
 }
 
-// The empty space below the rows answers a double click too; it is then about
+// The empty space below the rows takes a double click too; it is then about
 // the row that is selected, if any.
 bool Form::UserDblClickRow(ListBox& list, int row) {
   return Event([&] {
@@ -302,9 +302,13 @@ void Form::Press(Control& button, const std::function<Back(const Control& contro
   }
   Control* const before = focus_;
   TextBox* const box = FocusedText();
-  const std::u16string text = box != nullptr ? box->Text() : u"";
-  const int from = box != nullptr ? box->SelStart() : 0;
-  const int length = box != nullptr ? box->SelLength() : 0;
+  std::u16string text;
+  int from = 0, length = 0;
+  if (box != nullptr) {
+    text = box->Text();
+    from = box->SelStart();
+    length = box->SelLength();
+  }
   const auto giveBack = [&] {
     if (before == nullptr || before == &button || focus_ != &button || !before->CanFocus()) {
       return;

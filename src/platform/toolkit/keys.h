@@ -51,7 +51,7 @@ struct KeyStroke {
 constexpr std::int16_t kShift = 1, kControl = 2;
 
 // What KeyDown gets in `keyCode`: of a character the digit, the capital or the
-// blank that its key bears, 0 where the key can't be told by it.
+// blank that its key bears, 0 where other keys bear it.
 std::int16_t CodeOf(const KeyStroke& stroke);
 constexpr std::int16_t CodeOf(Key key) { return static_cast<std::int16_t>(key); }
 

@@ -203,7 +203,10 @@ void ListBox::Step(int rows) {
   if (count_ == 0) {
     return;
   }
-  const int from = GoesOnFrom() - (listIndex_ < 0 && gone_ && rows > 0 ? 1 : 0);
+  int from = GoesOnFrom();
+  if (listIndex_ < 0 && gone_ && rows > 0) {
+    --from;
+  }
   if (const int row = std::clamp(from + rows, 0, count_ - 1); row != listIndex_) {
     Select(row);
   }
@@ -216,8 +219,8 @@ int ListBox::Searched(int from, int direction, std::u16string_view letters, bool
     const int row = ((from + direction * i) % count_ + count_) % count_;
     const std::u16string_view text = List(row);
     const auto column = std::min(static_cast<std::size_t>(searchColumn_), text.size());
-    if (words ? HasWord(text, letters)
-              : row >= searchFirst_ && BeginsWith(text.substr(column), letters)) {
+    if ((words && HasWord(text, letters)) ||
+        (!words && row >= searchFirst_ && BeginsWith(text.substr(column), letters))) {
       return row;
     }
   }
@@ -271,12 +274,17 @@ void ListBox::Find(char16_t c) {
   const std::u16string_view letters = sought_;
   int row = -1;
   for (const bool words : {false, true}) {
-    const int next = repeated ? Searched(here, 1, letters.substr(0, 1), words) : -1;
+    int next = -1;
+    if (repeated) {
+      next = Searched(here, 1, letters.substr(0, 1), words);
+    }
     if (letters.size() > 1 && repeated == (next >= 0)) {
       row = Searched(std::max(-1, here - 1), 1, letters, words);
     }
     first_ = row < 0 && next >= 0;
-    row = row < 0 ? next : row;
+    if (row < 0) {
+      row = next;
+    }
     if (row >= 0) {
       break;
     }
@@ -301,8 +309,11 @@ void ListBox::FindAgain(bool backwards) {
   if (sought_.empty()) {
     return;
   }
-  Show(backwards ? Searched(std::max(0, GoesOnFrom()), -1, Sought())
-                 : Searched(Here(), 1, Sought()));
+  if (backwards) {
+    Show(Searched(std::max(0, GoesOnFrom()), -1, Sought()));
+  } else {
+    Show(Searched(Here(), 1, Sought()));
+  }
 }
 
 }  // namespace toolkit
