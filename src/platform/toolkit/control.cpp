@@ -202,7 +202,7 @@ void OptionButton::OnKey(const KeyStroke& stroke) {
       std::ranges::reverse(group);
     }
     const auto here = std::ranges::find(group, this);
-    std::ranges::rotate(group, here);
+    std::rotate(group.begin(), here, group.end());  // the one of ranges fails under clang 14
     group[1 % group.size()]->OnClick(0);
   }
 }
