@@ -77,7 +77,7 @@ std::u16string Window::Print(const toolkit::Document& document) {
   view_->Sync();
   view_->ShowBusy(false);
   input_->SetBlocked(true);
-  const std::u16string failure =
+  std::u16string failure =
       PrintDocument(&view_->Root(), document, [&](bool busy) { view_->ShowBusy(busy); });
   input_->SetBlocked(false);
   view_->ShowBusy(toolkit::Screen.MousePointer == 11);
