@@ -94,9 +94,9 @@ QString Draw(QPagedPaintDevice& device, const toolkit::Document& document, const
 
 QString WritePdf(const QString& file, const QPageLayout& paper, const toolkit::Document& document,
                  const QPageRanges& pages) {
-  const QString refused = "Impossibile scrivere il file " + file +
-                          ". Controllare che la cartella esista, che ci si possa scrivere e che il "
-                          "disco non sia pieno, poi ripetere.";
+  QString refused = "Impossibile scrivere il file " + file +
+                    ". Controllare che la cartella esista, che ci si possa scrivere e che il "
+                    "disco non sia pieno, poi ripetere.";
   // What isn't a plain file, such as a device, would be replaced by one.
   const QFileInfo there(file);
   QSaveFile target(file);
