@@ -441,7 +441,7 @@ TEST_F(Engine, AWriteOfOneRowThatIsNoneOrMoreIsUndone) {
         database.BeginTrans();
         database.Execute(u"delete * from R where ID = '3'");
       }
-      EXPECT_EQ(Number([&] { write(rows); }), number);
+      EXPECT_EQ(Number([&, &write = write] { write(rows); }), number);
       database.Rollback();
       EXPECT_EQ(Stored("SELECT ID || N FROM R"), (Rows{"1a", "2a", "3a"})) << number << open;
     }
