@@ -57,8 +57,9 @@ fs::path CopiesFolder(const fs::path& wanted) {
     throw Failure("La cartella delle copie " + NameOf(folder) +
                   " non esiste: se sta su un altro disco, collegarlo, altrimenti crearla.");
   }
-  sys::NewFile(sys::PathText(folder / "S7702015-prova"), sys::Access::kOwner,
-               sys::NewFile::Existing::kReplaced);  // fails where none can be made
+  // Fails where none can be made.
+  const sys::NewFile trial(sys::PathText(folder / "S7702015-prova"), sys::Access::kOwner,
+                           sys::NewFile::Existing::kReplaced);
   return folder;
 }
 

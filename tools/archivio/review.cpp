@@ -41,6 +41,7 @@ class Reviewer {
     database_.Run("BEGIN");
     ReadMunicipalities();
     std::vector<std::u16string_view> columns;
+    columns.reserve(regole::kCampi.size());
     for (const regole::CampoPercettore& field : regole::kCampi) {
       columns.push_back(field.colonna);
     }
