@@ -144,7 +144,7 @@ void Printer::Printed(const toolkit::Document& document) {
   for (std::size_t i = 0; i < columns; ++i) {
     out_ << (i == 0 ? "Print " : " ") << Quote(document.columns[i].title);
   }
-  for (std::size_t i = 0; i < document.cells.size(); ++i) {
+  for (std::size_t i = 0; columns > 0 && i < document.cells.size(); ++i) {
     out_ << (i % columns == 0 ? "\nPrint " : " ") << Quote(document.cells[i]);
   }
   if (columns > 0) {
@@ -436,7 +436,7 @@ constexpr struct {
 Shown Property(Control& control, std::u16string_view property) {
   for (const auto& row : kProperties) {
     if ((property.empty() && row.main) || row.name == property) {
-      if (const Shown value = row.get(control)) {
+      if (Shown value = row.get(control)) {
         return value;
       }
     }
