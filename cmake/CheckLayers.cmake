@@ -29,12 +29,17 @@ set(platform ${text} ${system} ${engine} ${toolkit})
 layer("platform/text/.*")
 layer("platform/system/posix/.*" MAY ${text} "platform/system/[a-z_]+\\.h"
       SYSTEM "[a-z]+\\.h" "sys/[a-z]+\\.h" "xcb/xcb_ewmh\\.h")
+layer("platform/system/windows/.*" MAY ${text} "platform/system/[a-z_]+\\.h" SYSTEM "[a-z0-9]+\\.h")
 layer("platform/system/[^/]*" MAY ${text})
 layer("platform/sqlite/.*" MAY ${text} ${system} "platform/system/errors\\.h" SYSTEM "sqlite3\\.h")
+layer("platform/postgresql/.*" MAY ${text} ${system} "platform/system/network\\.h"
+      SYSTEM "libpq-fe\\.h")
+layer("platform/engine/postgresql/.*" MAY ${text} ${system} "platform/engine/(engine|store)\\.h"
+      "platform/postgresql/postgresql\\.h")
 layer("platform/engine/sqlite/.*" MAY ${text} ${system} "platform/engine/(engine|store)\\.h"
       "platform/sqlite/sqlite\\.h")
 layer("platform/engine/archive\\.cpp" MAY ${text} ${system} "platform/system/new_file\\.h" ${engine}
-      "platform/engine/sqlite/store\\.h")
+      "platform/engine/(sqlite|postgresql)/store\\.h" "platform/postgresql/postgresql\\.h")
 layer("platform/engine/[a-z_.]+" MAY ${text} ${system})
 layer("platform/toolkit/.*" MAY ${text})
 layer("platform/desktop/.*" MAY ${text} ${toolkit} SYSTEM "Q[A-Za-z]+")
@@ -59,13 +64,14 @@ layer("frame/.*" MAY ${platform} ${rules} ${shared}
 
 # --- programs
 layer("anagparc\\.cpp" MAY "frame/ANAGPARC\\.h" "platform/desktop/desktop\\.h" ${text} ${system}
-      "version\\.h" SYSTEM "Q[A-Za-z]+")
+      "platform/system/environment\\.h" "version\\.h" SYSTEM "Q[A-Za-z]+")
 layer("script/.*" MAY "frame/(ANAGPARC|MOD770BAS)\\.h" "script\\.h" "qt_actions\\.h" "version\\.h"
-      ${text} ${system} ${toolkit} "platform/desktop/(desktop|keys|look)\\.h" SYSTEM "Q[A-Za-z]+")
+      ${text} ${system} "platform/system/(console|environment)\\.h" ${toolkit}
+      "platform/desktop/(desktop|keys|look)\\.h" SYSTEM "Q[A-Za-z]+")
 layer("archivio/jet/.*" MAY "archivio/(archivio|interruption|new_table)\\.h" "frame/schema\\.h" ${text}
-      "platform/system/(child|code_page|paths)\\.h" SYSTEM "(mdbtools|glib)\\.h")
+      "platform/system/(child|code_page|environment|paths)\\.h" SYSTEM "(mdbtools|glib)\\.h")
 layer("archivio/.*" MAY "archivio/jet/(plan|process|reader|values)\\.h" ${text}
-      "platform/system/[a-z_]+\\.h" ${engine} "platform/sqlite/sqlite\\.h" ${rules}
+      "platform/system/[a-z_]+\\.h" ${engine} "platform/(sqlite/sqlite|postgresql/postgresql)\\.h" ${rules}
       "identity/identity\\.h" "frame/MOD770BAS\\.h" "version\\.h")
 
 # The folder's name may hold what means something in a pattern or a list.

@@ -15,7 +15,7 @@ _anagparc_archivio() {
   elif [ "${COMP_WORDS[COMP_CWORD - 1]}" != --dimostrazione ]; then
     compopt -o filenames
     local kind=-f
-    case $command in crea | prepara) kind=-d ;; esac
+    case $command in crea | prepara | collega) kind=-d ;; esac
     mapfile -t COMPREPLY < <(compgen $kind -- "$word")
   fi
 }

@@ -71,20 +71,22 @@ fi
 
 files=$work/files
 dpkg-deb -x "$deb" "$files"
-manual=/usr/share/anagparc/manuale/manuale.html
-broken_links() { # of the manual, its pictures among them
-  grep -oE '(href|src)="[^"]*' "$files$manual" | cut -d'"' -f2 | sort -u |
+manual=/usr/share/anagparc/manuale
+broken_links() { # PAGE: its pictures among them
+  local page=$files$manual/$1
+  grep -oE '(href|src)="[^"]*' "$page" | cut -d'"' -f2 | sort -u |
     while read -r link; do
       case $link in
-        '#'*) grep -q "id=\"${link#\#}\"" "$files$manual" ;;
-        *) [ -s "$files${manual%/*}/$link" ] ;;
+        '#'*) grep -q "id=\"${link#\#}\"" "$page" ;;
+        *) [ -s "$files$manual/$link" ] ;;
       esac || echo "$link"
     done
 }
 check "lintian" lintian --allow-root --fail-on error,warning "$deb"
 check "AppStream metadata" appstreamcli validate --no-net "$files"/usr/share/metainfo/*.xml
 check "desktop entry" desktop-file-validate "$files/usr/share/applications/anagparc.desktop"
-check "the manual's links and pictures" diff /dev/null <(broken_links)
+check "the manual's links and pictures" diff /dev/null <(broken_links manuale.html)
+check "the office guide's links" diff /dev/null <(broken_links ufficio.html)
 check "permissions" diff /dev/null <(dpkg-deb -c "$deb" |
   grep -Ev '^((drwxr-xr-x|-rw-r--r--|lrwxrwxrwx) root/root |-rwxr-xr-x root/root .* \./usr/bin/)')
 
@@ -110,7 +112,7 @@ cp "$deb" "$root/tmp/anagparc.deb"
 check "installation" apt install /tmp/anagparc.deb
 check "the package's files are whole" diff /dev/null <(system dpkg --verify anagparc)
 for file in bin/anagparc bin/anagparc-archivio share/anagparc/SQ4RXXXX.MDB \
-  share/anagparc/manuale/manuale.html share/applications/anagparc.desktop share/icons/hicolor/scalable/apps/anagparc.svg \
+  share/anagparc/manuale/manuale.html share/anagparc/manuale/manuale.md share/anagparc/manuale/ufficio.html share/applications/anagparc.desktop share/icons/hicolor/scalable/apps/anagparc.svg \
   share/icons/hicolor/16x16/apps/anagparc.png share/icons/hicolor/64x64/apps/anagparc.png \
   share/man/it/man1/anagparc.1.gz share/man/it/man1/anagparc-archivio.1.gz \
   share/metainfo/invalid.localhost.anagparc.metainfo.xml \

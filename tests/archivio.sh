@@ -60,6 +60,17 @@ sqlite3 $archive "SELECT '| \`' || t.name || '\` | ' ||
 # --- Output that can't be written
 expect 1 "Impossibile scrivere sull'uscita: lo spazio sul disco /dev è esaurito." \
   sh -c '"$0" verifica "$1" >/dev/full' "$tool" $archive
+closed() { # COMMAND... : its output is a pipe that nobody reads
+  (
+    exec 3<>chiusa
+    exec 4>chiusa
+    exec 3<&-
+    "$@" >&4
+  )
+}
+mkfifo chiusa
+expect 1 "Impossibile scrivere sull'uscita: il programma che riceveva i dati ha smesso di leggerli." \
+  closed "$tool" verifica $archive
 "$tool" crea vuoto >/dev/null && mv vuoto/SQ4RXXXX.MDB nuovo
 cp nuovo nuovo.prima
 sed '2s/"/"x/' tutti.csv >dubbio.csv  # its line in the report can't be told

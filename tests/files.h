@@ -1,25 +1,31 @@
 // A folder of a test's own, and looks into files from outside.
 #pragma once
 
-#include <stdlib.h>
-#include <unistd.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <string_view>
 
 #include "platform/sqlite/sqlite.h"
+#include "platform/system/paths.h"
 
 // Goes with all that is in it.
 class Folder {
  public:
   // In memory where that can be: each write of an archive waits for the disk otherwise.
-  Folder() : Folder(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") {}
+  Folder()
+      : Folder(std::filesystem::is_directory("/dev/shm") ? "/dev/shm"
+                                                         : std::filesystem::temp_directory_path()) {
+  }
   explicit Folder(const std::filesystem::path& place) {
-    std::string name = place / "anagparc.XXXXXX";
-    path_ = mkdtemp(name.data());
+    std::random_device number;
+    do {
+      path_ = place / ("anagparc." + std::to_string(number()));
+    } while (!std::filesystem::create_directory(path_));
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
   ~Folder() {
     std::error_code ignored;
@@ -82,7 +88,17 @@ inline void SetRegistry(const std::filesystem::path& file, const std::filesystem
   SetBytes(file,
            "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n"
            "\"PERCORSOARCHIVI\"=\"" +
-               archives.native() + "\"\n\"PERCORSOCOPIE\"=\"" + copies.native() + "\"\n");
+               sys::PathBytes(archives) + "\"\n\"PERCORSOCOPIE\"=\"" + sys::PathBytes(copies) +
+               "\"\n");
+}
+
+// Sets a variable of this process's environment.
+inline void SetVariable(const char* name, const std::filesystem::path& value) {
+#ifdef _WIN32
+  _wputenv_s(std::filesystem::path(name).c_str(), value.c_str());
+#else
+  setenv(name, value.c_str(), 1);
+#endif
 }
 
 inline bool Has(std::string_view text, std::string_view part) {

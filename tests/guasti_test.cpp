@@ -441,11 +441,11 @@ TEST_F(Guasti, CopyThatFailsIsToldOnceAtTheNextStart) {
   }
   // One that succeeds forgets what was left untold.
   Begin();
-  sys::LeaveNote(u"prima");
+  sys::LeaveNote(sys::Note::kWarning, u"prima");
   Me.UserClickRow(List1, 1);
   Me.UserClick(Cmdcancella);
   program.Stop();
-  EXPECT_EQ(sys::LeftNote(), u"");
+  EXPECT_EQ(sys::LeftNote(sys::Note::kWarning), u"");
   EXPECT_TRUE(fs::exists(today));
 }
 

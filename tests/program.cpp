@@ -12,9 +12,9 @@ using namespace ANAGPARC;
 Program::Program() : file_(folder_ / archivio::kYearName) {
   archivio::WriteTemplate(Template());
   SetRegistry(folder_ / "registro.reg", Place());
-  setenv("MORVENNA_REGISTRO", (folder_ / "registro.reg").c_str(), 1);
-  setenv("XDG_RUNTIME_DIR", Place().c_str(), 1);
-  setenv("XDG_STATE_HOME", (folder_ / "stato").c_str(), 1);
+  SetVariable("MORVENNA_REGISTRO", folder_ / "registro.reg");
+  SetVariable("XDG_RUNTIME_DIR", Place());
+  SetVariable("XDG_STATE_HOME", folder_ / "stato");
 }
 
 Program::~Program() {

@@ -16,7 +16,7 @@ class Program : public Board {
   // The year database. There is none until a copy of the template or a start makes one.
   const std::filesystem::path& File() const { return file_; }
   std::filesystem::path Template() const;
-  std::filesystem::path Journal() const { return file_.native() + "-journal"; }
+  std::filesystem::path Journal() const { return sys::Beside(file_, "-journal"); }
 
   // From now on the program leaves copies there; the path of today's. The folder is made.
   std::filesystem::path MakeCopies();

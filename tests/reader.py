@@ -25,7 +25,8 @@ except (ImportError, ValueError):
 
 program = application = None
 screen = {}  # what shows, by its line
-focus, told, typed = [], [], []  # name of the innermost focused object; what events told
+# Name of the innermost focused object; what events told of the focus, of typing, of new names.
+focus, told, typed, renamed = [], [], [], []
 
 
 def until(what):
@@ -96,7 +97,8 @@ def act(action):
 
 
 def step(action, expected):
-    """Acts; true once what is new is as expected, and the last focus event told of it."""
+    """Acts; true once what is new is as expected, and events told of it: the last one of the focus,
+    one of what the status bar says."""
     before, had, new = set(screen), focus[:], []
     act(action)
 
@@ -108,12 +110,15 @@ def step(action, expected):
         focus[:] = [now[said].get_name() for said in now if "[focused]" in said][-1:]
         if inserted := "".join(text for name, text in typed if [name] == focus):
             new.append("inserted " + inserted)
-        return new == expected and (focus == had or focus == told[-1:])
+        said_below = [a.get_name() for said, a in now.items() if said not in before and
+                      a.get_role_name() == "label" and a.get_parent().get_role_name() == "status bar"]
+        return (new == expected and (focus == had or focus == told[-1:]) and
+                (action == "" or all(name in renamed for name in said_below)))
     right = until(settled)
     print("".join(said + "\n" for said in new), end="", flush=True)
     if not right:
-        print(f"stopped at {action}; focus events: {told}")
-    told.clear(), typed.clear()
+        print(f"stopped at {action}; focus events: {told}; new names: {renamed}")
+    told.clear(), typed.clear(), renamed.clear()
     return right
 
 
@@ -129,6 +134,8 @@ def main(path, argument, scenario, out, err):
     typing = Atspi.EventListener.new(
         lambda event: typed.append((event.source.get_name(), event.any_data)))
     typing.register("object:text-changed:insert")
+    naming = Atspi.EventListener.new(lambda event: renamed.append(event.source.get_name()))
+    naming.register("object:property-change:accessible-name")
     program = subprocess.Popen([path, *argument.split()])
     try:
         application = until(lambda: next(

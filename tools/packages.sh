@@ -4,11 +4,13 @@
 required=(g++ cmake ninja-build pkg-config libsqlite3-dev mdbtools-dev)
 # Without these the window is left out; everything else is built.
 window=(qt6-base-dev fonts-liberation libxcb-ewmh-dev qt6-translations-l10n)
+# Without it archives on a server are left out; everything else is built.
+client=(libpq-dev)
 # Without it Qt can't draw on a Wayland desktop that has no X server.
 wayland=(qt6-wayland)
 # Python runs the test with two users, makes old archives and the table of capitals; xz
-# unpacks an archive; pdftotext reads what was printed.
-testing=(libgtest-dev sqlite3 python3 xz-utils poppler-utils)
+# unpacks an archive; pdftotext reads what was printed; tests start a server of their own.
+testing=(libgtest-dev sqlite3 python3 xz-utils poppler-utils postgresql)
 benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
@@ -23,6 +25,10 @@ fuzzing=(clang libclang-rt-14-dev)
 packaging=(build-essential debhelper librsvg2-bin pandoc)
 # For ./lint.
 checking=(clang-format clang-tidy shellcheck lintian)
+# For ./windows: what builds for Windows, runs it here and makes an installer; SQLite's
+# sources are put together by Tcl, the icon from a drawing.
+windows=(g++-mingw-w64-x86-64-posix wine64 nsis dpkg-dev tcl libgtest-dev librsvg2-bin imagemagick
+  pandoc)
 # For trying the package.
 trial=(appstream desktop-file-utils debootstrap xvfb xdotool)
 

@@ -102,7 +102,10 @@ bool Chiudi(T& oggetto, std::initializer_list<int> sorvola) {
 
 engine::Recordset* RECORDSET(std::u16string_view tabella) {
   const archivio::Table* const trovata = archivio::FindTable(text::ToUtf8(tabella));
-  return trovata != nullptr ? kRecordset[trovata - archivio::Tables().data()] : nullptr;
+  if (trovata == nullptr) {
+    return nullptr;
+  }
+  return kRecordset[trovata - archivio::Tables().data()];
 }
 
 void APRIDATABASE() { DbDichiarazione = engine::OpenDatabase(ArchivioAnnuale()); }
@@ -164,17 +167,11 @@ std::u16string CHIAVECODICE(std::u16string_view codice) {
 }
 
 bool CERCAPERCETTORE(std::u16string_view codice) {
-  const std::u16string chiave = CHIAVECODICE(codice);
-  std::u16string cercata = chiave;
-  TabPERCPARCELLE.Seek(u"=", cercata);
-  while (TabPERCPARCELLE.NoMatch() && cercata.ends_with(u' ') && !text::Trim(cercata).empty()) {
-    cercata.insert(0, 1, u' ');
-    cercata.pop_back();
-    TabPERCPARCELLE.Seek(u"=", cercata);
+  std::vector<std::u16string> forme = {CHIAVECODICE(codice)};
+  while (forme.back().ends_with(u' ') && !text::Trim(forme.back()).empty()) {
+    forme.push_back(u' ' + forme.back().substr(0, forme.back().size() - 1));
   }
-  if (TabPERCPARCELLE.NoMatch() && cercata != chiave) {
-    TabPERCPARCELLE.Seek(u"=", chiave);  // for the neighbours
-  }
+  TabPERCPARCELLE.Seek(u"=", forme);
   return !TabPERCPARCELLE.NoMatch();
 }
 

@@ -71,7 +71,8 @@ void CHIUDIDATABASE();
 
 // Copies the year database, which is closed, into the folder of the registry value
 // PERCORSOCOPIE as the copy of this day, and removes the oldest copies there above thirty;
-// does nothing without the value. A failure is left to the next start, see COPIAMANCATA.
+// does nothing without the value, nor where the archive is on a server. A failure is left to the
+// next start, see COPIAMANCATA.
 void COPIAARCHIVIO();
 // What the user should know of a copy that failed, told once; empty where there is nothing.
 std::u16string COPIAMANCATA();
@@ -92,11 +93,10 @@ class TRANSAZIONE {
 // every search by code passes.
 std::u16string CHIAVECODICE(std::u16string_view codice);
 
-// Places TabPERCPARCELLE on the recipient with this code, in whatever of its
-// forms, and returns whether there is one. The search passes the key form; a
-// code stored with blanks in front, as an insertion may take it in, is found
-// all the same, so that no recipient of the list is out of reach. Without a
-// match the table's moves go to the neighbours of the key form.
+// Places TabPERCPARCELLE on the recipient with this code, in whatever of its forms, and returns
+// whether there is one. The search passes the key form; a code stored with blanks in front, as an
+// insertion may take it in, is found all the same, so that no recipient of the list is out of
+// reach. Without a match the table's moves go to the neighbours of the key form.
 bool CERCAPERCETTORE(std::u16string_view codice);
 
 // --- State of the record screen

@@ -66,26 +66,29 @@ void TOGLICOPIEVECCHIE(const std::u16string& cartella, const std::u16string& nuo
 
 void COPIAARCHIVIO() {
   const std::u16string cartella = LEGGIVALOREREGISTRO(kRadice, kChiave, kValoreCopie);
-  if (cartella.empty()) {
+  // Of an archive on a server whoever runs it makes the copies.
+  if (cartella.empty() || !engine::ServerAddress(ArchivioAnnuale()).empty()) {
     return;
   }
   const std::u16string nome = std::u16string(kInizio) + OGGI("%Y-%m-%d") + std::u16string(kFine);
   try {
     engine::CopyDatabase(ArchivioAnnuale(), cartella + u"\\" + nome);
     TOGLICOPIEVECCHIE(cartella, nome);
-    sys::LeaveNote(u"");
+    sys::LeaveNote(sys::Note::kWarning, u"");
   } catch (const std::exception& guasto) {
-    sys::LeaveNote(u"La copia di sicurezza del " + OGGI("%d/%m/%Y") + u" non è riuscita.\r" +
-                   text::FromUtf8(guasto.what()) +
-                   u"\rL'archivio è in ordine. Tolta la causa, la copia si fa all'uscita, dopo la "
-                   u"prossima registrazione.");
+    sys::LeaveNote(
+        sys::Note::kWarning,
+        u"La copia di sicurezza del " + OGGI("%d/%m/%Y") + u" non è riuscita.\r" +
+            text::FromUtf8(guasto.what()) +
+            u"\rL'archivio è in ordine. Tolta la causa, la copia si fa all'uscita, dopo la "
+            u"prossima registrazione.");
   }
 }
 
 std::u16string COPIAMANCATA() {
-  std::u16string avviso = sys::LeftNote();
+  std::u16string avviso = sys::LeftNote(sys::Note::kWarning);
   if (!avviso.empty()) {
-    sys::LeaveNote(u"");
+    sys::LeaveNote(sys::Note::kWarning, u"");
   }
   return avviso;
 }

@@ -1,4 +1,6 @@
 // Reading the registry: free of form and tables, for other programs' use too.
+#include <algorithm>
+
 #include "frame/MOD770BAS.h"
 #include "platform/system/registry.h"
 #include "platform/text/text.h"
@@ -7,7 +9,7 @@ namespace MOD770BAS {
 
 namespace {
 
-// Text of a value as its bytes give it.
+// A value as a text.
 std::u16string LEGGIVALORECHIAVE(const sys::RegistryValue& valore) {
   const auto& data = valore.data;
   if (valore.type == sys::kRegSz) {
@@ -22,9 +24,11 @@ std::u16string LEGGIVALORECHIAVE(const sys::RegistryValue& valore) {
     return {};  // without its NUL the text has no end
   }
   if (valore.type == sys::kRegDword && data.size() <= 4) {
-    const int basso = data.empty() ? 0 : data[0];
-    const int alto = data.size() < 2 ? 0 : data[1];
-    return text::Decimal(static_cast<std::int16_t>(basso | (alto << 8)));
+    int numero = 0;  // of the two lowest bytes, which come first
+    for (std::size_t i = std::min<std::size_t>(data.size(), 2); i > 0; --i) {
+      numero = numero << 8 | data[i - 1];
+    }
+    return text::Decimal(static_cast<std::int16_t>(numero));
   }
   return {};
 }
@@ -34,7 +38,10 @@ std::u16string LEGGIVALORECHIAVE(const sys::RegistryValue& valore) {
 std::u16string LEGGIVALOREREGISTRO(std::u16string_view radice, std::u16string_view chiave,
                                    std::u16string_view nome) {
   const auto valore = sys::ReadRegistry(radice, chiave, nome);
-  return valore ? LEGGIVALORECHIAVE(*valore) : std::u16string();
+  if (!valore) {
+    return {};
+  }
+  return LEGGIVALORECHIAVE(*valore);
 }
 
 }  // namespace MOD770BAS

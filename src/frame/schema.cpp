@@ -15,8 +15,11 @@ std::string FieldColumns() {
   std::string columns;
   for (int i = 0; i <= regole::kUltimoCampo; ++i) {
     const regole::CampoPercettore* const field = regole::CAMPO(i);
-    columns += columns.empty() ? "" : " ";
-    columns += field != nullptr ? text::ToUtf8(field->colonna) : "APARC_" + std::to_string(i) + "?";
+    std::string column = "APARC_" + std::to_string(i) + "?";
+    if (field != nullptr) {
+      column = text::ToUtf8(field->colonna);
+    }
+    text::AppendItem(columns, column, " ");
   }
   return columns;
 }
@@ -56,7 +59,10 @@ std::vector<Column> Columns(const Table& table) {
   std::vector<Column> columns;
   for (std::string_view word : Words(table.columns)) {
     const bool needed = !word.ends_with('?');
-    columns.push_back({word.substr(0, word.size() - (needed ? 0 : 1)), needed});
+    if (!needed) {
+      word.remove_suffix(1);
+    }
+    columns.push_back({word, needed});
   }
   return columns;
 }

@@ -4,10 +4,11 @@
 #include <string>
 
 #include "archivio/archivio.h"
-#include "archivio/columns.h"
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
+#include "archivio/server.h"
+#include "archivio/values.h"
 #include "frame/schema.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/files.h"
@@ -37,7 +38,7 @@ class Checker {
         findings_(findings),
         progress_(progress, "Verifica in corso") {
     database_.SetWatch([this] {
-      progress_.TellTime();
+      progress_.ShowTime();
       return CaughtSignal() == 0;
     });
   }
@@ -67,69 +68,21 @@ class Checker {
 
   void Add(std::string text) { findings_.push_back(std::move(text)); }
 
-  // What is wrong with a text; empty where nothing is.
-  static std::string_view Fault(const sqlite::Statement& row, int column) {
-    switch (row.Type(column)) {
-      case sqlite::Type::kInteger:
-      case sqlite::Type::kReal:
-        return "contiene un numero, non un testo";
-      case sqlite::Type::kBlob:
-        return "contiene dati binari, non un testo";
-      default:
-        break;
-    }
-    const std::string_view text = row.Bytes(column);
-    return text.find('\0') != text.npos ? "contiene un carattere NUL"
-           : text::IsUtf8(text)         ? ""
-                                        : "contiene byte che non sono un testo UTF-8";
-  }
-
   // Names the values that the program can't show as they are, in all columns that are to hold
-  // texts. A user finds their row by code and names, as far as the table has these.
-  void CheckValues(const Table& table, const std::vector<FoundColumn>& found,
-                   const std::string& who) {
-    constexpr std::size_t kMost = 20;
+  // texts.
+  void CheckValues(const Table& table, const std::vector<FoundColumn>& found) {
     const std::vector<Column> known = Columns(table);
     std::vector<std::string> columns;
-    std::string names;
     for (const FoundColumn& column : found) {
       const bool needed = std::ranges::any_of(known, [&](const Column& candidate) {
         return candidate.needed && SameName(candidate.name, column.name);
       });
       if (needed || KeepsText(column.type)) {
         columns.push_back(column.name);
-        names += (names.empty() ? "" : ", ") + sqlite::Identifier(column.name);
       }
     }
-    if (columns.empty()) {
-      return;
-    }
-    const std::string label = "Tabella " + std::string(table.name) + ", ";
-    std::size_t faults = 0;
-    sqlite::Statement row(
-        database_, "SELECT " + names + " FROM " + sqlite::Identifier(table.name) + " NOT INDEXED");
-    for (std::size_t number = 1; row.Next(); ++number) {
-      for (std::size_t i = 0; i < columns.size(); ++i) {
-        const std::string_view fault = Fault(row, static_cast<int>(i));
-        if (fault.empty() || ++faults > kMost) {
-          continue;
-        }
-        std::string whose;
-        for (std::size_t name = 0; name < columns.size(); ++name) {
-          if (SameName(columns[name], "CFP") || SameName(columns[name], "APARC_1") ||
-              SameName(columns[name], "APARC_2")) {
-            whose += " " + Shown(row.Bytes(static_cast<int>(name)));
-          }
-        }
-        const std::string readable(ReadableName(columns[i]));
-        Add(label + "riga " + std::to_string(number) + ", " + who + whose + ": la colonna " +
-            columns[i] + (readable == columns[i] ? " " : " (" + readable + ") ") +
-            std::string(fault) + ".");
-      }
-    }
-    if (faults > kMost) {
-      Add(label + "e altri " + std::to_string(faults - kMost) + " valori che non sono testi.");
-    }
+    NameNoTexts(database_, std::string(table.name), columns,
+                [this](std::string sentence) { Add(std::move(sentence)); });
   }
 
   void CheckTable(const Table& table) {
@@ -167,10 +120,8 @@ class Checker {
         CheckIndex(table, index);
       }
     }
-    if (values_ && table.name == "PERCPARCELLE") {
-      CheckValues(table, found, "percettore");
-    } else if (values_ && table.name == "QUADROLAUT") {
-      CheckValues(table, found, "certificazione di");
+    if (values_ && (table.name == "PERCPARCELLE" || table.name == "QUADROLAUT")) {
+      CheckValues(table, found);
     }
   }
 
@@ -217,8 +168,11 @@ class Checker {
     // After the first column others may follow, as the suite likes.
     if (keys.empty() || (index.use == Use::kUniqueKey && keys.size() > 1) || keys[0][0].empty() ||
         (known && !SameName(keys[0][0], index.columns))) {
-      Add(label + "la chiave non è " +
-          (known ? "la colonna " + std::string(index.columns) : "una colonna") + ".");
+      std::string wanted = "una colonna";
+      if (known) {
+        wanted = "la colonna " + std::string(index.columns);
+      }
+      Add(label + "la chiave non è " + wanted + ".");
     } else if (!SameName(keys[0][1], "RTRIM") ||
                !SameName(database_.Collation(std::string(table.name), keys[0][0]), "RTRIM")) {
       Add(label + "la chiave distingue gli spazi finali (manca COLLATE RTRIM).");
@@ -228,27 +182,31 @@ class Checker {
   OpenArchive database_;
   std::vector<std::string>& findings_;
   Progress progress_;
-  bool values_ = false;  // are looked at, where the file isn't damaged
+  bool values_ = false;  // whether the values are checked too: not in a damaged file
 };
 
 }  // namespace
 
-std::vector<std::string> Check(const std::filesystem::path& file, Depth depth,
-                               std::ostream* progress) {
+namespace {
+
+std::vector<std::string> CheckFile(const std::filesystem::path& file, Depth depth,
+                                   std::ostream* progress) {
   const std::string label = "File " + NameOf(file) + ": ";
   try {
     CheckReadable(file);
   } catch (const sys::FileError& error) {
     return {error.what()};
   }
-  // The write-ahead mode is told by the file's head: opening such a file would
-  // leave others beside it.
+  // The file's head shows the write-ahead mode: opening such a file would leave others beside it.
   std::array<char, 20> head = {};
   std::ifstream stream(file, std::ios::binary);
   if (!stream.read(head.data(), head.size()) ||
       std::string_view(head.data(), 16) != "SQLite format 3\0"sv) {
     const std::u16string advice = sys::OldFormatAdvice(sys::PathText(file));
-    return {advice.empty() ? label + "non è un archivio." : text::ToUtf8(advice)};
+    if (advice.empty()) {
+      return {label + "non è un archivio."};
+    }
+    return {text::ToUtf8(advice)};
   }
   if (head[18] != 1 || head[19] != 1) {
     return {label + "è in modalità WAL, il programma vuole il giornale di ripristino."};
@@ -268,11 +226,30 @@ std::vector<std::string> Check(const std::filesystem::path& file, Depth depth,
   return findings;
 }
 
-void RequireTables(const std::filesystem::path& file) {
-  CheckReadable(file);
-  if (const std::vector<std::string> findings = Check(file, Depth::kTables); !findings.empty()) {
-    throw Failure("L'archivio " + NameOf(file) + " non è adatto. " + findings.front());
+std::vector<std::string> CheckPlace(const Place& place, Depth depth, std::ostream* progress) {
+  return place.OnServer() ? CheckServer(place, depth, progress)
+                          : CheckFile(place.file, depth, progress);
+}
+
+}  // namespace
+
+std::vector<std::string> Check(const std::filesystem::path& archive, Depth depth,
+                               std::ostream* progress) {
+  return CheckPlace(PlaceOf(archive), depth, progress);
+}
+
+void RequireTables(const Place& place) {
+  if (!place.OnServer()) {
+    CheckReadable(place.file);
   }
+  if (const std::vector<std::string> findings = CheckPlace(place, Depth::kTables, nullptr);
+      !findings.empty()) {
+    throw Failure("L'archivio " + place.Name() + " non è adatto. " + findings.front());
+  }
+}
+
+std::unique_ptr<AnyArchive> OpenAny(const Place& place, AnyArchive::Access access) {
+  return place.OnServer() ? OpenServer(place, access) : OpenFile(place.file, access);
 }
 
 }  // namespace archivio

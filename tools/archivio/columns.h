@@ -6,13 +6,12 @@
 
 namespace archivio {
 
-// A value, whatever its bytes, fit for a line that tells of it.
+// A value, whatever its bytes, as part of a line for the user.
 std::string Shown(std::string_view bytes);
 
 inline constexpr std::string_view kDateColumn = "APARC_4";
 
-// What the form and its manual call the column; a column without a field keeps
-// its own name.
+// What the form and its manual call the column; a column without a field keeps its own name.
 std::string ReadableName(std::string_view column);
 
 // A stored date as it is on screen, and back. What isn't one stays as it is, or, where

@@ -8,6 +8,7 @@
 #include "archivio/archivio.h"
 #include "archivio/files.h"
 #include "archivio/interruption.h"
+#include "archivio/place.h"
 #include "platform/system/console.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
@@ -26,7 +27,7 @@ constexpr int kInterrupted = 128;
 
 const std::string kProgram = "anagparc-archivio";
 
-// A command's words, sorted out.
+// What the words of a command ask for.
 struct Call {
   std::vector<fs::path> files;
   std::map<std::string_view, std::string> options;  // with their values
@@ -56,6 +57,16 @@ class WrongUsage : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+int Status(bool done) { return done ? kDone : kFailed; }
+
+// The archive that a command names in this place, otherwise the year's.
+fs::path ArchiveAt(const Call& call, std::size_t place) {
+  if (place < call.files.size()) {
+    return call.files[place];
+  }
+  return YearArchive();
+}
+
 int RunCreate(const Call& call) {
   std::optional<long> recipients;
   if (const auto given = call.options.find("--dimostrazione"); given != call.options.end()) {
@@ -78,17 +89,16 @@ int RunCheck(const Call& call) {
     call.out << finding << '\n';
   }
   if (findings.empty()) {
-    call.out << NameOf(call.files[0]) << ": archivio completo e integro.\n";
+    call.out << PlaceOf(call.files[0]).Name() << ": archivio completo e integro.\n";
   }
-  return findings.empty() ? kDone : kFailed;
+  return Status(findings.empty());
 }
 
 int RunReview(const Call& call) {
-  const ReviewResult result =
-      Review(call.files.empty() ? YearArchive() : call.files[0], call.out, call.progress);
+  const ReviewResult result = Review(ArchiveAt(call, 0), call.out, call.progress);
   call.out << "Percettori controllati: " << result.recipients
            << ". Segnalazioni: " << result.findings << ".\n";
-  return result.findings == 0 ? kDone : kFailed;
+  return Status(result.findings == 0);
 }
 
 int RunPrepare(const Call& call) {
@@ -108,17 +118,33 @@ int RunCopy(const Call& call) {
   return kDone;
 }
 
+int RunPublish(const Call& call) {
+  const auto role = call.options.find("--ruolo");
+  if (role != call.options.end() && role->second.empty()) {
+    throw WrongUsage("--ruolo: manca NOME");
+  }
+  return Publish(call.files[0], sys::PathBytes(call.files[1]),
+                 role == call.options.end() ? std::nullopt : std::optional(role->second), call.out,
+                 call.progress)
+             ? kDone
+             : kFailed;
+}
+
+int RunLink(const Call& call) {
+  Link(call.files[0], sys::PathBytes(call.files[1]), call.out);
+  return kDone;
+}
+
 int RunExport(const Call& call) {
-  const std::size_t written = Export(call.files.size() > 1 ? call.files[1] : YearArchive(),
-                                     call.files[0], call.Has("--leggibile"), call.progress);
+  const std::size_t written =
+      Export(ArchiveAt(call, 1), call.files[0], call.Has("--leggibile"), call.progress);
   call.out << "Percettori scritti: " << written << ".\n";
   return kDone;
 }
 
 int RunConvert(const Call& call) {
-  return Convert(call.files[0], call.files[1], call.Has("--conferma"), call.out, call.progress)
-             ? kDone
-             : kFailed;
+  return Status(
+      Convert(call.files[0], call.files[1], call.Has("--conferma"), call.out, call.progress));
 }
 
 int RunImport(const Call& call) {
@@ -150,11 +176,12 @@ const std::vector<Command>& Commands() {
        "Interrotto: non è stato scritto niente.",
        RunCreate},
       {"verifica",
-       {"FILE"},
+       {"ARCHIVIO"},
        1,
        {},
        "Dice che cosa manca all'archivio, e quali valori dei percettori e delle\n"
-       "certificazioni non sono testi, per riga e colonna. Legge soltanto.\n",
+       "certificazioni non sono testi, per riga e colonna; di un archivio su un server\n"
+       "anche che cosa questo utente non vi può fare. Legge soltanto.\n",
        "Interrotto: la verifica non è finita.",
        RunCheck},
       {"controlla",
@@ -186,9 +213,31 @@ const std::vector<Command>& Commands() {
        {},
        "Fa una copia integra, anche mentre il programma lavora. La destinazione è\n"
        "una cartella o un file che non esiste ancora. Una scrittura nell'archivio che\n"
-       "è stata interrotta viene prima annullata.\n",
+       "è stata interrotta viene prima annullata. Di un archivio su un server fa un file,\n"
+       "con tutte le tabelle come sono in uno stesso momento.\n",
        "Interrotto: non è stato scritto niente.",
        RunCopy},
+      {"pubblica",
+       {"ARCHIVIO", "URI"},
+       2,
+       {{"--ruolo", "NOME"}},
+       "Mette l'archivio di un file, con tutte le sue tabelle, in un database PostgreSQL\n"
+       "che esiste e non ne ha nessuna: tutto o niente. URI è l'indirizzo, come\n"
+       "postgresql://server.ufficio/s7702015. Il file resta com'è. I valori che sul\n"
+       "server non possono stare vengono detti, per riga e colonna, prima di scrivere.\n"
+       "--ruolo  dà a quel ruolo del server i permessi che servono per lavorare con il\n"
+       "         programma, e nessun altro.\n",
+       "Interrotto: sul server non è stato scritto niente.",
+       RunPublish},
+      {"collega",
+       {"CARTELLA", "URI"},
+       2,
+       {},
+       "Scrive nella cartella il file S7702015.MDB con l'indirizzo dell'archivio sul\n"
+       "server, dopo averlo provato: il programma lavora poi su quello. Un file che\n"
+       "esiste già resta com'è. La password non sta nell'indirizzo ma in ~/.pgpass.\n",
+       "Interrotto: non è stato scritto niente.",
+       RunLink},
       {"esporta",
        {"FILE", "ARCHIVIO"},
        1,
@@ -236,11 +285,18 @@ void AppendHelp(std::string& help, const Command& command) {
   help += "  " + kProgram + ' ' + std::string(command.name);
   for (std::size_t i = 0; i < command.files.size(); ++i) {
     const std::string file(command.files[i]);
-    help += i < command.needed ? ' ' + file : " [" + file + ']';
+    if (i < command.needed) {
+      help += ' ' + file;
+    } else {
+      help += " [" + file + ']';
+    }
   }
   for (const Option& option : command.options) {
-    help += " [" + std::string(option.name) +
-            (option.value.empty() ? "" : ' ' + std::string(option.value)) + ']';
+    std::string words(option.name);
+    if (!option.value.empty()) {
+      words += ' ' + std::string(option.value);
+    }
+    help += " [" + words + ']';
   }
   help += '\n';
   for (std::string_view rest = command.help; !rest.empty();) {
@@ -262,60 +318,72 @@ std::string Help(const Command* only) {
     help += "  " + kProgram + " --version\n  " + kProgram + " [COMANDO] --help\n";
   }
   return help +
+         "ARCHIVIO è un file; per verifica, controlla, copia, esporta e importa anche\n"
+         "l'indirizzo di un archivio su un server, o il file scritto da collega.\n"
          "Un nome che comincia per - va dopo --. Stato di uscita: 0 fatto, o archivio in\n"
          "ordine; 1 non riuscito, o archivio non in ordine, o segnalazioni, o import\n"
          "rifiutato; 2 uso errato; 130 o 143 interrotto.\n";
 }
 
-const Option* FindOption(const Command& command, std::string_view name) {
-  const auto found = std::ranges::find(command.options, name, &Option::name);
-  return found == command.options.end() ? nullptr : &*found;
+// Reads the option at words[at]; returns the place of its last word, which may be its value.
+std::size_t ReadOption(const Command& command, const std::vector<std::string>& words,
+                       std::size_t at, Call& call) {
+  const std::string& word = words[at];
+  const std::size_t equals = word.find('=');
+  const std::string name = word.substr(0, equals);
+  const auto option = std::ranges::find(command.options, name, &Option::name);
+  if (option == command.options.end()) {
+    throw WrongUsage("opzione sconosciuta \"" + name + '"');
+  }
+  std::string& value = call.options[option->name];
+  value.clear();
+  if (option->value.empty()) {
+    if (equals != word.npos) {
+      throw WrongUsage(name + " non vuole un valore");
+    }
+    return at;
+  }
+  if (equals != word.npos) {
+    value = word.substr(equals + 1);
+    return at;
+  }
+  if (at + 1 == words.size()) {
+    throw WrongUsage(name + ": manca " + std::string(option->value));
+  }
+  value = words[at + 1];
+  return at + 1;
 }
 
-// Sorts out the words after the command. False where help is asked for.
-bool SortOut(const Command& command, const std::vector<std::string>& words, Call& call) {
+void CheckFiles(const Command& command, const std::vector<fs::path>& files) {
+  if (files.size() < command.needed) {
+    throw WrongUsage("manca " + std::string(command.files[files.size()]));
+  }
+  if (files.size() > command.files.size()) {
+    throw WrongUsage("argomento di troppo \"" + sys::PathBytes(files[command.files.size()]) + '"');
+  }
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    if (files[i].empty()) {
+      throw WrongUsage(std::string(command.files[i]) + " è vuoto");
+    }
+  }
+}
+
+// Reads the words after the command. False where help is asked for.
+bool ReadWords(const Command& command, const std::vector<std::string>& words, Call& call) {
   bool options_end = false;
   for (std::size_t i = 1; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (options_end || !word.starts_with('-') || word == "-") {
       call.files.push_back(sys::PathOf(word));
-      continue;
-    }
-    if (word == "--") {
+    } else if (word == "--") {
       options_end = true;
-      continue;
-    }
-    if (word == "-h" || word == "--help") {
+    } else if (word == "-h" || word == "--help") {
       return false;
-    }
-    const std::size_t equals = word.find('=');
-    const std::string name = word.substr(0, equals);
-    const Option* const option = FindOption(command, name);
-    if (option == nullptr) {
-      throw WrongUsage("opzione sconosciuta \"" + name + '"');
-    }
-    if (option->value.empty() && equals != word.npos) {
-      throw WrongUsage(name + " non vuole un valore");
-    }
-    if (!option->value.empty() && equals == word.npos && i + 1 == words.size()) {
-      throw WrongUsage(name + ": manca " + std::string(option->value));
-    }
-    call.options[option->name] = option->value.empty() ? ""
-                                 : equals != word.npos ? word.substr(equals + 1)
-                                                       : words[++i];
-  }
-  if (call.files.size() < command.needed) {
-    throw WrongUsage("manca " + std::string(command.files[call.files.size()]));
-  }
-  if (call.files.size() > command.files.size()) {
-    throw WrongUsage("argomento di troppo \"" + sys::PathBytes(call.files[command.files.size()]) +
-                     '"');
-  }
-  for (std::size_t i = 0; i < call.files.size(); ++i) {
-    if (call.files[i].empty()) {
-      throw WrongUsage(std::string(command.files[i]) + " è vuoto");
+    } else {
+      i = ReadOption(command, words, i, call);
     }
   }
+  CheckFiles(command, call.files);
   return true;
 }
 
@@ -323,7 +391,7 @@ int RunCommand(const Command& command, const std::vector<std::string>& words, st
                std::ostream& err, std::ostream* progress) {
   try {
     Call call = {{}, {}, out, progress};
-    if (!SortOut(command, words, call)) {
+    if (!ReadWords(command, words, call)) {
       out << Help(&command);
       return kDone;
     }
@@ -342,11 +410,24 @@ int RunCommand(const Command& command, const std::vector<std::string>& words, st
   }
 }
 
+// What is wrong with a first word that is no command.
+std::string WrongCommand(const std::string& word) {
+  if (word.starts_with('-')) {
+    return "opzione sconosciuta \"" + word + '"';
+  }
+  return "comando sconosciuto \"" + word + '"';
+}
+
 }  // namespace
 
 int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
         std::ostream* progress) {
-  const std::string first = arguments.empty() ? "" : arguments[0];
+  std::string first;
+  std::string wrong = "manca il comando";
+  if (!arguments.empty()) {
+    first = arguments[0];
+    wrong = WrongCommand(first);
+  }
   const auto command = std::ranges::find(Commands(), first, &Command::name);
   int status = kDone;
   if (command != Commands().end()) {
@@ -356,17 +437,18 @@ int Run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
   } else if (first == "--version") {
     out << kProgram << ' ' << kVersion << '\n';
   } else {
-    const char* const what = arguments.empty()        ? "manca il comando"
-                             : first.starts_with('-') ? "opzione sconosciuta"
-                                                      : "comando sconosciuto";
-    err << kProgram << ": " << what << (arguments.empty() ? "" : " \"" + first + '"')
-        << ". Aiuto: " << kProgram << " --help\n";
+    err << kProgram << ": " << wrong << ". Aiuto: " << kProgram << " --help\n";
     return kWrongUsage;
   }
   if (const std::optional<std::u16string> fault = sys::FlushFault(out)) {
-    err << "Impossibile scrivere sull'uscita" << (fault->empty() ? "" : ": ")
-        << text::ToUtf8(*fault) << ".\n";
-    return status == kDone ? kFailed : status;
+    std::string message = "Impossibile scrivere sull'uscita";
+    if (!fault->empty()) {
+      message += ": " + text::ToUtf8(*fault);
+    }
+    err << message << ".\n";
+    if (status == kDone) {
+      status = kFailed;
+    }
   }
   return status;
 }

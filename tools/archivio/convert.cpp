@@ -31,18 +31,16 @@ constexpr sys::ChildJob kReadArchive = {
 
 std::string InsertText(const NewTable& table) {
   std::string names;
-  std::string places;
   for (std::size_t i = 0; i < table.old_columns; ++i) {
-    names += (i == 0 ? "" : ", ") + sqlite::Identifier(table.columns[i].name);
-    places += i == 0 ? "?" : ", ?";
+    text::AppendItem(names, sqlite::Identifier(table.columns[i].name));
   }
-  return "INSERT INTO " + sqlite::Identifier(table.name) + " (" + names + ") VALUES (" + places +
-         ")";
+  return "INSERT INTO " + sqlite::Identifier(table.name) + " (" + names + ") VALUES (" +
+         sqlite::Parameters(table.old_columns) + ")";
 }
 
 void BindReal(sqlite::Statement& insert, int parameter, const NewColumn& column, double real) {
-  // SQLite takes what isn't a number for Null, and gives a whole number a
-  // decimal where a text is wanted.
+  // SQLite takes what isn't a number for Null, and in a column of texts adds a decimal to a whole
+  // number.
   if (column.program_text || real != real) {
     insert.BindCopy(parameter, jet::NumberText(real));
   } else {
@@ -112,9 +110,11 @@ class Converter {
         throw jet::Damaged("un altro programma l'ha cambiato durante la lettura");
       }
     } catch (const jet::Damaged& damage) {
-      throw Failure(Plain("Il vecchio archivio " + NameOf(from_) + " non si può convertire" +
-                          (at_.empty() ? "" : ", tabella " + at_) + ": " + damage.what() +
-                          ". Niente è stato scritto."));
+      std::string what = "Il vecchio archivio " + NameOf(from_) + " non si può convertire";
+      if (!at_.empty()) {
+        what += ", tabella " + at_;
+      }
+      throw Failure(Plain(what + ": " + damage.what() + ". Niente è stato scritto."));
     }
     CheckCounts();
     if (!GoOn()) {
@@ -139,9 +139,9 @@ class Converter {
     return {fs::last_write_time(from_, gone), fs::file_size(from_, gone)};
   }
 
-  // The old engine keeps a file of this name as long as anyone has the archive open. On
-  // the disk it may then be between two writes, which nothing in it need show: nothing
-  // is converted until the user says that it is only what a crash has left.
+  // The old engine keeps a file of this name as long as anyone has the archive open. The archive
+  // may then lie half written on the disk without a sign of it: nothing is converted until the user
+  // says that a crash has left the file.
   void FindLock() {
     const std::u16string wanted = text::Upper(sys::PathText(from_.stem()) + u".ldb");
     std::error_code unreadable;
@@ -158,7 +158,7 @@ class Converter {
 
   void Say(std::string_view line) { report_ << Plain(line) << '\n'; }
 
-  // Tells what has been found; false where that ends the work.
+  // Reports what has been found; false where that ends the work.
   bool GoOn() {
     std::ranges::for_each(findings_.notes, [this](const std::string& text) { Say(text); });
     findings_.notes.clear();
@@ -221,7 +221,7 @@ class Converter {
     database.Run("COMMIT");
   }
 
-  // `process` has told that the rows of the first table follow, if there is one.
+  // `process` has sent that the rows of the first table follow, if there is one.
   void ReadRows(jet::Process& process, sqlite::Connection& database) {
     std::uint64_t all = 0;
     for (const NewTable& table : tables_) {
@@ -249,9 +249,10 @@ class Converter {
           rows_[t].first_bad = message;
         }
         ++done;
-        shown.Tell(done, done);
+        shown.Show(done, done);
       }
-      if (kind != (t + 1 == rows_.size() ? jet::Kind::kEnd : jet::Kind::kRows)) {
+      const bool last = t + 1 == rows_.size();
+      if (kind != (last ? jet::Kind::kEnd : jet::Kind::kRows)) {
         throw jet::Damaged("il lettore dà messaggi fuori posto");
       }
     }
@@ -269,9 +270,8 @@ class Converter {
     }
   }
 
-  // Where values that should be unique aren't, all the rows come over and the
-  // index lets them. SQLite isn't left to find out: without a journal its failure
-  // would leave half an index.
+  // Where values that should be unique aren't, all rows are taken over and the index isn't unique.
+  // SQLite isn't left to find out: without a journal its failure would leave half an index.
   void AddIndex(sqlite::Connection& database, const NewTable& table, NewIndex index) {
     if (index.unique) {
       const std::string columns = KeyText(table, index);
@@ -283,7 +283,7 @@ class Converter {
         std::string values;
         bool null = false;  // Nulls don't equal each other
         for (int i = 0; i < count; ++i) {
-          values += (i == 0 ? "\"" : ", \"") + std::string(doubles.Bytes(i)) + '"';
+          text::AppendItem(values, '"' + std::string(doubles.Bytes(i)) + '"');
           null |= doubles.Type(i) == sqlite::Type::kNull;
         }
         if (!null) {
@@ -325,6 +325,8 @@ class Converter {
 
 }  // namespace
 
+std::vector<sys::ChildJob> ChildJobs() { return {kReadArchive}; }
+
 bool Convert(const fs::path& from, const fs::path& to, bool confirm, std::ostream& report,
              std::ostream* progress) {
   const fs::path source = sys::ResolvePath(sys::PathText(from));
@@ -337,10 +339,7 @@ bool Convert(const fs::path& from, const fs::path& to, bool confirm, std::ostrea
     default:
       break;
   }
-  const fs::path target = sys::ResolvePath(sys::PathText(to));
-  return Converter(source, fs::is_directory(target) ? target / source.filename() : target, confirm,
-                   report, progress)
-      .Run();
+  return Converter(source, TargetOf(to, source), confirm, report, progress).Run();
 }
 
 }  // namespace archivio

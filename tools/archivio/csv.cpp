@@ -12,6 +12,14 @@ constexpr std::size_t kBuffer = std::size_t{1} << 16;
 
 }  // namespace
 
+CsvReader::Source FromBytes(std::string_view bytes) {
+  return [bytes](char* to, std::size_t most) mutable {
+    const std::size_t got = bytes.copy(to, most);
+    bytes.remove_prefix(got);
+    return got;
+  };
+}
+
 CsvReader::CsvReader(Source source, std::string name)
     : source_(std::move(source)), name_(std::move(name)), buffer_(new char[kBuffer]) {
   Load();
@@ -22,8 +30,8 @@ CsvReader::CsvReader(Source source, std::string name)
   FindSeparator();
 }
 
-// Fills the whole buffer, as far as there is something: what the file is must show
-// in its first piece, however small the pieces of the source are.
+// Fills the whole buffer, as far as there is something, however small the pieces of the source are:
+// CheckKind and FindSeparator look at the first bufferful.
 bool CsvReader::Load() {
   at_ = 0;
   size_ = 0;
@@ -73,7 +81,9 @@ int CsvReader::Take() {
   const int c = Peek();
   if (c != kEnd) {
     ++at_;
-    line_ += c == '\n' ? 1 : 0;
+    if (c == '\n') {
+      ++line_;
+    }
     if (++row_size_ > kLongestRow) {
       Fail("la riga non finisce più");
     }
@@ -147,7 +157,10 @@ void AppendField(std::string& row, std::optional<std::string_view> text) {
   }
   row += '"';
   for (const char c : *text) {
-    row.append(c == '"' ? 2 : 1, c);
+    row += c;
+    if (c == '"') {
+      row += c;
+    }
   }
   row += '"';
 }

@@ -24,8 +24,7 @@ struct CsvField {
 
 class CsvReader {
  public:
-  // Fills a buffer with up to so many bytes and answers their number, 0 at the
-  // end.
+  // Fills a buffer with up to so many bytes and returns their number, 0 at the end.
   using Source = std::function<std::size_t(char* bytes, std::size_t most)>;
 
   // `name` is what messages call the file. Columns are separated by what comes
@@ -33,10 +32,10 @@ class CsvReader {
   // spreadsheets write, but no text in UTF-8, is Failure.
   CsvReader(Source source, std::string name);
 
-  // The next row; false at the end. Empty lines are passed over, the mark of
-  // UTF-8 in front of all too, and a line may end in LF alone. Where rows can't
-  // be told apart for certain (quotes left open or out of place, a stray CR, an
-  // endless row), nothing that follows can be trusted: throws Failure.
+  // The next row; false at the end. Empty lines and the mark of UTF-8 in front of the text are
+  // passed over, and a line may end in LF alone. Where it isn't certain where a row ends (quotes
+  // left open or out of place, a stray CR, an endless row), nothing that follows can be trusted:
+  // throws Failure.
   bool Next(std::vector<CsvField>& fields);
 
   // The line on which the last row began, from 1.
@@ -46,7 +45,12 @@ class CsvReader {
  private:
   static constexpr int kEnd = -1;
 
-  int Peek() { return at_ < size_ || Load() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
+  int Peek() {
+    if (at_ >= size_ && !Load()) {
+      return kEnd;
+    }
+    return static_cast<unsigned char>(buffer_[at_]);
+  }
   int Take();
   bool Load();
   void CheckKind() const;
@@ -67,8 +71,11 @@ class CsvReader {
   std::size_t row_size_ = 0;
 };
 
-// Appends a field to `row`; nothing is Null. Every text stands in quotes: where
-// they are, a spreadsheet can be told to leave the text as it is.
+// Reads `bytes`, which must live as long as the reader.
+CsvReader::Source FromBytes(std::string_view bytes);
+
+// Appends a field to `row`; nothing is Null. Every text is in quotes: a spreadsheet can be set
+// to leave such texts as they are.
 void AppendField(std::string& row, std::optional<std::string_view> text);
 
 }  // namespace archivio

@@ -73,8 +73,7 @@ constexpr BirthState kBirthStates[] = {
     {"MAROCCO", "Z330"},   {"TUNISIA", "Z352"}, {"STATI UNITI D'AMERICA", "Z404"},
     {"ARGENTINA", "Z600"}, {"BRASILE", "Z602"}};
 
-// Where those live who don't live in Italy; the state by its name in the
-// table of states.
+// Where those live who don't live in Italy; the state by its name in the table of states.
 struct Residence {
   std::string_view state;
   std::string_view town;
@@ -137,15 +136,18 @@ std::u16string PlainLetters(std::u16string_view name) {
   return letters;
 }
 
-// Three letters of a surname or, with `first_name`, of a first name: the
-// consonants, of four or more in a first name not the second; then the vowels,
-// then X.
+// Three letters of a surname or, with `first_name`, of a first name: the consonants, of four or
+// more in a first name not the second; then the vowels, then X.
 std::u16string NameLetters(std::string_view name, bool first_name) {
   std::u16string consonants;
   std::u16string vowels;
   for (const char16_t c : PlainLetters(text::FromUtf8(name))) {
     const bool vowel = std::u16string_view(u"AEIOU").find(c) != std::u16string_view::npos;
-    (vowel ? vowels : consonants).push_back(c);
+    if (vowel) {
+      vowels.push_back(c);
+    } else {
+      consonants.push_back(c);
+    }
   }
   if (first_name && consonants.size() >= 4) {
     consonants.erase(1, 1);
@@ -175,17 +177,23 @@ class Inventor {
   Recipient Next() {
     Recipient recipient;
     const bool person = random_.Percent(75);
-    person ? FillPerson(recipient) : FillCompany(recipient);
+    Texts categories;
+    if (person) {
+      FillPerson(recipient);
+      categories = kPersonCategories;
+    } else {
+      FillCompany(recipient);
+      categories = kCompanyCategories;
+    }
     const bool abroad = random_.Percent(3);
     if (abroad) {
       FillResidence(recipient);
+      categories = kForeignCategories;
     } else if (recipient[7].empty()) {
       FillMunicipality(recipient, random_.Pick(municipalities_));
     }
     if (abroad || random_.Percent(8)) {
-      recipient[9] = random_.Pick(abroad   ? Texts(kForeignCategories)
-                                  : person ? Texts(kPersonCategories)
-                                           : Texts(kCompanyCategories));
+      recipient[9] = random_.Pick(categories);
     }
     if (random_.Percent(3)) {
       recipient[16] = std::to_string(1 + random_.Below(8));
@@ -197,7 +205,10 @@ class Inventor {
   // taxable amount, withholding.
   std::array<std::string, 5> NextCertification() {
     const std::uint64_t gross = 10'000 + random_.Below(2'500'000);
-    const std::uint64_t taxable = random_.Percent(20) ? gross / 2 : gross;
+    std::uint64_t taxable = gross;
+    if (random_.Percent(20)) {
+      taxable /= 2;
+    }
     return {"2014", std::string(random_.Pick(kCauses)), Euro(gross), Euro(taxable),
             Euro(taxable / 5)};
   }
@@ -209,17 +220,24 @@ class Inventor {
     return std::to_string(cents / 100) + "," + Digits(cents % 100, 2);
   }
 
+  // Day and place of a birth as one number. No two people share both, so no two have the same code.
+  static std::uint64_t NextBirth(std::uint64_t& drawn, std::size_t places) {
+    return ++drawn * kStride % (kBirthDays * places);
+  }
+
   void FillPerson(Recipient& recipient) {
     const bool woman = random_.Percent(48);
     recipient[1] = random_.Pick(kSurnames);
-    recipient[2] = woman ? random_.Pick(kWomen) : random_.Pick(kMen);
+    recipient[2] = random_.Pick(woman ? Texts(kWomen) : Texts(kMen));
     recipient[3] = woman ? "F" : "M";
 
-    // No two people share both day and place of birth, hence no two a code.
     const bool foreign = random_.Percent(5);
-    const std::size_t places = foreign ? std::size(kBirthStates) : municipalities_.size();
-    std::uint64_t& drawn = foreign ? foreigners_ : natives_;
-    const std::uint64_t birth = ++drawn * kStride % (kBirthDays * places);
+    std::uint64_t birth = 0;
+    if (foreign) {
+      birth = NextBirth(foreigners_, std::size(kBirthStates));
+    } else {
+      birth = NextBirth(natives_, municipalities_.size());
+    }
     const std::chrono::year_month_day date =
         kFirstBirth + std::chrono::days(static_cast<int>(birth % kBirthDays));
     const std::size_t place = static_cast<std::size_t>(birth / kBirthDays);
@@ -250,19 +268,22 @@ class Inventor {
   }
 
   void FillCompany(Recipient& recipient) {
-    // What the first column has no room for goes on in the second, from a word.
+    // A name that is too long for the first column goes on in the second one, with a new word.
     constexpr std::size_t kWidth = 30;
     constexpr std::size_t kContinuation = 20;
     std::u16string name;
     std::size_t end = 0;
     do {
       name = text::FromUtf8(CompanyName());
-      end = name.size() <= kWidth ? name.size() : name.rfind(u' ', kWidth);
+      end = name.size();
+      if (end > kWidth) {
+        end = name.rfind(u' ', kWidth);
+      }
     } while (name.size() > end + 1 + kContinuation);
     recipient[1] = text::ToUtf8(name.substr(0, end));
     recipient[2] = text::ToUtf8(text::Mid(name, end + 2));
     recipient[4] = "00000000";
-    // A number of its own, then the office that gave it out.
+    // A number of its own, then that of the office which issued it.
     const std::uint64_t number = 1 + ++companies_ * kStride % 9'999'998;
     recipient[0] = text::ToUtf8(
         CheckedCompanyCode(text::FromUtf8(Digits(number, 7) + Digits(1 + random_.Below(100), 3))));
@@ -271,7 +292,11 @@ class Inventor {
   std::string CompanyName() {
     std::string name;
     for (const char c : random_.Pick(kCompanies)) {
-      c == '@' ? name += random_.Pick(kSurnames) : name += c;
+      if (c == '@') {
+        name += random_.Pick(kSurnames);
+      } else {
+        name += c;
+      }
     }
     return name;
   }
@@ -309,20 +334,18 @@ class Inventor {
 
 void AddRecipients(sqlite::Connection& database, long recipients, std::ostream* progress) {
   std::string names;
-  std::string places;
   for (const regole::CampoPercettore& field : regole::kCampi) {
-    names += (names.empty() ? "" : ", ") + text::ToUtf8(field.colonna);
-    places += places.empty() ? "?" : ", ?";
+    text::AppendItem(names, text::ToUtf8(field.colonna));
   }
-  sqlite::Statement recipient_insert(
-      database, "INSERT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")");
+  sqlite::Statement recipient_insert(database, "INSERT INTO PERCPARCELLE (" + names + ") VALUES (" +
+                                                   sqlite::Parameters(regole::kCampi.size()) + ")");
   sqlite::Statement certification_insert(database,
                                          "INSERT INTO QUADROLAUT VALUES (?, ?, ?, ?, ?, ?, ?)");
   Inventor inventor;
   Progress shown(progress, "Percettori inventati", static_cast<std::uint64_t>(recipients));
   for (long n = 0; n < recipients; ++n) {
     CheckInterrupted();
-    shown.Tell(static_cast<std::uint64_t>(n), static_cast<std::uint64_t>(n));
+    shown.Show(static_cast<std::uint64_t>(n), static_cast<std::uint64_t>(n));
     const Recipient recipient = inventor.Next();
     int place = 0;
     for (const regole::CampoPercettore& field : regole::kCampi) {

@@ -7,10 +7,9 @@
 
 namespace archivio {
 
-// Fills PERCPARCELLE and QUADROLAUT of an archive that has the tables. Nothing
-// depends on the machine, the library or the time: equal numbers, equal rows.
-// All codes differ, and the first rows of a longer run are those of a shorter.
-// `progress`: see archivio.h.
+// Fills PERCPARCELLE and QUADROLAUT of an archive that has the tables. Nothing depends on the
+// machine, the library or the time: equal numbers, equal rows. All codes differ, and the first rows
+// of a longer run are those of a shorter. `progress`: see archivio.h.
 void AddRecipients(sqlite::Connection& database, long recipients, std::ostream* progress);
 
 }  // namespace archivio

@@ -1,4 +1,3 @@
-#include <algorithm>
 
 #include "archivio/archivio.h"
 #include "archivio/columns.h"
@@ -6,8 +5,9 @@
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
+#include "archivio/rows.h"
+#include "archivio/server.h"
 #include "frame/MOD770BAS.h"
-#include "platform/sqlite/sqlite.h"
 #include "platform/system/new_file.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
@@ -21,16 +21,49 @@ namespace {
 const std::string kRecipients = "PERCPARCELLE";
 constexpr std::size_t kBlock = std::size_t{1} << 20;
 
-// A value of the row, nothing for Null. What can't be given back as it is stops the
-// export: better no file than one that lacks something.
-std::optional<std::string_view> Value(const sqlite::Statement& query, int column,
-                                      const std::string& label) {
-  const bool blob = query.Type(column) == sqlite::Type::kBlob;
-  const std::optional<std::string_view> value = query.Text(column);
-  if (value && (blob || value->find('\0') != value->npos || !text::IsUtf8(*value))) {
-    throw Failure(label + " contiene dati che non sono un testo.");
+std::string Header(const std::vector<std::string>& columns, bool readable) {
+  std::string header;
+  for (const std::string& column : columns) {
+    if (!header.empty()) {
+      header += ',';
+    }
+    std::string name = column;
+    if (readable) {
+      name = ReadableName(column);
+    }
+    AppendField(header, name);
   }
-  return value;
+  return header + "\r\n";
+}
+
+// The file's row of that number, `row` in the archive. What can't be written as it is stops the
+// export: better no file than one that lacks something.
+std::string RowText(const Rows& row, const std::vector<std::string>& columns, bool readable,
+                    std::size_t number) {
+  const std::string label = "Percettore n. " + std::to_string(number) + ": ";
+  std::string text;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (i > 0) {
+      text += ',';
+    }
+    const bool binary = row.Binary(i);
+    const std::optional<std::string_view> value = row.Text(i);
+    if (value && (binary || value->find('\0') != value->npos || !text::IsUtf8(*value))) {
+      throw Failure(label + "la colonna " + columns[i] + " contiene dati che non sono un testo.");
+    }
+    if (!value || !readable) {
+      AppendField(text, value);
+    } else if (columns[i] == kDateColumn) {
+      AppendField(text, HarmlessText(DateOnScreen(*value)));
+    } else {
+      AppendField(text, HarmlessText(*value));
+    }
+  }
+  text += "\r\n";
+  if (text.size() > kLongestRow) {
+    throw Failure(label + "testi troppo lunghi.");
+  }
+  return text;
 }
 
 }  // namespace
@@ -54,58 +87,31 @@ fs::path YearArchive() {
 
 std::size_t Export(const fs::path& archive, const fs::path& csv, bool readable,
                    std::ostream* progress) {
-  const fs::path source = sys::ResolvePath(sys::PathText(archive));
-  CheckReadable(source);
+  const Place source = PlaceOf(archive);
+  if (!source.OnServer()) {
+    CheckReadable(source.file);
+  }
   RefuseExisting(csv);
   sys::NewFile file(sys::PathText(csv), sys::Access::kOwner);
-  OpenArchive database(source, sqlite::Mode::kRead);
-  const std::vector<std::string> columns = database.Columns(kRecipients);
+  const std::unique_ptr<AnyArchive> database = OpenAny(source, AnyArchive::Access::kRead);
+  const std::vector<std::string> columns = database->Columns(kRecipients);
   if (columns.empty()) {
-    throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
+    throw Failure((source.OnServer() ? "Il database " : "Il file ") + source.Name() +
+                  " non è un archivio dei percettori.");
   }
-  std::string text;
-  std::string names;
-  for (const std::string& column : columns) {
-    AppendField(text += text.empty() ? "" : ",", readable ? ReadableName(column) : column);
-    names += (names.empty() ? "" : ", ") + sqlite::Identifier(column);
-  }
-  text += "\r\n";
-
-  const auto date = readable ? std::ranges::find(columns, kDateColumn) : columns.end();
+  std::string text = Header(columns, readable);
   Progress shown(progress, "Percettori scritti");
-  // The one statement sees one state of the archive.
   std::size_t count = 0;
-  std::string row;
-  const std::string number =
-      database.RowNumber(kRecipients, {database, "SELECT * FROM " + kRecipients});
-  sqlite::Statement query(database, "SELECT " + names + " FROM " + kRecipients +
-                                        (number.empty() ? "" : " ORDER BY " + number));
-  while (query.Next()) {
-    row.clear();
+  const std::unique_ptr<Rows> rows = database->Read(kRecipients, columns, Order::kNumber);
+  while (rows->Next()) {
     ++count;
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-      row += i == 0 ? "" : ",";
-      const std::optional<std::string_view> value =
-          Value(query, static_cast<int>(i),
-                "Percettore n. " + std::to_string(count) + ": la colonna " + columns[i]);
-      if (value && readable) {
-        const bool is_date = columns.begin() + static_cast<std::ptrdiff_t>(i) == date;
-        AppendField(row, HarmlessText(is_date ? DateOnScreen(*value) : std::string(*value)));
-      } else {
-        AppendField(row, value);
-      }
-    }
-    row += "\r\n";
-    if (row.size() > kLongestRow) {
-      throw Failure("Percettore n. " + std::to_string(count) + ": testi troppo lunghi.");
-    }
-    text += row;
+    text += RowText(*rows, columns, readable, count);
     if (text.size() > kBlock) {
       CheckInterrupted();
       file.Write(text);
       text.clear();
     }
-    shown.Tell(count, 0);
+    shown.Show(count, 0);
   }
   file.Write(text);
   CheckInterrupted();

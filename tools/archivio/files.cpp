@@ -17,6 +17,14 @@ namespace fs = std::filesystem;
 
 std::string NameOf(const fs::path& path) { return text::ToUtf8(sys::PathText(path)); }
 
+fs::path TargetOf(const fs::path& to, const fs::path& source) {
+  fs::path target = sys::ResolvePath(sys::PathText(to));
+  if (fs::is_directory(target)) {
+    target /= source.filename();
+  }
+  return target;
+}
+
 void RefuseExisting(const fs::path& file) {
   const fs::path found = sys::ResolvePath(sys::PathText(file));
   std::error_code ignored;
@@ -92,7 +100,10 @@ bool UndoCutOffWrite(const fs::path& archive) {
 NewFolders::NewFolders(const fs::path& folder) {
   std::error_code error;
   std::vector<fs::path> missing;
-  fs::path place = folder.has_filename() ? folder : folder.parent_path();
+  fs::path place = folder;
+  if (!place.has_filename()) {
+    place = place.parent_path();
+  }
   for (; !place.empty() && !fs::exists(place, error); place = place.parent_path()) {
     missing.push_back(place);
   }
@@ -102,7 +113,9 @@ NewFolders::NewFolders(const fs::path& folder) {
   }
   for (; !missing.empty(); missing.pop_back()) {
     if (!fs::create_directory(missing.back(), error)) {
-      error = error ? error : std::make_error_code(std::errc::file_exists);
+      if (!error) {
+        error = std::make_error_code(std::errc::file_exists);
+      }
       throw Failure("Impossibile creare la cartella " + NameOf(missing.back()) + ": " +
                     text::ToUtf8(sys::CauseOf(missing.back(), error)) + ".");
     }

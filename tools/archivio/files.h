@@ -14,14 +14,18 @@ namespace archivio {
 // What messages call a file, in UTF-8.
 std::string NameOf(const std::filesystem::path& path);
 
+// The file that a copy or a conversion of `source` makes: `to`, or, in a folder of that name, the
+// file with the name of `source`.
+std::filesystem::path TargetOf(const std::filesystem::path& to,
+                               const std::filesystem::path& source);
+
 // Refuses a name under which there is a file, whatever the case of its letters.
 void RefuseExisting(const std::filesystem::path& file);
 
-// All bytes of a file, which may be a pipe; more than 1 GB are refused. A signal ends the
-// waiting.
+// All bytes of a file, which may be a pipe; more than 1 GB are refused. A signal ends the wait.
 std::string ReadInput(const std::filesystem::path& file);
 
-// Refuses what isn't a file that can be read, by the system's own cause.
+// Refuses what isn't a file that can be read, with the system's own cause.
 void CheckReadable(const std::filesystem::path& file);
 
 // An open archive; a signal that ends the tool ends its statements.
@@ -40,12 +44,11 @@ class NewArchiveFile : public sys::NewFile {
   explicit NewArchiveFile(const std::filesystem::path& file);
 };
 
-// Undoes a write to the archive that was cut off, if there is one. True when
-// there was.
+// Undoes a write to the archive that was cut off, if there is one. True when it has undone one.
 bool UndoCutOffWrite(const std::filesystem::path& archive);
 
-// Folders made on the way to one; those that stay empty go again, unless Keep is
-// called.
+// Makes a folder and those above it where they are missing. Unless Keep is called, those that
+// stay empty are removed again.
 class NewFolders {
  public:
   explicit NewFolders(const std::filesystem::path& folder);

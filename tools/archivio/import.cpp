@@ -10,8 +10,9 @@
 #include "archivio/files.h"
 #include "archivio/interruption.h"
 #include "archivio/progress.h"
+#include "archivio/rows.h"
+#include "archivio/server.h"
 #include "frame/schema.h"
-#include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 #include "record/regole.h"
@@ -23,7 +24,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kTable = "PERCPARCELLE";
+const std::string kTable = "PERCPARCELLE";
 const std::size_t kCodeWidth = static_cast<std::size_t>(regole::CAMPO(0)->larghezza);
 
 std::string_view TrimRight(std::string_view s) { return s.substr(0, s.find_last_not_of(' ') + 1); }
@@ -41,35 +42,33 @@ struct Known {
 
 class Importer {
  public:
-  Importer(CsvReader& reader, std::string name, const fs::path& archive,
-           const ImportOptions& options, std::ostream& report, Progress& progress)
+  Importer(CsvReader& reader, std::string name, const Place& archive, const ImportOptions& options,
+           std::ostream& report, Progress& progress)
       : reader_(reader),
         name_(std::move(name)),
         options_(options),
         report_(report),
         progress_(progress),
-        database_(archive, sqlite::Mode::kWrite) {}
+        database_(OpenAny(archive, AnyArchive::Access::kWrite)) {}
 
   ImportResult Run() {
-    // EXTRA keeps a power cut after the commit from undoing it.
-    database_.Run("PRAGMA synchronous = EXTRA; PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
     ReadHeader();
-    row_number_ = database_.RowNumber("PERCPARCELLE", {database_, "SELECT * FROM PERCPARCELLE"});
     ReadArchive();
-    sqlite::Statement insert(database_, InsertText());
-    sqlite::Statement update(database_, UpdateText());
+    database_->Prepare(columns_, code_);
     std::size_t rows = 0;
     while (reader_.Next(fields_)) {
       CheckInterrupted();
-      progress_.Tell(++rows, reader_.BytesRead());
-      TakeRow(insert, update);
+      progress_.Show(++rows, reader_.BytesRead());
+      TakeRow();
     }
     result_.written = result_.wrong == 0 || options_.skip;
-    // What couldn't be told must not be done either.
+    // Where the report can't be written, nothing is done.
     if (!report_.flush()) {
       throw Failure("L'archivio resta com'era.");
     }
-    database_.Run(result_.written ? "COMMIT" : "ROLLBACK");
+    if (result_.written) {
+      database_->Commit();
+    }
     return result_;
   }
 
@@ -78,7 +77,7 @@ class Importer {
     if (!reader_.Next(fields_)) {
       throw Failure("Il file " + name_ + " è vuoto: manca la riga con i nomi delle colonne.");
     }
-    const std::vector<std::string> existing = database_.Columns(kTable);
+    const std::vector<std::string> existing = database_->Columns(kTable);
     for (const CsvField& field : fields_) {
       const auto same = [&field](std::string_view name) {
         return SameName(field.text, name) || SameName(field.text, ReadableName(name));
@@ -123,9 +122,9 @@ class Importer {
   }
 
   void ReadArchive() {
-    sqlite::Statement recipients(database_, "SELECT " + row_number_ + ", CFP FROM PERCPARCELLE");
-    while (recipients.Next()) {
-      Remember(recipients.Bytes(1), {recipients.Number(0), 0});
+    const std::unique_ptr<Rows> recipients = database_->Read(kTable, {"CFP"}, Order::kNumber);
+    while (recipients->Next()) {
+      Remember(recipients->Text(0).value_or(""), {recipients->Number(), 0});
     }
     for (const regole::CampoPercettore& rule : regole::kCampi) {
       if (rule.tabella != regole::Tabella::kNessuna && !codes_.contains(rule.tabella)) {
@@ -135,7 +134,7 @@ class Importer {
   }
 
   // A reference table: the codes that a search finds, blanks at the right aside, and those that a
-  // pick out of the lookup panel can give.
+  // pick in the lookup panel can set.
   struct Codes {
     std::unordered_set<std::u16string> stored;
     std::unordered_set<std::u16string> picked;
@@ -153,51 +152,25 @@ class Importer {
       regole::COMPONIRIGHE(table, {}, add);
       return codes;
     }
-    std::string columns;
+    std::vector<std::string> columns;
+    columns.reserve(source.colonne.size());
     for (const std::u16string_view column : source.colonne) {
-      columns += (columns.empty() ? "" : ", ") + (column.empty() ? "''" : text::ToUtf8(column));
+      columns.push_back(text::ToUtf8(column));
     }
-    sqlite::Statement rows(database_,
-                           "SELECT " + columns + " FROM " + text::ToUtf8(source.tabella));
+    const std::unique_ptr<Rows> rows =
+        database_->Read(text::ToUtf8(source.tabella), columns, Order::kNumber);
     std::u16string value;
     const auto column = [&](std::size_t i) {
-      return std::u16string_view(value = text::FromUtf8(rows.Bytes(static_cast<int>(i))));
+      return std::u16string_view(value = text::FromUtf8(rows->Text(i).value_or("")));
     };
-    while (rows.Next()) {
+    while (rows->Next()) {
       codes.stored.emplace(text::TrimRight(column(0)));
       regole::COMPONIRIGHE(table, column, add);
     }
     return codes;
   }
 
-  std::string InsertText() const {
-    std::string names;
-    std::string places;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      names += (i == 0 ? "" : ", ") + sqlite::Identifier(columns_[i]);
-      places += (i == 0 ? "?" : ", ?") + std::to_string(i + 1);
-    }
-    return "INSERT OR ABORT INTO PERCPARCELLE (" + names + ") VALUES (" + places + ")";
-  }
-
-  // The code stays in the form in which it is stored, and a value in its own, be it a number or
-  // the long form of a fraction, where the file has it as it was exported.
-  std::string UpdateText() const {
-    std::string values;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (i != code_) {
-        const std::string column = sqlite::Identifier(columns_[i]);
-        const std::string value = "?" + std::to_string(i + 1);
-        values += (values.empty() ? "" : ", ") + column + " = CASE WHEN CAST(" + column +
-                  " AS TEXT) COLLATE BINARY IS " + value + " THEN " + column + " ELSE " + value +
-                  " END";
-      }
-    }
-    return "UPDATE OR ABORT PERCPARCELLE SET " + values + " WHERE " + row_number_ + " = ?" +
-           std::to_string(columns_.size() + 1);
-  }
-
-  void TakeRow(sqlite::Statement& insert, sqlite::Statement& update) {
+  void TakeRow() {
     faults_.clear();
     doubts_.clear();
     Known* known = nullptr;
@@ -225,20 +198,17 @@ class Importer {
     if (wrong) {
       ++result_.wrong;
     } else if (known != nullptr) {
-      update.Bind(static_cast<int>(columns_.size()) + 1, known->row);
-      Write(update);
+      RequireOne(database_->Update(known->row, Values()));
       known->line = reader_.Line();
       ++result_.updated;
     } else {
-      Write(insert);
+      RequireOne(database_->Insert(Values()));
       Remember(fields_[code_].text, {0, reader_.Line()});
       ++result_.added;
     }
   }
 
-  static void Add(std::string& list, const std::string& text) {
-    list += (list.empty() ? "" : "; ") + text;
-  }
+  static void Add(std::string& list, std::string_view text) { text::AppendItem(list, text, "; "); }
 
   bool CheckTexts() {
     for (std::size_t i = 0; i < fields_.size(); ++i) {
@@ -268,7 +238,10 @@ class Importer {
         found == known_.end() && indented != indented_.end()) {
       found = known_.find(indented->second);
     }
-    return found == known_.end() ? nullptr : &found->second;
+    if (found == known_.end()) {
+      return nullptr;
+    }
+    return &found->second;
   }
 
   // The recipient to update, if it is one.
@@ -296,31 +269,37 @@ class Importer {
       if (options_.update && alike->line == 0) {
         return alike;
       }
-      Add(doubts_, "a parte gli spazi davanti, lo stesso codice " +
-                       (alike->line == 0 ? "di un percettore dell'archivio"
-                                         : "della riga " + std::to_string(alike->line)));
+      std::string whose = "di un percettore dell'archivio";
+      if (alike->line != 0) {
+        whose = "della riga " + std::to_string(alike->line);
+      }
+      Add(doubts_, "a parte gli spazi davanti, lo stesso codice " + whose);
     }
-    switch (regole::ESAMINACODICE(code)) {
-      case regole::EsitoCodice::kBuono:
-        break;
-      case regole::EsitoCodice::kLunghezzaPartitaIva:
-        Add(doubts_, "lunghezza partita IVA errata");
-        break;
-      case regole::EsitoCodice::kPartitaIvaErrata:
-        Add(doubts_, "partita IVA formalmente errata");
-        break;
-      case regole::EsitoCodice::kLunghezzaCodiceFiscale:
-        Add(doubts_, "lunghezza codice fiscale errata");
-        break;
-      case regole::EsitoCodice::kCodiceFiscaleErrato:
-        Add(doubts_, "codice fiscale formalmente errato");
-        break;
+    if (const std::string_view fault = Fault(regole::ESAMINACODICE(code)); !fault.empty()) {
+      Add(doubts_, fault);
     }
     return nullptr;
   }
 
-  // Whether a user could have brought the value about. Null is as good as the empty text, since
-  // the form shows it so.
+  // Empty for a good code.
+  static std::string_view Fault(regole::EsitoCodice code) {
+    switch (code) {
+      case regole::EsitoCodice::kLunghezzaPartitaIva:
+        return "lunghezza partita IVA errata";
+      case regole::EsitoCodice::kPartitaIvaErrata:
+        return "partita IVA formalmente errata";
+      case regole::EsitoCodice::kLunghezzaCodiceFiscale:
+        return "lunghezza codice fiscale errata";
+      case regole::EsitoCodice::kCodiceFiscaleErrato:
+        return "codice fiscale formalmente errato";
+      case regole::EsitoCodice::kBuono:
+        break;
+    }
+    return {};
+  }
+
+  // Doubts whether a user could have brought the value about. Null is as good as the empty text,
+  // since the form shows it so.
   void CheckField(const regole::CampoPercettore& rule, std::size_t place, bool added) {
     const std::u16string value = text::FromUtf8(fields_[place].text);
     const auto doubt = [&](const std::string& what) { Add(doubts_, columns_[place] + what); };
@@ -332,18 +311,7 @@ class Importer {
       return;  // CheckCode has its rules
     }
     if (!regole::DIGITABILE(rule, value)) {
-      switch (rule.genere) {
-        case regole::Genere::kData:
-          doubt(date_ ? " non è una data GG/MM/AAAA né 00/00/0000"
-                      : " non è una data AAAAMMGG né 00000000");
-          break;
-        case regole::Genere::kSesso:
-          doubt(" non è M, F, uno spazio o vuoto");
-          break;
-        default:
-          doubt(" ha più di " + std::to_string(rule.larghezza) +
-                (rule.larghezza == 1 ? " carattere" : " caratteri"));
-      }
+      doubt(NotTyped(rule));
       return;
     }
     if (added && rule.indice == regole::kCognome && text::Trim(value).empty()) {
@@ -354,13 +322,31 @@ class Importer {
     }
     const Codes& codes = codes_[rule.tabella];
     const bool stored = codes.stored.contains(std::u16string(text::TrimRight(value)));
-    if (rule.genere == regole::Genere::kProvincia
-            ? !stored
-            : !codes.picked.contains(value) || (regole::DACERCARE(rule, value) && !stored)) {
-      doubt(rule.genere == regole::Genere::kProvincia ? " non è una provincia valida"
-            : rule.genere == regole::Genere::kCodiceNumerico
-                ? " non è un codice di stato estero valido"
-                : " non è un codice della sua tabella");
+    const bool picked = codes.picked.contains(value) && (stored || !regole::DACERCARE(rule, value));
+    if (rule.genere == regole::Genere::kProvincia) {
+      if (!stored) {
+        doubt(" non è una provincia valida");
+      }
+    } else if (!picked && rule.genere == regole::Genere::kCodiceNumerico) {
+      doubt(" non è un codice di stato estero valido");
+    } else if (!picked) {
+      doubt(" non è un codice della sua tabella");
+    }
+  }
+
+  // The doubt about a value that can't be typed into its field.
+  std::string NotTyped(const regole::CampoPercettore& rule) const {
+    switch (rule.genere) {
+      case regole::Genere::kData:
+        if (date_) {
+          return " non è una data GG/MM/AAAA né 00/00/0000";
+        }
+        return " non è una data AAAAMMGG né 00000000";
+      case regole::Genere::kSesso:
+        return " non è M, F, uno spazio o vuoto";
+      default:
+        return " ha più di " + std::to_string(rule.larghezza) +
+               (rule.larghezza == 1 ? " carattere" : " caratteri");
     }
   }
 
@@ -377,16 +363,20 @@ class Importer {
     report_ << (wrong ? ": " : ", accettata: ") << text << ".\n";
   }
 
-  void Write(sqlite::Statement& statement) {
-    for (std::size_t i = 0; i < fields_.size(); ++i) {
-      if (fields_[i].Null()) {
-        statement.BindNull(static_cast<int>(i) + 1);
+  AnyArchive::Values Values() {
+    values_.clear();
+    for (const CsvField& field : fields_) {
+      if (field.Null()) {
+        values_.emplace_back();
       } else {
-        statement.Bind(static_cast<int>(i) + 1, fields_[i].text);
+        values_.emplace_back(field.text);
       }
     }
-    statement.Next();
-    if (const int changed = database_.Changes(); changed != 1) {
+    return values_;
+  }
+
+  void RequireOne(int changed) const {
+    if (changed != 1) {
       throw Failure("Riga " + std::to_string(reader_.Line()) + ": avrebbe cambiato " +
                     std::to_string(changed) +
                     " percettori invece di uno. L'archivio resta com'era.");
@@ -398,11 +388,11 @@ class Importer {
   const ImportOptions& options_;
   std::ostream& report_;
   Progress& progress_;
-  OpenArchive database_;
+  std::unique_ptr<AnyArchive> database_;
   ImportResult result_;
-  std::string row_number_;  // the name of the rows' number in SQL
 
   std::vector<CsvField> fields_;
+  std::vector<std::optional<std::string_view>> values_;  // what Values returns
   std::vector<std::string> columns_;  // by the archive's names, in the file's order
   std::size_t code_ = 0;
   bool readable_ = false;            // a name is that of the form: the file is one for eyes
@@ -421,25 +411,20 @@ class Importer {
 
 ImportResult Import(const fs::path& csv, const fs::path& archive, const ImportOptions& options,
                     std::ostream& report, std::ostream* progress) {
-  const fs::path file = sys::ResolvePath(sys::PathText(archive));
-  CheckReadable(file);
-  // To its end before the archive is locked: others shall not wait for a slow pipe.
+  const Place place = PlaceOf(archive);
+  if (!place.OnServer()) {
+    CheckReadable(place.file);
+  }
+  // Read to its end before the archive is locked: others shall not wait for a slow pipe.
   const fs::path source = sys::ResolvePath(sys::PathText(csv));
   const std::string bytes = ReadInput(source);
-  if (UndoCutOffWrite(file)) {
-    report << "Annullata la scrittura interrotta nel file " << NameOf(file) << ".\n";
+  if (!place.OnServer() && UndoCutOffWrite(place.file)) {
+    report << "Annullata la scrittura interrotta nel file " << place.Name() << ".\n";
   }
-  RequireTables(file);
-  std::string_view rest = bytes;
-  CsvReader reader(
-      [&rest](char* to, std::size_t most) {
-        const std::size_t got = rest.copy(to, most);
-        rest.remove_prefix(got);
-        return got;
-      },
-      NameOf(source));
+  RequireTables(place);
+  CsvReader reader(FromBytes(bytes), NameOf(source));
   Progress shown(progress, "Righe lette", bytes.size());
-  return Importer(reader, NameOf(source), file, options, report, shown).Run();
+  return Importer(reader, NameOf(source), place, options, report, shown).Run();
 }
 
 }  // namespace archivio

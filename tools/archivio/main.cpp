@@ -2,10 +2,18 @@
 
 #include "archivio/archivio.h"
 #include "archivio/interruption.h"
+#include "platform/system/child.h"
 #include "platform/system/console.h"
+#include "platform/system/environment.h"
 
 int main(int argc, char** argv) {
+  const std::vector<std::string> words = sys::Arguments(argc, argv);
+  sys::ServeAsChild(words, archivio::ChildJobs());
+  sys::SpeakUtf8();
   archivio::CatchSignals();
-  return archivio::Run({argv + 1, argv + argc}, std::cout, std::cerr,
-                       sys::ErrorsOnTerminal() ? &std::cerr : nullptr);
+  std::ostream* progress = nullptr;
+  if (sys::ErrorsOnTerminal()) {
+    progress = &std::cerr;
+  }
+  return archivio::Run(words, std::cout, std::cerr, progress);
 }

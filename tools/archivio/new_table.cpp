@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/sqlite/sqlite.h"
+#include "platform/text/text.h"
 
 namespace archivio {
 
@@ -37,8 +38,11 @@ std::vector<std::size_t> Places(const NewTable& table, std::string_view names) {
 std::string CreateText(const NewTable& table) {
   std::string columns;
   for (const NewColumn& column : table.columns) {
-    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(column.name) + ' ' +
-               std::string(column.type) + (column.ends_trimmed ? " COLLATE RTRIM" : "");
+    std::string declared = sqlite::Identifier(column.name) + ' ' + std::string(column.type);
+    if (column.ends_trimmed) {
+      declared += " COLLATE RTRIM";
+    }
+    text::AppendItem(columns, declared);
   }
   return "CREATE TABLE " + sqlite::Identifier(table.name) + " (" + columns + ")";
 }
@@ -46,7 +50,7 @@ std::string CreateText(const NewTable& table) {
 std::string KeyText(const NewTable& table, const NewIndex& index) {
   std::string columns;
   for (const std::size_t column : index.columns) {
-    columns += (columns.empty() ? "" : ", ") + sqlite::Identifier(table.columns[column].name);
+    text::AppendItem(columns, sqlite::Identifier(table.columns[column].name));
   }
   return columns;
 }
@@ -55,6 +59,61 @@ std::string CreateText(const NewTable& table, const NewIndex& index) {
   return (index.unique ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") +
          sqlite::Identifier(index.name) + " ON " + sqlite::Identifier(table.name) + " (" +
          KeyText(table, index) + ")";
+}
+
+std::string ServerName(std::string_view name) {
+  std::string lower(name);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c - 'A' + 'a');
+    } else if (c == '.') {
+      c = '_';
+    }
+  }
+  return lower;
+}
+
+std::string ServerNumber(const NewTable& table) {
+  std::string number = "numero_riga";
+  while (std::ranges::any_of(
+      table.columns, [&](const NewColumn& column) { return ServerName(column.name) == number; })) {
+    number += '_';
+  }
+  return number;
+}
+
+namespace {
+
+std::string ServerIdentifier(std::string_view name) {
+  return sqlite::Identifier(ServerName(name));  // both quote names in the same way
+}
+
+}  // namespace
+
+std::string ServerText(const NewTable& table) {
+  std::string columns =
+      ServerIdentifier(ServerNumber(table)) + " bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY";
+  for (const NewColumn& column : table.columns) {
+    columns += ", " + ServerIdentifier(column.name) + (column.ends_trimmed ? " bpchar" : " text") +
+               " COLLATE \"C\"";
+  }
+  return "CREATE TABLE " + ServerIdentifier(table.name) + " (" + columns + ")";
+}
+
+std::vector<std::string> ServerTexts(const NewTable& table, const NewIndex& index) {
+  std::vector<std::string> texts;
+  const NewColumn& first = table.columns[index.columns.front()];
+  const std::string on = " ON " + ServerIdentifier(table.name) + " (";
+  const std::string walk = on + ServerIdentifier(first.name) + " NULLS FIRST, " +
+                           ServerIdentifier(ServerNumber(table)) + ")";
+  if (index.unique) {
+    texts.push_back("CREATE UNIQUE INDEX " + ServerIdentifier(index.name) + on +
+                    ServerName(KeyText(table, index)) + ")");
+    texts.push_back("CREATE INDEX " + ServerIdentifier(index.name + "_ordine") + walk);
+  } else if (first.ends_trimmed) {
+    texts.push_back("CREATE INDEX " + ServerIdentifier(index.name) + walk);
+  }
+  return texts;
 }
 
 }  // namespace archivio

@@ -48,4 +48,14 @@ std::string CreateText(const NewTable& table, const NewIndex& index);
 // The index's columns, separated by commas.
 std::string KeyText(const NewTable& table, const NewIndex& index);
 
+// The same on a PostgreSQL server, where a PostgreSQL user expects them: names in lower case,
+// with an underscore for the point in an index's name, and a first column for the row's number,
+// which in a file isn't one.
+std::string ServerName(std::string_view name);
+std::string ServerNumber(const NewTable& table);
+std::string ServerText(const NewTable& table);
+// The index; of a unique one another beside it, for what moves along it and meets Null keys in
+// the order of the rows. None where the index would only spare a sort.
+std::vector<std::string> ServerTexts(const NewTable& table, const NewIndex& index);
+
 }  // namespace archivio

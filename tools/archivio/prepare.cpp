@@ -35,8 +35,11 @@ fs::path WholePath(const fs::path& wanted) {
 // A section of a registry file that names the folder.
 std::string Section(std::u16string_view value, const fs::path& folder) {
   std::string quoted;
-  for (const char c : sys::PathBytes(folder)) {
-    quoted += c == '"' ? "\\\"" : std::string(1, c);
+  for (const char c : NameOf(folder)) {
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
+    }
+    quoted += c;
   }
   return "\r\n[" + text::ToUtf8(MOD770BAS::kRadice) + "\\" + text::ToUtf8(MOD770BAS::kChiave) +
          "]\r\n\"" + text::ToUtf8(value) + "\"=\"" + quoted + "\"\r\n";
@@ -49,7 +52,7 @@ bool Names(std::u16string_view value, const fs::path& folder) {
   return !named.empty() && (sys::ResolvePath(named) / "").lexically_normal() == folder / "";
 }
 
-// A folder not made here: where its disk isn't there, one in its place would be on another.
+// The folder isn't made here: while its disk isn't there, a new one would lie on another disk.
 fs::path CopiesFolder(const fs::path& wanted) {
   fs::path folder = WholePath(wanted);
   std::error_code error;
@@ -57,15 +60,65 @@ fs::path CopiesFolder(const fs::path& wanted) {
     throw Failure("La cartella delle copie " + NameOf(folder) +
                   " non esiste: se sta su un altro disco, collegarlo, altrimenti crearla.");
   }
-  // Fails where none can be made.
+  // Fails where no file can be made in the folder.
   const sys::NewFile trial(sys::PathText(folder / "S7702015-prova"), sys::Access::kOwner,
                            sys::NewFile::Existing::kReplaced);
   return folder;
 }
 
-// A later section counts more than an earlier one, so it goes to the end, in the file's own
-// form. Where that can't be, the file is as it was.
-void AddCopies(const fs::path& registry, const fs::path& copies) {
+// What messages call the registry. Throws Failure where there can be none.
+std::string RegistryName() {
+  if (sys::OwnRegistry() != nullptr) {
+    return "registro, alla chiave " + text::ToUtf8(MOD770BAS::kRadice) + '\\' +
+           text::ToUtf8(MOD770BAS::kChiave) + ',';
+  }
+  const fs::path registry = sys::RegistryFile();
+  if (registry.empty()) {
+    throw Failure("L'utente non ha una cartella per il file di registro.");
+  }
+  return "file di registro " + NameOf(registry);
+}
+
+// Whether the registry names a folder already; a file always counts, whatever it holds.
+bool IsRegistered() {
+  using namespace MOD770BAS;
+  if (sys::OwnRegistry() != nullptr) {
+    return !LEGGIVALOREREGISTRO(kRadice, kChiave, kValoreArchivi).empty();
+  }
+  std::error_code ignored;
+  return fs::symlink_status(sys::RegistryFile(), ignored).type() != fs::file_type::not_found;
+}
+
+void Register(const fs::path& folder, const fs::path& copies) {
+  using namespace MOD770BAS;
+  if (sys::SystemRegistry* const own = sys::OwnRegistry()) {
+    own->Write(kRadice, kChiave, kValoreArchivi, sys::PathText(folder));
+    if (!copies.empty()) {
+      own->Write(kRadice, kChiave, kValoreCopie, sys::PathText(copies));
+    }
+    return;
+  }
+  const fs::path registry = sys::RegistryFile();
+  NewFolders parents(registry.parent_path());
+  sys::NewFile file(sys::PathText(registry), sys::Access::kOwner);
+  file.Write("Windows Registry Editor Version 5.00\r\n");
+  file.Write(Section(kValoreArchivi, folder));
+  if (!copies.empty()) {
+    file.Write(Section(kValoreCopie, copies));
+  }
+  file.Place();
+  parents.Keep();
+}
+
+// A later section counts more than an earlier one, so it is appended, in the file's own form. Where
+// that fails the file stays as it was.
+void AddCopies(const fs::path& copies) {
+  if (sys::SystemRegistry* const own = sys::OwnRegistry()) {
+    own->Write(MOD770BAS::kRadice, MOD770BAS::kChiave, MOD770BAS::kValoreCopie,
+               sys::PathText(copies));
+    return;
+  }
+  const fs::path registry = sys::RegistryFile();
   std::string section = Section(MOD770BAS::kValoreCopie, copies);
   std::ifstream read(registry, std::ios::binary);
   if (read.get() == 0xFF && read.get() == 0xFE) {
@@ -106,7 +159,7 @@ void MakeTemplate(const fs::path& folder, std::ostream& out, NewFolders& folders
   out << "Il modello " << NameOf(file) << " c'era già e resta com'è.\n";
 }
 
-void TellCopies(const fs::path& copies, std::ostream& out) {
+void ReportCopies(const fs::path& copies, std::ostream& out) {
   if (!copies.empty()) {
     out << "Le copie dell'archivio vanno nella cartella " << NameOf(copies) << ".\n";
   }
@@ -116,40 +169,29 @@ void TellCopies(const fs::path& copies, std::ostream& out) {
 
 void Prepare(const fs::path& wanted, const std::optional<fs::path>& wanted_copies,
              std::ostream& out) {
-  const fs::path registry = sys::RegistryFile();
-  if (registry.empty()) {
-    throw Failure("L'utente non ha una cartella per il file di registro.");
-  }
   const fs::path folder = WholePath(wanted);
-  std::error_code error;
-  const bool registered = fs::symlink_status(registry, error).type() != fs::file_type::not_found;
+  const bool registered = IsRegistered();
   if (registered && !Names(MOD770BAS::kValoreArchivi, folder)) {
-    throw Failure("Il file di registro " + NameOf(registry) +
+    throw Failure("Il " + RegistryName() +
                   " esiste già e non indica questa cartella; resta com'è.");
   }
-  const fs::path copies = wanted_copies ? CopiesFolder(*wanted_copies) : fs::path();
+  fs::path copies;
+  if (wanted_copies) {
+    copies = CopiesFolder(*wanted_copies);
+  }
   NewFolders folders(folder);
   MakeTemplate(folder, out, folders);
   CheckInterrupted();
   if (registered) {
-    out << "Il file di registro " << NameOf(registry) << " indica già questa cartella.\n";
+    out << "Il " << RegistryName() << " indica già questa cartella.\n";
     if (wanted_copies && !Names(MOD770BAS::kValoreCopie, copies)) {
-      AddCopies(registry, copies);
+      AddCopies(copies);
     }
-    TellCopies(copies, out);
-    return;
+  } else {
+    Register(folder, copies);
+    out << "Scritto il " << RegistryName() << ".\n";
   }
-  NewFolders parents(registry.parent_path());
-  sys::NewFile file(sys::PathText(registry), sys::Access::kOwner);
-  file.Write("Windows Registry Editor Version 5.00\r\n");
-  file.Write(Section(MOD770BAS::kValoreArchivi, folder));
-  if (wanted_copies) {
-    file.Write(Section(MOD770BAS::kValoreCopie, copies));
-  }
-  file.Place();
-  parents.Keep();
-  out << "Scritto il file di registro " << NameOf(registry) << ".\n";
-  TellCopies(copies, out);
+  ReportCopies(copies, out);
 }
 
 }  // namespace archivio

@@ -10,11 +10,11 @@ bool Progress::Due() {
     return false;
   }
   next_ = Clock::now() + std::chrono::milliseconds(500);
-  told_ = true;
+  shown_ = true;
   return true;
 }
 
-void Progress::Tell(std::uint64_t count, std::uint64_t done) {
+void Progress::Show(std::uint64_t count, std::uint64_t done) {
   if (!Due()) {
     return;
   }
@@ -25,7 +25,7 @@ void Progress::Tell(std::uint64_t count, std::uint64_t done) {
   *out_ << std::flush;
 }
 
-void Progress::TellTime() {
+void Progress::ShowTime() {
   if (Due()) {
     const auto passed = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begun_);
     *out_ << '\r' << what_ << " da " << passed.count() << " s" << std::flush;
@@ -33,9 +33,9 @@ void Progress::TellTime() {
 }
 
 void Progress::Clear() {
-  if (told_) {
+  if (shown_) {
     *out_ << '\r' << std::string(60, ' ') << '\r' << std::flush;
-    told_ = false;
+    shown_ = false;
   }
 }
 

@@ -1,4 +1,4 @@
-// How far a long work is, told from time to time on one line of a terminal.
+// How far a long work is, shown from time to time on one line of a terminal.
 #pragma once
 
 #include <chrono>
@@ -19,10 +19,10 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void Tell(std::uint64_t count, std::uint64_t done);
+  void Show(std::uint64_t count, std::uint64_t done);
   // For work that can't be counted: the seconds since its beginning.
-  void TellTime();
-  // Makes the line free for something else.
+  void ShowTime();
+  // Clears the line for something else.
   void Clear();
 
  private:
@@ -35,7 +35,7 @@ class Progress {
   std::uint64_t whole_;
   Clock::time_point begun_ = Clock::now();
   Clock::time_point next_ = begun_ + std::chrono::milliseconds(500);
-  bool told_ = false;
+  bool shown_ = false;
 };
 
 }  // namespace archivio

@@ -8,13 +8,7 @@
 namespace archivio {
 
 std::vector<ReferenceRow> ReferenceRows(std::string_view csv) {
-  CsvReader reader(
-      [&csv](char* bytes, std::size_t most) {
-        const std::size_t got = csv.copy(bytes, most);
-        csv.remove_prefix(got);
-        return got;
-      },
-      "data");
+  CsvReader reader(FromBytes(csv), "data");
   std::vector<ReferenceRow> rows;
   std::vector<CsvField> fields;
   reader.Next(fields);

@@ -20,7 +20,7 @@ using ReferenceRow = std::vector<std::string>;
 std::vector<ReferenceRow> ReferenceRows(std::string_view csv);
 
 // Code, name and province of all municipalities by name, those of one name by
-// province: an index on the name alone then gives them in that order.
+// province: an index on the name alone then has them in that order.
 std::vector<ReferenceRow> MunicipalitiesByName();
 
 }  // namespace archivio

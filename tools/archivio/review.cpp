@@ -5,7 +5,8 @@
 #include "archivio/columns.h"
 #include "archivio/files.h"
 #include "archivio/progress.h"
-#include "platform/sqlite/sqlite.h"
+#include "archivio/rows.h"
+#include "archivio/server.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
 #include "record/avvisi.h"
@@ -17,44 +18,32 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A select list of columns.
-template <class Columns>
-std::string Join(const Columns& columns) {
-  std::string list;
-  for (const std::u16string_view column : columns) {
-    list += (list.empty() ? "" : ", ") + text::ToUtf8(column);
-  }
-  return list;
-}
-
-std::string Told(std::u16string_view text) { return Shown(text::ToUtf8(text::Trim(text))); }
+std::string TrimmedShown(std::u16string_view text) { return Shown(text::ToUtf8(text::Trim(text))); }
 
 class Reviewer {
  public:
-  Reviewer(const fs::path& archive, std::ostream& out, std::ostream* progress)
-      : database_(archive, sqlite::Mode::kRead),
+  Reviewer(const Place& archive, std::ostream& out, std::ostream* progress)
+      : database_(OpenAny(archive, AnyArchive::Access::kRead)),
         out_(out),
         progress_(progress, "Percettori controllati") {}
 
   ReviewResult Run() {
-    // Both tables are read as they are at one moment.
-    database_.Run("BEGIN");
     ReadMunicipalities();
-    std::vector<std::u16string_view> columns;
+    std::vector<std::string> columns;  // the code first
     columns.reserve(regole::kCampi.size());
     for (const regole::CampoPercettore& field : regole::kCampi) {
-      columns.push_back(field.colonna);
+      columns.push_back(text::ToUtf8(field.colonna));
     }
-    sqlite::Statement rows(database_,
-                           "SELECT " + Join(columns) + " FROM PERCPARCELLE ORDER BY CFP");
-    while (rows.Next()) {
+    const std::unique_ptr<Rows> rows =
+        database_->Read("PERCPARCELLE", columns, Order::kFirstColumn);
+    while (rows->Next()) {
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const regole::CampoPercettore& field = regole::kCampi[i];
         texts_[static_cast<std::size_t>(field.indice)] =
-            regole::TESTOASCHERMO(field, text::FromUtf8(rows.Bytes(static_cast<int>(i))));
+            regole::TESTOASCHERMO(field, text::FromUtf8(rows->Text(i).value_or("")));
       }
       ReviewRow();
-      progress_.Tell(++result_.recipients, 0);
+      progress_.Show(++result_.recipients, 0);
     }
     progress_.Clear();
     out_ << same_names_;
@@ -64,11 +53,18 @@ class Reviewer {
  private:
   void ReadMunicipalities() {
     const regole::Fonte source = regole::FONTE(regole::Tabella::kComuni);
-    sqlite::Statement rows(
-        database_, "SELECT " + Join(source.colonne) + " FROM " + text::ToUtf8(source.tabella));
-    while (rows.Next()) {
-      municipalities_.AGGIUNGI(text::FromUtf8(rows.Bytes(0)), text::FromUtf8(rows.Bytes(1)),
-                               text::FromUtf8(rows.Bytes(2)));
+    std::vector<std::string> columns;
+    columns.reserve(source.colonne.size());
+    for (const std::u16string_view column : source.colonne) {
+      columns.push_back(text::ToUtf8(column));
+    }
+    const std::unique_ptr<Rows> rows =
+        database_->Read(text::ToUtf8(source.tabella), columns, Order::kNumber);
+    const auto value = [&rows](std::size_t i) {
+      return text::FromUtf8(rows->Text(i).value_or(""));
+    };
+    while (rows->Next()) {
+      municipalities_.AGGIUNGI(value(0), value(1), value(2));
     }
   }
 
@@ -82,19 +78,23 @@ class Reviewer {
       }
       std::string values;
       if (!regole::SENZAVALORE(field.indice, texts_[place])) {
-        values = '"' + Told(texts_[place]) + '"';
+        values = '"' + TrimmedShown(texts_[place]) + '"';
       }
       if (!known[place].empty()) {
-        values += (values.empty() ? "" : ", ") + ("nel codice \"" + Told(known[place]) + '"');
+        text::AppendItem(values, "nel codice \"" + TrimmedShown(known[place]) + '"');
+      }
+      std::string finding = text::ToUtf8(found);
+      if (!values.empty()) {
+        finding += " (" + values + ')';
       }
       ++result_.findings;
       progress_.Clear();
-      out_ << Line(text::ToUtf8(found) + (values.empty() ? "" : " (" + values + ')'));
+      out_ << Line(finding);
     }
     const std::u16string& surname = texts_[regole::kCognome];
     if (const std::u16string name = regole::NOMENUDO(surname + texts_[regole::kNome]);
         !name.empty()) {
-      const auto [first, added] = codes_.try_emplace(name, Told(texts_[0]));
+      const auto [first, added] = codes_.try_emplace(name, TrimmedShown(texts_[0]));
       if (!added) {
         ++result_.findings;
         same_names_ += Line("Stesso nome del codice " + first->second);
@@ -102,14 +102,16 @@ class Reviewer {
     }
   }
 
-  // About the row.
+  // A line of the report on the row.
   std::string Line(const std::string& finding) const {
-    const std::string first_name = Told(texts_[regole::kNome]);
-    return Told(texts_[0]) + ' ' + Told(texts_[regole::kCognome]) +
-           (first_name.empty() ? "" : " ") + first_name + ": " + finding + ".\n";
+    std::string who = TrimmedShown(texts_[0]) + ' ' + TrimmedShown(texts_[regole::kCognome]);
+    if (const std::string first_name = TrimmedShown(texts_[regole::kNome]); !first_name.empty()) {
+      who += ' ' + first_name;
+    }
+    return who + ": " + finding + ".\n";
   }
 
-  OpenArchive database_;
+  std::unique_ptr<AnyArchive> database_;
   std::ostream& out_;
   Progress progress_;
   ReviewResult result_;
@@ -122,9 +124,9 @@ class Reviewer {
 }  // namespace
 
 ReviewResult Review(const fs::path& archive, std::ostream& out, std::ostream* progress) {
-  const fs::path file = sys::ResolvePath(sys::PathText(archive));
-  RequireTables(file);
-  return Reviewer(file, out, progress).Run();
+  const Place place = PlaceOf(archive);
+  RequireTables(place);
+  return Reviewer(place, out, progress).Run();
 }
 
 }  // namespace archivio

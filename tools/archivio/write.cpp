@@ -8,6 +8,7 @@
 #include "archivio/new_table.h"
 #include "archivio/progress.h"
 #include "archivio/reference_data.h"
+#include "archivio/server.h"
 #include "frame/schema.h"
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
@@ -20,12 +21,8 @@ namespace {
 
 void AddRows(sqlite::Connection& database, std::string_view table,
              const std::vector<ReferenceRow>& rows) {
-  std::string places = "?";
-  for (std::size_t i = 1; i < rows.front().size(); ++i) {
-    places += ", ?";
-  }
-  sqlite::Statement insert(database,
-                           "INSERT INTO " + sqlite::Identifier(table) + " VALUES (" + places + ")");
+  sqlite::Statement insert(database, "INSERT INTO " + sqlite::Identifier(table) + " VALUES (" +
+                                         sqlite::Parameters(rows.front().size()) + ")");
   for (const ReferenceRow& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) {
       insert.Bind(static_cast<int>(i) + 1, row[i]);
@@ -50,10 +47,7 @@ class NewArchive {
 
   void Fill(std::optional<long> recipients, std::ostream* progress) {
     OpenArchive database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
-    database.Run(
-        "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
-        "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
-        "BEGIN");
+    database.Run(kNewFile);
     std::vector<NewTable> tables;
     for (const Table& table : Tables()) {
       tables.push_back(ProgramTable(table));
@@ -77,12 +71,35 @@ class NewArchive {
                     static_cast<std::uint64_t>(source.Number("PRAGMA page_count")));
     source.CopyTo(database, [&](int done, int /*all*/) {
       CheckInterrupted();
-      copied.Tell(static_cast<std::uint64_t>(done), static_cast<std::uint64_t>(done));
+      copied.Show(static_cast<std::uint64_t>(done), static_cast<std::uint64_t>(done));
     });
     copied.Clear();
+    CheckPages(database, progress);
+  }
+
+  void FillFrom(const Place& server, std::ostream& out, std::ostream* progress) {
+    OpenArchive database(file_.Growing(), sqlite::Mode::kWrite, file_.Name());
+    database.Run(kNewFile);
+    CopyFromServer(server, database, out, progress);
+    database.Run("COMMIT; PRAGMA journal_mode = DELETE");
+    CheckPages(database, progress);
+  }
+
+  void PlaceFile() {
+    CheckInterrupted();
+    file_.Place();
+  }
+
+ private:
+  static constexpr char kNewFile[] =
+      "PRAGMA page_size = 4096; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF;"
+      "PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; PRAGMA cache_size = -65536;"
+      "BEGIN";
+
+  static void CheckPages(sqlite::Connection& database, std::ostream* progress) {
     Progress checked(progress, "Controllo della copia");
     database.SetWatch([&] {
-      checked.TellTime();
+      checked.ShowTime();
       return CaughtSignal() == 0;
     });
     if (const std::vector<std::string> damages = database.Damages(); !damages.empty()) {
@@ -90,12 +107,6 @@ class NewArchive {
     }
   }
 
-  void Place() {
-    CheckInterrupted();
-    file_.Place();
-  }
-
- private:
   NewArchiveFile file_;
 };
 
@@ -104,13 +115,13 @@ class NewArchive {
 void WriteTemplate(const fs::path& file) {
   NewArchive archive(file);
   archive.Fill(std::nullopt, nullptr);
-  archive.Place();
+  archive.PlaceFile();
 }
 
 void WriteDemonstration(const fs::path& file, long recipients) {
   NewArchive archive(file);
   archive.Fill(recipients, nullptr);
-  archive.Place();
+  archive.PlaceFile();
 }
 
 void Create(const fs::path& wanted, std::optional<long> recipients, std::ostream& out,
@@ -130,13 +141,13 @@ void Create(const fs::path& wanted, std::optional<long> recipients, std::ostream
     model->Fill(std::nullopt, nullptr);
   }
   if (year) {
-    year->Place();
+    year->PlaceFile();
     folders.Keep();
     out << "Scritto l'archivio dell'anno " << NameOf(year->Name()) << ", con " << *recipients
         << (*recipients == 1 ? " percettore inventato.\n" : " percettori inventati.\n");
   }
   if (model) {
-    model->Place();
+    model->PlaceFile();
     folders.Keep();
     out << "Scritto il modello " << NameOf(model->Name()) << ".\n";
   } else {
@@ -144,11 +155,26 @@ void Create(const fs::path& wanted, std::optional<long> recipients, std::ostream
   }
 }
 
+namespace {
+
+void CopyServer(const Place& from, const fs::path& to, std::ostream& out, std::ostream* progress) {
+  NewArchive copy(TargetOf(to, kYearName));
+  copy.FillFrom(from, out, progress);
+  copy.PlaceFile();
+  out << "Copiato l'archivio " << from.Name() << " nel file " << NameOf(copy.Name()) << ".\n";
+}
+
+}  // namespace
+
 void Copy(const fs::path& from, const fs::path& to, std::ostream& out, std::ostream* progress) {
-  const fs::path source = sys::ResolvePath(sys::PathText(from));
+  const Place place = PlaceOf(from);
+  if (place.OnServer()) {
+    CopyServer(place, to, out, progress);
+    return;
+  }
+  const fs::path& source = place.file;
   CheckReadable(source);
-  const fs::path target = sys::ResolvePath(sys::PathText(to));
-  NewArchive copy(fs::is_directory(target) ? target / source.filename() : target);
+  NewArchive copy(TargetOf(to, source));
   if (UndoCutOffWrite(source)) {
     out << "Annullata la scrittura interrotta nel file " << NameOf(source) << ".\n";
   }
@@ -157,7 +183,7 @@ void Copy(const fs::path& from, const fs::path& to, std::ostream& out, std::ostr
     throw Failure("Il file " + NameOf(source) + " non è un archivio dei percettori.");
   }
   copy.FillFrom(database, progress);
-  copy.Place();
+  copy.PlaceFile();
   out << "Copiato l'archivio " << NameOf(source) << " nel file " << NameOf(copy.Name()) << ".\n";
 }
 

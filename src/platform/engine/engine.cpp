@@ -28,7 +28,9 @@ class Scanner {
   bool Sign(char16_t sign) {
     SkipBlanks();
     const bool next = rest_.starts_with(sign);
-    rest_.remove_prefix(next ? 1 : 0);
+    if (next) {
+      rest_.remove_prefix(1);
+    }
     return next;
   }
 
@@ -69,7 +71,10 @@ class Scanner {
 
  private:
   static char16_t UpperLetter(char16_t c) {
-    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c;
+    if (c >= u'a' && c <= u'z') {
+      return static_cast<char16_t>(c - u'a' + u'A');
+    }
+    return c;
   }
   static bool InName(char16_t c) {
     const char16_t upper = UpperLetter(c);
@@ -131,6 +136,12 @@ Command Understood(Scanner scanner, Form form, std::u16string_view sql, Store& s
   return command;
 }
 
+void CheckComparison(std::u16string_view comparison) {
+  if (comparison != u"=") {
+    throw Error(kOther, u"Confronto non previsto nella ricerca: " + std::u16string(comparison));
+  }
+}
+
 }  // namespace
 
 bool Error::DatabaseUnfit() const {
@@ -147,10 +158,7 @@ std::u16string Quoted(std::u16string_view text) {
   return out;
 }
 
-Value Field::Get() const {
-  const auto value = recordset_->Read(column_);
-  return value ? Value(std::u16string(*value)) : std::nullopt;
-}
+Value Field::Get() const { return Value(recordset_->Read(column_)); }
 
 std::u16string Field::Text() const { return std::u16string(View()); }
 
@@ -174,10 +182,14 @@ void Recordset::Index(std::u16string_view name) { State().Index(name); }
 
 void Recordset::Seek(std::u16string_view comparison, const Value& key) {
   RecordsetState& state = State();
-  if (comparison != u"=") {
-    throw Error(kOther, u"Confronto non previsto nella ricerca: " + std::u16string(comparison));
-  }
-  state.Seek(key);
+  CheckComparison(comparison);
+  state.Seek(StoredValue::Of(key));
+}
+
+void Recordset::Seek(std::u16string_view comparison, std::span<const std::u16string> keys) {
+  RecordsetState& state = State();
+  CheckComparison(comparison);
+  state.Seek(keys);
 }
 
 bool Recordset::NoMatch() const { return State().NoMatch(); }
@@ -228,7 +240,7 @@ void Database::Execute(std::u16string_view sql) {
     FailSyntax(sql);
   }
   const Command command = Understood(scanner, Form::kDelete, sql, store);
-  Rest();
+  EndRuns();
   command.table->Delete(command.condition);
 }
 
@@ -238,7 +250,7 @@ std::vector<Database::Trigger> Database::Triggers() { return State().Use().Trigg
 
 void Database::BeginTrans() {
   Store& store = State().Use();
-  Rest();
+  EndRuns();
   store.Begin();
 }
 
@@ -246,7 +258,7 @@ void Database::CommitTrans() { State().Use().Commit(); }
 
 void Database::Rollback() noexcept {
   if (state_ != nullptr && !state_->Closed()) {
-    Rest();
+    EndRuns();
     state_->Use().Rollback();
   }
 }

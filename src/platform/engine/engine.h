@@ -1,29 +1,36 @@
-// The database operations that the program works with, on an SQLite 3 file.
+// The database operations that the program works with, on an SQLite 3 file, or on a PostgreSQL
+// server whose address stands in the file.
 //
-// Names in the file. A table bears its own name. SQLite wants the names of
-// indexes unique in the file, while here nearly every table has an index
-// CHIAVE, so in the file an index bears the table's name, a point and its own:
-// "PERCPARCELLE.CHIAVE". Key columns are declared COLLATE RTRIM: a text
-// filled up with blanks at the right equals the same text without them, in
-// Seek and in SQL texts alike, through the index.
+// Names in the file. A table bears its own name. SQLite wants the names of indexes unique in the
+// file, while here nearly every table has an index CHIAVE, so in the file an index bears the
+// table's name, a point and its own: "PERCPARCELLE.CHIAVE". Key columns are declared COLLATE RTRIM:
+// a text filled up with blanks at the right equals the same text without them, in Seek and in SQL
+// texts alike, through the index.
 //
-// At rest. A recordset may hold a running statement, and with it a shared lock
-// on the file, only while one event of the form runs. Whoever runs the events
-// calls Rest() after each of them and before each wait for the user. The file
-// is then whole by itself, unlocked, and has no side files: rollback journal,
-// every commit synchronised before the call returns.
+// At rest. A recordset may hold a running statement, and with it a shared lock on the file, only
+// while one event of the form runs. Whoever runs the events calls Rest() after each of them and
+// before each wait for the user. The file is then whole on its own, unlocked, and has no side
+// files: rollback journal, every commit synchronised before the call returns.
 //
 // Neither reads nor writes go to a file that was moved, replaced or deleted since it was
 // opened: the first call after Rest() that needs the file throws kMoved then.
 //
-// Every call may throw Error, and nothing else, but for want of memory. A call
+// On a server the names are those in small letters, with an underscore for the point, and key
+// columns are bpchar COLLATE "C"; each row has its number in an identity column, which isn't one of
+// the recordset. At rest no transaction is open there. A call that the server doesn't answer ends
+// within a few seconds with kIo; after it every call does so at once, until Rest(), and then the
+// next one connects anew.
+//
+// Every call may throw Error, and std::bad_alloc, but nothing else. A call
 // that throws has changed neither the file nor the current row. A lock of
 // another process is waited for, up to 5 seconds. One thread.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,7 +40,7 @@
 
 namespace engine {
 
-// Numbers of Error that callers tell apart or tests name.
+// Numbers of Error that callers distinguish or tests name.
 enum ErrorNumber : int {
   kNoObject = 91,        // the variable holds no database or recordset
   kNotFound = 3024,      // no such file
@@ -54,7 +61,8 @@ enum ErrorNumber : int {
   kNotADatabase = 3343,  // not a database, or a damaged one
   kOldFormat = 3274,     // an archive of the suite's old engine; the text names the remedy
   kClosed = 3420,        // the object is closed
-  kIo = 3043,            // reading or writing the disk failed
+  kIo = 3043,            // reading or writing the disk failed, or the server can't be reached
+  kUncertain = 3151,     // a commit was cut off, and it can't be learnt whether it took place
   kOther = 3000,         // anything else
 };
 
@@ -77,7 +85,7 @@ class RecordsetState;
 class DatabaseState;
 
 // One column of a recordset's current row. Lives no longer than the recordset
-// stands where it stood when Fields() gave it.
+// stands where it stood when Fields() returned it.
 class Field {
  public:
   // The value in the row; between AddNew or Edit and Update the value set, if
@@ -97,24 +105,22 @@ class Field {
   int column_;
 };
 
-// A variable for a recordset; empty at first, and a copy means the same
-// recordset. On an empty variable every call throws kNoObject (91), after
-// Close kClosed (3420).
+// A variable for a recordset; empty at first, and a copy means the same recordset. On an empty
+// variable every call throws kNoObject (91), after Close kClosed (3420).
 //
-// Two kinds. A table recordset, opened by a bare name, moves through the table
-// in the order of the index set with Index (before that, of insertion), each
-// move going by the table as it is then. A query recordset, opened from
-// "SELECT * FROM table [WHERE ...] [ORDER BY ...]", moves through the rows that
-// the text found at its first move, each met once, in the text's order,
-// whatever is written meanwhile; rows can be edited and deleted there too.
+// Two kinds. A table recordset, opened by a bare name, moves through the table in the order of the
+// index set with Index (before that, of insertion), each move going by the table as it is then. A
+// query recordset, opened from "SELECT * FROM table [WHERE ...] [ORDER BY ...]", moves through the
+// rows that the text found at its first move, each met once, in the text's order, whatever is
+// written meanwhile; rows can be edited and deleted there too.
 //
 // WHERE takes "column = 'text'", and several of these with OR between. A column of keys
 // equals the text but for blanks at their right ends.
 //
 // ORDER BY takes columns' names. Where one of them is a key, the order is that of the
 // characters' codes, Null first, as in the table's moves; otherwise it is that of a telephone
-// book: by letters, case, accents and blanks around a text apart; what is equal so, by the
-// exact text.
+// book: by letters, regardless of case, accents and blanks around a text, and where these are
+// equal by the exact text.
 //
 // A column is read when it is asked for, so that it shows what was written
 // since the move; on a row that someone else has deleted it throws kRowGone.
@@ -129,12 +135,14 @@ class Recordset {
   // column, rows of one key in the order of their making. Throws kNoIndex.
   void Index(std::u16string_view name);
 
-  // Table recordsets with an index. `comparison` is "=". Places the recordset
-  // on the first row with that key and sets NoMatch. When nothing matches
-  // there is no current row until the next Seek or move; MoveNext and
-  // MovePrevious go to the rows between which the key would stand. Throws
+  // Table recordsets with an index. `comparison` is "=". Places the recordset on the first row with
+  // that key and sets NoMatch. When nothing matches there is no current row until the next Seek or
+  // move; MoveNext and MovePrevious go to the rows between which the key would stand. Throws
   // kNoIndex when no index is set.
   void Seek(std::u16string_view comparison, const Value& key);
+  // The same with the first of these keys that a row has; there is at least one. When none has, the
+  // moves go to the neighbours of the first.
+  void Seek(std::u16string_view comparison, std::span<const std::u16string> keys);
   bool NoMatch() const;
 
   // Where there is nothing to move from (past that end already, no rows)
@@ -187,8 +195,7 @@ class Database {
   // kNoRowNumber.
   Recordset OpenRecordset(std::u16string_view source);
 
-  // Runs "delete * from table [where ...]", with the same conditions. Throws as
-  // OpenRecordset does.
+  // Runs "delete * from table [where ...]", with the same conditions. Throws as OpenRecordset does.
   void Execute(std::u16string_view sql);
 
   // Whether anything was written through this variable since it was opened.
@@ -197,14 +204,13 @@ class Database {
   struct Trigger {
     std::u16string name, table;
   };
-  // What other programs have put into the file to run by itself with each write to
+  // What other programs have put into the file to run on its own with each write to
   // a table; it runs with ours too. By table and name.
   std::vector<Trigger> Triggers();
 
-  // What is written between BeginTrans and CommitTrans is on disk whole when
-  // CommitTrans returns, or, after Rollback, a failure or a crash, not at all.
-  // A write that fails inside rolls all of it back by itself. Rollback does
-  // nothing where no transaction is open, and never throws.
+  // What is written between BeginTrans and CommitTrans is on disk whole when CommitTrans returns,
+  // or, after Rollback, a failure or a crash, not at all. A write that fails inside rolls all of it
+  // back on its own. Rollback does nothing where no transaction is open, and never throws.
   void BeginTrans();
   void CommitTrans();
   void Rollback() noexcept;
@@ -224,13 +230,24 @@ class Database {
 // for the journal. Throws kNotFound, kOldFormat, kNotADatabase, kReadOnly, kLocked, kIo.
 Database OpenDatabase(std::u16string_view name);
 
-// Ends the running statements of all open databases (see At rest). Query
-// recordsets keep the rows still to come. Never throws; costs nothing where
-// nothing runs.
+// Ends the running statements of all open databases (see At rest). Query recordsets keep the rows
+// still to come. Never throws; costs nothing where nothing runs.
 void Rest() noexcept;
+
+// Called many times a second while the engine works long or waits for another program, in
+// the middle of its calls. It must not call the engine; an empty one isn't called.
+void WhileWorking(std::function<void()> look);
+// The same, once it is a server that hasn't answered for half a second.
+void WhileWaiting(std::function<void()> look);
 
 // ---- Databases as files. Names as in OpenDatabase. Calls that fail throw Error or
 // sys::FileError.
+
+// Whether a text begins as the address of a PostgreSQL server does.
+bool IsServerAddress(std::string_view text);
+// The address of a PostgreSQL server that the file holds in place of an archive, one line; empty
+// where it is anything else.
+std::string ServerAddress(std::u16string_view name);
 
 // Makes the database `name`, which isn't there, as a copy of the file `model`. It never exists
 // as a half file; one that exists is never touched. A model of the old engine is kOldFormat.

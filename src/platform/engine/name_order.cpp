@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kEnd = '\0';  // of a text in a key; comes before every character
 
-// Most names are: capitals, blanks, apostrophes.
+// True for most names, which are capitals, blanks and apostrophes.
 bool IsItsPlainForm(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= 'Z'; });
 }
@@ -47,8 +47,8 @@ void NameOrder::AddText(std::string_view text) {
   exact_.append(name) += kEnd;
 }
 
-// A text in its plain form comes first of those that are equal to it in that form, so
-// that it needs no exact one in its key.
+// Of texts with the same plain form, the one that is its own plain form comes first: its key
+// needs no exact text.
 void NameOrder::EndRow() {
   if (entries_.empty()) {
     return;
@@ -68,7 +68,10 @@ void NameOrder::EndRow() {
 
 std::string_view NameOrder::Key(std::size_t entry) const {
   const std::size_t begin = entries_[entry].key;
-  const std::size_t end = entry + 1 < entries_.size() ? entries_[entry + 1].key : keys_.size();
+  std::size_t end = keys_.size();
+  if (entry + 1 < entries_.size()) {
+    end = entries_[entry + 1].key;
+  }
   return std::string_view(keys_).substr(begin, end - begin);
 }
 
@@ -82,9 +85,9 @@ std::vector<std::int64_t> NameOrder::Sorted() {
   std::vector<std::size_t> order;
   order.reserve(entries_.size());
   for (std::size_t entry = 0, other = 0; entry < entries_.size(); ++entry) {
-    const bool out = other < others_.size() && others_[other] == entry;
-    other += out ? 1 : 0;
-    if (!out) {
+    if (other < others_.size() && others_[other] == entry) {
+      ++other;
+    } else {
       order.push_back(entry);
     }
   }

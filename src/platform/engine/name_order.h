@@ -8,17 +8,17 @@
 
 namespace engine {
 
-// Sorts rows by the same number of texts each: by letters, case and accents apart and
-// without the blanks around a text; what is equal so, by the exact texts; what is equal
-// altogether, as added. Keeps a key of about the texts' own size for each row. Rows that
-// come nearly in order, as an index on the texts gives them, cost no more than the keys.
+// Sorts rows, each by the same number of texts: by their letters, regardless of case, accents and
+// the blanks around a text; where these are equal, by the exact texts; where those are equal too,
+// in the order in which they were added. Keeps a key of about the texts' own size for each row.
+// Rows that come nearly in order, as from an index on the texts, cost no more than the keys.
 class NameOrder {
  public:
-  // Begins a row. Its texts follow, in UTF-8.
+  // Begins a row. AddText adds its texts, in UTF-8.
   void AddRow(std::int64_t row);
   void AddText(std::string_view text);
 
-  // The rows in order. Nothing can be added any more.
+  // The rows in order. Nothing can be added afterwards.
   std::vector<std::int64_t> Sorted();
 
  private:
@@ -33,8 +33,8 @@ class NameOrder {
 
   std::vector<Entry> entries_;
   std::string keys_;
-  std::string exact_;                // the last row's texts as they are,
-  bool differs_ = false;             // where one isn't its own plain form
+  std::string exact_;                // the last row's texts as they are
+  bool differs_ = false;             // whether one of these isn't its own plain form
   std::size_t greatest_ = 0;         // of the entries in order
   std::vector<std::size_t> others_;  // the entries out of order
 };

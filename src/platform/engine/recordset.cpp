@@ -17,6 +17,12 @@ std::vector<RecordsetState*>& Running() {
   return running;
 }
 
+// The databases open. Never destroyed, either.
+std::vector<DatabaseState*>& Open() {
+  static auto& open = *new std::vector<DatabaseState*>;
+  return open;
+}
+
 void Decode(std::string_view bytes, std::u16string& out) {
   out.resize(bytes.size());
   unsigned seen = 0;
@@ -30,11 +36,48 @@ void Decode(std::string_view bytes, std::u16string& out) {
   }
 }
 
+// Never destroyed either: what closes late calls it.
+std::function<void()>& Look() {
+  static auto& look = *new std::function<void()>;
+  return look;
+}
+std::function<void()>& LookWaiting() {
+  static auto& look = *new std::function<void()>;
+  return look;
+}
+
 }  // namespace
 
-void Rest() noexcept {
+void EndRuns() noexcept {
   while (!Running().empty()) {
     Running().back()->Suspend();
+  }
+}
+
+void Rest() noexcept {
+  EndRuns();
+  for (DatabaseState* const database : Open()) {
+    database->Use().Rest();
+  }
+}
+
+DatabaseState::DatabaseState(std::unique_ptr<Store> store) : store_(std::move(store)) {
+  Open().push_back(this);
+}
+
+void WhileWorking(std::function<void()> look) { Look() = std::move(look); }
+void WhileWaiting(std::function<void()> look) { LookWaiting() = std::move(look); }
+
+bool StillWorking() {
+  if (Look()) {
+    Look()();
+  }
+  return true;
+}
+
+void StillWaiting() {
+  if (LookWaiting()) {
+    LookWaiting()();
   }
 }
 
@@ -42,6 +85,7 @@ void DatabaseState::Close() noexcept {
   while (!recordsets_.empty()) {
     recordsets_.back()->Close();
   }
+  std::erase(Open(), this);
   store_.reset();
 }
 
@@ -96,8 +140,7 @@ void RecordsetState::Stand(Place place, std::int64_t row) noexcept {
 }
 
 void RecordsetState::CheckMove(Direction direction) {
-  const Place past = direction == Direction::kNext ? Place::kEof : Place::kBof;
-  if (place_ == past || place_ == Place::kEmpty) {
+  if (place_ == Place::kEmpty || place_ == PastEnd(direction, Place::kRow)) {
     table_->Fail(kNoCurrentRow, u"nessuna riga corrente da cui spostarsi");
   }
 }
@@ -113,8 +156,26 @@ void RecordsetState::Index(std::u16string_view /*name*/) {
   table_->Fail(kOther, u"un elenco di righe da SELECT non ha indici");
 }
 
-void RecordsetState::Seek(const Value& /*key*/) {
+void RecordsetState::Seek(const StoredValue& /*key*/) {
   table_->Fail(kOther, u"un elenco di righe da SELECT non ha indici");
+}
+
+void RecordsetState::Seek(std::span<const std::u16string> keys) {
+  std::vector<StoredValue> stored;
+  stored.reserve(keys.size());
+  for (const std::u16string& key : keys) {
+    stored.push_back(StoredValue::Of(key));
+  }
+  if (keys.size() > 1) {
+    table_->Expect(index_, stored);
+  }
+  for (const StoredValue& key : stored) {
+    Seek(key);
+    if (!NoMatch()) {
+      return;
+    }
+  }
+  key_ = std::move(stored.front());
 }
 
 bool RecordsetState::Bof() {
@@ -130,7 +191,9 @@ bool RecordsetState::Eof() {
 int RecordsetState::Column(std::u16string_view name) {
   // A loop asks for the same names in the same order, row by row.
   for (std::size_t tried = 0; tried < asked_.size(); ++tried) {
-    next_asked_ = next_asked_ < asked_.size() ? next_asked_ : 0;
+    if (next_asked_ == asked_.size()) {
+      next_asked_ = 0;
+    }
     const auto& [asked, column] = asked_[next_asked_++];
     if (asked == name) {
       return column;
@@ -141,11 +204,15 @@ int RecordsetState::Column(std::u16string_view name) {
   return column;
 }
 
-void RecordsetState::NeedRow() {
+void RecordsetState::CheckRow(std::u16string_view purpose) {
   Settle();
   if (place_ != Place::kRow) {
-    table_->Fail(kNoCurrentRow, u"nessuna riga corrente");
+    table_->Fail(kNoCurrentRow, u"nessuna riga corrente" + std::u16string(purpose));
   }
+}
+
+void RecordsetState::NeedRow() {
+  CheckRow();
   if (run_ == Run::kNone) {
     table_->Find(row_);
     if (!Begin(Run::kRow)) {
@@ -156,12 +223,11 @@ void RecordsetState::NeedRow() {
 
 std::optional<std::u16string_view> RecordsetState::Read(int column) {
   if (pending_ != Pending::kNone) {
-    for (const auto& [set, value] : values_) {
-      if (set == column) {
-        return value ? std::optional<std::u16string_view>(*value) : std::nullopt;
-      }
+    const auto set = std::ranges::find(values_, column, &ColumnValue::first);
+    if (set != values_.end() && set->second) {
+      return *set->second;
     }
-    if (pending_ == Pending::kAdd) {
+    if (set != values_.end() || pending_ == Pending::kAdd) {
       return std::nullopt;
     }
   }
@@ -179,13 +245,12 @@ void RecordsetState::Set(int column, Value value) {
   if (pending_ == Pending::kNone) {
     table_->Fail(kNotEditing, u"valore assegnato fuori da una modifica");
   }
-  for (auto& [set, old] : values_) {
-    if (set == column) {
-      old = std::move(value);
-      return;
-    }
+  const auto set = std::ranges::find(values_, column, &ColumnValue::first);
+  if (set == values_.end()) {
+    values_.emplace_back(column, std::move(value));
+  } else {
+    set->second = std::move(value);
   }
-  values_.emplace_back(column, std::move(value));
 }
 
 void RecordsetState::AddNew() {
@@ -195,10 +260,7 @@ void RecordsetState::AddNew() {
 }
 
 void RecordsetState::Edit() {
-  Settle();
-  if (place_ != Place::kRow) {
-    table_->Fail(kNoCurrentRow, u"nessuna riga corrente da modificare");
-  }
+  CheckRow(u" da modificare");
   pending_ = Pending::kEdit;
   values_.clear();
 }
@@ -207,14 +269,16 @@ void RecordsetState::Update() {
   if (pending_ == Pending::kNone) {
     table_->Fail(kNotEditing, u"nessuna modifica da scrivere");
   }
-  // A reader of this process, be it on another database variable, would hold
-  // up the writer.
-  Rest();
+  // A reader of this process, be it on another database variable, would hold up the writer.
+  EndRuns();
   if (pending_ == Pending::kAdd) {
     table_->Insert(values_);
   } else if (!values_.empty()) {
     const auto key = std::ranges::find(values_, index_.column, &ColumnValue::first);
-    StoredValue new_key = key == values_.end() ? key_ : StoredValue::Of(key->second);
+    StoredValue new_key = key_;
+    if (key != values_.end()) {
+      new_key = StoredValue::Of(key->second);
+    }
     table_->Update(row_, values_);
     key_ = std::move(new_key);
   }
@@ -222,11 +286,8 @@ void RecordsetState::Update() {
 }
 
 void RecordsetState::Delete() {
-  Settle();
-  if (place_ != Place::kRow) {
-    table_->Fail(kNoCurrentRow, u"nessuna riga corrente da cancellare");
-  }
-  Rest();
+  CheckRow(u" da cancellare");
+  EndRuns();
   table_->Delete(row_);
   Stand(Place::kGap, row_);
   RowDeleted();
@@ -244,17 +305,16 @@ void TableState::Index(std::u16string_view name) {
   Stand(Place::kFresh);
 }
 
-void TableState::Seek(const Value& key) {
+void TableState::Seek(const StoredValue& key) {
   if (index_.column == 0) {
     table_->Fail(kNoIndex, u"nessun indice impostato per la ricerca");
   }
-  StoredValue sought = StoredValue::Of(key);
   EndRun();
-  table_->Find(index_, sought);
+  table_->Find(index_, key);
   if (Begin(Run::kRow)) {
     Arrive();
   } else {
-    key_ = std::move(sought);
+    key_ = key;
     Stand(Place::kNoMatch);
   }
 }
@@ -362,10 +422,14 @@ bool QueryState::Fetch() {
   const bool begun = !rows_.empty();
   try {
     if (rows_.size() == rows_.capacity()) {
-      rows_.reserve(rows_.empty() ? 64 : rows_.size() * 2);
+      rows_.reserve(std::max<std::size_t>(64, rows_.size() * 2));
       deleted_.reserve(rows_.capacity());  // RowDeleted can't fail
     }
-    complete_ = !(begun ? Next() : BeginQuery());
+    if (begun) {
+      complete_ = !Next();
+    } else {
+      complete_ = !BeginQuery();
+    }
   } catch (...) {
     EndRun();
     if (begun) {
@@ -392,8 +456,7 @@ void QueryState::Suspend() noexcept {
 }
 
 void QueryState::Arrive(std::size_t at) {
-  // The running query stands on the last row met, where a move goes while it
-  // runs.
+  // The running query stands on the last row met, where a move goes while it runs.
   if (run_ != Run::kQuery) {
     EndRun();
   }
@@ -409,36 +472,44 @@ void QueryState::MoveFirst() {
     }
     Suspend();
   }
-  for (std::size_t at = 0; at < rows_.size() || Fetch(); ++at) {
+  if (!ArriveFrom(0)) {
+    Stand(Place::kEmpty);
+  }
+}
+
+// Goes to the first row from `at` on that isn't deleted; false when there is none.
+bool QueryState::ArriveFrom(std::size_t at) {
+  for (; at < rows_.size() || Fetch(); ++at) {
     if (!Deleted(at)) {
       Arrive(at);
-      return;
+      return true;
     }
   }
-  Stand(Place::kEmpty);
+  return false;
+}
+
+bool QueryState::Advance(Direction direction) {
+  if (direction == Direction::kNext) {
+    return ArriveFrom(place_ == Place::kBof ? 0 : at_ + 1);
+  }
+  Suspend();
+  std::size_t at = place_ == Place::kEof ? rows_.size() : at_;
+  while (at-- > 0) {
+    if (!Deleted(at)) {
+      Arrive(at);
+      return true;
+    }
+  }
+  return false;
 }
 
 void QueryState::Move(Direction direction) {
   Settle();
   CheckMove(direction);
-  if (direction == Direction::kNext) {
-    for (std::size_t at = place_ == Place::kBof ? 0 : at_ + 1; at < rows_.size() || Fetch(); ++at) {
-      if (!Deleted(at)) {
-        Arrive(at);
-        return;
-      }
-    }
-  } else {
-    Suspend();
-    for (std::size_t at = place_ == Place::kEof ? rows_.size() : at_; at-- > 0;) {
-      if (!Deleted(at)) {
-        Arrive(at);
-        return;
-      }
-    }
+  if (!Advance(direction)) {
+    EndRun();
+    Stand(PastEnd(direction, place_));
   }
-  EndRun();
-  Stand(PastEnd(direction, place_));
 }
 
 bool QueryState::HasRows() {

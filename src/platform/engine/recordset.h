@@ -1,9 +1,8 @@
 // What Database and Recordset are made of. Internal to the engine.
 //
-// A recordset's current row is its number in the table. Its columns are read straight from the
-// table's run, which stands on the row. Without one the row is looked up by its number as soon as
-// a column is asked for, so suspending a recordset copies nothing, and a row that is gone
-// is noticed.
+// A recordset keeps the number of its current row. Columns are read straight from the table's
+// run, which stands on the row; without a run, the row is looked up by its number as soon as a
+// column is asked for. So suspending a recordset copies nothing, and a row that is gone is noticed.
 #pragma once
 
 #include <cstdint>
@@ -20,11 +19,15 @@
 
 namespace engine {
 
+// Ends the running statements of all open databases, as before each write.
+void EndRuns() noexcept;
+
 class DatabaseState {
  public:
-  explicit DatabaseState(std::unique_ptr<Store> store) : store_(std::move(store)) {}
+  explicit DatabaseState(std::unique_ptr<Store> store);
   DatabaseState(const DatabaseState&) = delete;
   DatabaseState& operator=(const DatabaseState&) = delete;
+  ~DatabaseState() { Close(); }
 
   bool Closed() const { return store_ == nullptr; }
   Store& Use() { return *store_; }
@@ -52,7 +55,8 @@ class RecordsetState {
   virtual void Suspend() noexcept { EndRun(); }
 
   virtual void Index(std::u16string_view name);
-  virtual void Seek(const Value& key);
+  virtual void Seek(const StoredValue& key);
+  void Seek(std::span<const std::u16string> keys);
   bool NoMatch() const { return place_ == Place::kNoMatch; }
   virtual void MoveFirst() = 0;
   virtual void Move(Direction direction) = 0;
@@ -84,13 +88,13 @@ class RecordsetState {
   // What the table's run is for. It stands on the current row, but for a scan.
   enum class Run { kNone, kRow, kWalk, kQuery, kScan };
 
-  // To the first row of the run that the table has been asked for; false where there is none.
+  // Goes to the first row of the run that the table has been asked for; false where there is none.
   bool Begin(Run run);
-  // To the run's next row; false at the end, which ends it.
+  // Goes to the run's next row; false at the end, which ends the run.
   bool Next();
   void EndRun() noexcept;
 
-  // Must be passed before place_ means anything.
+  // Looks for the first row, if that is still to be done. place_ means nothing before.
   void Settle() {
     if (place_ == Place::kFresh) {
       MoveFirst();
@@ -98,7 +102,7 @@ class RecordsetState {
   }
   // Where a move has ended. Drops a pending edit.
   void Stand(Place place, std::int64_t row = 0) noexcept;
-  // Whether a move can start from here; otherwise throws kNoCurrentRow.
+  // Throws kNoCurrentRow if no move in that direction can start from here.
   void CheckMove(Direction direction);
   // The place after the last row or before the first one, coming from `from`.
   static Place PastEnd(Direction direction, Place from);
@@ -109,13 +113,15 @@ class RecordsetState {
   std::unique_ptr<Table> table_;  // none once it is closed
   Place place_ = Place::kFresh;
   std::int64_t row_ = 0;
-  engine::Index index_;  // that of a table, in whose order it moves,
-  StoredValue key_;      // and the row's key there
+  engine::Index index_;  // in whose order a table recordset moves
+  StoredValue key_;      // the current row's key in it
   Run run_ = Run::kNone;
 
  private:
   enum class Pending { kNone, kAdd, kEdit };
 
+  // Throws kNoCurrentRow where there is no row. `purpose` ends the message.
+  void CheckRow(std::u16string_view purpose = {});
   // Makes the run stand on the current row.
   void NeedRow();
 
@@ -132,7 +138,8 @@ class TableState : public RecordsetState {
   using RecordsetState::RecordsetState;
 
   void Index(std::u16string_view name) override;
-  void Seek(const Value& key) override;
+  using RecordsetState::Seek;
+  void Seek(const StoredValue& key) override;
   void MoveFirst() override;
   void Move(Direction direction) override;
   bool HasRows() override;
@@ -160,6 +167,8 @@ class QueryState : public RecordsetState {
  private:
   void RowDeleted() noexcept override;
 
+  bool ArriveFrom(std::size_t at);
+  bool Advance(Direction direction);
   bool Fetch();
   bool BeginQuery();
   std::vector<std::int64_t> SortedByNames();
@@ -168,8 +177,8 @@ class QueryState : public RecordsetState {
 
   const Condition condition_;
   const std::vector<int> order_;
-  const bool names_;                // that is the order of names
-  std::vector<std::int64_t> rows_;  // those met, then, once suspended, all
+  const bool names_;                // whether the rows come in the order of NameOrder
+  std::vector<std::int64_t> rows_;  // those met so far; all, once suspended
   std::vector<bool> deleted_;       // by this recordset; empty while the query runs
   std::size_t deleted_count_ = 0;
   std::size_t at_ = 0;

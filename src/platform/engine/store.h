@@ -1,7 +1,7 @@
 // What databases and recordsets stand on: an open archive and its tables, row by row.
 // Internal to the engine. Each kind of archive has its implementation in a folder of its own.
 //
-// Calls may throw Error, and nothing else but for want of memory. A store lives longer than
+// Calls may throw Error, and std::bad_alloc, but nothing else. A store lives longer than
 // its tables. It is at rest, locks nothing and keeps nothing open, when none of its tables has
 // a run and it is in no transaction.
 #pragma once
@@ -19,6 +19,12 @@
 
 namespace engine {
 
+// For stores: calls what WhileWorking has been given, where there is any. Returns true, since
+// nothing of it ends the work.
+bool StillWorking();
+// The same for WhileWaiting.
+void StillWaiting();
+
 // A value as the archive has it. A text's `bytes` are UTF-8, and kept as they are even where
 // they aren't valid, so that a key read leads back to its row.
 struct StoredValue {
@@ -32,15 +38,15 @@ struct StoredValue {
 // Columns of a table count from 1.
 using ColumnValue = std::pair<int, Value>;
 
-// The rows of which at least one column has the value beside it, a key's but for blanks at
-// its right end; all rows where there is none.
+// The rows of which at least one of these columns has the value beside it (in a column of keys
+// blanks at the right end don't count); all rows where the condition is empty.
 using Condition = std::vector<ColumnValue>;
 
-// The order of insertion where `column` is 0.
+// An order of a table's rows. Where `column` is 0, that of insertion.
 struct Index {
-  int column = 0;          // its first one, the key that rows are found by
-  bool unique = false;     // by that column alone
-  std::size_t number = 0;  // the table's own, for itself
+  int column = 0;          // the index's first column, the key by which rows are found
+  bool unique = false;     // no two rows have the same key, but for Null
+  std::size_t number = 0;  // by which the table knows it
 };
 
 enum class Direction { kNext, kPrevious };
@@ -53,12 +59,20 @@ enum class From {
   kKey,  // past all rows of a key, which isn't Null
 };
 
-// One user's way to a table. Of a row the table knows the number, which no other row of it ever
-// bears at the same time and no change takes from it.
+// What a write means to change.
+enum class Rows { kAny, kCurrent, kNew };
+// Throws kRowGone or kNotOneRow where the write has changed another number of rows than it meant;
+// `table` and `archive` as messages have them.
+void CheckChanged(Rows rows, std::int64_t changed, std::int64_t meant, const std::u16string& table,
+                  const std::u16string& archive);
+[[noreturn]] void FailDuplicate(const std::u16string& table, const std::u16string& archive);
+
+// One recordset's access to a table. Each row has a number, which it keeps through all changes and
+// which no other row of the table has at the same time.
 //
 // A run hands over rows, one at a time, and a table has at most one: each call that begins a
-// run ends the one before. Rows may be fetched many at a time, and are then those of that moment.
-// Whoever writes to the archive ends all runs on it before, of other tables, too.
+// run ends the one before. Rows may be fetched many at a time, and are then as they were at that
+// moment. Before a write to the archive the caller ends all runs on it, those of other tables too.
 class Table {
  public:
   virtual ~Table() = default;
@@ -72,30 +86,34 @@ class Table {
   // Throws `what` in a sentence that names table and archive.
   [[noreturn]] void Fail(int number, std::u16string_view what) const;
 
-  // Nothing where the table has no such index, or one that leaves rows out or begins with
-  // anything else than a column.
+  // Nothing where the table has no such index, or one that leaves rows out or doesn't begin with
+  // a column.
   virtual std::optional<Index> FindIndex(std::u16string_view name) = 0;
-  // Whether the column was declared as a key: blanks at the end of its values don't count.
+  // Whether blanks at the end of the column's values don't count.
   virtual bool IsKey(int column) = 0;
 
   // --- Runs begin before their first row. The caller keeps nothing that it passes.
 
   // The row of this number.
   virtual void Find(std::int64_t row) = 0;
+  // Find will be called with these keys, one after the other, until one has a row: a store that is
+  // far away may look for all of them at once.
+  virtual void Expect(const Index& /*index*/, const std::vector<StoredValue>& /*keys*/) {}
   // The rows of the key, by number.
   virtual void Find(const Index& index, const StoredValue& key) = 0;
   // The rows along the index, from the place that `from` means.
   virtual void Walk(const Index& index, Direction direction, From from, const StoredValue& key,
                     std::int64_t row) = 0;
-  // The rows of the condition, by these columns' values, Null first and texts by their
-  // characters' codes; what is equal so, and all without columns, in no fixed order.
+  // The rows of the condition, in the order of these columns' values: Null first, texts by their
+  // characters' codes. Rows of equal values come in no fixed order.
   virtual void Select(const Condition& condition, const std::vector<int>& order) = 0;
-  // The same rows in any order, with the columns asked for alone; these count from 1 in that run.
+  // The rows of the condition in any order, with these columns alone, at least one, which count
+  // from 1 in that run.
   virtual void Scan(const Condition& condition, const std::vector<int>& columns) = 0;
-  // The rows of these numbers, in this order, as far as they are there.
+  // The rows of these numbers, in this order; a number without a row is passed over.
   virtual void List(const std::vector<std::int64_t>& rows) = 0;
 
-  // To the next row; false at the end. That and a failure end the run.
+  // Goes to the next row; false at the end. The end and a failure end the run.
   virtual bool Next() = 0;
   virtual void End() noexcept = 0;
 
@@ -104,8 +122,10 @@ class Table {
   virtual std::optional<std::string_view> Text(int column) const = 0;
   virtual StoredValue Stored(int column) const = 0;
 
-  // --- Writes, each whole or not at all, and outside of a transaction on disk when it returns.
-  // One that fails within a transaction rolls it back.
+  // --- Writes. Each is done whole or not at all; outside of a transaction it is on disk when the
+  // call returns. Within one a store may put writes off until the next run begins, or until the
+  // commit: their failures are thrown there then. A write that fails within a transaction rolls
+  // the transaction back.
 
   // Throws kNotOneRow, kDuplicateKey.
   virtual void Insert(const std::vector<ColumnValue>& values) = 0;
@@ -116,7 +136,7 @@ class Table {
   virtual void Delete(const Condition& condition) = 0;
 
  protected:
-  // The names as messages have them.
+  // Both names appear in messages.
   Table(std::u16string name, std::u16string archive)
       : columns_(1), name_(std::move(name)), archive_(std::move(archive)) {}
 
@@ -133,21 +153,24 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // The name in any letter case. Throws kNoTable, kNoRowNumber.
+  // Upper and lower case in the name are alike. Throws kNoTable, kNoRowNumber.
   virtual std::unique_ptr<Table> OpenTable(std::u16string_view name) = 0;
   // See Database.
   virtual std::vector<Database::Trigger> Triggers() = 0;
 
-  // When one of the first two fails, no transaction stays open and nothing of it is in the
-  // archive.
+  // When Begin or Commit fails, no transaction stays open and nothing of it is in the archive; but
+  // where Commit throws kUncertain, it may be there. A store may put off what Begin waits for, with
+  // its failure, until the first run begins, or until the commit.
   virtual void Begin() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
+  // An operation of the user is over. Outside of a transaction; see engine::Rest.
+  virtual void Rest() noexcept {}
 
-  // Whether a write through this store stands in the archive.
+  // Whether the archive was changed through this store.
   virtual bool Written() const = 0;
   // Fills the new file `to`, which messages call `name`, with all of this archive as it is at
-  // one moment, and reads the copy through.
+  // one moment, and checks the copy by reading all of it.
   virtual void CopyTo(const std::filesystem::path& to, const std::filesystem::path& name) = 0;
 };
 

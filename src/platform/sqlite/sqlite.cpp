@@ -30,14 +30,15 @@ const char* Data(std::string_view s) { return s.empty() ? "" : s.data(); }
 
 Cause CauseOf(int code, const std::error_code& system_error) {
   switch (code & kPrimaryCode) {
-    case SQLITE_ERROR:
-      return Cause::kOther;
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       return Cause::kBusy;
     case SQLITE_READONLY:
     case SQLITE_PERM:
-      return code == SQLITE_READONLY_DBMOVED ? Cause::kMoved : Cause::kReadOnly;
+      if (code == SQLITE_READONLY_DBMOVED) {
+        return Cause::kMoved;
+      }
+      return Cause::kReadOnly;
     case SQLITE_NOTADB:
     case SQLITE_CORRUPT:
       return Cause::kNotADatabase;
@@ -61,12 +62,16 @@ Cause CauseOf(int code, const std::error_code& system_error) {
       if (system_error == std::errc::file_too_large) {
         return Cause::kTooLarge;
       }
-      return (code & kPrimaryCode) == SQLITE_IOERR ? Cause::kIo : Cause::kOpen;
+      if ((code & kPrimaryCode) == SQLITE_CANTOPEN) {
+        return Cause::kOpen;
+      }
+      return Cause::kIo;
     case SQLITE_CONSTRAINT:
-      return code == SQLITE_CONSTRAINT_UNIQUE || code == SQLITE_CONSTRAINT_PRIMARYKEY ||
-                     code == SQLITE_CONSTRAINT_ROWID
-                 ? Cause::kDuplicateKey
-                 : Cause::kOther;
+      if (code == SQLITE_CONSTRAINT_UNIQUE || code == SQLITE_CONSTRAINT_PRIMARYKEY ||
+          code == SQLITE_CONSTRAINT_ROWID) {
+        return Cause::kDuplicateKey;
+      }
+      return Cause::kOther;
     case SQLITE_INTERRUPT:
       return Cause::kInterrupted;
     default:
@@ -82,13 +87,14 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
     case Cause::kBusy:
       return u"Il file " + file + u" è occupato da un altro programma. Riprovare tra poco.";
     case Cause::kReadOnly:
-      return code == SQLITE_READONLY_ROLLBACK
-                 ? u"Nel file " + file +
-                       u" una scrittura è stata interrotta e va prima annullata. Lo fanno il "
-                       u"programma quando apre il file, e anagparc-archivio copia."
-                 : u"Il file " + file +
-                       u" non può essere scritto: il disco è in sola lettura, oppure mancano i "
-                       u"permessi sul file o sulla sua cartella.";
+      if (code == SQLITE_READONLY_ROLLBACK) {
+        return u"Nel file " + file +
+               u" una scrittura è stata interrotta e va prima annullata. Lo fanno il programma "
+               u"quando apre il file, e anagparc-archivio copia.";
+      }
+      return u"Il file " + file +
+             u" non può essere scritto: il disco è in sola lettura, oppure mancano i permessi sul "
+             u"file o sulla sua cartella.";
     case Cause::kMoved:
       return u"Il file " + file +
              u" è stato spostato, sostituito o cancellato dopo che è stato aperto, oppure il suo "
@@ -126,18 +132,24 @@ std::u16string TextOf(Cause cause, const std::u16string& file, int code, const c
 // SQLite would wait for a pipe's other end, also where its own side files should be.
 void RefuseOddFiles(const std::filesystem::path& file) {
   using std::filesystem::file_type;
-  std::error_code missing;
-  const std::filesystem::path real = std::filesystem::canonical(file, missing);
+  std::error_code missing, ignored;
+  std::filesystem::path real = std::filesystem::canonical(file, missing);
+  if (missing) {
+    real = file;
+  }
   for (const char* const side : {"", "-journal", "-wal", "-shm"}) {
-    const std::filesystem::path name = sys::Beside(missing ? file : real, side);
-    std::error_code ignored;
+    const std::filesystem::path name = sys::Beside(real, side);
     const file_type type = std::filesystem::status(name, ignored).type();
-    const bool odd = type == file_type::block || type == file_type::character ||
-                     type == file_type::fifo || type == file_type::socket;
-    if (odd || type == file_type::directory) {
-      throw Error(Cause::kOpen, u"Impossibile aprire il file " + sys::PathText(name) +
-                                    (odd ? u": è una pipe o un dispositivo, non un file."
-                                         : u": è una cartella, non un file."));
+    std::u16string odd;
+    if (type == file_type::directory) {
+      odd = u"una cartella";
+    } else if (type == file_type::block || type == file_type::character ||
+               type == file_type::fifo || type == file_type::socket) {
+      odd = u"una pipe o un dispositivo";
+    }
+    if (!odd.empty()) {
+      throw Error(Cause::kOpen, u"Impossibile aprire il file " + sys::PathText(name) + u": è " +
+                                    odd + u", non un file.");
     }
   }
 }
@@ -176,17 +188,19 @@ void Connection::SetWatch(std::function<bool()> goes_on) {
   goes_on_ = std::move(goes_on);
   sqlite3_progress_handler(
       handle_.get(), kInstructions,
-      [](void* watch) { return (*static_cast<std::function<bool()>*>(watch))() ? 0 : 1; },
+      [](void* watch) {
+        return static_cast<int>(!(*static_cast<std::function<bool()>*>(watch))());
+      },
       &goes_on_);
   sqlite3_busy_handler(
       handle_.get(),
       [](void* watch, int waits) {
-        constexpr int kPause = 25;
+        constexpr int kPause = 25, kShortPause = 2, kShortPauses = 5;
         if (waits * kPause >= kLockWaitMilliseconds ||
             !(*static_cast<std::function<bool()>*>(watch))()) {
           return 0;
         }
-        sqlite3_sleep(kPause);
+        sqlite3_sleep(waits < kShortPauses ? kShortPause : kPause);
         return 1;
       },
       &goes_on_);
@@ -202,12 +216,18 @@ void Connection::Run(std::string_view sql) {
 
 std::int64_t Connection::Number(std::string_view sql) {
   Statement statement(*this, sql);
-  return statement.Next() ? statement.Number(0) : 0;
+  if (!statement.Next()) {
+    return 0;
+  }
+  return statement.Number(0);
 }
 
 std::string Connection::Text(std::string_view sql) {
   Statement statement(*this, sql);
-  return statement.Next() ? std::string(statement.Bytes(0)) : std::string();
+  if (!statement.Next()) {
+    return {};
+  }
+  return std::string(statement.Bytes(0));
 }
 
 bool Connection::ReadOnly() const { return sqlite3_db_readonly(handle_.get(), "main") != 0; }
@@ -240,11 +260,10 @@ std::string Connection::RowNumber(const std::string& table, const Statement& all
     for (int column = 0; column < all.ColumnCount(); ++column) {
       hidden |= sqlite3_stricmp(std::string(all.ColumnName(column)).c_str(), name) == 0;
     }
-    if (!hidden) {
-      const bool numbered =
-          sqlite3_table_column_metadata(handle_.get(), nullptr, table.c_str(), name, nullptr,
-                                        nullptr, nullptr, nullptr, nullptr) == SQLITE_OK;
-      return numbered ? name : "";
+    if (!hidden &&
+        sqlite3_table_column_metadata(handle_.get(), nullptr, table.c_str(), name, nullptr, nullptr,
+                                      nullptr, nullptr, nullptr) == SQLITE_OK) {
+      return name;
     }
   }
   return {};
@@ -283,7 +302,7 @@ std::vector<std::string> Connection::Damages() {
   return damages;
 }
 
-void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tell) {
+void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& report) {
   to.Run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE");
   Run("BEGIN");  // all pages of one moment, which begins with the first look
   try {
@@ -301,7 +320,7 @@ void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tel
   try {
     while (sqlite3_backup_step(backup, kPagesAtOnce) == SQLITE_OK) {
       const int all = sqlite3_backup_pagecount(backup);
-      tell(all - sqlite3_backup_remaining(backup), all);
+      report(all - sqlite3_backup_remaining(backup), all);
     }
   } catch (...) {
     sqlite3_backup_finish(backup);
@@ -310,8 +329,11 @@ void Connection::CopyTo(Connection& to, const std::function<void(int, int)>& tel
   }
   const int code = sqlite3_backup_finish(backup);
   Rollback();
+  if (code == SQLITE_IOERR_READ) {
+    Fail(code);
+  }
   if (code != SQLITE_OK) {
-    code == SQLITE_IOERR_READ ? Fail(code) : to.Fail(code);
+    to.Fail(code);
   }
   to.Run("PRAGMA journal_mode = DELETE");
 }
@@ -447,8 +469,7 @@ std::optional<std::string_view> Statement::Text(int column) const {
 
 std::string_view Statement::Blob(int column) const {
   const auto* bytes = static_cast<const char*>(sqlite3_column_blob(handle_.get(), column));
-  return {bytes != nullptr ? bytes : "",
-          static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column))};
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column))};
 }
 
 std::int64_t Statement::Number(int column) const {
@@ -458,9 +479,20 @@ std::int64_t Statement::Number(int column) const {
 std::string Identifier(std::string_view name) {
   std::string out = "\"";
   for (const char c : name) {
-    out.append(c == '"' ? 2 : 1, c);
+    out += c;
+    if (c == '"') {
+      out += c;
+    }
   }
   return out += '"';
+}
+
+std::string Parameters(std::size_t count) {
+  std::string out = "?";
+  for (std::size_t i = 1; i < count; ++i) {
+    out += ", ?";
+  }
+  return out;
 }
 
 }  // namespace sqlite

@@ -1,8 +1,8 @@
-// SQLite: a connection, a statement, and failures with an Italian text. The
-// only code that includes SQLite's own header is this folder's.
+// SQLite: a connection, a statement, and failures with an Italian text. Only this folder includes
+// SQLite's own header.
 //
-// One thread. Statements end before their connection. What fails throws Error,
-// and std::bad_alloc where memory is exhausted.
+// One thread. Statements end before their connection. What fails throws Error, and std::bad_alloc
+// where memory is exhausted.
 #pragma once
 
 #include <cstdint>
@@ -55,22 +55,21 @@ class Statement;
 
 class Connection {
  public:
-  // Opens a file, which must exist; SQLite reads nothing of it yet. `name` is
-  // what messages call it. A lock of another program is waited for, up to 5
-  // seconds. A text in double quotes is a name and nothing else, and the file's
-  // views and triggers can't run functions with side effects.
+  // Opens a file, which must exist; SQLite reads nothing of it yet. `name` is what messages call
+  // it. A lock of another program is waited for, up to 5 seconds. A text in double quotes is a name
+  // and nothing else, and the file's views and triggers can't run functions with side effects.
   Connection(const std::filesystem::path& file, Mode mode, const std::filesystem::path& name);
   Connection(const std::filesystem::path& file, Mode mode) : Connection(file, mode, file) {}
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
   // `goes_on` is called now and then while a statement runs or waits for a lock.
-  // When it answers false, the statement fails, with kInterrupted or kBusy.
+  // When it returns false, the statement fails, with kInterrupted or kBusy.
   void SetWatch(std::function<bool()> goes_on);
 
   const std::u16string& Name() const { return name_; }
 
-  // Runs statements up to the end of the text; rows they answer are dropped.
+  // Runs statements up to the end of the text; rows that they return are dropped.
   void Run(std::string_view sql);
   // First column of the first row; 0 or empty where there is none.
   std::int64_t Number(std::string_view sql);
@@ -80,7 +79,7 @@ class Connection {
   bool InTransaction() const;
   // Rows that the last INSERT, UPDATE or DELETE has touched.
   int Changes() const;
-  // Throws an Error as SQLite's own of that cause.
+  // Throws the Error of that cause, as where SQLite itself fails with it.
   [[noreturn]] void Fail(Cause cause) const;
   // Throws kMoved where the file has been moved, replaced or deleted since it was opened.
   // SQLite looks before it writes, but not before it reads.
@@ -91,7 +90,7 @@ class Connection {
   // Names of a table's columns, in its order; none where there is no such table.
   std::vector<std::string> Columns(std::string_view table);
   // The name by which SQL reaches the number of a row: the first of rowid, oid and _rowid_
-  // that no column of the table bears and so hides. Empty where all three are hidden, or
+  // that isn't hidden by a column of the same name. Empty where all three are hidden, or
   // the table has no such number (WITHOUT ROWID). `all` is a "SELECT *" from the table.
   std::string RowNumber(const std::string& table, const Statement& all) const;
   // The name of the collation that the column was declared with.
@@ -99,15 +98,15 @@ class Connection {
   struct Trigger {
     std::string name, table;
   };
-  // What runs by itself with each write to a table, by table and name.
+  // What runs on its own with each write to a table, by table and name.
   std::vector<Trigger> Triggers();
-  // What is amiss in the file's pages and indexes, in SQLite's words.
+  // The faults of the file's pages and indexes, in SQLite's words.
   std::vector<std::string> Damages();
   // Copies the whole database, as it is at one moment, over that of `to`, whose file is new,
   // unknown to others and of no use where this throws. Others can't write to this database
-  // meanwhile. `tell` gets the pages done and all pages, now and then; what it throws ends
-  // the copy. Whether the copy is sound `to.Damages()` says.
-  void CopyTo(Connection& to, const std::function<void(int done, int all)>& tell);
+  // meanwhile. `report` is called now and then with the pages done and all pages; what it throws
+  // ends the copy. `to.Damages()` says whether the copy is sound.
+  void CopyTo(Connection& to, const std::function<void(int done, int all)>& report);
 
  private:
   friend class Statement;
@@ -133,15 +132,13 @@ class Statement {
   Statement() = default;
   // Throws kSyntax where `sql` isn't exactly one statement.
   Statement(Connection& connection, std::string_view sql);
-  // Prepares the first statement of `sql`, which may have none, and takes it off
-  // the front of `sql`.
+  // Prepares the first statement of `sql`, which may have none, and removes it from `sql`.
   static Statement First(Connection& connection, std::string_view& sql);
 
   explicit operator bool() const { return handle_ != nullptr; }
 
-  // Parameters count from 1 and stay bound; a running statement takes none. The
-  // text bound by Bind must live until the run has ended; of what the other two
-  // bind a copy is kept.
+  // Parameters count from 1 and stay bound; a running statement takes none. The text bound by Bind
+  // must live until the run has ended; BindCopy and BindBlob keep a copy.
   Statement& Bind(int parameter, std::string_view text);
   Statement& BindCopy(int parameter, std::string_view text);
   Statement& BindBlob(int parameter, std::string_view bytes);
@@ -178,5 +175,8 @@ class Statement {
 
 // A name for an SQL text, in double quotes.
 std::string Identifier(std::string_view name);
+
+// As many parameters for an SQL text, at least one: "?, ?, ?".
+std::string Parameters(std::size_t count);
 
 }  // namespace sqlite

@@ -1,5 +1,5 @@
-// Work in a process of its own, for what may crash, hang or ask for any amount of memory.
-// What it finds comes through a pipe.
+// Work in a process of its own, for what may crash, hang or ask for any amount of memory. Its
+// results come through a pipe.
 #pragma once
 
 #include <cstddef>
@@ -22,16 +22,16 @@ class ToParent {
 
 // What a child does. All that it needs of its parent comes in its arguments: a system that
 // can't copy a process starts the program once more, and its main runs the job of that
-// name. A job that lets std::bad_alloc out, or exits with kNoMemory, has had no memory.
+// name. A job that throws std::bad_alloc, or exits with kNoMemory, has run out of memory.
 struct ChildJob {
-  static constexpr int kNoMemory = 3;  // exit status
+  static constexpr int kNoMemory = 12;  // exit status; 3 may mean a call of abort
 
-  std::string_view name;  // of the process too, as far as its system shows it
+  std::string_view name;  // also the process's, where the system shows one
   void (*run)(const std::vector<std::string>& arguments, ToParent& parent);
 };
 
 struct ChildLimits {
-  int seconds = 60;                           // without a byte from it
+  int seconds = 60;                           // how long it may send nothing
   std::size_t memory = std::size_t{2} << 30;  // bytes
 };
 
@@ -68,7 +68,10 @@ class ChildProcess {
   std::unique_ptr<Native> native_;
 };
 
-// Takes a variable out of this process's environment.
-void RemoveVariable(const char* name);
+// To be called first of all by the main of a program that has child processes, with its words
+// (environment.h) and all their jobs. On a system that starts the program once more for a
+// child, runs the child's job and ends the process; elsewhere, and in any other process,
+// returns at once.
+void ServeAsChild(const std::vector<std::string>& words, const std::vector<ChildJob>& jobs);
 
 }  // namespace sys

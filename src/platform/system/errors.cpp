@@ -30,6 +30,7 @@ constexpr struct {
     {std::errc::io_error, u"errore del disco durante la lettura o la scrittura"},
     {std::errc::device_or_resource_busy, u"il file è in uso"},
     {std::errc::text_file_busy, u"il file è in uso"},
+    {std::errc::broken_pipe, u"il programma che riceveva i dati ha smesso di leggerli"},
     {std::errc::too_many_files_open, u"troppi file aperti"},
     {std::errc::too_many_files_open_in_system, u"troppi file aperti"},
     {std::errc::not_enough_memory, u"la memoria è esaurita"},

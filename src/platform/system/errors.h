@@ -8,7 +8,7 @@
 
 namespace sys {
 
-// What has gone wrong with `path`, as a clause. A full disk is named by the folder
+// What has gone wrong with `path`, as a clause for the user. A full disk is named by the folder
 // where it is mounted.
 std::u16string CauseOf(const std::filesystem::path& path, const std::error_code& error);
 

@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Room is counted as a program without privileges has it; a disk that doesn't say is
-// tried.
+// The room is what a program without privileges can use. A disk that doesn't report its size is
+// tried all the same.
 void RefuseWithoutRoom(std::uint64_t bytes, const NewFile& target) {
   std::error_code error;
   const fs::space_info disk = fs::space(target.Growing(), error);
@@ -49,12 +49,6 @@ void RefuseUnreadable(std::u16string_view name) {
   if (error) {
     FailReading(path, error);
   }
-}
-
-std::uintmax_t NamesOf(std::u16string_view name) {
-  std::error_code error;
-  const std::uintmax_t names = fs::hard_link_count(ResolvePath(name), error);
-  return error ? 1 : names;
 }
 
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access) {

@@ -33,17 +33,15 @@ enum class Access {
   kOwner,     // its owner alone
 };
 
-// How many names in all lead to the file; 1 where that can't be told. A link that names
-// another name doesn't count.
+// How many names the file has in all; 1 where that isn't known. A symbolic link doesn't count.
 std::uintmax_t NamesOf(std::u16string_view name);
 
-// Copies the plain file `from` to the new file `to`, in a folder that exists. One that is
-// larger than the room on the disk is refused at once. `to` never exists as a half file,
-// even if the process is killed, and is on disk when the call returns; only a kill leaves a
-// hidden file of the name ".anagparc-" and 16 digits in its folder. An existing `to`,
-// whatever the case of its letters, is never touched. Throws FileError: nothing has been
-// created then, or, if only the folder's own entry could not be written to disk, the whole
-// file.
+// Copies the plain file `from` to the new file `to`, in a folder that exists. One that is larger
+// than the room on the disk is refused at once. `to` never exists as a half file, even if the
+// process is killed, and is on disk when the call returns; only a kill leaves a hidden file of the
+// name ".anagparc-" and 16 digits in its folder. An existing `to`, whatever the case of its
+// letters, is never touched. Throws FileError: nothing has been created then, or, if only the
+// folder's own entry could not be written to disk, the whole file.
 void FileCopy(std::u16string_view from, std::u16string_view to, Access access = Access::kAsFolder);
 
 // Names of the plain files in a folder, those that are UTF-8, in no order; none where it

@@ -18,13 +18,12 @@ class InputFile {
   InputFile();
   ~InputFile();
 
-  // Whatever is of no such kind is refused at once, with is_a_directory or
-  // no_such_device_or_address: a pipe would keep us waiting, and a device may act on being
-  // opened. To be called once.
+  // Anything of another kind is refused at once, with is_a_directory or no_such_device_or_address:
+  // a pipe would keep us waiting, and a device may act when it is opened. To be called once.
   std::error_code Open(const std::filesystem::path& path, Kind kind = Kind::kPlain);
-  // Reads up to `most` bytes; 0 at the end, and where it fails, with `error` set.
+  // Reads up to `most` bytes. Returns 0 at the end, and where it fails, with `error` set.
   std::size_t Read(char* bytes, std::size_t most, std::error_code& error);
-  // In bytes, when it was opened; of a pipe nothing that means anything.
+  // In bytes, when it was opened; meaningless for a pipe.
   std::uint64_t Size() const;
 
  private:

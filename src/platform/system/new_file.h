@@ -11,10 +11,10 @@
 
 namespace sys {
 
-// Grows under a hidden name in the folder of its own. A process that is killed
-// leaves it there; the next new file of the same user in that folder takes away what
-// no living process holds. Such a file is known by its name, its owner and a mark that
-// only this class sets: nothing else is ever removed. All calls throw FileError.
+// Grows under a hidden name in the same folder. A process that is killed leaves it there; the next
+// new file of the same user in that folder removes what no living process holds. Such a file is
+// recognized by its name, its owner and a mark that only this class sets: nothing else is ever
+// removed. All calls throw FileError.
 class NewFile {
  public:
   // What becomes of a file of that name.
@@ -38,9 +38,8 @@ class NewFile {
   void Write(std::string_view bytes);
   // Appends what is left of `source`, and returns why that can't be read.
   std::error_code WriteRest(InputFile& source);
-  // Gives the file its name, once it is on disk. Where it throws there is under that name
-  // what was there before, or, if only the folder's own entry could not be written to
-  // disk, the whole file.
+  // Gives the file its name, once it is on disk. Where it throws there is under that name what was
+  // there before, or, if only the folder's own entry could not be written to disk, the whole file.
   void Place();
 
  private:

@@ -29,22 +29,20 @@ OldFormat FindOldFormat(std::u16string_view name) {
 }
 
 std::u16string OldFormatAdvice(std::u16string_view name) {
-  const std::u16string file = u"Il file " + PathText(ResolvePath(name));
-  switch (FindOldFormat(name)) {
-    case OldFormat::kNone:
-      return {};
-    case OldFormat::kJet3:
-    case OldFormat::kJet4:
-      return file + u" è un archivio del vecchio formato (" +
-             (FindOldFormat(name) == OldFormat::kJet3 ? u"Jet 3" : u"Jet 4") +
-             u"). Per convertirlo, in una cartella nuova: anagparc-archivio converti \"" +
-             PathText(ResolvePath(name)) + u"\" CARTELLA";
-    case OldFormat::kLater:
-      break;
+  const OldFormat format = FindOldFormat(name);
+  if (format == OldFormat::kNone) {
+    return {};
   }
-  return file +
-         u" è in un formato Access del 2007 o successivo, che non si converte: va prima salvato "
-         u"nel formato Access 2000 o 2002-2003 (.mdb).";
+  const std::u16string file = PathText(ResolvePath(name));
+  if (format == OldFormat::kLater) {
+    return u"Il file " + file +
+           u" è in un formato Access del 2007 o successivo, che non si converte: va prima salvato "
+           u"nel formato Access 2000 o 2002-2003 (.mdb).";
+  }
+  const std::u16string jet = format == OldFormat::kJet3 ? u"Jet 3" : u"Jet 4";
+  return u"Il file " + file + u" è un archivio del vecchio formato (" + jet +
+         u"). Per convertirlo, in una cartella nuova: anagparc-archivio converti \"" + file +
+         u"\" CARTELLA";
 }
 
 }  // namespace sys

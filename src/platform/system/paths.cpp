@@ -1,12 +1,8 @@
 #include "platform/system/paths.h"
 
-#include "platform/text/text.h"
-
 namespace sys {
 
 namespace fs = std::filesystem;
-
-std::u16string PathText(const fs::path& path) { return text::FromUtf8(PathBytes(path)); }
 
 fs::path Beside(const fs::path& path, std::string_view ending) {
   fs::path beside = path;

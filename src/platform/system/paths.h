@@ -9,20 +9,20 @@
 
 namespace sys {
 
-// The path that `name` means: each part as it is written if it exists, else
-// the existing entry that differs in letter case only (the first by code where
-// there are several), else, or where the folder may not be read, as it is
-// written. Slashes separate, too; several in a row are one. A name longer than the
-// system takes comes back cut, as one part that it takes nowhere.
+// The path that `name` means, which may also begin with a drive or a server where the system has
+// those: each part as it is written if it exists, else the existing entry that differs in letter
+// case only (the first by code where there are several), else, or where the folder may not be read,
+// as it is written. Slashes separate, too; several in a row are one. A name that is too long for
+// the system is returned cut, as one part that is too long in any folder.
 std::filesystem::path ResolvePath(std::u16string_view name);
 
 // The folder where the disk that holds `path` is mounted. `path` itself, or folders
 // at its end, need not exist.
 std::filesystem::path DiskOf(const std::filesystem::path& path);
 
-// Where this user's settings lie, and what a program notes down for itself; empty where the
-// user has no home. Here $XDG_CONFIG_HOME, by default ~/.config, and $XDG_STATE_HOME, by
-// default ~/.local/state.
+// Where this user's settings and a program's own notes lie; empty where the user has no home.
+// $XDG_CONFIG_HOME and $XDG_STATE_HOME; by default ~/.config and ~/.local/state, under Windows the
+// user's folders for programs' data, the roaming and the local one.
 std::filesystem::path SettingsFolder();
 std::filesystem::path StateFolder();
 

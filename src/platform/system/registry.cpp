@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string>
 
+#include "platform/system/environment.h"
 #include "platform/system/input_file.h"
 #include "platform/system/paths.h"
 #include "platform/text/text.h"
@@ -12,12 +12,14 @@
 namespace sys {
 
 std::filesystem::path RegistryFile() {
-  const char* const given = std::getenv("MORVENNA_REGISTRO");
-  if (given != nullptr && *given != '\0') {
+  if (const std::string given = Variable("MORVENNA_REGISTRO"); !given.empty()) {
     return PathOf(given);
   }
   const std::filesystem::path folder = SettingsFolder();
-  return folder.empty() ? folder : folder / "morvenna" / "registro.reg";
+  if (folder.empty() || OwnRegistry() != nullptr) {
+    return {};
+  }
+  return folder / "morvenna" / "registro.reg";
 }
 
 namespace {
@@ -50,7 +52,10 @@ char16_t FromWindows1252(unsigned char byte) {
       0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
       0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
       0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-  return byte >= 0x80 && byte < 0xA0 ? kUpper[byte - 0x80] : byte;
+  if (byte < 0x80 || byte >= 0xA0) {
+    return byte;
+  }
+  return kUpper[byte - 0x80];
 }
 
 std::u16string Decode(std::string_view bytes) {
@@ -86,13 +91,15 @@ int HexDigit(char16_t c) {
     return c - u'0';
   }
   const char16_t lower = c | 0x20;
-  return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
+  if (lower >= u'a' && lower <= u'f') {
+    return lower - u'a' + 10;
+  }
+  return -1;
 }
 
-// Reads through the text of an export. A Take... that returns false may stop
-// anywhere; NextLine still goes on after the line it gave last. It gives the
-// continuation lines of a good value too: none of them has the form of a
-// section or a value.
+// Reads through the text of an export. A Take... that returns false may stop anywhere; NextLine
+// still goes on after the line that it returned last. It returns the continuation lines of a value
+// too; none of them has the form of a section or a value.
 class Reader {
  public:
   explicit Reader(std::u16string_view text) : text_(text) {}
@@ -125,7 +132,7 @@ class Reader {
     return true;
   }
 
-  // `word` in any case of its ASCII letters, followed at once by what follows.
+  // `word`, upper and lower case alike, whatever follows it.
   bool TakeWord(std::u16string_view word) {
     SkipBlanks();
     if (text::Upper(text_.substr(at_, word.size())) != text::Upper(word)) {
@@ -135,9 +142,8 @@ class Reader {
     return true;
   }
 
-  // A text in quotes, from its opening quote. A backslash before anything but
-  // a quote or a backslash stands for itself, so that paths written by hand
-  // with single ones do read.
+  // A text in quotes, from its opening quote. A backslash before anything but a quote or a
+  // backslash stands for itself, so that paths written by hand with single ones can be read.
   bool TakeQuoted(std::u16string& out) {
     out.clear();
     if (!Take(u'"')) {
@@ -215,8 +221,8 @@ class Reader {
   std::size_t next_ = 0;
 };
 
-// The data of a value, from after its equals sign; false if it is malformed.
-// A deleted value gives nothing.
+// The data of a value, from after its equals sign; false if it is malformed. `out` is empty for a
+// deleted value.
 bool TakeData(Reader& reader, bool legacy, std::optional<RegistryValue>& out) {
   RegistryValue value;
   if (reader.Take(u'-')) {
@@ -263,8 +269,8 @@ bool TakeData(Reader& reader, bool legacy, std::optional<RegistryValue>& out) {
   return true;
 }
 
-// The key of a section line in upper case, with the minus of a deletion in
-// front; nothing if the line is malformed.
+// The key of a section line in upper case, with the minus of a deletion in front; empty if the
+// line is malformed.
 std::u16string SectionKey(std::u16string_view line) {
   const std::size_t end = line.rfind(u']');
   if (end == line.npos) {
@@ -314,6 +320,9 @@ std::optional<RegistryValue> Find(std::u16string_view text, const std::u16string
 
 std::optional<RegistryValue> ReadRegistry(std::u16string_view hive, std::u16string_view key,
                                           std::u16string_view name) {
+  if (const SystemRegistry* const own = OwnRegistry()) {
+    return own->Read(hive, key, name);
+  }
   const std::u16string text = Decode(ReadFile(RegistryFile()));
   return Find(text, text::Upper(std::u16string(hive) + u'\\' + std::u16string(key)),
               text::Upper(name));

@@ -16,15 +16,18 @@ namespace {
 constexpr std::size_t kMost = 4096;  // bytes of a note
 
 // Empty where the user has no home.
-fs::path NoteFile() {
+fs::path NoteFile(Note note) {
   const fs::path folder = StateFolder();
-  return folder.empty() ? folder : folder / "morvenna" / "avviso";
+  if (folder.empty()) {
+    return {};
+  }
+  return folder / "morvenna" / (note == Note::kWindow ? "finestra" : "avviso");
 }
 
 }  // namespace
 
-std::u16string LeftNote() {
-  const fs::path file = NoteFile();
+std::u16string LeftNote(Note which) {
+  const fs::path file = NoteFile(which);
   std::error_code ignored;
   if (!fs::is_regular_file(file, ignored)) {
     return {};
@@ -36,9 +39,9 @@ std::u16string LeftNote() {
   return text::FromUtf8(bytes);
 }
 
-void LeaveNote(std::u16string_view text) noexcept {
+void LeaveNote(Note which, std::u16string_view text) noexcept {
   try {
-    const fs::path file = NoteFile();
+    const fs::path file = NoteFile(which);
     std::error_code ignored;
     if (text.empty()) {
       fs::remove(file, ignored);

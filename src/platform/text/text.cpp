@@ -163,6 +163,13 @@ std::u16string Decimal(long long n) {
   return {digits.begin(), digits.end()};
 }
 
+void AppendItem(std::string& list, std::string_view item, std::string_view separator) {
+  if (!list.empty()) {
+    list += separator;
+  }
+  list += item;
+}
+
 char16_t Upper(char16_t c) {
   if (c < 0x80) {
     return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;

@@ -29,6 +29,9 @@ std::u16string_view Mid(std::u16string_view s, std::size_t start,
 // Decimal text, with a minus in front of a negative number.
 std::u16string Decimal(long long n);
 
+// Appends an item to a list, in UTF-8, with the separator in front unless it is the first.
+void AppendItem(std::string& list, std::string_view item, std::string_view separator = ", ");
+
 // Upper case by Unicode's simple mapping, whatever the system's locale. A
 // character that has no single upper-case partner, and half of a surrogate
 // pair, stays itself.
@@ -37,7 +40,7 @@ std::u16string Upper(std::u16string_view s);
 
 // Appends what is left of `c` where case and accents don't count: its capital without
 // the accent, of a ligature each letter (ò is O, ß is SS, Æ is AE, Ł is L), nothing of
-// an accent that stands by itself. What has no such form stays as Upper has it.
+// an accent on its own. What has no such form stays as Upper has it.
 void AppendPlain(std::u16string& out, char16_t c);
 
 // Codes that no single-line text may take in: C0, DEL, C1, and the line and

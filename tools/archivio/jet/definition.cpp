@@ -20,7 +20,8 @@ Damaged BadIndexes() { return Damaged("i suoi indici sono danneggiati"); }
 // Reads numbers and texts one after the other.
 class Cursor {
  public:
-  Cursor(std::string_view bytes, std::size_t at) : bytes_(bytes), at_(at) {}
+  Cursor(std::string_view bytes, std::size_t at, bool jet3 = false)
+      : bytes_(bytes), at_(at), jet3_(jet3) {}
 
   std::string_view Take(std::size_t size) {
     if (at_ > bytes_.size() || size > bytes_.size() - at_) {
@@ -29,6 +30,14 @@ class Cursor {
     at_ += size;
     return bytes_.substr(at_ - size, size);
   }
+  // Passes over bytes that only Jet 4 has.
+  void PassJet4(std::size_t size) {
+    if (!jet3_) {
+      Take(size);
+    }
+  }
+  // A name, after its length.
+  std::string_view Name() { return Take(Number(jet3_ ? 1 : 2)); }
   // The lowest byte first.
   std::uint32_t Number(std::size_t size) {
     std::uint32_t number = 0;
@@ -42,6 +51,7 @@ class Cursor {
  private:
   std::string_view bytes_;
   std::size_t at_;
+  bool jet3_;
 };
 
 std::uint32_t NumberAt(std::string_view bytes, std::size_t at, std::size_t size = 4) {
@@ -68,7 +78,10 @@ const MdbColumn& ColumnAt(const MdbTableDef& table, std::size_t i) {
 
 // Bytes in the fixed part of a row.
 int FixedWidth(const MdbColumn& column) {
-  return column.col_type == MDB_BOOL ? 0 : column.col_size;
+  if (column.col_type == MDB_BOOL) {
+    return 0;
+  }
+  return column.col_size;
 }
 
 bool IsSound(const MdbColumn& column, bool jet3) {
@@ -150,9 +163,8 @@ struct RealIndex {
 
 RealIndex ReadRealIndex(Cursor& cursor, const MdbTableDef& table, std::uint32_t page) {
   MdbHandle* const mdb = table.entry->mdb;
-  const bool jet3 = IS_JET3(mdb);
   RealIndex index;
-  cursor.Take(jet3 ? 0 : 4);
+  cursor.PassJet4(4);
   bool ended = false;
   for (int key = 0; key < MDB_MAX_IDX_COLS; ++key) {
     const std::uint32_t number = cursor.Number(2);
@@ -181,20 +193,18 @@ RealIndex ReadRealIndex(Cursor& cursor, const MdbTableDef& table, std::uint32_t 
       throw BadIndexes();
     }
   }
-  cursor.Take(jet3 ? 0 : 4);
+  cursor.PassJet4(4);
   index.unique = (cursor.Number(1) & MDB_IDX_UNIQUE) != 0;
-  cursor.Take(jet3 ? 0 : 5);
+  cursor.PassJet4(5);
   return index;
 }
 
-// What the user sees as indexes names those that there are by their place among
-// them; the numbers that they have themselves grow with each that is made anew.
+// The indexes that the user sees name the real ones by their places in that list. They have numbers
+// of their own too, which grow whenever an index is made anew and mean nothing here.
 void ReadIndexes(Cursor& cursor, const MdbTableDef& table, std::uint32_t page,
                  Definition& definition) {
   constexpr std::uint32_t kPrimary = 1;
   constexpr std::uint32_t kRelationship = 2;  // an index of its own or another one's second name
-  MdbHandle* const mdb = table.entry->mdb;
-  const bool jet3 = IS_JET3(mdb);
   std::vector<RealIndex> real;
   for (unsigned i = 0; i < table.num_real_idxs; ++i) {
     real.push_back(ReadRealIndex(cursor, table, page));
@@ -205,14 +215,15 @@ void ReadIndexes(Cursor& cursor, const MdbTableDef& table, std::uint32_t page,
   };
   std::vector<Named> all;
   for (unsigned i = 0; i < table.num_idxs; ++i) {
-    cursor.Take(jet3 ? 4 : 8);
+    cursor.Take(4);
+    cursor.PassJet4(4);
     Named named;
     named.place = cursor.Number(4);
     cursor.Take(5);
     const std::uint32_t other = cursor.Number(4);  // the related table's page
     cursor.Take(2);
     named.type = cursor.Number(1);
-    cursor.Take(jet3 ? 0 : 4);
+    cursor.PassJet4(4);
     if (named.place >= real.size() || named.type > kRelationship ||
         (named.type == kRelationship) != (other != 0)) {
       throw BadIndexes();
@@ -228,7 +239,7 @@ void ReadIndexes(Cursor& cursor, const MdbTableDef& table, std::uint32_t page,
   }
   for (const Named& named : all) {
     const RealIndex& index = real[named.place];
-    const std::string name = Decoded(mdb, cursor.Take(cursor.Number(jet3 ? 1 : 2)));
+    const std::string name = Decoded(table.entry->mdb, cursor.Name());
     if (named.type != kRelationship && !index.columns.empty()) {
       definition.indexes.push_back({name, index.unique, index.columns});
     }
@@ -263,7 +274,10 @@ std::string Decoded(MdbHandle* mdb, std::string_view bytes) {
   if (!IS_JET3(mdb)) {
     return UnicodeText(bytes);
   }
-  return CodePageText(bytes, mdb->f->code_page != 0 ? mdb->f->code_page : kCodePage);
+  if (mdb->f->code_page == 0) {
+    return CodePageText(bytes, kCodePage);
+  }
+  return CodePageText(bytes, mdb->f->code_page);
 }
 
 Definition ReadDefinition(const MdbTableDef& table, std::uint32_t page) {
@@ -278,7 +292,7 @@ Definition ReadDefinition(const MdbTableDef& table, std::uint32_t page) {
   definition.variable_count = static_cast<int>(head.Number(2));
   CheckColumns(table, definition);
 
-  Cursor cursor(bytes, format.tab_cols_start_offset);
+  Cursor cursor(bytes, format.tab_cols_start_offset, jet3);
   cursor.Take(std::size_t{table.num_real_idxs} * format.tab_ridx_entry_size);
   std::vector<std::pair<std::uint32_t, std::string>> names;
   for (unsigned i = 0; i < table.num_cols; ++i) {
@@ -289,7 +303,7 @@ Definition ReadDefinition(const MdbTableDef& table, std::uint32_t page) {
     names.emplace_back(NumberAt(column, format.col_num_offset, 1), "");
   }
   for (auto& [number, name] : names) {
-    name = Decoded(mdb, cursor.Take(cursor.Number(jet3 ? 1 : 2)));
+    name = Decoded(mdb, cursor.Name());
   }
   std::ranges::sort(names);
   for (auto& [number, name] : names) {

@@ -14,8 +14,7 @@
 
 namespace archivio::jet {
 
-// The bytes of a page, until the next call. Throws Damaged where the file has no
-// such page.
+// The bytes of a page, until the next call. Throws Damaged where the file has no such page.
 std::string_view PageBytes(MdbHandle* mdb, std::uint32_t page);
 
 // A text of the file as UTF-8.
@@ -37,8 +36,7 @@ Definition ReadDefinition(const MdbTableDef& table, std::uint32_t page);
 // damaged one does.
 bool IsOdd(std::string_view name);
 
-// Of an exact decimal number; the library has the names of its two fields the wrong
-// way round.
+// Of an exact decimal number; the library has the names of its two fields the wrong way round.
 int DecimalsOf(const MdbColumn& column);
 
 // The pages that should hold the table's rows, as its map has them. False where

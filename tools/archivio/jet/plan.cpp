@@ -47,8 +47,8 @@ bool HasColumn(const NewTable& table, std::string_view name) {
       table.columns, [name](const NewColumn& column) { return SameName(column.name, name); });
 }
 
-// A row is addressed by the first of SQLite's names for its number that no column
-// has taken: where columns have taken all three, one gives it back.
+// A row is addressed by the first of SQLite's names for its number that no column has. Where
+// columns have all three, one of them gets another name.
 void FreeRowNumber(NewTable& table, Findings& findings) {
   if (!HasColumn(table, "rowid") || !HasColumn(table, "oid") || !HasColumn(table, "_rowid_")) {
     return;
@@ -125,10 +125,9 @@ class TablePlan {
     column.program_text = true;
   }
 
-  // `planned` begins with the columns that the program wants. After the first
-  // one others may follow, as the old index has them, unless the first alone is
-  // to be unique. Where the program doesn't know the columns any one may be the
-  // key.
+  // `planned` begins with the columns that the program wants. After the first one others may
+  // follow, as the old index has them, unless the first alone is to be unique. Where the program
+  // doesn't know the columns any one may be the key.
   void PlanKey(const archivio::Index& index, NewIndex& planned) {
     const std::string label = "Indice " + std::string(index.name) + " della tabella " + table_.name;
     const auto old = std::ranges::find_if(
@@ -181,10 +180,11 @@ std::vector<NewTable> Plan(const std::vector<OldTable>& old_tables,
       continue;
     }
     tables.push_back(ProgramTable(known));
-    findings.texts.push_back(tables.back().Label() + "manca" +
-                             (std::ranges::any_of(linked, same)
-                                  ? " (è collegata, le sue righe sono in un altro file)."
-                                  : "."));
+    std::string missing = tables.back().Label() + "manca";
+    if (std::ranges::any_of(linked, same)) {
+      missing += " (è collegata, le sue righe sono in un altro file)";
+    }
+    findings.texts.push_back(missing + ".");
     findings.hopeless |= known.name == kRecipients;
   }
   return tables;

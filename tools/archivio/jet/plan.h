@@ -1,5 +1,4 @@
-// How the tables of an old archive become those of one that the program can
-// work in.
+// How the tables of an old archive become those of one that the program can work in.
 #pragma once
 
 #include <string>
@@ -10,8 +9,7 @@
 
 namespace archivio::jet {
 
-// What the old archive lacks, and what comes over otherwise than it was, one Italian
-// sentence each.
+// What the old archive lacks, and what comes over otherwise than it was, one Italian sentence each.
 struct Findings {
   std::vector<std::string> texts;
   std::vector<std::string> notes;  // nothing to confirm

@@ -58,9 +58,11 @@ void Process::FailEnded() {
     throw Damaged("la lettura vuole più di " + std::to_string(limits_.memory >> 20) +
                   " MB di memoria");
   }
-  throw Damaged(
-      "la lettura si è interrotta" +
-      (end.signal != 0 ? " (segnale " + std::to_string(end.signal) + ")" : std::string()));
+  std::string cause = "la lettura si è interrotta";
+  if (end.signal != 0) {
+    cause += " (segnale " + std::to_string(end.signal) + ")";
+  }
+  throw Damaged(cause);
 }
 
 // Makes at least `bytes` available after what has been taken.

@@ -1,5 +1,5 @@
-// The process that reads an old archive. Whatever a damaged or hostile file
-// does to it, this one goes on and tells the user.
+// The process that reads an old archive. Whatever a damaged or hostile file does to it, this
+// process goes on and reports that to the user.
 #pragma once
 
 #include <string>

@@ -12,7 +12,7 @@
 
 #include "archivio/jet/definition.h"
 #include "archivio/jet/values.h"
-#include "platform/system/child.h"
+#include "platform/system/environment.h"
 #include "platform/system/paths.h"
 
 namespace archivio::jet {
@@ -112,7 +112,10 @@ class TableReader {
         }
       }
     }
-    return mapped ? foreign : 1;
+    if (!mapped) {
+      return 1;
+    }
+    return foreign;
   }
 
   // Of the row at hand. A column that is younger than the row is Null, whatever
@@ -121,6 +124,14 @@ class TableReader {
     return ColumnAt(i).col_num >= row_columns_ || fields_[i].is_null != 0;
   }
   const MdbField& Field(std::size_t i) const { return fields_[i]; }
+  // 0 for Null.
+  template <typename T>
+  T Integer(std::size_t i) const {
+    if (IsNull(i)) {
+      return 0;
+    }
+    return Get<T>(fields_[i]);
+  }
   std::string Text(std::size_t i) { return Decoded(mdb_, Bytes(fields_[i])); }
   std::string_view LongValue(std::size_t i);
   std::string Memo(std::size_t i) { return Decoded(mdb_, LongValue(i)); }
@@ -167,7 +178,7 @@ class TableReader {
           mdb_->alt_pg_buf[0] != MDB_PAGE_DATA || Number(mdb_->alt_pg_buf + 4) != entry_.table_pg) {
         break;
       }
-      // The library gives the place without its marks.
+      // The library returns the place without its marks.
       const int row = static_cast<int>(pointer & 0xFF);
       const int place = mdb_get_int16(mdb_->alt_pg_buf, mdb_->fmt->row_count_offset + 2 + 2 * row);
       if ((place & (kDeleted | kPointer)) == 0) {
@@ -188,24 +199,33 @@ class TableReader {
     if (size < count_size || mdb_crack_row(table_.get(), start, size, fields_.data()) < 0) {
       throw BadForm();
     }
-    row_columns_ =
-        IS_JET3(mdb_) ? mdb_get_byte(mdb_->pg_buf, start) : mdb_get_int16(mdb_->pg_buf, start);
+    row_columns_ = CountAt(start);
     CheckForm(start, size, count_size);
+  }
+
+  // A count in the current page.
+  int CountAt(int at) const {
+    if (IS_JET3(mdb_)) {
+      return mdb_get_byte(mdb_->pg_buf, at);
+    }
+    return mdb_get_int16(mdb_->pg_buf, at);
   }
 
   // What the row says of itself: it has the first columns, of which each has its place.
   void CheckForm(int start, std::size_t size, std::size_t count_size) const {
     const std::size_t marks = (static_cast<std::size_t>(row_columns_) + 7) / 8;
-    const std::size_t counts = definition_.variable_count > 0 ? 2 * count_size : count_size;
+    const bool has_variable = definition_.variable_count > 0;
+    std::size_t counts = count_size;
+    if (has_variable) {
+      counts += count_size;
+    }
     if (row_columns_ == 0 || row_columns_ > definition_.most_columns || marks + counts > size) {
       throw BadForm();
     }
     const int marks_at = start + static_cast<int>(size - marks);
-    const int count_at = marks_at - static_cast<int>(count_size);
     int variable_count = 0;
-    if (definition_.variable_count > 0) {
-      variable_count = IS_JET3(mdb_) ? mdb_get_byte(mdb_->pg_buf, count_at)
-                                     : mdb_get_int16(mdb_->pg_buf, count_at);
+    if (has_variable) {
+      variable_count = CountAt(marks_at - static_cast<int>(count_size));
     }
     int fixed_end = start + static_cast<int>(count_size);
     int variable_start = marks_at;
@@ -274,6 +294,7 @@ std::string_view TableReader::LongValue(std::size_t i) {
     throw Damaged("un testo lungo ha una lunghezza impossibile");
   }
   const bool chain = (Number(head) & kInOnePlace) == 0;
+  const std::size_t link = chain ? 4 : 0;  // bytes in front of each part that point to the next one
   std::uint32_t pointer = Number(head + 4);
   long_value_.clear();
   while (long_value_.size() < size) {
@@ -282,19 +303,17 @@ std::string_view TableReader::LongValue(std::size_t i) {
     std::size_t found = 0;
     if (pointer == 0 ||
         mdb_find_pg_row(mdb_, static_cast<int>(pointer), &page, &place, &found) != 0 ||
-        found <= (chain ? 4U : 0U) || mdb_->alt_pg_buf[0] != MDB_PAGE_DATA ||
+        found <= link || mdb_->alt_pg_buf[0] != MDB_PAGE_DATA ||
         (!IS_JET3(mdb_) && std::memcmp(mdb_->alt_pg_buf + 4, "LVAL", 4) != 0)) {
       throw Damaged("una parte di un testo lungo non si trova");
     }
-    const unsigned char* part = mdb_->alt_pg_buf + (place & kPlace);
+    const unsigned char* const part = mdb_->alt_pg_buf + (place & kPlace);
     pointer = 0;
     if (chain) {
       pointer = Number(part);
-      part += 4;
-      found -= 4;
     }
-    long_value_.append(reinterpret_cast<const char*>(part),
-                       std::min<std::size_t>(found, size - long_value_.size()));
+    long_value_.append(reinterpret_cast<const char*>(part + link),
+                       std::min<std::size_t>(found - link, size - long_value_.size()));
   }
   return long_value_;
 }
@@ -324,19 +343,11 @@ Type TypeOf(const MdbColumn& column) {
   }
 }
 
-void AddValue(Sender& row, TableReader& table, std::size_t i) {
+// Of a column that isn't MDB_BOOL, in a row where it isn't Null.
+void AddPresent(Sender& row, TableReader& table, std::size_t i) {
+  using Kind = Value::Kind;
   const MdbColumn& column = table.ColumnAt(i);
   const MdbField& field = table.Field(i);
-  if (column.col_type == MDB_BOOL) {
-    // It has no value but the mark that others have for Null.
-    row.Add(std::int64_t{table.IsNull(i) ? 0 : 1});
-    return;
-  }
-  if (table.IsNull(i)) {
-    row.Null();
-    return;
-  }
-  using Kind = Value::Kind;
   switch (column.col_type) {
     case MDB_BYTE:
       row.Add(std::int64_t{Get<std::uint8_t>(field)});
@@ -380,6 +391,17 @@ void AddValue(Sender& row, TableReader& table, std::size_t i) {
   }
 }
 
+void AddValue(Sender& row, TableReader& table, std::size_t i) {
+  if (table.ColumnAt(i).col_type == MDB_BOOL) {
+    // It has no value but the mark that others have for Null.
+    row.Add(static_cast<std::int64_t>(!table.IsNull(i)));
+  } else if (table.IsNull(i)) {
+    row.Null();
+  } else {
+    AddPresent(row, table, i);
+  }
+}
+
 struct CatalogEntry {
   std::string name;
   std::int64_t type = 0;
@@ -389,8 +411,7 @@ struct CatalogEntry {
   std::uint32_t Page() const { return id & 0xFFFFFF; }
 };
 
-// The library's own list loses entries whose rows have moved, and characters of
-// their names.
+// The library's own list loses entries whose rows have moved, and characters of their names.
 std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size, Sender& sender) {
   sender.Send(Kind::kAt, "MSysObjects");
   sender.Flush();
@@ -412,10 +433,14 @@ std::vector<CatalogEntry> ReadCatalog(MdbHandle* mdb, std::uintmax_t file_size, 
   std::vector<CatalogEntry> entries;
   const std::size_t foreign = catalog.ForEachRow(
       [&, id = id, name = name, type = type, flags = flags] {
-        entries.push_back({catalog.IsNull(name) ? "" : catalog.Text(name),
-                           catalog.IsNull(type) ? 0 : Get<std::int16_t>(catalog.Field(type)),
-                           catalog.IsNull(flags) ? 0 : Get<std::uint32_t>(catalog.Field(flags)),
-                           catalog.IsNull(id) ? 0 : Get<std::uint32_t>(catalog.Field(id))});
+        CatalogEntry entry;
+        if (!catalog.IsNull(name)) {
+          entry.name = catalog.Text(name);
+        }
+        entry.type = catalog.Integer<std::int16_t>(type);
+        entry.flags = catalog.Integer<std::uint32_t>(flags);
+        entry.id = catalog.Integer<std::uint32_t>(id);
+        entries.push_back(std::move(entry));
       },
       [](const char* damage) {
         throw Damaged(std::string("una riga dell'elenco delle tabelle: ") + damage);
@@ -480,10 +505,33 @@ OldTable Describe(const CatalogEntry& entry, TableReader& reader) {
   return table;
 }
 
+void SendRows(TableReader& table, const std::string& name, Sender& sender) {
+  sender.Send(Kind::kRows);
+  sender.Flush();
+  const std::size_t foreign = table.ForEachRow(
+      [&] {
+        sender.Begin();
+        try {
+          for (std::size_t i = 0; i < table.Columns(); ++i) {
+            AddValue(sender, table, i);
+          }
+        } catch (const Damaged&) {
+          sender.Drop();
+          throw;
+        }
+        sender.End();
+      },
+      [&sender](const char* damage) { sender.Send(Kind::kBadRow, damage); });
+  if (foreign > 0) {
+    sender.Send(Kind::kDoubt,
+                "Tabella " + name + ": pagine che non sono sue " + std::to_string(foreign) + ".");
+  }
+}
+
 }  // namespace
 
 void ReadArchive(const std::filesystem::path& file, Sender& sender) {
-  // They would change what the library gives.
+  // They would change how the library reads.
   for (const char* const name : {"MDBICONV", "MDB_JET3_CHARSET", "MDBOPTS", "MDBPATH"}) {
     sys::RemoveVariable(name);
   }
@@ -515,27 +563,7 @@ void ReadArchive(const std::filesystem::path& file, Sender& sender) {
     }
   }
   for (std::size_t t = 0; t < readers.size(); ++t) {
-    TableReader* const reader = readers[t].get();
-    sender.Send(Kind::kRows);
-    sender.Flush();
-    const std::size_t foreign = reader->ForEachRow(
-        [&] {
-          sender.Begin();
-          try {
-            for (std::size_t i = 0; i < reader->Columns(); ++i) {
-              AddValue(sender, *reader, i);
-            }
-          } catch (const Damaged&) {
-            sender.Drop();
-            throw;
-          }
-          sender.End();
-        },
-        [&sender](const char* damage) { sender.Send(Kind::kBadRow, damage); });
-    if (foreign > 0) {
-      sender.Send(Kind::kDoubt, "Tabella " + names[t] + ": pagine che non sono sue " +
-                                    std::to_string(foreign) + ".");
-    }
+    SendRows(*readers[t], names[t], sender);
   }
 }
 

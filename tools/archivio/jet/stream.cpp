@@ -88,7 +88,7 @@ void Sender::SendTable(const OldTable& table) {
   Number(table.indexes.size(), 1);
   for (const OldIndex& index : table.indexes) {
     Text(index.name);
-    Number(index.unique ? 1 : 0, 1);
+    Number(static_cast<std::uint64_t>(index.unique), 1);
     Number(index.columns.size(), 1);
     for (const std::uint8_t column : index.columns) {
       Number(column, 1);

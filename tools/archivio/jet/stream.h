@@ -1,6 +1,5 @@
-// What the process that reads an old archive sends to the one that writes the
-// new one. Whoever receives it checks every length: a hostile archive may have
-// taken over the sender.
+// What the process that reads an old archive sends to the one that writes the new one. Whoever
+// receives it checks every length: a hostile archive may have taken over the sender.
 //
 // An archive comes as kLinked or kAt and kTable for all its tables, then for
 // each kTable, in the same order, kRows and its kRow and kBadRow, and kEnd at
@@ -58,12 +57,10 @@ struct Value {
   std::string_view bytes;  // of a text, UTF-8, or a binary value
 };
 
-// Of every message: its kind, and in four bytes, the highest first, the length
-// of what follows.
+// Of every message: its kind, and in four bytes, the highest first, the length of what follows.
 inline constexpr std::size_t kHeadSize = 5;
 
-// The sending end. Messages are gathered, and sent when there are many and at
-// least every second.
+// The sending end. Messages are gathered, and sent when there are many and at least every second.
 class Sender {
  public:
   explicit Sender(sys::ToParent& parent) : parent_(parent) {}
@@ -71,8 +68,7 @@ class Sender {
   void Send(Kind kind, std::string_view text = {});
   void SendTable(const OldTable& table);
 
-  // A row: its values in the order of the columns, then End; or Drop, and
-  // nothing of it is sent.
+  // A row: its values in the order of the columns, then End; or Drop, and nothing of it is sent.
   void Begin();
   void Null();
   void Add(std::int64_t integer);
@@ -94,8 +90,7 @@ class Sender {
   std::int64_t sent_at_ = 0;
 };
 
-// These take a message apart, and throw Damaged when it isn't as long as it should
-// be.
+// These take a message apart, and throw Damaged when it isn't as long as it should be.
 
 OldTable ReadTable(std::string_view message);
 

@@ -103,12 +103,17 @@ std::string CodePageText(std::string_view bytes, int code_page) {
 }
 
 std::string MoneyText(std::int64_t ten_thousandths) {
-  const std::uint64_t size = ten_thousandths < 0 ? -static_cast<std::uint64_t>(ten_thousandths)
-                                                 : static_cast<std::uint64_t>(ten_thousandths);
+  auto size = static_cast<std::uint64_t>(ten_thousandths);
+  if (ten_thousandths < 0) {
+    size = -size;
+  }
   std::string digits = std::to_string(size);
-  digits.insert(0, digits.size() < 5 ? 5 - digits.size() : 0, '0');
+  digits.insert(0, 5 - std::min<std::size_t>(digits.size(), 5), '0');
   digits.insert(digits.size() - 4, 1, '.');
-  return (ten_thousandths < 0 ? "-" : "") + digits;
+  if (ten_thousandths < 0) {
+    digits.insert(0, 1, '-');
+  }
+  return digits;
 }
 
 std::string DateText(double days) {
@@ -116,8 +121,7 @@ std::string DateText(double days) {
   constexpr sys_days kFirst = year{100} / 1 / 1;
   constexpr sys_days kEnd = year{10000} / 1 / 1;
   constexpr sys_days kZero = year{1899} / 12 / 30;
-  // Before day 0 only the whole part counts backwards: -1.25 is the day before
-  // it, at 6 o'clock.
+  // Before day 0 only the whole part counts backwards: -1.25 is the day before it, at 6 o'clock.
   if (!(std::abs(days) < 1e7)) {
     return NumberText(days);
   }
@@ -167,7 +171,9 @@ std::string DecimalText(std::string_view bytes, int scale) {
   if (scale > 0) {
     digits.insert(static_cast<std::size_t>(scale), 1, '.');
   }
-  digits += (At(bytes, 0) & 0x80) != 0 ? "-" : "";
+  if ((At(bytes, 0) & 0x80) != 0) {
+    digits += '-';
+  }
   std::ranges::reverse(digits);
   return digits;
 }
@@ -182,7 +188,9 @@ std::string IdentifierText(std::string_view bytes) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string out = "{";
   for (std::size_t i = 0; i < kOrder.size(); ++i) {
-    out += i == 4 || i == 6 || i == 8 || i == 10 ? "-" : "";
+    if (i == 4 || i == 6 || i == 8 || i == 10) {
+      out += '-';
+    }
     out += kDigits[At(bytes, kOrder[i]) >> 4];
     out += kDigits[At(bytes, kOrder[i]) & 15];
   }

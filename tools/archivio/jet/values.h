@@ -1,5 +1,4 @@
-// What the old engine's bytes mean. Each function throws Damaged when they
-// mean nothing.
+// What the old engine's bytes mean. Each function throws Damaged when they mean nothing.
 #pragma once
 
 #include <cstdint>
@@ -14,16 +13,15 @@ namespace archivio::jet {
 // a surrogate pair becomes U+FFFD.
 std::string UnicodeText(std::string_view bytes);
 
-// Text of Jet 3 as UTF-8. Bytes to which the code page gives no character are
+// Text of Jet 3 as UTF-8. Bytes without a character in the code page are
 // the control codes of their number, as in the engine's own conversion.
 std::string CodePageText(std::string_view bytes, int code_page);
 
 // Currency with its four decimals.
 std::string MoneyText(std::int64_t ten_thousandths);
 
-// A date as "2015-07-31T18:05:09", with ".125" after it where the engine holds
-// parts of a second. A number that is no date of the engine's, which has the
-// years 100 to 9999, stays the number.
+// A date as "2015-07-31T18:05:09", with ".125" after it where the engine holds parts of a second. A
+// number that is no date of the engine's, which has the years 100 to 9999, stays the number.
 std::string DateText(double days);
 
 // An exact decimal number of 17 bytes, with `scale` decimals.

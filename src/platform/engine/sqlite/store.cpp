@@ -24,15 +24,22 @@ constexpr std::pair<Cause, ErrorNumber> kNumbers[] = {
     {Cause::kOpen, kIo},       {Cause::kTooManyFiles, kIo}, {Cause::kTooLarge, kIo},
     {Cause::kIo, kIo},         {Cause::kFolderSync, kIo},   {Cause::kDuplicateKey, kDuplicateKey}};
 
+ErrorNumber NumberOf(Cause cause) {
+  for (const auto& [known, number] : kNumbers) {
+    if (known == cause) {
+      return number;
+    }
+  }
+  return kOther;
+}
+
 // Runs `work`; what SQLite fails with becomes Error.
 template <typename Work>
 auto Translated(Work work) {
   try {
     return work();
   } catch (const sqlite::Error& error) {
-    const auto* const found =
-        std::ranges::find(kNumbers, error.Cause(), &std::pair<Cause, ErrorNumber>::first);
-    throw Error(found == std::end(kNumbers) ? kOther : found->second, error.Text());
+    throw Error(NumberOf(error.Cause()), error.Text());
   }
 }
 
@@ -52,6 +59,7 @@ class SqliteStore final : public Store {
  public:
   explicit SqliteStore(const std::filesystem::path& path)
       : database_(Translated([&] { return sqlite::Connection(path, sqlite::Mode::kWrite); })) {
+    database_.SetWatch(StillWorking);
     // Through a link the journal lies beside the file itself.
     std::error_code ignored;
     Translated([&] { Configure(std::filesystem::weakly_canonical(path, ignored)); });
@@ -161,12 +169,11 @@ class SqliteStore final : public Store {
   // Runs a writing statement on `table` to its end and commits. Where it means one row and
   // has changed none, throws kRowGone (of a new row kNotOneRow), where more, kNotOneRow.
   // When it throws, no transaction stays open and nothing of it is in the file.
-  enum class Rows { kAny, kCurrent, kNew };
   void Write(Statement& statement, const Table& table, Rows rows) {
     if (lost_ != nullptr) {
       std::rethrow_exception(lost_);
     }
-    // A statement that commits by itself would hide whether its commit failed,
+    // A statement that commits on its own would hide whether its commit failed,
     // and the number of rows with it.
     const bool alone = !inside_;
     if (alone) {
@@ -180,20 +187,12 @@ class SqliteStore final : public Store {
           if (error.Cause() != Cause::kDuplicateKey) {
             throw;
           }
-          throw Error(kDuplicateKey, u"Nel file " + database_.Name() + u" la tabella " +
-                                         table.Name() +
-                                         u" contiene già una riga con la stessa chiave.");
+          FailDuplicate(table.Name(), database_.Name());
         }
       });
       const int changed = database_.Changes();
       pending_ = pending_ || changed > 0;
-      if (rows == Rows::kCurrent && changed == 0) {
-        table.Fail(kRowGone, u"la riga corrente è stata cancellata. Non è stato cambiato nulla");
-      }
-      if (rows != Rows::kAny && changed != 1) {
-        table.Fail(kNotOneRow, u"la scrittura di una riga ne avrebbe cambiate " +
-                                   text::Decimal(changed) + u". Non è stato cambiato nulla");
-      }
+      CheckChanged(rows, changed, 1, table.Name(), database_.Name());
     } catch (...) {
       Rollback();
       throw;
@@ -231,9 +230,8 @@ class SqliteStore final : public Store {
     database_.Text("PRAGMA synchronous=EXTRA");
     // Sorting never writes the recipients' data into temporary files.
     database_.Text("PRAGMA temp_store=MEMORY");
-    // The recipients by code or by name lie criss-cross in the table. A file of a
-    // hundred thousand is kept whole; of one that is larger a big part is no more
-    // use than a small one, and slower.
+    // The recipients by code or by name lie criss-cross in the table. A file of a hundred thousand
+    // is kept whole; of one that is larger a big part is no more use than a small one, and slower.
     constexpr std::uintmax_t kKeptWhole = 32 << 20;
     if (!unknown && size <= kKeptWhole) {
       database_.Text("PRAGMA cache_size=-32768");
@@ -244,7 +242,7 @@ class SqliteStore final : public Store {
   int runs_ = 0;
   // A read that failed has made SQLite roll the open transaction back. Its
   // failure, which the reader may not pass on, stops every write up to the next
-  // Begin or Rollback: they would stand each by itself.
+  // Begin or Rollback: each would stand on its own.
   std::exception_ptr lost_;
   bool written_ = false, pending_ = false;  // pending: in the open transaction
   bool inside_ = false;                     // between Begin and Commit or Rollback
@@ -359,32 +357,35 @@ class SqliteTable final : public Table {
       piece_ = kAll;
     } else if (index.column == 0) {
       piece_ = kBeyondRow;
+    } else if (from == From::kKey) {
+      piece_ = kBeyondKey;
     } else {
-      piece_ = from == From::kKey ? kBeyondKey : kSameKey;
+      piece_ = kSameKey;
     }
     BeginPiece();
   }
 
   void Select(const Condition& condition, const std::vector<int>& order) override {
-    Begin(Prepared("SELECT " + number_ + ", *" + FromWhere(condition) +
-                   ColumnNames(" ORDER BY ", order)),
-          [&](Statement& run) { BindAll(run, condition); });
+    std::string sql = "SELECT " + number_ + ", *" + FromWhere(condition);
+    if (!order.empty()) {
+      sql += " ORDER BY " + ColumnNames(order);
+    }
+    Begin(Prepared(sql), [&](Statement& run) { BindAll(run, condition); });
   }
 
   void Scan(const Condition& condition, const std::vector<int>& columns) override {
-    Begin(Prepared("SELECT " + number_ + ColumnNames(", ", columns) + FromWhere(condition)),
+    Begin(Prepared("SELECT " + number_ + ", " + ColumnNames(columns) + FromWhere(condition)),
           [&](Statement& run) { BindAll(run, condition); });
   }
 
   void List(const std::vector<std::int64_t>& rows) override {
     std::string array;
     for (const std::int64_t row : rows) {
-      array += (array.empty() ? "[" : ",") + std::to_string(row);
+      text::AppendItem(array, std::to_string(row), ",");
     }
-    array += array.empty() ? "[]" : "]";
     Begin(Prepared("SELECT t." + number_ + ", t.* FROM json_each(?) AS o CROSS JOIN " + table_ +
                    " AS t ON t." + number_ + " = o.value"),
-          [&](Statement& run) { run.BindCopy(1, array); });
+          [&](Statement& run) { run.BindCopy(1, '[' + array + ']'); });
   }
 
   bool Next() override {
@@ -443,13 +444,13 @@ class SqliteTable final : public Table {
   void Delete(std::int64_t row) override {
     Statement& statement = Prepared("DELETE FROM " + table_ + " WHERE " + number_ + " = ?");
     Translated([&] { statement.Bind(1, row); });
-    store_.Write(statement, *this, SqliteStore::Rows::kCurrent);
+    store_.Write(statement, *this, Rows::kCurrent);
   }
 
   void Delete(const Condition& condition) override {
     Statement& statement = Prepared("DELETE" + FromWhere(condition));
     Translated([&] { BindAll(statement, condition); });
-    store_.Write(statement, *this, SqliteStore::Rows::kAny);
+    store_.Write(statement, *this, Rows::kAny);
   }
 
  private:
@@ -477,22 +478,24 @@ class SqliteTable final : public Table {
     return Identifier(text::ToUtf8(columns_[static_cast<std::size_t>(column)]));
   }
 
-  // Their names in SQL after `lead`, `mark` after each, with commas between; nothing for none.
-  std::string ColumnNames(const char* lead, const std::vector<int>& columns,
-                          const char* mark = "") const {
+  // Their names in SQL with commas between, `mark` after each name.
+  std::string ColumnNames(const std::vector<int>& columns, const char* mark = "") const {
     std::string names;
     for (const int column : columns) {
-      names += (names.empty() ? lead : ", ") + ColumnName(column) + mark;
+      text::AppendItem(names, ColumnName(column) + mark);
     }
     return names;
   }
 
   std::string FromWhere(const Condition& condition) const {
-    std::string sql = " FROM " + table_;
-    for (std::size_t i = 0; i < condition.size(); ++i) {
-      sql += (i == 0 ? " WHERE " : " OR ") + ColumnName(condition[i].first) + " = ?";
+    std::string terms;
+    for (const auto& [column, value] : condition) {
+      text::AppendItem(terms, ColumnName(column) + " = ?", " OR ");
     }
-    return sql;
+    if (terms.empty()) {
+      return " FROM " + table_;
+    }
+    return " FROM " + table_ + " WHERE " + terms;
   }
 
   Statement& Prepared(const std::string& sql) { return statements_.Get(store_, sql); }
@@ -520,11 +523,15 @@ class SqliteTable final : public Table {
   // Runs through the index alone, in the order of key and row number.
   Statement& PieceStatement() {
     const bool next = direction_ == Direction::kNext;
-    Statement*& run = walked_->runs[next ? 0 : 1][piece_];
+    Statement*& run = walked_->runs[static_cast<std::size_t>(next)][piece_];
     if (run == nullptr) {
       const std::string& key = walked_->key;
       const std::string beyond = next ? " > " : " < ";
       const std::string down = next ? "" : " DESC";
+      std::string order = number_ + down;
+      if (!key.empty()) {
+        order.insert(0, key + down + ", ");
+      }
       const std::string pieces[kPieces] = {
           "",
           " WHERE " + key + " IS ?1 AND " + number_ + beyond + "?2",
@@ -532,8 +539,7 @@ class SqliteTable final : public Table {
           " WHERE " + key + " IS NULL",
           " WHERE " + key + " IS NOT NULL",
           " WHERE " + number_ + beyond + "?2"};
-      run = &Prepared(from_ + walked_->through + pieces[piece_] + " ORDER BY " +
-                      (key.empty() ? "" : key + down + ", ") + number_ + down);
+      run = &Prepared(from_ + walked_->through + pieces[piece_] + " ORDER BY " + order);
     }
     return *run;
   }
@@ -557,18 +563,15 @@ class SqliteTable final : public Table {
   // without a word.
   std::string WritingText(bool update) const {
     if (update) {
-      return "UPDATE OR ABORT " + table_ + ColumnNames(" SET ", written_, " = ?") + " WHERE " +
+      return "UPDATE OR ABORT " + table_ + " SET " + ColumnNames(written_, " = ?") + " WHERE " +
              number_ + " = ?";
     }
+    const std::string insert = "INSERT OR ABORT INTO " + table_;
     if (written_.empty()) {
-      return "INSERT OR ABORT INTO " + table_ + " DEFAULT VALUES";
+      return insert + " DEFAULT VALUES";
     }
-    std::string marks = "?";
-    for (std::size_t i = 1; i < written_.size(); ++i) {
-      marks += ", ?";
-    }
-    return "INSERT OR ABORT INTO " + table_ + ColumnNames(" (", written_) + ") VALUES (" + marks +
-           ")";
+    return insert + " (" + ColumnNames(written_) + ") VALUES (" +
+           sqlite::Parameters(written_.size()) + ")";
   }
 
   // A loop writes the same columns row by row.
@@ -588,7 +591,7 @@ class SqliteTable final : public Table {
         writing_.Bind(static_cast<int>(values.size()) + 1, *row);
       }
     });
-    store_.Write(writing_, *this, update ? SqliteStore::Rows::kCurrent : SqliteStore::Rows::kNew);
+    store_.Write(writing_, *this, update ? Rows::kCurrent : Rows::kNew);
   }
 
   SqliteStore& store_;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -113,22 +112,33 @@ ChildProcess::Event ChildProcess::Read(std::string& bytes) {
     return Event::kSilent;
   }
   std::array<char, 1 << 16> part;
-  const ssize_t size = count < 0 ? -1 : read(native_->pipe.Get(), part.data(), part.size());
+  ssize_t size = -1;
+  if (count > 0) {
+    size = read(native_->pipe.Get(), part.data(), part.size());
+  }
   if (size > 0) {
     bytes.append(part.data(), static_cast<std::size_t>(size));
     return Event::kBytes;
   }
-  return size < 0 && errno == EINTR ? Event::kSignal : Event::kEnded;
+  if (size < 0 && errno == EINTR) {
+    return Event::kSignal;
+  }
+  return Event::kEnded;
 }
 
 ChildProcess::End ChildProcess::Await() {
   int status = 0;
   waitpid(native_->process, &status, 0);
   native_->process = -1;
-  return {WIFEXITED(status) && WEXITSTATUS(status) == ChildJob::kNoMemory,
-          WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+  End end;
+  end.no_memory = WIFEXITED(status) && WEXITSTATUS(status) == ChildJob::kNoMemory;
+  if (WIFSIGNALED(status)) {
+    end.signal = WTERMSIG(status);
+  }
+  return end;
 }
 
-void RemoveVariable(const char* name) { unsetenv(name); }
+void ServeAsChild(const std::vector<std::string>& /*words*/,
+                  const std::vector<ChildJob>& /*jobs*/) {}
 
 }  // namespace sys

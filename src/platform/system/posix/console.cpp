@@ -7,6 +7,8 @@
 
 namespace sys {
 
+void SpeakUtf8() {}
+
 bool ErrorsOnTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 std::optional<std::u16string> FlushFault(std::ostream& out) {
@@ -14,7 +16,10 @@ std::optional<std::u16string> FlushFault(std::ostream& out) {
   if (out.flush()) {
     return std::nullopt;
   }
-  return errno == 0 ? std::u16string() : CauseOf("/dev/stdout", LastError());
+  if (errno == 0) {
+    return u"";
+  }
+  return CauseOf("/dev/stdout", LastError());
 }
 
 }  // namespace sys

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "platform/system/errors.h"
+#include "platform/system/paths.h"
 #include "platform/system/posix/fd.h"
 
 namespace sys {
@@ -19,8 +20,10 @@ std::error_code Refusal(const struct stat& info, InputFile::Kind kind) {
                                 (S_ISFIFO(info.st_mode) || S_ISSOCK(info.st_mode)))) {
     return {};
   }
-  return std::make_error_code(S_ISDIR(info.st_mode) ? std::errc::is_a_directory
-                                                    : std::errc::no_such_device_or_address);
+  if (S_ISDIR(info.st_mode)) {
+    return std::make_error_code(std::errc::is_a_directory);
+  }
+  return std::make_error_code(std::errc::no_such_device_or_address);
 }
 
 }  // namespace
@@ -28,8 +31,8 @@ std::error_code Refusal(const struct stat& info, InputFile::Kind kind) {
 InputFile::InputFile() : native_(std::make_unique<Native>()) {}
 InputFile::~InputFile() = default;
 
-// The look before the opening spares a device; O_NONBLOCK keeps a pipe that has taken
-// the file's place since from holding us up.
+// A device isn't even opened: stat comes first. O_NONBLOCK is for a pipe that has taken the file's
+// place since then, and would keep us waiting.
 std::error_code InputFile::Open(const fs::path& path, Kind kind) {
   // A name with a NUL would reach the system cut short, as another name.
   if (path.native().find('\0') != std::string::npos) {
@@ -42,8 +45,12 @@ std::error_code InputFile::Open(const fs::path& path, Kind kind) {
     }
   }
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
-  Fd file(kind == Kind::kPlain ? Unbroken([&] { return open(path.c_str(), kFlags | O_NONBLOCK); })
-                               : open(path.c_str(), kFlags));
+  Fd file;
+  if (kind == Kind::kPlain) {
+    file = Fd(Unbroken([&] { return open(path.c_str(), kFlags | O_NONBLOCK); }));
+  } else {
+    file = Fd(open(path.c_str(), kFlags));
+  }
   if (!file || fstat(file.Get(), &info) != 0) {
     return LastError();
   }
@@ -55,16 +62,31 @@ std::error_code InputFile::Open(const fs::path& path, Kind kind) {
 }
 
 std::size_t InputFile::Read(char* bytes, std::size_t most, std::error_code& error) {
-  const auto step = [&] { return read(native_->descriptor.Get(), bytes, most); };
-  const ssize_t got = native_->plain ? Unbroken(step) : step();
-  error = got < 0 ? LastError() : std::error_code();
-  return got < 0 ? 0 : static_cast<std::size_t>(got);
+  ssize_t got = 0;
+  do {
+    got = read(native_->descriptor.Get(), bytes, most);
+  } while (got < 0 && errno == EINTR && native_->plain);
+  error.clear();
+  if (got < 0) {
+    error = LastError();
+    got = 0;
+  }
+  return static_cast<std::size_t>(got);
 }
 
 std::uint64_t InputFile::Size() const { return native_->size; }
 
 bool CanWriteIn(const fs::path& folder) {
   return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+std::uintmax_t NamesOf(std::u16string_view name) {
+  std::error_code error;
+  const std::uintmax_t names = fs::hard_link_count(ResolvePath(name), error);
+  if (error) {
+    return 1;
+  }
+  return names;
 }
 
 bool IsOverQuota(const std::error_code& error) { return error.value() == EDQUOT; }

@@ -25,10 +25,9 @@ namespace {
 
 constexpr std::string_view kHidden = ".anagparc-";
 constexpr int kDigits = 16;
-// The mark of a growing file, beside its name: it bears the sticky bit from the call on
-// that makes it until it has its own name. The bit means nothing on a file, no program
-// sets it there, and unlike the lock it outlives a kill. On a disk that keeps no modes
-// leftovers stay.
+// The mark of a growing file, beside its name: it has the sticky bit from the call that makes it
+// until it has its own name. The bit means nothing on a file, no program sets it there, and unlike
+// the lock it outlives a kill. On a disk that keeps no modes leftovers stay.
 constexpr mode_t kMark = S_ISVTX;
 
 bool IsLeftover(const struct stat& info) {
@@ -40,9 +39,8 @@ bool IsHiddenName(std::string_view name) {
          name.find_first_not_of("0123456789abcdef", kHidden.size()) == name.npos;
 }
 
-// False when another descriptor holds the file. The lock lives as long as the
-// descriptor, and doesn't meet the locks that SQLite sets, which are of another
-// kind and far from byte 0.
+// False when another descriptor holds the file. The lock lives as long as the descriptor, and
+// doesn't meet the locks that SQLite sets, which are of another kind and far from byte 0.
 bool Lock(int descriptor) {
   struct flock lock = {};
   lock.l_type = F_WRLCK;
@@ -118,7 +116,10 @@ void NewFile::Growth::OpenFolder(const std::string& wanted) {
       file.native().find('\0') != std::string::npos) {
     Fail(std::make_error_code(std::errc::invalid_argument));
   }
-  path_ = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  path_ = file.parent_path();
+  if (path_.empty()) {
+    path_ = ".";
+  }
   folder_ = Fd(open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!folder_ || fstat(folder_.Get(), &folder_info_) != 0) {
     Fail();
@@ -203,8 +204,8 @@ void NewFile::Growth::Write(std::string_view bytes) {
   }
 }
 
-// The system's own copying may stop at anything. The loop goes on from there,
-// meets the same obstacle if there is one, and tells whose it is.
+// The system's own copying may stop at anything. The loop goes on from there: if there is an
+// obstacle, reading or writing meets it again, and it is known which of the two failed.
 std::error_code NewFile::Growth::WriteRest(InputFile& source) {
   constexpr std::size_t kStep = std::size_t{64} << 20;
   while (copy_file_range(source.native_->descriptor.Get(), nullptr, descriptor_.Get(), nullptr,
@@ -236,20 +237,18 @@ void NewFile::Growth::GiveName() {
     if (rename(growing.c_str(), file.c_str()) != 0) {
       Fail();
     }
-    growing.clear();
-    return;
+  } else if (renameat2(AT_FDCWD, growing.c_str(), AT_FDCWD, file.c_str(), RENAME_NOREPLACE) != 0) {
+    if (errno != EINVAL && errno != ENOSYS) {
+      Fail();
+    }
+    if (link(growing.c_str(), file.c_str()) != 0) {
+      if (errno == EPERM) {
+        Fail(std::make_error_code(std::errc::operation_not_supported));
+      }
+      Fail();
+    }
+    unlink(growing.c_str());
   }
-  if (renameat2(AT_FDCWD, growing.c_str(), AT_FDCWD, file.c_str(), RENAME_NOREPLACE) == 0) {
-    growing.clear();
-    return;
-  }
-  if (errno != EINVAL && errno != ENOSYS) {
-    Fail();
-  }
-  if (link(growing.c_str(), file.c_str()) != 0) {
-    Fail(errno == EPERM ? std::make_error_code(std::errc::operation_not_supported) : LastError());
-  }
-  unlink(growing.c_str());
   growing.clear();
 }
 
@@ -266,8 +265,7 @@ mode_t NewFile::Growth::Mode() {
   return shared ? 0660 : 0600;
 }
 
-// EPERM and EOPNOTSUPP: a file system without modes, where its mount says who may do
-// what.
+// EPERM and EOPNOTSUPP: a file system without modes, where its mount says who may do what.
 void NewFile::Growth::SetMode(mode_t mode) {
   if (fchmod(descriptor_.Get(), mode) != 0 && errno != EPERM && errno != EOPNOTSUPP) {
     Fail();
@@ -278,8 +276,12 @@ void NewFile::Growth::SetMode(mode_t mode) {
 // is written out; EINVAL is one that keeps no such state.
 void NewFile::Growth::SyncFolder() {
   const Fd readable(openat(folder_.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const int result =
-      readable ? Unbroken([&] { return fsync(readable.Get()); }) : syncfs(descriptor_.Get());
+  int result = 0;
+  if (readable) {
+    result = Unbroken([&] { return fsync(readable.Get()); });
+  } else {
+    result = syncfs(descriptor_.Get());
+  }
   if (result != 0 && errno != EINVAL) {
     Fail();
   }

@@ -26,7 +26,7 @@ std::optional<std::string> EntryAnyCase(const fs::path& folder, std::u16string_v
   const std::u16string wanted = text::Upper(part);
   std::optional<std::string> best;
   std::error_code error;
-  fs::directory_iterator it(folder.empty() ? fs::path(".") : folder, error);
+  fs::directory_iterator it("." / folder, error);
   for (; !error && it != fs::directory_iterator(); it.increment(error)) {
     std::string entry = it->path().filename().native();
     if (best && *best <= entry) {
@@ -46,7 +46,10 @@ fs::path UserFolder(const char* variable, const char* in_home) {
     return given;
   }
   const char* const home = std::getenv("HOME");
-  return home != nullptr && *home != '\0' ? fs::path(home) / in_home : fs::path();
+  if (home == nullptr || *home == '\0') {
+    return {};
+  }
+  return fs::path(home) / in_home;
 }
 
 }  // namespace
@@ -79,18 +82,24 @@ fs::path ResolvePath(std::u16string_view name) {
     path += text::ToUtf8(part);
     struct stat info;
     if (found && lstat(path.c_str(), &info) != 0) {
-      const auto entry =
-          errno == ENOENT ? EntryAnyCase(path.substr(0, folder), part) : std::nullopt;
+      std::optional<std::string> entry;
+      if (errno == ENOENT) {
+        entry = EntryAnyCase(path.substr(0, folder), part);
+      }
       found = entry.has_value();
       if (entry) {
         path.replace(folder, path.npos, *entry);
       }
     }
   }
-  // A separator at the end stays: what bears one can only be a folder.
-  const bool closed = !name.empty() && kSeparators.find(name.back()) != kSeparators.npos;
-  return closed && !path.ends_with('/') ? path + '/' : path;
+  // A separator at the end stays: such a name can only be a folder's.
+  if (!name.empty() && kSeparators.find(name.back()) != kSeparators.npos && !path.ends_with('/')) {
+    path += '/';
+  }
+  return path;
 }
+
+std::u16string PathText(const fs::path& path) { return text::FromUtf8(PathBytes(path)); }
 
 fs::path SettingsFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
 fs::path StateFolder() { return UserFolder("XDG_STATE_HOME", ".local/state"); }

@@ -40,7 +40,10 @@ Fd OpenOwnTemporaryFolder() {
   struct stat info = {};
   const bool ours = folder && fstat(folder.Get(), &info) == 0 && info.st_uid == geteuid() &&
                     (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-  return ours ? std::move(folder) : Fd();
+  if (!ours) {
+    return Fd();
+  }
+  return folder;
 }
 
 Fd OpenLockFile(const Fd& folder) {
@@ -63,7 +66,10 @@ Fd OpenLockFile() {
   if (session != nullptr && *session == '/') {
     file = OpenLockFile(OpenFolder(session));
   }
-  return file ? std::move(file) : OpenLockFile(OpenOwnTemporaryFolder());
+  if (!file) {
+    file = OpenLockFile(OpenOwnTemporaryFolder());
+  }
+  return file;
 }
 
 // Closed by LeaveInstance or by the system, with the process.

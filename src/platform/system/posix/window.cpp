@@ -61,13 +61,20 @@ class Display {
     for (int screen = 0; ready_ && screen < ewmh_.nb_screens; ++screen) {
       const xcb_window_t root = ewmh_.screens[screen]->root;
       const bool managed = IsManaged(root);
-      const std::vector<xcb_window_t> listed =
-          managed ? ManagedWindows(screen) : std::vector<xcb_window_t>();
-      for (const xcb_window_t window : listed.empty() ? MappedWindows(root) : listed) {
-        if (Title(window) == title) {
-          return managed && ManagerActivates(screen) ? AskManager(screen, window)
-                                                     : RaiseAndFocus(window);
+      std::vector<xcb_window_t> windows;
+      if (managed) {
+        windows = ManagedWindows(screen);
+      }
+      if (windows.empty()) {
+        windows = MappedWindows(root);
+      }
+      const auto found = std::ranges::find_if(
+          windows, [&](xcb_window_t window) { return Title(window) == title; });
+      if (found != windows.end()) {
+        if (managed && ManagerActivates(screen)) {
+          return AskManager(screen, *found);
         }
+        return RaiseAndFocus(*found);
       }
     }
     return false;
@@ -112,8 +119,7 @@ class Display {
     return offered;
   }
 
-  // All windows on show, the upper ones first. Titles sit at most below a
-  // frame or two.
+  // All windows on show, the upper ones first. Titles sit at most below a frame or two.
   std::vector<xcb_window_t> MappedWindows(xcb_window_t root) {
     constexpr int kMaxDepth = 3;
     std::vector<xcb_window_t> all;
@@ -207,8 +213,8 @@ class Display {
 
 }  // namespace
 
-// In a thread of its own, left to itself if the server hangs; there, a server
-// that breaks off can't end the process by SIGPIPE either.
+// In a thread of its own, which is left behind if the server hangs. Its mask keeps a server that
+// breaks off from ending the process by SIGPIPE.
 bool ActivateWindow(std::u16string_view title) {
   std::packaged_task<bool()> task([wanted = std::u16string(title)] {
     sigset_t pipe;

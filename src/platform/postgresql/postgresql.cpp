@@ -1,0 +1,617 @@
+#include "platform/postgresql/postgresql.h"
+
+#include <libpq-fe.h>
+
+#include <algorithm>
+#include <charconv>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+
+#include "platform/system/network.h"
+#include "platform/text/text.h"
+
+namespace postgresql {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// What is waited for at a stretch: the watch is asked in between.
+constexpr milliseconds kSlice{50};
+constexpr milliseconds kConnectLimit{4200};
+
+// What the session sets whatever the defaults are. A server notices by itself within seconds that
+// this side has gone, and gives its locks back.
+constexpr char kOptions[] =
+    " -c search_path=public,pg_temp -c standard_conforming_strings=on"
+    " -c default_transaction_isolation=read\\ committed -c default_transaction_read_only=off"
+    " -c default_transaction_deferrable=off -c synchronous_commit=on"
+    " -c lock_timeout=5s -c statement_timeout=0 -c idle_in_transaction_session_timeout=20s"
+    " -c client_connection_check_interval=2s -c tcp_keepalives_idle=5"
+    " -c tcp_keepalives_interval=2 -c tcp_keepalives_count=3 -c tcp_user_timeout=10s"
+    " -c max_parallel_workers_per_gather=0 -c synchronize_seqscans=off -c work_mem=32MB"
+    " -c jit=off -c row_security=off";
+
+// Overridden by what the address says.
+constexpr std::pair<const char*, const char*> kDefaults[] = {
+    {"connect_timeout", "2"},  {"tcp_user_timeout", "8000"},
+    {"keepalives_idle", "5"},  {"keepalives_interval", "2"},
+    {"keepalives_count", "3"}, {"fallback_application_name", "anagparc"},
+    {"gssencmode", "disable"}};
+
+struct FreeOptions {
+  void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
+};
+using Options = std::unique_ptr<PQconninfoOption, FreeOptions>;
+
+// The message of libpq or the server without line ends, and without a point at the end.
+std::u16string Detail(const char* message) {
+  std::string text = message == nullptr ? "" : message;
+  if (const std::size_t location = text.find("\nLOCATION:"); location != text.npos) {
+    text.resize(location);
+  }
+  std::ranges::replace_if(
+      text, [](char c) { return c == '\n' || c == '\t'; }, ' ');
+  text.resize(text.find_last_not_of(" .") + 1);
+  return text.empty() ? u"" : u" (" + text::FromUtf8(text) + u")";
+}
+
+Options Parsed(const std::string& uri, const std::u16string& name) {
+  char* message = nullptr;
+  Options options(PQconninfoParse(uri.c_str(), &message));
+  const std::u16string detail = Detail(message);
+  PQfreemem(message);
+  if (options == nullptr || uri.find('\n') != uri.npos) {
+    throw Error(Cause::kUri, u"L'indirizzo del server in " + name + u" non si capisce" + detail +
+                                 u". Dev'essere una riga sola, come "
+                                 u"postgresql://server.ufficio/s7702015");
+  }
+  return options;
+}
+
+std::string OptionOf(const Options& options, std::string_view keyword) {
+  for (const PQconninfoOption* option = options.get(); option->keyword != nullptr; ++option) {
+    if (keyword == option->keyword && option->val != nullptr) {
+      return option->val;
+    }
+  }
+  return {};
+}
+
+constexpr std::pair<std::string_view, Cause> kStates[] = {
+    {"23505", Cause::kDuplicateKey}, {"55P03", Cause::kBusy},       {"40P01", Cause::kBusy},
+    {"40001", Cause::kBusy},         {"25006", Cause::kReadOnly},   {"42501", Cause::kReadOnly},
+    {"53100", Cause::kFull},         {"42P01", Cause::kNoTable},    {"42703", Cause::kNoColumn},
+    {"22023", Cause::kInvalid},      {"3D000", Cause::kNoDatabase}, {"28", Cause::kRefused},
+    {"57P", Cause::kLost},           {"08", Cause::kLost},          {"25P03", Cause::kLost},
+    {"25P04", Cause::kLost}};
+
+Cause CauseOf(std::string_view state) {
+  const auto* const found = std::ranges::find_if(
+      kStates, [&](const auto& known) { return state.starts_with(known.first); });
+  return found == std::end(kStates) ? Cause::kOther : found->second;
+}
+
+std::u16string TextOf(Cause cause, const std::u16string& name, const std::u16string& detail) {
+  const std::u16string of = u" dell'archivio " + name;
+  switch (cause) {
+    case Cause::kUnreachable:
+      return u"Il server" + of + u" non è raggiungibile" + detail +
+             u". Controllare che il server sia acceso e che la rete funzioni.";
+    case Cause::kRefused:
+      return u"Il server" + of + u" non ammette questo utente" + detail +
+             u". Il nome dell'utente sta nell'indirizzo del server, la sua password nel file "
+             u"~/.pgpass; chi amministra il server stabilisce chi vi è ammesso.";
+    case Cause::kNoDatabase:
+      return u"Sul server" + of + u" manca il database" + detail +
+             u". Controllarne il nome nell'indirizzo del server.";
+    case Cause::kTls:
+      return u"La connessione cifrata con il server" + of + u" non riesce" + detail +
+             u". Controllare il certificato del server.";
+    case Cause::kLost:
+      return u"La connessione con il server" + of + u" si è interrotta" + detail +
+             u". Riprovare tra poco; se non basta, controllare la rete e il server.";
+    case Cause::kBusy:
+      return u"L'archivio " + name + u" è occupato da un altro programma. Riprovare tra poco.";
+    case Cause::kReadOnly:
+      return u"L'archivio " + name +
+             u" non può essere scritto: il server è in sola lettura, "
+             u"oppure a questo utente mancano i permessi" +
+             detail + u".";
+    case Cause::kFull:
+      return u"Disco pieno sul server" + of + u".";
+    case Cause::kDuplicateKey:
+      return u"L'archivio " + name + u" contiene già una riga con la stessa chiave.";
+    case Cause::kInterrupted:
+      return u"Operazione interrotta sull'archivio " + name + u".";
+    default:
+      return u"Operazione non riuscita sull'archivio " + name + detail + u".";
+  }
+}
+
+// SQLSTATE as it stands in a verbose message, "FATAL:  28P01: ...".
+std::string_view StateIn(std::string_view message) {
+  constexpr std::size_t kLength = 5;
+  for (std::size_t at = message.find(":  "); at != message.npos; at = message.find(":  ", at + 1)) {
+    const std::string_view state = message.substr(std::min(at + 3, message.size()), kLength);
+    if (state.size() == kLength && message.substr(at + 3 + kLength).starts_with(": ") &&
+        std::ranges::all_of(
+            state, [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z'); })) {
+      return state;
+    }
+  }
+  return {};
+}
+
+// Why there is no connection. libpq tells of TLS in words alone, and in the user's language.
+Cause ConnectCause(PGconn* connection) {
+  const std::string_view message = PQerrorMessage(connection);
+  if (PQconnectionNeedsPassword(connection) != 0) {
+    return Cause::kRefused;
+  }
+  if (const std::string_view state = StateIn(message); !state.empty()) {
+    const Cause cause = CauseOf(state);
+    if (state == "42501") {
+      return Cause::kRefused;
+    }
+    return cause == Cause::kLost || cause == Cause::kOther ? Cause::kUnreachable : cause;
+  }
+  const bool tls = message.find("SSL") != message.npos || message.find("ertific") != message.npos;
+  return tls ? Cause::kTls : Cause::kUnreachable;
+}
+
+// Made on a thread of its own, since looking up the server's name can hang, and nothing ends it.
+struct Attempt {
+  std::mutex mutex;
+  std::condition_variable ended;
+  bool done = false, given_up = false;
+  PGconn* connection = nullptr;
+};
+
+struct Parameters {
+  std::vector<std::string> keywords, values;
+};
+
+PGconn* Connected(const Parameters& parameters) {
+  std::vector<const char*> keywords, values;
+  for (std::size_t i = 0; i < parameters.keywords.size(); ++i) {
+    keywords.push_back(parameters.keywords[i].c_str());
+    values.push_back(parameters.values[i].c_str());
+  }
+  keywords.push_back(nullptr);
+  values.push_back(nullptr);
+  constexpr int kExpandUri = 1;
+  const Clock::time_point begun = Clock::now();
+  PGconn* const connection = PQconnectdbParams(keywords.data(), values.data(), kExpandUri);
+  // Once more, for the numbers of what the server says. What took longer was nobody's answer.
+  if (connection != nullptr && PQstatus(connection) != CONNECTION_OK &&
+      Clock::now() - begun < std::chrono::seconds(1)) {
+    PQsetErrorVerbosity(connection, PQERRORS_VERBOSE);
+    PQreset(connection);
+    PQsetErrorVerbosity(connection, PQERRORS_DEFAULT);
+  }
+  return connection;
+}
+
+void Work(const std::shared_ptr<Attempt>& attempt, const Parameters& parameters) {
+  PGconn* const connection = Connected(parameters);
+  const std::lock_guard lock(attempt->mutex);
+  if (attempt->given_up) {
+    PQfinish(connection);
+    return;
+  }
+  attempt->connection = connection;
+  attempt->done = true;
+  attempt->ended.notify_one();
+}
+
+}  // namespace
+
+std::u16string ShortUri(std::string_view uri) {
+  return text::FromUtf8(uri.substr(0, uri.find('?')));
+}
+
+// ---- Results
+
+void Result::Clear::operator()(pg_result* handle) const { PQclear(handle); }
+
+int Result::Rows() const { return PQntuples(handle_.get()); }
+int Result::Columns() const { return PQnfields(handle_.get()); }
+
+std::optional<std::string_view> Result::Text(int row, int column) const {
+  if (PQgetisnull(handle_.get(), row, column) != 0) {
+    return std::nullopt;
+  }
+  return std::string_view(PQgetvalue(handle_.get(), row, column),
+                          static_cast<std::size_t>(PQgetlength(handle_.get(), row, column)));
+}
+
+namespace {
+
+std::int64_t NumberIn(std::string_view text) {
+  std::int64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+}  // namespace
+
+std::int64_t Result::Number(int row, int column) const { return NumberIn(Bytes(row, column)); }
+std::int64_t Result::Changed() const { return NumberIn(PQcmdTuples(handle_.get())); }
+std::string_view Result::Tag() const { return PQcmdStatus(handle_.get()); }
+
+// ---- Connections
+
+void Connection::Close::operator()(pg_conn* handle) const { PQfinish(handle); }
+
+Connection::Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on)
+    : name_(std::move(name)), goes_on_(std::move(goes_on)) {
+  const Options options = Parsed(uri, name_);
+  if (!OptionOf(options, "password").empty() || !OptionOf(options, "sslpassword").empty()) {
+    throw Error(Cause::kPassword,
+                u"Nell'indirizzo del server in " + name_ +
+                    u" c'è una password, che può leggere chiunque legga l'indirizzo. Toglierla, e "
+                    u"metterla nel file ~/.pgpass di ogni utente.");
+  }
+  Parameters parameters;
+  const auto add = [&](std::string keyword, std::string value) {
+    parameters.keywords.push_back(std::move(keyword));
+    parameters.values.push_back(std::move(value));
+  };
+  for (const auto& [keyword, value] : kDefaults) {
+    add(keyword, value);
+  }
+  add("dbname", uri);
+  add("client_encoding", "UTF8");
+  add("options", OptionOf(options, "options") + kOptions);
+
+  const auto attempt = std::make_shared<Attempt>();
+  std::thread([attempt, parameters] { Work(attempt, parameters); }).detach();
+  const Clock::time_point end = Clock::now() + kConnectLimit;
+  std::unique_lock lock(attempt->mutex);
+  while (!attempt->done) {
+    attempt->ended.wait_for(lock, kSlice);
+    const bool late = Clock::now() >= end;
+    if (attempt->done) {
+      break;
+    }
+    if (late || (goes_on_ && !goes_on_())) {
+      attempt->given_up = true;
+      const Cause cause = late ? Cause::kUnreachable : Cause::kInterrupted;
+      throw Error(cause, TextOf(cause, name_, u""));
+    }
+  }
+  handle_.reset(attempt->connection);
+  if (handle_ == nullptr) {
+    throw std::bad_alloc();
+  }
+  if (PQstatus(handle_.get()) != CONNECTION_OK) {
+    const Cause cause = ConnectCause(handle_.get());
+    throw Error(cause, TextOf(cause, name_, Detail(PQerrorMessage(handle_.get()))));
+  }
+  PQsetnonblocking(handle_.get(), 1);
+  PQsetNoticeProcessor(
+      handle_.get(), [](void*, const char*) {}, nullptr);
+}
+
+Connection::~Connection() = default;
+
+void Connection::FailLost(Cause cause) {
+  const std::u16string detail =
+      Lost() || cause != Cause::kLost ? std::u16string() : Detail(PQerrorMessage(handle_.get()));
+  handle_.reset();
+  kept_.clear();
+  rows_ = false;
+  throw Error(cause, TextOf(cause, name_, detail));
+}
+
+bool Connection::Alive() noexcept {
+  while (!Lost() && sys::AwaitSocket(PQsocket(handle_.get()), false, milliseconds(0))) {
+    if (PQconsumeInput(handle_.get()) == 0) {
+      handle_.reset();
+      kept_.clear();
+    }
+  }
+  return !Lost();
+}
+
+void Connection::Await(bool write) {
+  const Clock::time_point end = Clock::now() + limit_;
+  while (!sys::AwaitSocket(PQsocket(handle_.get()), write, kSlice)) {
+    if (goes_on_ && !goes_on_()) {
+      FailLost(Cause::kInterrupted);
+    }
+    if (limit_.count() != 0 && Clock::now() >= end) {
+      handle_.reset();
+      FailLost();
+    }
+  }
+}
+
+void Connection::Flush() {
+  for (;;) {
+    const int left = PQflush(handle_.get());
+    if (left == 0) {
+      return;
+    }
+    if (left < 0) {
+      FailLost();
+    }
+    Await(true);
+    // The server may be waiting for its answers to be taken.
+    if (PQconsumeInput(handle_.get()) == 0) {
+      FailLost();
+    }
+  }
+}
+
+Result Connection::Get() {
+  while (PQisBusy(handle_.get()) != 0) {
+    Await(false);
+    if (PQconsumeInput(handle_.get()) == 0) {
+      FailLost();
+    }
+  }
+  Result result(PQgetResult(handle_.get()));
+  if (PQstatus(handle_.get()) == CONNECTION_BAD) {
+    FailLost();
+  }
+  return result;
+}
+
+void Connection::Check(const Result& result) {
+  if (PQresultStatus(result.handle_.get()) != PGRES_FATAL_ERROR) {
+    return;
+  }
+  const char* const state = PQresultErrorField(result.handle_.get(), PG_DIAG_SQLSTATE);
+  const Cause cause = CauseOf(state == nullptr ? "08" : state);
+  if (cause == Cause::kLost) {
+    FailLost();
+  }
+  const char* const table = PQresultErrorField(result.handle_.get(), PG_DIAG_TABLE_NAME);
+  throw Error(cause,
+              TextOf(cause, name_,
+                     Detail(PQresultErrorField(result.handle_.get(), PG_DIAG_MESSAGE_PRIMARY))),
+              table == nullptr ? "" : table);
+}
+
+void Connection::Send(const Statement& statement, const std::string& kept_name) {
+  std::vector<const char*> values;
+  values.reserve(statement.parameters.size());
+  for (const Parameter& parameter : statement.parameters) {
+    values.push_back(parameter ? parameter->c_str() : nullptr);
+  }
+  const int count = static_cast<int>(values.size());
+  const int sent = kept_name.empty()
+                       ? PQsendQueryParams(handle_.get(), statement.sql.c_str(), count, nullptr,
+                                           values.data(), nullptr, nullptr, 0)
+                       : PQsendQueryPrepared(handle_.get(), kept_name.c_str(), count, values.data(),
+                                             nullptr, nullptr, 0);
+  if (sent == 0) {
+    FailLost();
+  }
+}
+
+void Connection::Finish(const Result& result) {
+  while (Get().handle_ != nullptr) {
+  }
+  Check(result);
+}
+
+void Connection::Sync() {
+  if (PQpipelineSync(handle_.get()) == 0) {
+    FailLost();
+  }
+}
+
+void Connection::EndPipeline() {
+  Get();  // what the server says to Sync
+  PQexitPipelineMode(handle_.get());
+}
+
+Result Connection::Run(const Statement& statement) {
+  return std::move(Run(std::span(&statement, 1)).front());
+}
+
+std::vector<Result> Connection::Run(std::span<const Statement> statements) {
+  if (Lost()) {
+    FailLost();
+  }
+  EndRows();
+  PQenterPipelineMode(handle_.get());
+  // Those not prepared yet are, on the way.
+  std::vector<std::string> names;
+  std::vector<bool> prepares;
+  for (const Statement& statement : statements) {
+    const auto known = statement.kept ? kept_.find(statement.sql) : kept_.end();
+    names.push_back(known == kept_.end() ? std::string() : known->second);
+    if (statement.kept && known == kept_.end()) {
+      names.back() = "k" + std::to_string(++last_kept_);
+      kept_[statement.sql] = names.back();
+      prepares.push_back(true);
+      if (PQsendPrepare(handle_.get(), names.back().c_str(), statement.sql.c_str(), 0, nullptr) ==
+          0) {
+        FailLost();
+      }
+    } else {
+      prepares.push_back(false);
+    }
+    Send(statement, names.back());
+  }
+  Sync();
+  Flush();
+  std::vector<Result> results;
+  Result failure;
+  for (std::size_t i = 0; i < statements.size(); ++i) {
+    for (int part = prepares[i] ? 0 : 1; part < 2; ++part) {
+      Result result = Get();
+      Get();  // the null after it
+      const ExecStatusType status = PQresultStatus(result.handle_.get());
+      const bool failed = status == PGRES_FATAL_ERROR || status == PGRES_PIPELINE_ABORTED;
+      if (failed && part == 0) {
+        kept_.erase(statements[i].sql);
+      }
+      if (status == PGRES_FATAL_ERROR && failure.handle_ == nullptr) {
+        failure = std::move(result);
+      } else if (part == 1) {
+        results.push_back(std::move(result));
+      }
+    }
+  }
+  EndPipeline();
+  if (failure.handle_ != nullptr) {
+    Check(failure);
+  }
+  return results;
+}
+
+// In pipeline mode, too: outside of it libpq would go on with single rows in the next pipeline.
+void Connection::BeginRows(const Statement& statement) {
+  if (Lost()) {
+    FailLost();
+  }
+  EndRows();
+  PQenterPipelineMode(handle_.get());
+  Send(statement, "");
+  PQsetSingleRowMode(handle_.get());
+  Sync();
+  Flush();
+  rows_ = true;
+}
+
+bool Connection::NextRow(Result& row) {
+  if (!rows_) {
+    return false;
+  }
+  row = Get();
+  if (PQresultStatus(row.handle_.get()) == PGRES_SINGLE_TUPLE) {
+    return true;
+  }
+  rows_ = false;
+  const Result last = std::move(row);
+  Get();  // the null after it
+  EndPipeline();
+  Check(last);
+  return false;
+}
+
+void Connection::EndRows() noexcept {
+  if (!rows_) {
+    return;
+  }
+  try {
+    Result row;
+    while (NextRow(row)) {
+    }
+  } catch (const std::exception&) {
+    // Whoever runs something next learns of it.
+  }
+  rows_ = false;
+}
+
+std::int64_t Connection::CopyIn(const std::string& sql,
+                                const std::function<bool(std::string&)>& next) {
+  if (Lost()) {
+    FailLost();
+  }
+  EndRows();
+  Send({sql, {}}, "");
+  Flush();
+  if (Result begun = Get(); PQresultStatus(begun.handle_.get()) != PGRES_COPY_IN) {
+    Finish(begun);
+  }
+  std::string bytes;
+  const auto put = [&](auto call) {
+    for (int done = call(); done != 1; done = call()) {
+      if (done < 0) {
+        FailLost();
+      }
+      Await(true);
+    }
+  };
+  try {
+    while (next(bytes)) {
+      put([&] {
+        return PQputCopyData(handle_.get(), bytes.data(), static_cast<int>(bytes.size()));
+      });
+    }
+  } catch (...) {
+    if (!Lost()) {
+      put([&] { return PQputCopyEnd(handle_.get(), "broken off"); });
+      Flush();
+      while (Get().handle_ != nullptr) {
+      }
+    }
+    throw;
+  }
+  put([&] { return PQputCopyEnd(handle_.get(), nullptr); });
+  Flush();
+  Result result = Get();
+  Finish(result);
+  return result.Changed();
+}
+
+void Connection::CopyOut(const std::string& sql,
+                         const std::function<void(std::string_view)>& take) {
+  if (Lost()) {
+    FailLost();
+  }
+  EndRows();
+  Send({sql, {}}, "");
+  Flush();
+  if (Result begun = Get(); PQresultStatus(begun.handle_.get()) != PGRES_COPY_OUT) {
+    Finish(begun);
+  }
+  try {
+    for (;;) {
+      char* buffer = nullptr;
+      const int length = PQgetCopyData(handle_.get(), &buffer, 1);
+      const std::unique_ptr<char, void (*)(void*)> line(buffer, PQfreemem);
+      if (length > 0) {
+        take({buffer, static_cast<std::size_t>(length)});
+      } else if (length == 0) {
+        Await(false);
+        if (PQconsumeInput(handle_.get()) == 0) {
+          FailLost();
+        }
+      } else {
+        break;
+      }
+    }
+  } catch (...) {
+    handle_.reset();
+    throw;
+  }
+  Result result = Get();
+  Finish(result);
+}
+
+void AppendElement(std::string& array, std::optional<std::string_view> text) {
+  if (!text) {
+    array += "NULL";
+    return;
+  }
+  array += '"';
+  for (const char c : *text) {
+    if (c == '"' || c == '\\') {
+      array += '\\';
+    }
+    array += c;
+  }
+  array += '"';
+}
+
+std::string Identifier(std::string_view name) {
+  std::string quoted = "\"";
+  for (const char c : name) {
+    quoted.append(c == '"' ? 2 : 1, c);
+  }
+  return quoted + '"';
+}
+
+}  // namespace postgresql
