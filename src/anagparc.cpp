@@ -9,10 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "platform/desktop/desktop.h"
+#include "platform/system/environment.h"
+#include "platform/system/process.h"
 #include "platform/system/signals.h"
+#include "platform/system/state.h"
 #include "platform/text/text.h"
 #include "version.h"
 
@@ -23,7 +26,7 @@ std::string earlyMessages;  // of Qt, while it looks for the display
 [[noreturn]] void EndWithoutDisplay() {
   std::string asked;
   for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
-    if (const char* value = std::getenv(name)) {
+    if (const std::string value = sys::Variable(name); !value.empty()) {
       asked += (asked.empty() ? "" : ", ") + std::string(name) + "=" + value;
     }
   }
@@ -76,13 +79,14 @@ class Application : public QApplication {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+  const std::vector<std::string> words = sys::Arguments(argc, argv);
+  if (words.size() == 1 && words[0] == "--version") {
     std::printf("anagparc %s\n", kVersion);
     return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
   }
   std::string commandLine;
-  for (int i = 1; i < argc; ++i) {
-    commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    commandLine += (i > 0 ? " " : "") + words[i];
   }
   sys::HoldEndSignals();
   int one = 1;  // nothing of it is for Qt
@@ -96,8 +100,11 @@ int main(int argc, char** argv) {
   QApplication::setApplicationVersion(kVersion);
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
+  window.SetSize(sys::LeftNote(sys::Note::kWindow));
+  window.sizeChosen = [](std::u16string_view size) { sys::LeaveNote(sys::Note::kWindow, size); };
   toolkit::App().view = &window;
   toolkit::App().print = [&](const toolkit::Document& document) { return window.Print(document); };
+  toolkit::App().manual = [&](std::u16string_view chapter) { return window.ShowManual(chapter); };
   application.window = &window;
   sys::OnEndSignal([&application] {
     QMetaObject::invokeMethod(
@@ -105,11 +112,18 @@ int main(int argc, char** argv) {
   });
   if (ANAGPARC::Me.Load()) {
     window.Show();
-    QTimer::singleShot(0, [] { ANAGPARC::Me.Activate(); });
+    QTimer::singleShot(0, [&window] {
+      ANAGPARC::Me.Activate();
+      window.Sync();
+    });
     // Looking an icon up in the desktop's themes takes a fifth of the start: the
     // window comes first.
     QTimer::singleShot(200, [] { QApplication::setWindowIcon(QIcon::fromTheme("anagparc")); });
     QApplication::exec();
+  } else if (sys::PrevInstance()) {
+    // It ended because another copy runs, of which nothing is asked: the desktop is, for the
+    // window that the user is looking for.
+    sys::ActivateWindow(ANAGPARC::Me.Caption());
   }
   sys::OnEndSignal(nullptr);
   application.window = nullptr;

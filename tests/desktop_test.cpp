@@ -9,12 +9,15 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPrintDialog>
 #include <QScreen>
 #include <QScrollBar>
 #include <QSpinBox>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextBrowser>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
@@ -22,6 +25,7 @@
 
 #include "files.h"
 #include "platform/desktop/listview.h"
+#include "platform/desktop/look.h"
 #include "platform/text/text.h"
 #include "sample.h"
 
@@ -117,6 +121,18 @@ TEST_F(Desktop, TheFocusIsSeenInEveryField) {
     }
     EXPECT_TRUE(!box->Locked() || pictures[0] != pictures[1]) << "the caret, which doesn't blink";
   }
+}
+
+TEST_F(Desktop, ARefusedKeyLightsTheFrame) {
+  Show();
+  Click(two);  // locked
+  const auto frame = [&] { return Line(two).grab().toImage().pixelColor(0, 10); };
+  Keys({Qt::Key_Home});
+  EXPECT_EQ(frame(), desktop::Highlight());
+  Keys({Qt::Key_A});
+  EXPECT_EQ(frame(), desktop::Alarm());
+  QTest::qWait(2 * desktop::kFlash);
+  EXPECT_EQ(frame(), desktop::Highlight());
 }
 
 TEST_F(Desktop, TypingGoesThroughTheModel) {
@@ -411,6 +427,36 @@ TEST_F(Desktop, AHandlerIsSeenWhileItRuns) {
   EXPECT_TRUE(seen[3] == seen[1]) << "the label isn't there yet";
 }
 
+// By the pointer, and by a window of its own as long as there is no form.
+TEST_F(Desktop, LongWorkIsSeen) {
+  using namespace std::chrono_literals;
+  const auto waiting = [] {
+    return std::ranges::any_of(QApplication::topLevelWidgets(), [](const QWidget* widget) {
+      return widget->isVisible() && widget->windowType() == Qt::SplashScreen;
+    });
+  };
+  form.LoadEvent = [&] {
+    label.Refresh();
+    EXPECT_FALSE(waiting());
+    QTest::qSleep(250);
+    label.Refresh();
+    EXPECT_TRUE(waiting());
+  };
+  Show();
+  EXPECT_FALSE(waiting());
+
+  go.Click = [&] {
+    for (const int since : {0, 350, 0}) {  // the user had the box meanwhile
+      App().working = std::chrono::steady_clock::now() - since * 1ms;
+      StillWorking();
+      EXPECT_EQ(QGuiApplication::overrideCursor() != nullptr, since > 0);
+    }
+    label.Refresh();
+  };
+  Click(go);
+  EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
+}
+
 // A table of names of a few lengths, and a block.
 Document LongDocument(int rows) {
   Document document{.name = u"Percettori: prova/1", .title = u"Elenco di prova"};
@@ -489,6 +535,110 @@ TEST_F(Desktop, PrintsThroughTheDialogToPdf) {
   EXPECT_NE(print(folder.Path() / "pipe", 0, 0), u"");
   EXPECT_TRUE(is_fifo(folder.Path() / "pipe"));
   EXPECT_EQ(ReadPdf(file), page);
+}
+
+// Every chapter that the program asks for by F1 is a heading; links, pictures and the search lead
+// on, Esc back to the form.
+TEST_F(Desktop, Manual) {
+  Show();
+  ASSERT_EQ(window->ShowManual(u"la-data"), u"");
+  QWidget* manual = nullptr;
+  for (QWidget* each : QApplication::topLevelWidgets()) {
+    if (each->findChild<QTextBrowser*>() != nullptr) {
+      manual = each;
+    }
+  }
+  ASSERT_TRUE(QTest::qWaitForWindowActive(manual));
+  auto* pages = manual->findChild<QTextBrowser*>();
+  for (const char16_t* chapter :
+       {u"2-lelenco-dei-percettori", u"3-aprire-e-modificare-unanagrafica", u"la-data",
+        u"4-scegliere-un-codice-da-una-tabella", u"5-inserire-un-percettore",
+        u"6-cancellare-un-percettore", u"7-cambiare-un-codice-fiscale"}) {
+    EXPECT_EQ(window->ShowManual(chapter), u"");
+    const QTextBlock top = pages->cursorForPosition({30, 12}).block();
+    EXPECT_GT(top.blockFormat().headingLevel(), 0) << text::ToUtf8(chapter);
+    EXPECT_EQ(top.text().simplified()[0].toLower(), QChar(chapter[0]));
+  }
+  pages->setSource(pages->source().resolved(QUrl("#contare")));
+  EXPECT_TRUE(pages->cursorForPosition({30, 12}).block().text().startsWith("Contare"));
+  pages->setSource(pages->source().resolved(QUrl("figure/scala_100.png")));
+  EXPECT_EQ(pages->document()->toPlainText(), QString(QChar::ObjectReplacementCharacter));
+  pages->backward();
+  manual->findChild<QLineEdit*>()->setText("Data errata");
+  QTest::keyClick(manual, Qt::Key_F3);
+  EXPECT_EQ(pages->textCursor().selectedText(), "Data errata");
+  QTest::keyClick(manual, Qt::Key_Escape);
+  EXPECT_FALSE(manual->isVisible());
+  QTest::qWait(20);
+  EXPECT_TRUE(window->Widget().isActiveWindow());
+}
+
+// The form grows and shrinks as a whole, never past the screen, and fills a window of another size
+// in its middle.
+TEST_F(Desktop, Zooms) {
+  window->SetSize(u"60");
+  Show();
+  QWidget& root = window->Widget();
+  EXPECT_EQ(root.size(), QSize(360, 350));
+  const QSize room = root.screen()->availableGeometry().size();
+  Keys({Qt::Key_0}, Qt::ControlModifier);
+  EXPECT_LE(root.height(), room.height());
+  const int height = root.height();
+  Keys({Qt::Key_Minus}, Qt::ControlModifier | Qt::KeypadModifier);
+  EXPECT_LT(root.height(), height);
+  for (int i = 0; i < 40; ++i) {
+    Keys({Qt::Key_Plus}, Qt::ControlModifier);
+  }
+  EXPECT_LE(root.height(), room.height());
+  EXPECT_GT(root.height(), room.height() - 60);
+  EXPECT_EQ(one.Text(), u"");
+
+  root.resize(900, 350);
+  QApplication::processEvents();
+  EXPECT_EQ(window->Size(), u"60");
+  EXPECT_EQ(window->WidgetOf(status)->geometry(), QRect(270, 336, 360, 14));
+  Click(go);
+  EXPECT_EQ(clicks, 1);
+  EXPECT_EQ(window->PixelOf({150, 150}), QPoint(276, 6));
+
+  root.showMaximized();
+  const QWidget& bar = *window->WidgetOf(status);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return bar.width() > 400; }));
+  EXPECT_TRUE(window->Size().ends_with(u" massima"));
+  EXPECT_TRUE(bar.width() > root.width() - 5 || bar.geometry().bottom() > root.height() - 5);
+  Keys({Qt::Key_0}, Qt::ControlModifier);
+  EXPECT_FALSE(root.isMaximized());
+  std::u16string chosen;
+  window->sizeChosen = [&](std::u16string_view size) { chosen = size; };
+  form.UnloadEvent = [] { End(0); };
+  root.close();
+  EXPECT_EQ(chosen, u"100");
+}
+
+// By Shift+F10 at the row that is selected; it goes where the form ends.
+TEST_F(Desktop, MenuOfARow) {
+  list.RowCommands = {{u"&Apri", nullptr}, {u"&Vai", &go}};
+  Show();
+  Fill(40);
+  QTest::mouseClick(Handle(), Qt::RightButton, {}, *window->ShowRow(list, 30));
+  EXPECT_EQ(list.ListIndex(), 30);
+  QApplication::activePopupWidget()->close();
+  const auto menu = [&] {
+    Keys({Qt::Key_F10}, Qt::ShiftModifier);
+    return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+  };
+  const QRect row = View().RowRect(30);
+  EXPECT_EQ(menu()->pos(), View().viewport()->mapToGlobal(row.bottomLeft()));
+  QTest::keyClick(menu(), Qt::Key_V);
+  EXPECT_EQ(clicks, 1);
+  EXPECT_EQ(form.Focus(), &go);
+  Click(list);
+  ASSERT_NE(menu(), nullptr);
+  form.UnloadEvent = [] { End(0); };
+  window->Leave();
+  QTest::qWait(20);
+  EXPECT_TRUE(App().ended);
+  EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
 }
 
 TEST_F(Desktop, ClosesOnlyWhenTheProgramEnds) {

@@ -1,13 +1,23 @@
 #!/usr/bin/env bash
 # Runs one scenario on one screen and compares what it prints.
 #
-#   scenario.sh PROGRAMS none|qt|reader FILE.scenario
+#   scenario.sh PROGRAMS none|qt|reader|server FILE.scenario
+#   scenario.sh PROGRAMS none|qt|reader|server FOLDER
 #
 # What a scenario holds is told in docs/anagparc-script.md. The archive has the
 # recipients of base.sql. On the screen "reader" the script is one of reader.py: the
-# program itself on a display.
+# program itself on a display. On "server" it is the one of "none", and the archive lies on the
+# server that server.py runs this beside: published once it is set up, and copied into the file
+# again before anybody looks into it. Lines "#@ file" mark what only a file can do.
 set -u
 programs=$(realpath "$1") screen=$2 scenario=$(realpath -e "$3") || exit 1
+if [ -d "$scenario" ]; then
+  failed=0
+  for each in "$scenario"/*.scenario; do
+    "$0" "$1" "$2" "$each" || failed=1
+  done
+  exit $failed
+fi
 name=${4:-$3} before=${5:-0} # of a single start: the whole scenario, and the lines before it
 here=$(cd "$(dirname "$0")" && pwd)
 dir=$(mktemp -d) || exit 1
@@ -33,6 +43,11 @@ caption=' Gestione Modello 770/2015 (Semplificato) - Gestione percettori lavoro 
 directive() { sed -n "s/^#@ $1 //p" "$scenario"; }
 only=$(directive screen)
 if [ -n "$only" ] && [ "$only" != "$screen" ]; then exit 0; fi
+server=
+if [ "$screen" = server ]; then
+  if grep -q '^#@ file' "$scenario"; then exit 0; fi
+  screen=none server=postgresql:///postgres
+fi
 
 "$programs/anagparc-archivio" crea "$dir/archivi" >/dev/null || exit 1
 cp "$dir/archivi/SQ4RXXXX.MDB" "$A" || exit 1
@@ -49,6 +64,14 @@ while IFS= read -r command; do
   bash -c "$command" || { echo "set-up failed: $command"; exit 1; }
 done < <(directive sh)
 
+if [ -n "$server" ] && [ -f "$A" ] && head -c 15 "$A" | grep -q 'SQLite format 3'; then
+  psql -qXc 'DROP SCHEMA public CASCADE; CREATE SCHEMA public' 2>/dev/null
+  "$programs/anagparc-archivio" pubblica "$A" $server >"$dir/out" 2>&1 || { cat "$dir/out"; exit 1; }
+  echo $server >"$A"
+else
+  server=
+fi
+
 sed -E -e 's/^>.*/#/' -e 's/^= ([^ ]+) .*/show \1/' "$scenario" >"$dir/script"
 run=("$programs/anagparc-script" --screen "$screen" --command-line "$(directive arg)" "$dir/script")
 if [ "$screen" = reader ]; then
@@ -61,12 +84,19 @@ if [ "$status" = 77 ]; then
   cat "$dir/out"
   exit 77
 fi
+if [ -n "$server" ]; then
+  rm "$A"
+  "$programs/anagparc-archivio" copia $server "$A" >"$dir/copia" 2>&1 || cat "$dir/copia" >>"$dir/out"
+fi
 while IFS= read -r command; do
   bash -c "$command" >>"$dir/out" 2>&1
 done < <(directive after)
 
 sed -nE -e 's/^> ?//p' -e 's/^= ([^ ]+) (.*)/\1 = \2/p' "$scenario" >"$dir/expected"
-sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" "$dir/out" >"$dir/got"
+sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" -e "s|${dir//\//\\\\\\\\}|@DIR@|g" "$dir/out" >"$dir/got"
+# Names have backslashes under Windows, double within quotes; part of the name everywhere is
+# the one that the program puts between a folder and its file.
+sed -i -E ':again; s|(@DIR@[A-Za-z0-9_./-]*)\\\\|\1/|; t again' "$dir/got" "$dir/expected"
 if ! diff "$dir/expected" "$dir/got" >"$dir/diff"; then
   mapfile -t lines < <(grep -nE '^>|^= [^ ]+ ' "$scenario" | cut -d: -f1)
   first=$(sed -n '1s/[^0-9].*//p' "$dir/diff") # of the expected lines; 0: before all of them

@@ -53,7 +53,7 @@ std::string Name(const Control& control) { return text::ToUtf8(control.FullName(
 // What the user does next, as a line of a script.
 class Will {
  public:
-  Will(unsigned long long seed, bool anyScreen) : numbers_(seed), anyScreen_(anyScreen) {}
+  Will(unsigned long long seed, bool anyScreen) : numbers_(seed), any_screen_(anyScreen) {}
 
   std::size_t UpTo(std::size_t n) { return numbers_() % n; }
   bool OneIn(std::size_t n) { return UpTo(n) == 0; }
@@ -67,7 +67,7 @@ class Will {
       return OnPurpose();
     }
     const std::size_t n = UpTo(100);
-    return n < 20   ? TypeInto(Characters(1 + UpTo(6), !anyScreen_))
+    return n < 20   ? TypeInto(Characters(1 + UpTo(6), !any_screen_))
            : n < 42 ? "key " + Key()
            : n < 58 ? Click()
            : n < 64 ? RightClick()
@@ -76,7 +76,7 @@ class Will {
            : n < 85 ? "paste " + script::Quote(OneIn(3) ? Code() : Characters(UpTo(60), true))
            : n < 91 ? "focus " + Name(*One(Me.Controls()))
            : n < 95 ? "caret " + std::to_string(UpTo(20))
-           : n < 99 || anyScreen_ || !OneIn(4)
+           : n < 99 || any_screen_ || !OneIn(4)
                ? std::string("access ") + One<char>({'C', 'A', 'S', 'N', 'c', '1'})
                : "close";
   }
@@ -126,7 +126,7 @@ class Will {
   // Letters typed fast search a list together: how fast must not matter here.
   std::string TypeInto(const std::u16string& characters) {
     const bool list = dynamic_cast<ListBox*>(Me.Focus()) != nullptr;
-    return anyScreen_ && list ? "key Down" : "type " + script::Quote(characters);
+    return any_screen_ && list ? "key Down" : "type " + script::Quote(characters);
   }
 
   std::string Key() {
@@ -151,8 +151,8 @@ class Will {
       }
     }
     const Control& chosen = *One(controls);
-    return chosen.Name() == u"cmduscita" && !OneIn(anyScreen_ ? 30 : 6) ? "key Tab"
-                                                                        : "click " + Name(chosen);
+    return chosen.Name() == u"cmduscita" && !OneIn(any_screen_ ? 30 : 6) ? "key Tab"
+                                                                         : "click " + Name(chosen);
   }
 
   std::string RightClick() {
@@ -164,7 +164,10 @@ class Will {
                                                      " \"Annulla\"",
                                                      " \"Seleziona tutto\"",
                                                      " \"Copia codice\"",
-                                                     " \"Copia riga\""};
+                                                     " \"Copia riga\"",
+                                                     " \"Apri\"",
+                                                     " \"Cambia C.F.\"",
+                                                     " \"Cancella\""};
     const Control& on = *One(Me.Controls());
     const auto* list = dynamic_cast<const ListBox*>(&on);
     return "rightclick " + Name(on) + (list != nullptr ? ' ' + SomeRow(*list) : "") + One(choices);
@@ -200,7 +203,7 @@ class Will {
   std::u16string Characters(std::size_t n, bool wild) {
     std::u16string out;
     for (; n > 0; --n) {
-      const std::size_t kind = UpTo(wild && !anyScreen_ ? 9 : 6);
+      const std::size_t kind = UpTo(wild && !any_screen_ ? 9 : 6);
       out += kind == 0   ? Digits(1)
              : kind == 1 ? Of(u"  '\"\\/%-,.")
              : kind == 2 ? Of(u"àßÿ€ΩıŉМ")
@@ -229,7 +232,7 @@ class Will {
   }
 
   std::mt19937_64 numbers_;
-  bool anyScreen_;
+  bool any_screen_;
 };
 
 std::string Trimmed(std::u16string_view code) { return text::ToUtf8(text::Trim(code)); }
@@ -284,14 +287,14 @@ class Archive {
 class User : public Program {
  public:
   User(const std::string& seed, bool anyScreen, const fs::path& base)
-      : seed_(seed), will_(std::stoull(seed), anyScreen), anyScreen_(anyScreen) {
+      : seed_(seed), will_(std::stoull(seed), anyScreen), any_screen_(anyScreen) {
     fs::copy_file(Template(), File());
     Must(Sql(File(), Bytes(base)).empty(), "base");
     archive_.emplace(File());
   }
 
   void Run(long actions) {
-    for (; actions_ < actions && (Running() || starts_ == 0 || !anyScreen_); ++actions_) {
+    for (; actions_ < actions && (Running() || starts_ == 0 || !any_screen_); ++actions_) {
       if (!Running()) {
         Begin();
       }
@@ -302,10 +305,10 @@ class User : public Program {
 
   // Of the run: a scenario of it, or what it came to.
   std::string Told() const {
-    return anyScreen_ ? script_
-                      : "seme " + seed_ + ": " + std::to_string(actions_) + " azioni, " +
-                            std::to_string(starts_) + " avvii, " + std::to_string(writes_) +
-                            " anagrafiche scritte\n";
+    return any_screen_ ? script_
+                       : "seme " + seed_ + ": " + std::to_string(actions_) + " azioni, " +
+                             std::to_string(starts_) + " avvii, " + std::to_string(writes_) +
+                             " anagrafiche scritte\n";
   }
 
   int Ask(const toolkit::Message& message) override {
@@ -316,7 +319,7 @@ class User : public Program {
     Must(message.title == Titolo(), "titolo di un messaggio");
     Must(!will_.OneIn(8) || archive_->Free(), "archivio bloccato davanti a un messaggio");
     const int code = will_.One(message.buttons).code;
-    if (anyScreen_ && message.buttons.size() > 1) {
+    if (any_screen_ && message.buttons.size() > 1) {
       script_ += "answer " + std::to_string(code) + '\n';
     }
     return code;
@@ -344,13 +347,13 @@ class User : public Program {
   void Act(std::string line) {
     line_ = std::move(line);
     IndiceCampo = kUntouched;
-    codeBefore_ = CFCorrente;
+    code_before_ = CFCorrente;
     try {
       script::RunLine(text::FromUtf8(line_), nowhere_, answers_, form_);
     } catch (const script::Error& error) {
       Must(false, text::ToUtf8(error.text));
     }
-    if (anyScreen_) {
+    if (any_screen_) {
       script_ += line_ + '\n';
       Look();
     }
@@ -478,7 +481,7 @@ class User : public Program {
     writes_ += gone.empty() && come.empty() ? 0 : 1;
 
     // Blanks typed on a button may go on twice.
-    const std::set<std::string> mine = {Trimmed(codeBefore_), Trimmed(CFCorrente),
+    const std::set<std::string> mine = {Trimmed(code_before_), Trimmed(CFCorrente),
                                         Trimmed(CFPrecedente), Trimmed(CFNuovo)};
     for (const auto* rows : {&gone, &come}) {
       Must(rows->empty() || mine.contains(Trimmed((*rows)[0][0])), "scritta un'altra anagrafica");
@@ -500,13 +503,13 @@ class User : public Program {
 
   std::string seed_;
   Will will_;
-  bool anyScreen_;
+  bool any_screen_;
   script::Answers answers_;
   script::ModelActions form_;
   std::ostream nowhere_{nullptr};
-  std::string script_;         // what was done, for a scenario
-  std::string line_;           // what is being done
-  std::u16string codeBefore_;  // CFCorrente before it
+  std::string script_;          // what was done, for a scenario
+  std::string line_;            // what is being done
+  std::u16string code_before_;  // CFCorrente before it
   std::map<const TextBox*, std::size_t> lengths_;
   bool list_ = false;  // was in sight
   std::uint64_t revision_ = 0;

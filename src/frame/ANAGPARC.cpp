@@ -1,6 +1,5 @@
-// The form as it was designed: every control with its place, its text and its
-// place in the tab order, in twips within its frame, lower ones first. Then
-// the handlers, tied to their events.
+// The form as it was designed: every control with its place, its text and its place in the tab
+// order, in twips within its frame, lower ones first. Then the handlers, tied to their events.
 #include "frame/ANAGPARC.h"
 
 #include <algorithm>
@@ -89,6 +88,7 @@ constexpr const char16_t* kTitoloModulo =
 constexpr Color kSfondo = 16702663;   // form, frames, buttons
 constexpr Color kEvidenza = 8454143;  // header of the record
 constexpr Color kSuSfondo = 8388608;  // headings: navy, easy to read on kSfondo
+constexpr Color kFascia = 15779238;   // heading of the list
 
 using Righe = std::vector<Placed>;
 
@@ -137,8 +137,8 @@ void COLLOCABORDO(Righe& t, Control& shape, Control* contenitore, const Posto& p
 void SELEZIONE(Righe& t) {
   Control* f = &FrmSelezione;
   COLLOCARIQUADRO(t, FrmSelezione, nullptr, kPostoSelezione, u"Selezione", {}, &Label1(0));
-  COLLOCAETICHETTA(t, Label1(0), f, {210, 330, 11385, 345}, u" Selezione percettori lavoro autonomo / Provvigioni / Redditi diversi", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  COLLOCAETICHETTA(t, Label1(1), f, {180, 780, 6675, 285}, u" Codice fiscale - Cognome/nome o Denominazione", {.Face = Font::Fixed});
+  COLLOCAETICHETTA(t, Label1(0), f, {210, 330, 11385, 345}, u" Selezione percettori lavoro autonomo / Provvigioni / Redditi diversi", {.ForeColor = kSuSfondo, .Face = Font::Heading});
+  AGGIUNGI(t, Label1(1), f, nullptr, {180, 780, 6675, 285}, u" Codice fiscale - Cognome/nome o Denominazione", {.BackColor = kFascia, .ForeColor = kSuSfondo, .Face = Font::Fixed});
   COLLOCACASELLA(t, List1, f, Label1(1), kPostoElenco, u"", {.TabIndex = 28});
   COLLOCAETICHETTA(t, Label2(8), f, {180, 4500, 6675, 435}, u"", {.Visible = false, .Edge = Border::Line});
   COLLOCARIQUADRO(t, Frame2, f, {180, 4950, 5295, 765}, u"", {}, &Label3);
@@ -167,7 +167,7 @@ void INSERIMENTO(Righe& t) {
   COLLOCAETICHETTA(t, Label2(5), f, {180, 1860, 4275, 210}, u"Nome");
   COLLOCACASELLA(t, TextNOME, f, Label2(5), {180, 2085, 2220, 315}, u"", {.TabIndex = 39, .MaxLength = 20});
   COLLOCAPULSANTE(t, CmdInserimento(1), f, {180, 2670, 1935, 645}, u"Annulla", {.TabIndex = 40});
-  COLLOCAPULSANTE(t, CmdInserimento(0), f, {2250, 2670, 2205, 645}, u"Conferma inserimento", {.TabIndex = 41});
+  COLLOCAPULSANTE(t, CmdInserimento(0), f, {2250, 2670, 2205, 645}, u"Conferma inserimento", {.TabIndex = 41, .Main = true});
 }
 
 void CAMBIOCODICE(Righe& t) {
@@ -181,7 +181,7 @@ void CAMBIOCODICE(Righe& t) {
   COLLOCAETICHETTA(t, Label2(13), f, {180, 1575, 4275, 630}, u"Il programma attribuisce il nuovo codice fiscale al percettore e ai relativi quadri compilati");
   COLLOCAETICHETTA(t, Label2(15), f, {180, 2310, 4275, 240}, u"Attendere prego....cambio codice fiscale in corso", {.Visible = false, .ForeColor = kSuSfondo, .Face = Font::Bold});
   COLLOCAPULSANTE(t, CmdAnnullaCF, f, {180, 2670, 2070, 645}, u"&Annulla", {.TabIndex = 30});
-  COLLOCAPULSANTE(t, CmdConfermaCF, f, {2385, 2670, 2070, 645}, u"&Conferma", {.TabIndex = 31});
+  COLLOCAPULSANTE(t, CmdConfermaCF, f, {2385, 2670, 2070, 645}, u"&Conferma", {.TabIndex = 31, .Main = true});
 }
 
 void TESTATA(Righe& t) {
@@ -214,8 +214,8 @@ int CAMPI(Righe& t) {
   Control* f = &Frmmoduli(0);
   COLLOCARIQUADRO(t, Frmmoduli(0), nullptr, kPostoDati, u"Dati", {.Visible = false});
   COLLOCABORDO(t, Shape2(0), f, {120, 120, 11505, 1665});
-  COLLOCABORDO(t, Shape2(1), f, {120, 1860, 11505, 945});
-  COLLOCABORDO(t, Shape2(2), f, {120, 3090, 11505, 2010});
+  COLLOCABORDO(t, Shape2(1), f, {120, 1920, 11505, 960});
+  COLLOCABORDO(t, Shape2(2), f, {120, 3225, 11505, 2070});
 
   COLLOCAETICHETTA(t, testate3(155), f, {240, 480, 1440, 840}, u"DATI RELATIVI AL PERCIPIENTE DELLE SOMME", {.ForeColor = kSuSfondo, .Face = Font::Bold});
   COLLOCACAMPO(t, tab, 0, 1800, 450, 1830, 1830);
@@ -224,29 +224,29 @@ int CAMPI(Righe& t) {
 
   COLLOCACAMPO(t, tab, 3, 1800, 1365, 345, 1140);
   COLLOCACAMPO(t, tab, 4, 3000, 1365, 1230, 1290);
-  COLLOCACAMPO(t, tab, 5, 4350, 1365, 4200, 4200);
-  COLLOCACAMPO(t, tab, 6, 8670, 1365, 435, 990);
-  COLLOCAAPRILISTA(t, tab, 0, 6, 9105, 1365);
-  COLLOCACAMPO(t, tab, 9, 9660, 1365, 435, 900, 2);
-  COLLOCAAPRILISTA(t, tab, 2, 9, 10095, 1365);
-  COLLOCACAMPO(t, tab, 16, 10605, 1365, 345, 960, 2);
-  COLLOCAAPRILISTA(t, tab, 4, 16, 10950, 1365);
+  COLLOCACAMPO(t, tab, 5, 4380, 1365, 4200, 4200);
+  COLLOCACAMPO(t, tab, 6, 8730, 1365, 435, 990);
+  COLLOCAAPRILISTA(t, tab, 0, 6, 9165, 1365);
+  COLLOCACAMPO(t, tab, 9, 9750, 1365, 435, 900, 2);
+  COLLOCAAPRILISTA(t, tab, 2, 9, 10185, 1365);
+  COLLOCACAMPO(t, tab, 16, 10665, 1365, 345, 900, 2);
+  COLLOCAAPRILISTA(t, tab, 4, 16, 11010, 1365);
 
-  COLLOCAETICHETTA(t, testate3(18), f, {1800, 1935, 4500, 225}, u"Domicilio fiscale  all' 01/01/2014", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  COLLOCACAMPO(t, tab, 7, 1800, 2400, 4200, 4200);
-  COLLOCACAMPO(t, tab, 8, 6150, 2400, 435, 1050);
-  COLLOCAAPRILISTA(t, tab, 1, 8, 6585, 2400);
-  COLLOCACAMPO(t, tab, 17, 7350, 2400, 630, 1350);
-  COLLOCAAPRILISTA(t, tab, 5, 17, 7980, 2400);
+  COLLOCAETICHETTA(t, testate3(18), f, {1800, 1995, 4500, 225}, u"Domicilio fiscale  all' 01/01/2014", {.ForeColor = kSuSfondo, .Face = Font::Bold});
+  COLLOCACAMPO(t, tab, 7, 1800, 2460, 4200, 4200);
+  COLLOCACAMPO(t, tab, 8, 6150, 2460, 435, 1050);
+  COLLOCAAPRILISTA(t, tab, 1, 8, 6585, 2460);
+  COLLOCACAMPO(t, tab, 17, 7350, 2460, 630, 1350);
+  COLLOCAAPRILISTA(t, tab, 5, 17, 7980, 2460);
 
-  COLLOCAETICHETTA(t, testate3(166), f, {240, 3450, 1440, 840}, u"RISERVATO AI PERCIPIENTI ESTERI", {.ForeColor = kSuSfondo, .Face = Font::Bold});
-  COLLOCACAMPO(t, tab, 11, 1800, 3600, 3195, 3195);
-  COLLOCACAMPO(t, tab, 12, 5280, 3600, 4200, 4200);
+  COLLOCAETICHETTA(t, testate3(166), f, {240, 3705, 1440, 840}, u"RISERVATO AI PERCIPIENTI ESTERI", {.ForeColor = kSuSfondo, .Face = Font::Bold});
+  COLLOCACAMPO(t, tab, 11, 1800, 3780, 3195, 3195);
+  COLLOCACAMPO(t, tab, 12, 5655, 3780, 4200, 4200);
   COLLOCACAMPO(t, tab, 13, 1800, 4650, 3705, 3705);
-  COLLOCACAMPO(t, tab, 14, 5790, 4650, 540, 1800);
-  COLLOCAAPRILISTA(t, tab, 3, 14, 6330, 4650);
+  COLLOCACAMPO(t, tab, 14, 5655, 4650, 540, 1800);
+  COLLOCAAPRILISTA(t, tab, 3, 14, 6195, 4650);
 
-  COLLOCAETICHETTA(t, testate3(177), f, {240, 5205, 5985, 435}, u"N.B. Se inserito campo 'Nome' vengono richiesti obbligatoriamente                 'data di nascita','comune(o stato estero) di nascita,'provincia di nascita ,'sesso'");
+  COLLOCAETICHETTA(t, testate3(177), f, {240, 5340, 5985, 435}, u"N.B. Se inserito campo 'Nome' vengono richiesti obbligatoriamente                 'data di nascita','comune(o stato estero) di nascita,'provincia di nascita ,'sesso'");
   return tab;
 }
 
@@ -257,7 +257,7 @@ void BOTTONI(Righe& t, int tab) {
   COLLOCAPULSANTE(t, cmdparcsuc, f, {2445, 150, 2205, 645}, u"Anagrafica successiva", {.TabIndex = tab++});
   COLLOCAPULSANTE(t, cmdselprec, f, {4770, 150, 2205, 645}, u"Altra anagrafica", {.TabIndex = tab++});
   COLLOCAPULSANTE(t, cmduscita(0), f, {7095, 150, 2205, 645}, u"Uscita", {.TabIndex = tab++});
-  COLLOCAPULSANTE(t, cmdmemorizza, f, {9420, 150, 2205, 645}, u"Memorizza", {.TabIndex = tab++});
+  COLLOCAPULSANTE(t, cmdmemorizza, f, {9420, 150, 2205, 645}, u"Memorizza", {.TabIndex = tab++, .Main = true});
 }
 
 // The list's own place and size follow the panel's at each opening. It has no
@@ -270,42 +270,38 @@ void TABELLE(Righe& t) {
 
 // clang-format on
 
-void COLLEGAEVENTI() {
+// The list in which letters search. Selecting a row gives up an insertion that was begun, which
+// only a click on the list may do.
+toolkit::ListBox* ELENCODACERCARE() {
+  if (!List1.CanFocus() || FrmInserimento.Visible()) {
+    return nullptr;
+  }
+  return &List1;
+}
+
+void COLLEGAMODULO() {
   Me.LoadEvent = Form_Load;
   Me.ActivateEvent = Form_Activate;
   Me.ResizeEvent = Form_Resize;
   Me.UnloadEvent = Form_Unload;
   Me.KeyDown = Form_KeyDown;
-  // Selecting a row gives up an insertion that was begun: only a hand on the list may do that.
-  Me.SearchList = [] { return List1.CanFocus() && !FrmInserimento.Visible() ? &List1 : nullptr; };
+  Me.SearchList = ELENCODACERCARE;
   Me.Settled = AGGIORNASTATO;
-
-  Frmmoduli(0).Click = [] { Frmmoduli_Click(0); };
-  List1.Click = List1_Click;
-  List1.DblClick = List1_DblClick;
-  List1.Code = CODICEINELENCO;
   for (const int i : {0, 1}) {
-    Option1(i).Click = [i] { Option1_Click(i); };
-    Option1(i).Again = RIPROVAELENCO;
     cmduscita(i).Click = [i] { cmduscita_Click(i); };
     cmduscita(i).GotFocus = [i] { cmduscita_GotFocus(i); };
   }
+}
 
-  for (const regole::CampoPercettore& campo : regole::kCampi) {
-    const int i = campo.indice;
-    Text1(i).KeyPress = [i](std::int16_t& tasto) { Text1_KeyPress(i, tasto); };
-    Text1(i).Change = [i] { Text1_Change(i); };
-    Text1(i).GotFocus = [i] { Text1_GotFocus(i); };
-    Text1(i).LostFocus = [i] { Text1_LostFocus(i); };
-  }
-  for (int i = 0; i < CMDAPRILIST.Bound(); ++i) {
-    CMDAPRILIST(i).Click = [i] { CMDAPRILIST_Click(i); };
-  }
-  ListTabmin.DblClick = ListTabmin_DblClick;
-  ListTabmin.KeyDown = ListTabmin_KeyDown;
-  ListTabmin.Code = CODICEINTABELLA;
-
+void COLLEGASELEZIONE() {
+  List1.Click = List1_Click;
+  List1.DblClick = List1_DblClick;
+  List1.Code = CODICEINELENCO;
+  List1.RowCommands = {
+      {u"&Apri", nullptr}, {u"Cambia C.&F.", &CmdCambia}, {u"Ca&ncella", &Cmdcancella}};
   for (const int i : {0, 1}) {
+    Option1(i).Click = [i] { Option1_Click(i); };
+    Option1(i).Again = RIPROVAELENCO;
     CmdInserimento(i).Click = [i] { CmdInserimento_Click(i); };
   }
   TEXTCF.Change = TEXTCF_Change;
@@ -324,7 +320,23 @@ void COLLEGAEVENTI() {
   CmdCambia.Click = CmdCambia_Click;
   CmdAnnullaCF.Click = CmdAnnullaCF_Click;
   CmdConfermaCF.Click = CmdConfermaCF_Click;
+}
 
+void COLLEGASCHEDA() {
+  Frmmoduli(0).Click = [] { Frmmoduli_Click(0); };
+  for (const regole::CampoPercettore& campo : regole::kCampi) {
+    const int i = campo.indice;
+    Text1(i).KeyPress = [i](std::int16_t& tasto) { Text1_KeyPress(i, tasto); };
+    Text1(i).Change = [i] { Text1_Change(i); };
+    Text1(i).GotFocus = [i] { Text1_GotFocus(i); };
+    Text1(i).LostFocus = [i] { Text1_LostFocus(i); };
+  }
+  for (int i = 0; i < CMDAPRILIST.Bound(); ++i) {
+    CMDAPRILIST(i).Click = [i] { CMDAPRILIST_Click(i); };
+  }
+  ListTabmin.DblClick = ListTabmin_DblClick;
+  ListTabmin.KeyDown = ListTabmin_KeyDown;
+  ListTabmin.Code = CODICEINTABELLA;
   cmdparcprec.Click = cmdparcprec_Click;
   cmdparcprec.GotFocus = cmdparcprec_GotFocus;
   cmdparcsuc.Click = cmdparcsuc_Click;
@@ -333,6 +345,12 @@ void COLLEGAEVENTI() {
   cmdselprec.GotFocus = cmdselprec_GotFocus;
   cmdmemorizza.Click = cmdmemorizza_Click;
   cmdmemorizza.GotFocus = cmdmemorizza_GotFocus;
+}
+
+void COLLEGAEVENTI() {
+  COLLEGAMODULO();
+  COLLEGASELEZIONE();
+  COLLEGASCHEDA();
 }
 
 }  // namespace

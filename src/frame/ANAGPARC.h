@@ -1,11 +1,9 @@
-// ANAGPARC: the form. Its controls, its variables, its start and its end. The
-// other procedures and handlers of the form are declared by the folder of
-// their subject: selection, record, reference, lifecycle. A handler bears the
-// control's name and the event's.
+// ANAGPARC: the form. Its controls, its variables, its start and its end. The other procedures and
+// handlers of the form are declared by the folder of their subject: selection, record, reference,
+// lifecycle. A handler bears the control's name and the event's.
 //
-// Procedures report by the flags of MOD770BAS.h. Where nothing else is said,
-// they may throw engine::Error; what a handler lets through reaches
-// ERRORENONPREVISTO.
+// Procedures report by the flags of MOD770BAS.h. Where nothing else is said, they may throw
+// engine::Error; what a handler lets through reaches ERRORENONPREVISTO.
 #pragma once
 
 #include <cstdint>
@@ -85,9 +83,8 @@ inline constexpr Posto kPostoElenco{180, 1110, 6675, 3840};
 // puts all variables in their first state: what a process begins with.
 void CARICAMODULO();
 
-// What a main function does first: ties the toolkit to the system and the
-// engine, then CARICAMODULO. `rigaDiComando` is the command line after the
-// program's name.
+// What a main function does first: ties the toolkit to the system and the engine, then
+// CARICAMODULO. `rigaDiComando` is the command line after the program's name.
 void PREPARAPROGRAMMA(std::u16string rigaDiComando);
 
 // The title of the form's message boxes.

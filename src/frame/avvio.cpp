@@ -44,6 +44,7 @@ bool TOGLIARCHIVIOCREATO(const engine::Error& errore) {
 }
 
 void AVVIO() {
+  StatusBar1.Panels(2).SetText(u"Apertura dell'archivio");
   IMPOSTAPERCORSI();
   APRIDATABASE();
   APRITABELLE();
@@ -113,6 +114,11 @@ void PREPARAPROGRAMMA(std::u16string rigaDiComando) {
   app.activate = sys::ActivateWindow;
   app.start = sys::StartProgram;
   app.atRest = engine::Rest;
+  engine::WhileWorking(toolkit::StillWorking);
+  engine::WhileWaiting([] {
+    StatusBar1.Panels(2).SetText(u"In attesa del server");
+    StatusBar1.Refresh();
+  });
   app.unhandled = ERRORENONPREVISTO;
   app.ended = false;
   CARICAMODULO();
@@ -126,10 +132,12 @@ void Form_Load() {
     if (e.Number() == engine::kOldFormat) {
       AVVIOIMPOSSIBILE(e.Text(), u"");  // which names the remedy
     }
-    const bool tolto = TOGLIARCHIVIOCREATO(e);
-    AVVIOIMPOSSIBILE(tolto ? u"Il modello " + ArchivioModello() +
-                                 u" non è utilizzabile; la sua copia è stata tolta.\r\r" + e.Text()
-                           : e.Text());
+    std::u16string causa = e.Text();
+    if (TOGLIARCHIVIOCREATO(e)) {
+      causa = u"Il modello " + ArchivioModello() +
+              u" non è utilizzabile; la sua copia è stata tolta.\r\r" + causa;
+    }
+    AVVIOIMPOSSIBILE(causa);
   } catch (const text::Error& e) {
     AVVIOIMPOSSIBILE(e.Text());
   } catch (const std::exception& e) {  // no memory, say: half a list is none
@@ -140,7 +148,10 @@ void Form_Load() {
 void Form_Activate() {
   std::u16string avvisi;
   for (const std::u16string& avviso : {COPIAMANCATA(), AVVISOTRIGGER(), AVVISONOMI()}) {
-    avvisi += (avvisi.empty() || avviso.empty() ? u"" : u"\r\r") + avviso;
+    if (!avvisi.empty() && !avviso.empty()) {
+      avvisi += u"\r\r";
+    }
+    avvisi += avviso;
   }
   if (!avvisi.empty()) {
     toolkit::MsgBox(avvisi, toolkit::kExclamation, Titolo());
@@ -168,9 +179,10 @@ void Form_Unload() {
 }
 
 void ERRORENONPREVISTO(const std::exception& errore) {
-  const auto* motore = dynamic_cast<const engine::Error*>(&errore);
-  const std::u16string causa =
-      motore != nullptr ? motore->Text() : u"Errore interno: " + text::FromUtf8(errore.what());
+  std::u16string causa = u"Errore interno: " + text::FromUtf8(errore.what());
+  if (const auto* motore = dynamic_cast<const engine::Error*>(&errore)) {
+    causa = motore->Text();
+  }
   toolkit::MsgBox(u"Operazione non riuscita.\r\r" + causa, toolkit::kCritical, Titolo());
 }
 

@@ -51,20 +51,22 @@ toolkit::Control* PULSANTESCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
 
 // The same for the panels of the selection screen, whose boxes Enter confirms.
 toolkit::Control* PULSANTEPANNELLO(std::int16_t KeyCode, std::int16_t Shift) {
-  const bool inserimento = FrmInserimento.Visible();
-  if (Shift != 0 || (!inserimento && !FrameCambiaCf.Visible())) {
-    return nullptr;
+  const toolkit::Control* pannello = &FrameCambiaCf;
+  toolkit::Control *annulla = &CmdAnnullaCF, *conferma = &CmdConfermaCF;
+  if (FrmInserimento.Visible()) {
+    pannello = &FrmInserimento;
+    annulla = &CmdInserimento(1);
+    conferma = &CmdInserimento(0);
   }
-  const toolkit::Control* pannello = inserimento ? &FrmInserimento : &FrameCambiaCf;
   const toolkit::Control* fuoco = Me.Focus();
-  if (fuoco->Container() != pannello) {
+  if (Shift != 0 || !pannello->Visible() || fuoco->Container() != pannello) {
     return nullptr;
   }
   if (KeyCode == CodeOf(Key::Escape)) {
-    return inserimento ? &CmdInserimento(1) : &CmdAnnullaCF;
+    return annulla;
   }
   if (KeyCode == CodeOf(Key::Enter) && dynamic_cast<const toolkit::TextBox*>(fuoco) != nullptr) {
-    return inserimento ? &CmdInserimento(0) : &CmdConfermaCF;
+    return conferma;
   }
   return nullptr;
 }
@@ -82,6 +84,31 @@ void NUOVAANAGRAFICA() {
     TEXTCF.SetFocus();
   } else {
     APRIINSERIMENTO();
+  }
+}
+
+// The manual's chapter about what the user is at.
+std::u16string_view CAPITOLO() {
+  if (FrmSelezione.Visible()) {
+    if (FrmInserimento.Visible()) {
+      return u"5-inserire-un-percettore";
+    }
+    if (FrameCambiaCf.Visible() || Me.Focus() == &CmdCambia) {
+      return u"7-cambiare-un-codice-fiscale";
+    }
+    return Me.Focus() == &Cmdcancella ? u"6-cancellare-un-percettore" : u"2-lelenco-dei-percettori";
+  }
+  if (Framecodif.Visible()) {
+    return u"4-scegliere-un-codice-da-una-tabella";
+  }
+  return Me.Focus() == &Text1(regole::kNascita) ? u"la-data"
+                                                : u"3-aprire-e-modificare-unanagrafica";
+}
+
+void MOSTRAMANUALE() {
+  const std::u16string guasto = toolkit::ShowManual(CAPITOLO());
+  if (!guasto.empty()) {
+    toolkit::MsgBox(u"Manuale non trovato.\r\r" + guasto, toolkit::kExclamation, Titolo());
   }
 }
 
@@ -122,12 +149,18 @@ bool TASTOSCHEDA(std::int16_t KeyCode, std::int16_t Shift) {
 
 void Form_KeyDown(std::int16_t& KeyCode, std::int16_t Shift) {
   const bool scheda = !FrmSelezione.Visible();
-  toolkit::Control* const pulsante =
-      scheda ? PULSANTESCHEDA(KeyCode, Shift) : PULSANTEPANNELLO(KeyCode, Shift);
+  toolkit::Control* pulsante = nullptr;
+  if (scheda) {
+    pulsante = PULSANTESCHEDA(KeyCode, Shift);
+  } else {
+    pulsante = PULSANTEPANNELLO(KeyCode, Shift);
+  }
   if (pulsante != nullptr) {
     PREMI(*pulsante);
   } else if (KeyCode == u'N' && Shift == kControl) {
     NUOVAANAGRAFICA();
+  } else if (KeyCode == CodeOf(Key::F1) && Shift == 0) {
+    MOSTRAMANUALE();
   } else if (KeyCode == u'P' && Shift == kControl) {
     // With a panel open too: the list stands beside it.
     if (scheda) {

@@ -28,8 +28,11 @@ std::u16string STATOELENCO() {
 std::u16string STATORICERCA() {
   for (const toolkit::ListBox* lista : {&List1, &ListTabmin}) {
     if (Me.Focus() == lista && lista->Searching()) {
-      return u"Cerca: " + std::u16string(lista->Sought()) +
-             (lista->Found() ? u"" : u" - non trovato");
+      std::u16string stato = u"Cerca: " + std::u16string(lista->Sought());
+      if (!lista->Found()) {
+        stato += u" - non trovato";
+      }
+      return stato;
     }
   }
   return {};
@@ -47,6 +50,10 @@ std::u16string STATOSCHEDA() {
     }
     if (casella.Locked()) {
       return u"Solo da tabella: F4";
+    }
+    // As one comes, and after Backspace: digits typed over an old date have to agree with it.
+    if (campo.indice == regole::kNascita && casella.SelStart() == 0) {
+      return u"Otto cifre; Backspace per ricominciare";
     }
   }
   if (FlagVariazioni == 1) {
@@ -71,8 +78,10 @@ void AGGIORNASTATO() {
   if (stato.empty()) {
     stato = STATORICERCA();
   }
-  if (stato.empty()) {
-    stato = FrmSelezione.Visible() ? STATOELENCO() : STATOSCHEDA();
+  if (stato.empty() && FrmSelezione.Visible()) {
+    stato = STATOELENCO();
+  } else if (stato.empty()) {
+    stato = STATOSCHEDA();
   }
   StatusBar1.Panels(2).SetText(stato);
 }

@@ -31,7 +31,7 @@ void ATTESA(bool inCorso) {
   Label2(15).Refresh();
 }
 
-enum class Esito { kFatto, kGuasto, kCodicePreso, kSparito };
+enum class Esito { kFatto, kGuasto, kIncerto, kCodicePreso, kSparito };
 
 // All rows bear the new code when it returns kFatto, otherwise or when it throws none does: a
 // half-rewritten recipient would have its certifications under two codes. `presente`: whether
@@ -73,7 +73,13 @@ Esito CAMBIAEAVVERTI(bool presente) {
     esito = CAMBIA(presente);
   } catch (const engine::Error& e) {
     RecLista = {};
-    guasto = e.Text();
+    guasto = e.Text() + kCodiceVecchio;
+    if (e.Number() == engine::kUncertain) {
+      esito = Esito::kIncerto;
+      guasto = u"Non si sa se il cambio di codice fiscale è stato eseguito.\r\r" + e.Text() +
+               u"\r\rQuando il server risponde di nuovo, guardare nell'elenco quale codice ha il "
+               u"percettore: l'anagrafica e le certificazioni hanno comunque lo stesso.";
+    }
   }
   ATTESA(false);
   switch (esito) {
@@ -84,7 +90,10 @@ Esito CAMBIAEAVVERTI(bool presente) {
                       toolkit::kInformation, Titolo());
       break;
     case Esito::kGuasto:
-      CAMBIONONESEGUITO(guasto + kCodiceVecchio);
+      CAMBIONONESEGUITO(guasto);
+      break;
+    case Esito::kIncerto:
+      toolkit::MsgBox(guasto, toolkit::kCritical, Titolo());
       break;
     case Esito::kCodicePreso:
       CAMBIONONESEGUITO(std::u16string(u"Il codice fiscale nuovo è già nell'archivio: è stato "
@@ -158,6 +167,7 @@ void CmdConfermaCF_Click() {
   }
   switch (const Esito esito = CAMBIAEAVVERTI(presente)) {
     case Esito::kGuasto:
+    case Esito::kIncerto:
       break;
     case Esito::kCodicePreso:
       FERMASU(Text2);

@@ -100,9 +100,15 @@ void Cmdcancella_Click() {
   try {
     esito = CANCELLA();
   } catch (const engine::Error& e) {
-    toolkit::MsgBox(u"Cancellazione non eseguita.\r\r" + e.Text() +
-                        u"\r\rNon è stato cancellato nulla: né l'anagrafica né le certificazioni.",
-                    toolkit::kCritical, Titolo());
+    std::u16string messaggio =
+        u"Cancellazione non eseguita.\r\r" + e.Text() +
+        u"\r\rNon è stato cancellato nulla: né l'anagrafica né le certificazioni.";
+    if (e.Number() == engine::kUncertain) {
+      messaggio = u"Non si sa se la cancellazione è stata eseguita.\r\r" + e.Text() +
+                  u"\r\rQuando il server risponde di nuovo, guardare se il percettore è ancora "
+                  u"nell'elenco: l'anagrafica e le certificazioni ci sono tutte o nessuna.";
+    }
+    toolkit::MsgBox(messaggio, toolkit::kCritical, Titolo());
     return;
   }
   switch (esito) {

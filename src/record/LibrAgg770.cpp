@@ -178,10 +178,9 @@ bool FormaDiMaschera(std::u16string_view s) {
   return s.size() == kMascheraData.size();
 }
 
-// A text that the Delete key has made too short to hold day and month, which
-// the tests read, gets back what is missing as zeros and slashes of the mask,
-// and keeps what the user has left in it. The gap is looked for at the caret
-// first, where Delete leaves it.
+// A text that the Delete key has made too short to hold day and month, which the tests read, gets
+// back what is missing as zeros and slashes of the mask, and keeps what the user has left in it.
+// The gap is looked for at the caret first, where Delete leaves it.
 std::u16string RIPARADATA(const std::u16string& testo, int posizione) {
   constexpr std::size_t kGiornoMese = 5;
   if (testo.size() >= kGiornoMese) {
@@ -196,7 +195,10 @@ std::u16string RIPARADATA(const std::u16string& testo, int posizione) {
   for (std::size_t dove = 0; !FormaDiMaschera(intera) && dove <= testo.size(); ++dove) {
     intera = con(dove);
   }
-  return FormaDiMaschera(intera) ? intera : std::u16string(kMascheraData);
+  if (!FormaDiMaschera(intera)) {
+    return std::u16string(kMascheraData);
+  }
+  return intera;
 }
 
 // Whether the digit can't stand at the place, given the rest of the text.

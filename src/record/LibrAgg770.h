@@ -45,12 +45,11 @@ std::int16_t MAIUSCOLA(std::int16_t Tasto);
 std::int16_t FILTRACARATTERI(std::int16_t& Tasto, std::u16string_view Consentiti,
                              std::int16_t Maiuscolo);
 
-// Editor of numbers, which grow leftwards from the field's right edge: the text
-// is MaxLength wide, blanks in front. For a key that is taken it drops one of
-// these, so that the box, inserting the key at the end, restores the width.
-// Returns the key to act on, or 0. `Segno` and `Virgola` 1 allow a sign, a decimal
-// comma; the other two say how many digits the parts may have. Never reads the
-// caret.
+// Editor of numbers, which grow leftwards from the field's right edge: the text is MaxLength wide,
+// blanks in front. For a key that is taken it drops one of these, so that the box, inserting the
+// key at the end, restores the width. Returns the key to act on, or 0. `Segno` and `Virgola` 1
+// allow a sign, a decimal comma; the other two say how many digits the parts may have. Never reads
+// the caret.
 std::int16_t EDITANUMERO(Campo& campo, std::int16_t Tasto, std::int16_t Segno, std::int16_t Virgola,
                          std::int16_t CifreIntere, std::int16_t CifreDecimali);
 

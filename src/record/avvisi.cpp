@@ -17,7 +17,10 @@ constexpr char16_t kStati = u'Z';  // their register codes begin so
 // Pesaro's province has had two codes, and a save takes both.
 std::u16string SIGLA(std::u16string_view provincia) {
   std::u16string sigla = text::Upper(text::Trim(provincia));
-  return sigla == u"PS" ? u"PU" : sigla;
+  if (sigla == u"PS") {
+    return u"PU";
+  }
+  return sigla;
 }
 
 bool CONTRADDICE(int indice, std::u16string_view testo, std::u16string_view detto) {
@@ -45,26 +48,28 @@ bool RICHIESTO(const Testi& testi) {
 void Comuni::AGGIUNGI(std::u16string_view codice, std::u16string_view comune,
                       std::u16string_view provincia) {
   std::u16string nome = text::Upper(text::Trim(comune));
-  provincePerNome_.emplace(NOMENUDO(nome), SIGLA(provincia));
-  perCodice_.try_emplace(text::Upper(text::Trim(codice)),
-                         Comune{std::move(nome), text::Upper(text::Trim(provincia))});
+  province_per_nome_.emplace(NOMENUDO(nome), SIGLA(provincia));
+  per_codice_.try_emplace(text::Upper(text::Trim(codice)),
+                          Comune{std::move(nome), text::Upper(text::Trim(provincia))});
 }
 
 const Comune* Comuni::PERCODICE(const std::u16string& codice) const {
-  const auto trovato = perCodice_.find(codice);
-  return trovato == perCodice_.end() ? nullptr : &trovato->second;
+  const auto trovato = per_codice_.find(codice);
+  return trovato == per_codice_.end() ? nullptr : &trovato->second;
 }
 
 std::u16string Comuni::PROVINCIA(std::u16string_view comune) const {
-  const auto [primo, fine] = provincePerNome_.equal_range(NOMENUDO(comune));
-  const bool una = primo != fine && std::all_of(primo, fine, [&prima = *primo](const auto& riga) {
-                     return riga.second == prima.second;
-                   });
-  return una ? primo->second : std::u16string();
+  const auto [primo, fine] = province_per_nome_.equal_range(NOMENUDO(comune));
+  if (primo == fine || std::any_of(primo, fine, [&prima = *primo](const auto& riga) {
+        return riga.second != prima.second;
+      })) {
+    return {};
+  }
+  return primo->second;
 }
 
 bool Comuni::ALTROVE(std::u16string_view comune, std::u16string_view provincia) const {
-  const auto [primo, fine] = provincePerNome_.equal_range(NOMENUDO(comune));
+  const auto [primo, fine] = province_per_nome_.equal_range(NOMENUDO(comune));
   return primo != fine && std::none_of(primo, fine, [&](const auto& riga) {
            return riga.second.empty() || riga.second == SIGLA(provincia);
          });
@@ -77,7 +82,7 @@ std::u16string NOMENUDO(std::u16string_view nome) {
   }
   std::erase_if(nudo, [](char16_t c) {
     const bool alfanumerico = (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
-    return c < 0x80 ? !alfanumerico : c == u'’';
+    return (c < 0x80 && !alfanumerico) || c == u'’';
   });
   return nudo;
 }

@@ -26,7 +26,7 @@ class Comuni {
   // Values of the table's columns. Of two rows with one code the first holds.
   void AGGIUNGI(std::u16string_view codice, std::u16string_view comune,
                 std::u16string_view provincia);
-  bool VUOTA() const { return perCodice_.empty(); }
+  bool VUOTA() const { return per_codice_.empty(); }
   // Null for a code that isn't there.
   const Comune* PERCODICE(const std::u16string& codice) const;
   // The province of the municipalities of that name; empty where there are none, or several.
@@ -35,8 +35,8 @@ class Comuni {
   bool ALTROVE(std::u16string_view comune, std::u16string_view provincia) const;
 
  private:
-  std::unordered_map<std::u16string, Comune> perCodice_;
-  std::unordered_multimap<std::u16string, std::u16string> provincePerNome_;
+  std::unordered_map<std::u16string, Comune> per_codice_;
+  std::unordered_multimap<std::u16string, std::u16string> province_per_nome_;
 };
 
 // What two spellings of one name have in common: letters and digits, without case and accents, so
@@ -55,8 +55,8 @@ inline constexpr std::array<CampoDelCodice, 4> kCampiDelCodice = {{
     {kProvinciaNascita, u"provincia", u"Provincia diversa", u"Provincia richiesta"},
 }};
 
-// These fields as the code has them, in the form that keys give them; empty where it says nothing.
-// Of a place that isn't in the table only EE is known, and that only where it is abroad.
+// These fields as the code has them, in the form in which they are typed; empty where it says
+// nothing. Of a place that isn't in the table only EE is known, and that only where it is abroad.
 Testi DALCODICE(std::u16string_view codice, const Comuni& comuni);
 
 // Whether nothing stands in one of these fields. A date without a digit but 0 is none.

@@ -63,9 +63,15 @@ std::u16string COMPILADALCODICE() {
       casella.SetSelStart(casella.MaxLength());
     }
     FlagVariazioni = 1;
-    fatto.append(fatto.empty() ? u"" : u", ").append(campo.nome);
+    if (!fatto.empty()) {
+      fatto += u", ";
+    }
+    fatto += campo.nome;
   }
-  return u"Dal codice: " + (fatto.empty() ? u"niente da aggiungere" : fatto);
+  if (fatto.empty()) {
+    fatto = u"niente da aggiungere";
+  }
+  return u"Dal codice: " + fatto;
 }
 
 std::u16string AVVISOCAMPO(int indice) {

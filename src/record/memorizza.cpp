@@ -17,12 +17,12 @@ namespace {
 // The time of day, "12:31".
 std::u16string ORA() {
   const auto minuti = std::chrono::floor<std::chrono::minutes>(toolkit::TimeOfDay()).count();
-  const auto cifre = [](long n) { return (n < 10 ? u"0" : u"") + text::Decimal(n); };
+  const auto cifre = [](long long n) { return (n < 10 ? u"0" : u"") + text::Decimal(n); };
   return cifre(minuti / 60) + u":" + cifre(minuti % 60);
 }
 
 // What the row is to hold in place of `registrato`; nothing where it stays as it is, in bytes
-// that its text may not tell: a number, a blob, one that isn't UTF-8. What the screen can't show of
+// that its text may not show: a number, a blob, one that isn't UTF-8. What the screen can't show of
 // the latter (by a replacement character) is changed only by who changes the text.
 std::optional<std::u16string> DASCRIVERE(const regole::CampoPercettore& campo,
                                          const engine::Value& registrato) {
@@ -31,7 +31,10 @@ std::optional<std::u16string> DASCRIVERE(const regole::CampoPercettore& campo,
   const bool intatto =
       registrato && (valore == *registrato || (registrato->find(u'\xFFFD') != registrato->npos &&
                                                testo == regole::TESTOASCHERMO(campo, *registrato)));
-  return intatto ? std::nullopt : std::optional(std::move(valore));
+  if (intatto) {
+    return std::nullopt;
+  }
+  return valore;
 }
 
 // The texts of the screen into the current row, or into a new one; the row as it is then.
@@ -61,14 +64,20 @@ Percettore SCRIVIRIGA(const std::optional<Percettore>& trovata) {
 // The same row as far as a save goes. Both were found by one code, which may come back from a
 // change of code with other blanks.
 bool STESSARIGA(const std::optional<Percettore>& a, const std::optional<Percettore>& b) {
-  return a && b ? std::equal(a->begin() + 1, a->end(), b->begin() + 1) : !a && !b;
+  if (!a || !b) {
+    return !a && !b;
+  }
+  return std::equal(a->begin() + 1, a->end(), b->begin() + 1);
 }
 
 // A value between quotation marks, which may be of any length in a foreign archive.
 std::u16string CITATO(std::u16string_view valore) {
   constexpr std::size_t kMassimo = 40;
-  return u'"' + std::u16string(valore.substr(0, kMassimo)) +
-         (valore.size() > kMassimo ? u"…\"" : u"\"");
+  std::u16string citato = u'"' + std::u16string(valore.substr(0, kMassimo));
+  if (valore.size() > kMassimo) {
+    citato += u'…';
+  }
+  return citato + u'"';
 }
 
 // The fields in which the table's row differs from the screen, a line each: first those that
@@ -95,11 +104,15 @@ std::u16string DIFFERENZE(const std::optional<Percettore>& nota, const Percettor
       righe += u": ora " + CITATO(ora) + u", sullo schermo " + CITATO(testo);
     }
   }
-  if (quante > kMassime) {
-    const int altri = quante - kMassime;
-    righe += altri == 1 ? u"\re un altro campo" : u"\re altri " + text::Decimal(altri) + u" campi";
+  if (quante > kMassime + 1) {
+    righe += u"\re altri " + text::Decimal(quante - kMassime) + u" campi";
+  } else if (quante == kMassime + 1) {
+    righe += u"\re un altro campo";
   }
-  return righe.empty() ? righe : u'\r' + righe;
+  if (!righe.empty()) {
+    righe.insert(0, 1, u'\r');
+  }
+  return righe;
 }
 
 // Asks whether to write, where the table has `trovata` in place of `nota`.
@@ -112,16 +125,18 @@ bool PROSEGUE(const std::optional<Percettore>& nota, const std::optional<Percett
   if (!trovata) {
     return chiede(std::u16string(kPercettoreSparito), u"Registrarlo di nuovo ?");
   }
-  return chiede(
-      (nota ? u"La scheda è stata modificata da un altro programma dopo che è stata aperta."
-            : u"Il codice fiscale è già nell'archivio: è stato inserito da un altro programma.") +
-          DIFFERENZE(nota, *trovata),
-      u"Registrare ugualmente quello che è sullo schermo ?");
+  std::u16string fatto =
+      u"La scheda è stata modificata da un altro programma dopo che è stata aperta.";
+  if (!nota) {
+    fatto = u"Il codice fiscale è già nell'archivio: è stato inserito da un altro programma.";
+  }
+  return chiede(fatto + DIFFERENZE(nota, *trovata),
+                u"Registrare ugualmente quello che è sullo schermo ?");
 }
 
 // Writes the record on screen. Where the table no longer has the row that the screen was filled
 // from, the user is asked first, and again where it changes before the answer: what the user
-// hasn't been told of is never written over. False when the answer is No.
+// hasn't seen is never written over. False when the answer is No.
 bool SCRIVIDATI() {
   std::optional<Percettore> nota = PercettoreLetto;
   for (;;) {
@@ -164,10 +179,9 @@ void RICARICADATI() {
 
 }  // namespace
 
-// A save that the engine or the user refuses counts like a broken rule: the user
-// stays on the record, nothing of it is lost, and the next Memorizza tries
-// again. So does one that stands but can't be read back, only that nothing is
-// left to save.
+// A save that the engine or the user refuses counts like a broken rule: the user stays on the
+// record, nothing of it is lost, and the next Memorizza tries again. So does one that stands but
+// can't be read back, only that nothing is left to save.
 void MEMORIZZADATI() {
   bool scritti = false;
   try {
@@ -184,13 +198,20 @@ void MEMORIZZADATI() {
   } catch (const engine::Error& e) {
     FlagErroreCampi = 1;
     FuoriPosto = true;
-    toolkit::MsgBox(
-        scritti ? u"La registrazione è stata eseguita, ma i dati non si possono rileggere.\r\r" +
-                      e.Text() + u"\r\rEliminata la causa, premere di nuovo Memorizza."
-                : u"Registrazione non eseguita.\r\r" + e.Text() +
-                      u"\r\rI dati digitati restano sullo schermo: eliminata la causa, premere "
-                      u"di nuovo Memorizza.",
-        toolkit::kCritical, Titolo());
+    std::u16string messaggio =
+        u"Registrazione non eseguita.\r\r" + e.Text() +
+        u"\r\rI dati digitati restano sullo schermo: eliminata la causa, premere di nuovo "
+        u"Memorizza.";
+    if (e.Number() == engine::kUncertain) {
+      messaggio = u"Non si sa se la registrazione è stata eseguita.\r\r" + e.Text() +
+                  u"\r\rI dati digitati restano sullo schermo. Quando il server risponde di nuovo, "
+                  u"premere ancora Memorizza: se la registrazione c'è già, il programma lo dice "
+                  u"prima di scrivere.";
+    } else if (scritti) {
+      messaggio = u"La registrazione è stata eseguita, ma i dati non si possono rileggere.\r\r" +
+                  e.Text() + u"\r\rEliminata la causa, premere di nuovo Memorizza.";
+    }
+    toolkit::MsgBox(messaggio, toolkit::kCritical, Titolo());
   }
 }
 

@@ -67,11 +67,10 @@ std::u16string COMPILADALCODICE();
 // them it says what can be said.
 std::u16string AVVISOCAMPO(int indice);
 
-// Both tell the outcome by FlagErroreCampi: 1 when a field is wrong, for
-// MEMORIZZADATI also when the engine refuses the save, or when another program
-// has changed the row meanwhile and the user doesn't want to write over it;
-// nothing is written then, and the user has been told or asked. CONTROLLOCAMPI
-// may throw engine::Error.
+// Both set FlagErroreCampi: 1 when a field is wrong, for MEMORIZZADATI also when the engine refuses
+// the save, or when another program has changed the row meanwhile and the user doesn't want to
+// write over it; nothing is written then, and the user has been told or asked. CONTROLLOCAMPI may
+// throw engine::Error.
 void CONTROLLOCAMPI();
 void MEMORIZZADATI();
 // Asks about unsaved changes and acts on the answer, kept in RispostaUtente.

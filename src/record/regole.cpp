@@ -51,7 +51,10 @@ std::u16string TESTOASCHERMO(const CampoPercettore& campo, std::u16string_view v
 }
 
 std::u16string VALOREDISALVATAGGIO(const CampoPercettore& campo, std::u16string_view testo) {
-  return campo.genere == Genere::kData ? DATAINARCHIVIO(testo) : std::u16string(testo);
+  if (campo.genere == Genere::kData) {
+    return DATAINARCHIVIO(testo);
+  }
+  return std::u16string(testo);
 }
 
 bool DATAACCETTATA(std::u16string_view testo) {
@@ -106,12 +109,15 @@ EsitoCodice ESAMINACODICE(std::u16string_view codice) {
     if (lunghezza != 11) {
       return EsitoCodice::kLunghezzaPartitaIva;
     }
-    return CONTROLLOPIVA(codice) == 1 ? EsitoCodice::kPartitaIvaErrata : EsitoCodice::kBuono;
-  }
-  if (lunghezza != 16) {
+    if (CONTROLLOPIVA(codice) == 1) {
+      return EsitoCodice::kPartitaIvaErrata;
+    }
+  } else if (lunghezza != 16) {
     return EsitoCodice::kLunghezzaCodiceFiscale;
+  } else if (CONTROLLOCF(codice) == 1) {
+    return EsitoCodice::kCodiceFiscaleErrato;
   }
-  return CONTROLLOCF(codice) == 1 ? EsitoCodice::kCodiceFiscaleErrato : EsitoCodice::kBuono;
+  return EsitoCodice::kBuono;
 }
 
 }  // namespace regole

@@ -100,7 +100,10 @@ void RILEGGISCHEDA() {
   LEGGIPERCETTORE();
   FuoriPosto = false;
   auto* const casella = dynamic_cast<toolkit::TextBox*>(Me.Focus());
-  const int cursore = casella != nullptr ? casella->SelStart() : 0;
+  int cursore = 0;
+  if (casella != nullptr) {
+    cursore = casella->SelStart();
+  }
   IMPOSTATESTATA();
   PULISCICAMPI();
   CARICADATI();

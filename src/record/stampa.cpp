@@ -21,7 +21,10 @@ std::u16string DESCRIZIONEEVENTO(std::u16string_view codice) {
       riga = text::Mid(riga, 5);  // after "1 - "
     }
     if (trovato) {
-      descrizione.append(descrizione.empty() ? u"" : u" ").append(text::Trim(riga));
+      if (!descrizione.empty()) {
+        descrizione += u' ';
+      }
+      descrizione += text::Trim(riga);
     }
   });
   return descrizione;

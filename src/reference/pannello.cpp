@@ -89,14 +89,9 @@ int TROVACODICE(regole::Tabella tabella, std::u16string_view codice) {
   });
 }
 
-// The row at which the panel opens: the one of the field's code or, where the field is empty, the
-// one that the municipality beside it has. -1 where nothing fits.
-int RIGADIPARTENZA(const Uso& uso) {
+// The row that the municipality beside the field has; -1 where there is none.
+int RIGAACCANTO(const Uso& uso) {
   const regole::Tabella tabella = TABELLADELCAMPO(uso);
-  if (const std::u16string codice = text::Upper(text::Trim(Text1(uso.campo).Text()));
-      !codice.empty()) {
-    return TROVACODICE(tabella, codice);
-  }
   const bool nascita = uso.campo == regole::kProvinciaNascita;
   const std::u16string comune =
       regole::NOMENUDO(Text1(nascita ? regole::kComuneNascita : regole::kComuneDomicilio).Text());
@@ -118,6 +113,25 @@ int RIGADIPARTENZA(const Uso& uso) {
   };
   const int riga = comincia(comune + regole::NOMENUDO(Text1(regole::kProvinciaDomicilio).Text()));
   return riga >= 0 ? riga : comincia(comune);
+}
+
+// The row at which the panel opens: the one of the field's code or, where the field is empty, the
+// one of what stands beside it. -1 where nothing fits.
+int RIGADIPARTENZA(const Uso& uso) {
+  const std::u16string codice = text::Upper(text::Trim(Text1(uso.campo).Text()));
+  return codice.empty() ? RIGAACCANTO(uso) : TROVACODICE(TABELLADELCAMPO(uso), codice);
+}
+
+// Selects the row of the municipality beside the field, which may have been corrected just now:
+// typing it again to find it is saved. False where there is none, or the user has gone on from
+// where the panel opened.
+bool SCEGLIACCANTO() {
+  const int riga = ListTabmin.ListIndex() < 0 ? RIGAACCANTO(kUsi[TabellaAperta]) : -1;
+  if (riga >= 0) {
+    ListTabmin.SetTopIndex(riga - ListTabmin.VisibleRows() / 2);
+    ListTabmin.Select(riga);
+  }
+  return riga >= 0;
 }
 
 }  // namespace
@@ -191,7 +205,9 @@ void TABELLADELFUOCO() {
 }
 
 void ListTabmin_KeyDown(std::int16_t& KeyCode, std::int16_t) {
-  if (KeyCode == CodeOf(Key::Escape)) {
+  if (KeyCode == CodeOf(Key::F3) && !ListTabmin.Searching() && SCEGLIACCANTO()) {
+    KeyCode = 0;
+  } else if (KeyCode == CodeOf(Key::Escape)) {
     CHIUDITABELLA();
   } else if (KeyCode == CodeOf(Key::Enter)) {
     ListTabmin_DblClick();

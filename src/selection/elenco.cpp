@@ -18,7 +18,12 @@ constexpr std::u16string_view kRigaInserimento =
     u"---------------- INSERIMENTO NUOVA ANAGRAFICA  ----------------";
 constexpr int kColonneCodice = 16, kColonneNome = 45;
 
+// The count stands on the status bar too, which is on every screen, for a list that takes long.
 void MOSTRAAVANZAMENTO(long esaminati) {
+  constexpr long kPasso = 1000;
+  if (esaminati > 0 && esaminati % kPasso == 0) {
+    StatusBar1.Panels(2).SetText(u"Elenco: " + text::Decimal(esaminati) + u" percettori");
+  }
   static std::u16string avanzamento;
   avanzamento.assign(u"Percettori esaminati N.").append(text::Decimal(esaminati));
   Label2(8).SetCaption(avanzamento);

@@ -3,9 +3,14 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "frame/ANAGPARC.h"
+#include "platform/system/console.h"
+#include "platform/system/environment.h"
+#include "platform/system/paths.h"
 #include "platform/text/text.h"
 #include "script.h"
 #include "version.h"
@@ -25,18 +30,18 @@ struct Options {
   std::string file;  // empty: standard input
 };
 
-std::optional<Options> Read(int argc, char** argv) {
+std::optional<Options> Read(const std::vector<std::string>& words) {
   Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view word = argv[i];
-    if (word == "--screen" && i + 1 < argc) {
-      const std::string_view screen = argv[++i];
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string_view word = words[i];
+    if (word == "--screen" && i + 1 < words.size()) {
+      const std::string_view screen = words[++i];
       if (screen != "none" && screen != "qt") {
         return std::nullopt;
       }
       options.qt = screen == "qt";
-    } else if (word == "--command-line" && i + 1 < argc) {
-      options.commandLine = argv[++i];
+    } else if (word == "--command-line" && i + 1 < words.size()) {
+      options.commandLine = words[++i];
     } else if (options.file.empty() && !word.empty() && !word.starts_with("--")) {
       options.file = word;
     } else {
@@ -57,24 +62,29 @@ int RunScript(std::istream& lines, script::Answers& answers, script::Actions& ac
   }
   std::cout.flush();
   toolkit::App().witness = nullptr;
-  return toolkit::App().ended ? toolkit::App().status : 0;
+  if (!toolkit::App().ended) {
+    return 0;
+  }
+  return toolkit::App().status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && argv[1] == std::string_view("--version")) {
+  const std::vector<std::string> words = sys::Arguments(argc, argv);
+  sys::SpeakUtf8();
+  if (words.size() == 1 && words[0] == "--version") {
     std::cout << "anagparc-script " << kVersion << '\n';
     return 0;
   }
-  const auto options = Read(argc, argv);
+  const auto options = Read(words);
   if (!options) {
     std::cerr << kUsage;
     return 2;
   }
   std::ifstream file;
   if (!options->file.empty()) {
-    file.open(options->file);
+    file.open(sys::PathOf(options->file));
     if (!file) {
       std::cerr << "impossibile leggere " << options->file << '\n';
       return 2;

@@ -29,15 +29,17 @@ using toolkit::Control;
 using toolkit::KeyStroke;
 using toolkit::ListBox;
 
-// The key that bears a character, as far as it is one of the common ones.
+// The key of a common character; unknown for others.
 Qt::Key CharacterKey(std::u16string_view text) {
   const char16_t c = text.size() == 1 ? text::Upper(text[0]) : u'\0';
-  return c >= 0x20 && c < 0x7F ? static_cast<Qt::Key>(c) : Qt::Key_unknown;
+  if (c < 0x20 || c >= 0x7F) {
+    return Qt::Key_unknown;
+  }
+  return static_cast<Qt::Key>(c);
 }
 
-// The model says first whether a user could do the thing; then the events are
-// sent to the window, which finds the widget under the mouse or with the focus
-// on its own.
+// The model says first whether a user could do the thing; then the events are sent to the window,
+// which finds the widget under the mouse or with the focus on its own.
 class QtActions : public Actions {
  public:
   explicit QtActions(Answers& answers) : answers_(answers) {
@@ -127,7 +129,7 @@ class QtActions : public Actions {
       QTest::mouseClick(Target(), Qt::RightButton, {}, *pixel);
     }
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    bool chosen = false;
+    QAction* chosen = nullptr;
     if (menu == nullptr) {
       return false;
     }
@@ -135,13 +137,15 @@ class QtActions : public Actions {
       if (action->isEnabled() && !action->isSeparator()) {
         offered.push_back(action->text().remove('&').toStdU16String());
         if (offered.back() == choice) {
-          action->trigger();
-          chosen = true;
+          chosen = action;
         }
       }
     }
     menu->close();
-    return chosen || (choice.empty() && !offered.empty());
+    if (chosen != nullptr) {
+      chosen->trigger();
+    }
+    return chosen != nullptr || (choice.empty() && !offered.empty());
   }
 
   bool Focus(Control& control) override {
@@ -224,16 +228,16 @@ class QtActions : public Actions {
   // The offscreen platform, with the model's screen: its own is smaller than the
   // form. Who names a screen of the platform in the environment has that one.
   void ChooseScreen() {
-    if (qgetenv("QT_QPA_PLATFORM").startsWith("offscreen:") || !screenFile_.open()) {
+    if (qgetenv("QT_QPA_PLATFORM").startsWith("offscreen:") || !screen_file_.open()) {
       return;
     }
-    screenFile_.write(QByteArray(R"({"screens": [{"name": "schermo", "x": 0, "y": 0, "width": )") +
-                      QByteArray::number(toolkit::Screen.Width / desktop::kTwipsPerPixel) +
-                      R"(, "height": )" +
-                      QByteArray::number(toolkit::Screen.Height / desktop::kTwipsPerPixel) +
-                      R"(, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})");
-    screenFile_.close();
-    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screenFile_.fileName().toLocal8Bit());
+    screen_file_.write(QByteArray(R"({"screens": [{"name": "schermo", "x": 0, "y": 0, "width": )") +
+                       QByteArray::number(toolkit::Screen.Width / desktop::kTwipsPerPixel) +
+                       R"(, "height": )" +
+                       QByteArray::number(toolkit::Screen.Height / desktop::kTwipsPerPixel) +
+                       R"(, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})");
+    screen_file_.close();
+    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screen_file_.fileName().toLocal8Bit());
   }
 
   QWindow* Target() { return window_->Widget().windowHandle(); }
@@ -279,7 +283,7 @@ class QtActions : public Actions {
   }
 
   Answers& answers_;
-  QTemporaryFile screenFile_;
+  QTemporaryFile screen_file_;
   std::unique_ptr<QApplication> application_;
   std::unique_ptr<desktop::Window> window_;
 };

@@ -1,5 +1,4 @@
-// A user's actions on real widgets, by real events, on a platform of Qt's that
-// needs no display.
+// A user's actions on real widgets, by real events, on a platform of Qt's that needs no display.
 #pragma once
 
 #include <memory>

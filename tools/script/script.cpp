@@ -56,8 +56,10 @@ std::string Quote(std::u16string_view text) {
     } else if (c == u'"' || c == u'\\') {
       out += '\\';
       out += static_cast<char>(c);
-    } else if (c == u'\r' || c == u'\n') {
-      out += c == u'\r' ? "\\r" : "\\n";
+    } else if (c == u'\r') {
+      out += "\\r";
+    } else if (c == u'\n') {
+      out += "\\n";
     } else if (high || text::IsLowSurrogate(c) || text::IsControl(c)) {
       constexpr char kDigits[] = "0123456789ABCDEF";
       out += "\\u";
@@ -152,6 +154,9 @@ void Printer::Printed(const toolkit::Document& document) {
     line({document.closing});
   }
 }
+void Printer::ManualAsked(std::u16string_view chapter) {
+  out_ << "Manual " << Quote(chapter) << '\n';
+}
 void Printer::Painted() {
   for (auto& [name, seen] : g_watched) {
     if (const std::string now = Show(name); std::exchange(seen, now) != now) {
@@ -195,7 +200,7 @@ bool ModelActions::RightClick(Control& control, int row, std::u16string_view cho
     if (entry.enabled) {
       offered.push_back(Plain(entry.caption));
       if (offered.back() == choice) {
-        return Form().UserChoose(control, row, entry.choice);
+        return Form().UserChoose(control, row, entry);
       }
     }
   }
@@ -236,7 +241,10 @@ namespace {
 
 // What stands after a backslash, from `i` on, which moves to its last character.
 char16_t Escaped(std::u16string_view line, std::size_t& i) {
-  const char16_t c = i < line.size() ? line[i] : u'\0';
+  char16_t c = u'\0';
+  if (i < line.size()) {
+    c = line[i];
+  }
   switch (c) {
     case u'"':
     case u'\\':
@@ -310,8 +318,8 @@ std::optional<int> Number(std::u16string_view s) {
 }
 
 int NumberOf(const Word& word) {
-  const auto n = word.quoted ? std::nullopt : Number(word.text);
-  if (!n) {
+  const std::optional<int> n = Number(word.text);
+  if (!n || word.quoted) {
     throw Error{u"non è un numero: " + word.text};
   }
   return *n;
@@ -394,7 +402,7 @@ Shown Of(Control& control) {
 Shown Place(Control& control) {
   std::string place;
   for (const int twips : {control.Left(), control.Top(), control.Width(), control.Height()}) {
-    place += (place.empty() ? "" : " ") + std::to_string(twips);
+    text::AppendItem(place, std::to_string(twips), " ");
   }
   return place;
 }
@@ -402,7 +410,10 @@ Shown Place(Control& control) {
 template <int kNumber>
 Shown Panel(Control& control) {
   auto* bar = dynamic_cast<toolkit::StatusBar*>(&control);
-  return bar != nullptr ? Format(bar->Panels(kNumber).Text()) : std::nullopt;
+  if (bar == nullptr) {
+    return std::nullopt;
+  }
+  return Format(bar->Panels(kNumber).Text());
 }
 
 constexpr struct {
@@ -421,6 +432,7 @@ constexpr struct {
     {u"SelStart", Of<&TextBox::SelStart, TextBox>, false},
     {u"MaxLength", Of<&TextBox::MaxLength, TextBox>, false},
     {u"Locked", Of<&TextBox::Locked, TextBox>, false},
+    {u"Refusals", Of<&TextBox::Refusals, TextBox>, false},
     {u"Text", Of<&ListBox::Text, ListBox>, true},
     {u"ListIndex", Of<&ListBox::ListIndex, ListBox>, false},
     {u"ListCount", Of<&ListBox::ListCount, ListBox>, false},
@@ -458,7 +470,10 @@ Shown FormProperty(std::u16string_view property) {
 std::string Show(const std::u16string& name) {
   if (name == u"Focus") {
     const Control* focus = Form().Focus();
-    return focus != nullptr ? "Focus = " + Text(focus->FullName()) : "Focus =";
+    if (focus == nullptr) {
+      return "Focus =";
+    }
+    return "Focus = " + Text(focus->FullName());
   }
   const auto point = name.find(u'.');
   const std::u16string owner = name.substr(0, point);
@@ -486,7 +501,7 @@ std::string Show(const std::u16string& name) {
 
 // --- Actions
 
-constexpr std::u16string_view kWithControl = u"ACNPSVXZ123";
+constexpr std::u16string_view kWithControl = u"ACNPSVXZ0123";
 
 // A key's name, with Ctrl, Shift or both in front; with Ctrl also one of the
 // letters that stand for a command.
@@ -501,6 +516,11 @@ KeyStroke StrokeOf(const Word& word) {
   };
   const bool control = with(u"Ctrl");
   const bool shift = with(u"Shift");
+  for (const std::u16string_view sign : {u"Plus+", u"Minus-"}) {
+    if (control && !shift && name == sign.substr(0, sign.size() - 1)) {
+      return {.text = sign.substr(sign.size() - 1), .control = true};
+    }
+  }
   if (control && !shift && name.size() == 1 && kWithControl.find(name[0]) != kWithControl.npos) {
     return {.text = name, .control = true};
   }
@@ -515,9 +535,11 @@ KeyStroke StrokeOf(const Word& word) {
 // tab the key of that name.
 bool Type(Actions& actions, std::u16string_view characters) {
   for (std::size_t i = 0; i < characters.size();) {
-    const bool pair = text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
-                      text::IsLowSurrogate(characters[i + 1]);
-    const std::size_t length = pair ? 2 : 1;
+    std::size_t length = 1;
+    if (text::IsHighSurrogate(characters[i]) && i + 1 < characters.size() &&
+        text::IsLowSurrogate(characters[i + 1])) {
+      length = 2;
+    }
     KeyStroke stroke{.text = characters.substr(i, length)};
     if (characters[i] == u'\r' || characters[i] == u'\n') {
       stroke = {.key = Key::Enter};

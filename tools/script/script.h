@@ -26,9 +26,8 @@ class Answers {
   static constexpr int kLeftOpen = 0;  // no button's code
 
   void Add(int code) { codes_.push_back(code); }
-  // A box with one button answers itself. Otherwise takes the next answer; for
-  // kLeftOpen, `open` is to wait for one and Add it. Throws Error where there is
-  // none, or the box has no such button.
+  // A box with one button needs no answer. Otherwise takes the next answer; for kLeftOpen, `open`
+  // is to wait for one and Add it. Throws Error where there is none, or the box has no such button.
   int Next(const toolkit::Message& message);
 
   std::function<void(const toolkit::Message& message)> open;
@@ -102,6 +101,7 @@ class Printer : public toolkit::Witness {
   void Activated(std::u16string_view title, bool found) override;
   void Started(std::u16string_view path) override;
   void Printed(const toolkit::Document& document) override;
+  void ManualAsked(std::u16string_view chapter) override;
   void Ended(int status) override;
 
  private:

@@ -18,7 +18,12 @@ class Row : public QAccessibleInterface, public QAccessibleActionInterface {
 
   bool isValid() const override { return view_ && row_ < view_->Model().ListCount(); }
   QObject* object() const override { return nullptr; }
-  QWindow* window() const override { return isValid() ? view_->window()->windowHandle() : nullptr; }
+  QWindow* window() const override {
+    if (!isValid()) {
+      return nullptr;
+    }
+    return view_->window()->windowHandle();
+  }
   QAccessibleInterface* parent() const override {
     return QAccessible::queryAccessibleInterface(view_);
   }
@@ -28,7 +33,10 @@ class Row : public QAccessibleInterface, public QAccessibleActionInterface {
   int indexOfChild(const QAccessibleInterface*) const override { return -1; }
 
   QString text(QAccessible::Text kind) const override {
-    return isValid() && kind == QAccessible::Name ? view_->RowText(row_).trimmed() : QString();
+    if (!isValid() || kind != QAccessible::Name) {
+      return {};
+    }
+    return view_->RowText(row_).trimmed();
   }
   void setText(QAccessible::Text, const QString&) override {}
   QRect rect() const override {
@@ -54,8 +62,10 @@ class Row : public QAccessibleInterface, public QAccessibleActionInterface {
   }
 
   void* interface_cast(QAccessible::InterfaceType type) override {
-    return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this)
-                                                : nullptr;
+    if (type != QAccessible::ActionInterface) {
+      return nullptr;
+    }
+    return static_cast<QAccessibleActionInterface*>(this);
   }
   QStringList actionNames() const override { return {pressAction()}; }
   void doAction(const QString& name) override {
@@ -78,33 +88,38 @@ class List : public QAccessibleWidget {
   ~List() override { Forget(); }
 
   int childCount() const override { return view_->Model().ListCount(); }
-  QAccessibleInterface* child(int index) const override {
-    return index >= 0 && index < childCount() ? ForRow(index) : nullptr;
-  }
+  QAccessibleInterface* child(int index) const override { return ForRow(index); }
   int indexOfChild(const QAccessibleInterface* child) const override {
-    const auto* row = dynamic_cast<const Row*>(child);
-    return row != nullptr ? row->Number() : -1;
+    if (const auto* row = dynamic_cast<const Row*>(child)) {
+      return row->Number();
+    }
+    return -1;
   }
   QAccessibleInterface* childAt(int x, int y) const override {
-    const int row = view_->RowAt(view_->viewport()->mapFromGlobal(QPoint(x, y)));
-    return row >= 0 ? ForRow(row) : nullptr;
+    return ForRow(view_->RowAt(view_->viewport()->mapFromGlobal(QPoint(x, y))));
   }
   QAccessibleInterface* focusChild() const override {
     const int row = view_->Model().ListIndex();
-    return view_->hasFocus() && row >= 0 ? ForRow(row) : QAccessibleWidget::focusChild();
+    if (row < 0 || !view_->hasFocus()) {
+      return QAccessibleWidget::focusChild();
+    }
+    return ForRow(row);
   }
   QString text(QAccessible::Text kind) const override {
-    const int row = view_->Model().ListIndex();
     if (kind == QAccessible::Value || kind == QAccessible::Description) {
-      return row >= 0 ? view_->RowText(row).trimmed() : QString();
+      return view_->RowText(view_->Model().ListIndex()).trimmed();
     }
     return QAccessibleWidget::text(kind);
   }
 
  private:
-  // Rows are made as they are asked for, and let go before they add up. Other
-  // rows get objects of their own: a client keeps the names that it has read.
+  // Null where there is no such row. The objects are made when they are asked for, and removed
+  // before they become too many. Other rows get new ones: a client keeps the names that it has
+  // read.
   QAccessibleInterface* ForRow(int row) const {
+    if (row < 0 || row >= childCount()) {
+      return nullptr;
+    }
     const std::uint64_t revision = view_->Model().Revision();
     if (std::exchange(revision_, revision) != revision || rows_.size() >= 10'000) {
       Forget();
@@ -128,15 +143,18 @@ class List : public QAccessibleWidget {
   mutable std::uint64_t revision_ = 0;
 };
 
-// One of several buttons of which one is on. Qt would call it a check box,
-// since the model, not Qt, sees to the others.
+// One of several buttons of which one is on. Qt would call it a check box, since the model, not Qt,
+// switches the others off.
 class Choice : public QAccessibleWidget {
  public:
   explicit Choice(Option* option)
       : QAccessibleWidget(option, QAccessible::RadioButton), option_(option) {}
 
   QString text(QAccessible::Text kind) const override {
-    return kind == QAccessible::Name ? option_->text().remove('&') : QAccessibleWidget::text(kind);
+    if (kind == QAccessible::Name) {
+      return option_->text().remove('&');
+    }
+    return QAccessibleWidget::text(kind);
   }
   QAccessible::State state() const override {
     QAccessible::State state = QAccessibleWidget::state();
@@ -163,13 +181,16 @@ class Choice : public QAccessibleWidget {
   Option* option_;
 };
 
-// A text that only stands there.
+// A text that takes no input.
 class Words : public QAccessibleWidget {
  public:
   explicit Words(QLabel* label)
       : QAccessibleWidget(label, QAccessible::StaticText), label_(label) {}
   QString text(QAccessible::Text kind) const override {
-    return kind == QAccessible::Name ? label_->text().simplified() : QAccessibleWidget::text(kind);
+    if (kind == QAccessible::Name) {
+      return label_->text().simplified();
+    }
+    return QAccessibleWidget::text(kind);
   }
 
  private:

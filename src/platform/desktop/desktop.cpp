@@ -6,16 +6,23 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QTimer>
+#include <cmath>
 #include <mutex>
 
 #include "platform/desktop/accessible.h"
 #include "platform/desktop/input.h"
 #include "platform/desktop/look.h"
+#include "platform/desktop/manual.h"
 #include "platform/desktop/messagebox.h"
 #include "platform/desktop/print.h"
 #include "platform/desktop/view.h"
+#include "platform/text/text.h"
 
 namespace desktop {
+
+namespace {
+constexpr std::u16string_view kMaximised = u" massima";
+}
 
 Window::Window(toolkit::Form& form) {
   SetZoom(1);
@@ -31,10 +38,37 @@ Window::Window(toolkit::Form& form) {
     toolkit::Screen.Height = screen->size().height() * kTwipsPerPixel;
   }
   view_ = std::make_unique<FormView>(form);
+  view_->beforeHiding = [this] {
+    if (const std::u16string size = Size(); sizeChosen && size != size_) {
+      sizeChosen(size);
+      size_ = size;
+    }
+  };
+  size_ = Size();
   input_ = std::make_unique<Input>(form, *view_);
 }
 
 Window::~Window() = default;
+
+std::u16string Window::Size() const {
+  std::u16string size = text::Decimal(std::lround(view_->ChosenZoom() * 100));
+  if (view_->Maximised()) {
+    size += kMaximised;
+  }
+  return size;
+}
+
+void Window::SetSize(std::u16string_view size) {
+  size_ = size;
+  const bool maximised = size.ends_with(kMaximised);
+  if (maximised) {
+    size.remove_suffix(kMaximised.size());
+  }
+  const int percent = Display(size).toInt();  // 0 for what is no number
+  if (percent >= 25 && percent <= 400) {
+    view_->Choose(percent / 100.0, maximised);
+  }
+}
 
 void Window::Show() { view_->Show(); }
 void Window::Sync() { view_->Sync(); }
@@ -42,7 +76,7 @@ QWidget& Window::Widget() { return view_->Root(); }
 QWidget* Window::WidgetOf(const Control& control) const { return view_->WidgetOf(control); }
 
 QPoint Window::PixelOf(toolkit::Point place) const {
-  return QPoint(WholePixels(place.x), WholePixels(place.y));
+  return view_->Origin() + QPoint(WholePixels(place.x), WholePixels(place.y));
 }
 
 std::optional<QPoint> Window::ShowRow(toolkit::ListBox& list, int row) {
@@ -59,6 +93,9 @@ void Window::Leave() {
     return;
   }
   leaving_ = true;
+  while (QWidget* menu = QApplication::activePopupWidget()) {
+    menu->close();
+  }
   auto* again = new QTimer(&Widget());
   QObject::connect(again, &QTimer::timeout, &Widget(), [this] {
     if (auto* box = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
@@ -80,10 +117,25 @@ std::u16string Window::Print(const toolkit::Document& document) {
   std::u16string failure =
       PrintDocument(&view_->Root(), document, [&](bool busy) { view_->ShowBusy(busy); });
   input_->SetBlocked(false);
-  view_->ShowBusy(toolkit::Screen.MousePointer == 11);
+  view_->ShowBusy(view_->Busy());
   view_->ExpectUncovering();
   view_->Uncover(longestWait);
   return failure;
+}
+
+std::u16string Window::ShowManual(std::u16string_view chapter) {
+  QString expected;
+  const QString file = FindManual(expected);
+  if (file.isEmpty()) {
+    return u"Manca il file " + expected.toStdU16String() +
+           u".\r\rReinstallare il programma; se è stato copiato, copiare anche la cartella "
+           u"manuale.";
+  }
+  if (!manual_) {
+    manual_ = std::make_unique<Manual>(Widget());
+  }
+  manual_->ShowChapter(file, Display(chapter));
+  return u"";
 }
 
 int Window::Ask(const toolkit::Message& message) {
@@ -92,6 +144,7 @@ int Window::Ask(const toolkit::Message& message) {
   }
   view_->Sync();
   view_->ShowBusy(false);
+  view_->EndWaiting();
   QWidget* parent = view_->Shown() ? &view_->Root() : nullptr;
   input_->SetBlocked(true);
   const int answer = ShowMessage(parent, message, boxRest, [&](QMessageBox& box) {
@@ -102,7 +155,7 @@ int Window::Ask(const toolkit::Message& message) {
     }
   });
   input_->SetBlocked(false);
-  view_->ShowBusy(toolkit::Screen.MousePointer == 11);
+  view_->ShowBusy(view_->Busy());
   if (parent != nullptr) {
     view_->Uncover(longestWait);
   }
@@ -111,12 +164,14 @@ int Window::Ask(const toolkit::Message& message) {
 
 void Window::Hide() {
   input_->SetBlocked(true);
+  manual_.reset();
   view_->Hide();
   QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 void Window::Beep() { QApplication::beep(); }
 void Window::Repaint() { view_->Repaint(); }
+void Window::StillWorking() { view_->StillWorking(); }
 
 std::u16string Window::Clipboard() { return QGuiApplication::clipboard()->text().toStdU16String(); }
 

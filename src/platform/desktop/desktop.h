@@ -1,6 +1,5 @@
-// The form on a desktop, with Qt's widgets. The window draws the model and
-// passes keys and clicks to it; what these do, and where caret and focus are, the
-// model decides.
+// The form on a desktop, with Qt's widgets. The window draws the model and passes keys and clicks
+// to it; what these do, and where caret and focus are, the model decides.
 #pragma once
 
 #include <chrono>
@@ -22,21 +21,28 @@ namespace desktop {
 
 class FormView;
 class Input;
+class Manual;
 
 class Window : public toolkit::View {
  public:
-  // For a form that has been built, and before it is loaded: the form is placed
-  // by the size of the screen, which the toolkit gets here. Needs a
-  // QApplication, whose style, palette and font become the form's. The window
-  // draws nothing until Show.
+  // For a form that has been built, and before it is loaded: the form is placed by the size of the
+  // screen, which the toolkit gets here. Needs a QApplication, whose style, palette and font become
+  // the form's. The window draws nothing until Show.
   explicit Window(toolkit::Form& form);
   ~Window() override;
   Window(const Window&) = delete;
   Window& operator=(const Window&) = delete;
 
-  // Shows the loaded form at its place, smaller than designed where it would not
-  // fit the screen. The event loop ends with App().status when an event ends the
-  // program.
+  // How large the user has made the form, for the next start: "130", a percentage, or "130
+  // massima" for a maximised window too. To be set before Show; what is no such text is passed
+  // over.
+  std::u16string Size() const;
+  void SetSize(std::u16string_view size);
+  // Told the size when the form goes from the screen, if it isn't the one set.
+  std::function<void(std::u16string_view size)> sizeChosen;
+
+  // Shows the loaded form at its place, smaller than chosen where it would not fit the screen.
+  // The event loop ends with App().status when an event ends the program.
   void Show();
   // Closes the program as the window's frame does, from wherever it is: a message box in
   // front, and any that its handler still asks, gets the answer that does least.
@@ -65,19 +71,23 @@ class Window : public toolkit::View {
   // Called when a message box is up and waits.
   std::function<void(QMessageBox&, const toolkit::Message&)> whenAsked;
 
-  // As toolkit::Print; for Application::print.
+  // As toolkit::Print and toolkit::ShowManual; for Application::print and Application::manual.
   std::u16string Print(const toolkit::Document& document);
+  std::u16string ShowManual(std::u16string_view chapter);
 
   int Ask(const toolkit::Message& message) override;
   void Beep() override;
   void Hide() override;
   void Repaint() override;
+  void StillWorking() override;
   std::u16string Clipboard() override;
   void SetClipboard(std::u16string_view text) override;
 
  private:
   std::unique_ptr<FormView> view_;
   std::unique_ptr<Input> input_;
+  std::u16string size_;             // as it was set
+  std::unique_ptr<Manual> manual_;  // once it has been asked for
   bool leaving_ = false;
 };
 

@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
+#include <optional>
 #include <utility>
 
 #include "platform/desktop/keys.h"
@@ -18,6 +19,20 @@ using toolkit::App;
 using toolkit::Key;
 
 namespace {
+
+// Which way a key zooms that is pressed with Ctrl: larger, smaller, 0 as designed.
+std::optional<int> ZoomOf(const QKeyEvent& event) {
+  switch (event.key()) {
+    case Qt::Key_Plus:
+      return 1;
+    case Qt::Key_Minus:
+      return -1;
+    case Qt::Key_0:
+      return 0;
+    default:
+      return std::nullopt;
+  }
+}
 
 std::u16string_view Units(const QString& s) {
   return {reinterpret_cast<const char16_t*>(s.utf16()), static_cast<std::size_t>(s.size())};
@@ -143,12 +158,23 @@ bool Input::OnKey(const QKeyEvent& event) {
   if (event.matches(QKeySequence::SelectAll)) {
     return done(form_.UserSelectAll());
   }
+  if (event.key() == Qt::Key_F10 && shift && !control && !alt) {
+    if (form_.Focus() != nullptr) {
+      OnContextMenu(view_.ViewOf(*form_.Focus()),
+                    QContextMenuEvent(QContextMenuEvent::Keyboard, QPoint(), QPoint()));
+    }
+    return true;
+  }
   if (const auto key = KeyOf(event.key())) {
     if (alt || (*key == Key::Tab && control)) {
       return false;
     }
     return done(form_.UserKey(
         {.key = *key, .shift = shift || event.key() == Qt::Key_Backtab, .control = control}));
+  }
+  if (const auto step = ZoomOf(event); step && control && !alt) {
+    view_.ZoomBy(*step);
+    return true;
   }
   const bool own = (event.key() >= Qt::Key_0 && event.key() <= Qt::Key_9) ||
                    (event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z);
@@ -219,19 +245,21 @@ void Input::OnContextMenu(ControlView& view, const QContextMenuEvent& event) {
   auto* menu = new QMenu(&view_.Root());
   menu->setAttribute(Qt::WA_DeleteOnClose);
   menu->setFont(BoxFont());
+  const toolkit::Choice first = entries.front().choice;
   for (const toolkit::MenuEntry& entry : entries) {
-    if (entry.choice == toolkit::Choice::Cut || entry.choice == toolkit::Choice::SelectAll) {
+    if (entry.choice == toolkit::Choice::Cut || entry.choice == toolkit::Choice::SelectAll ||
+        (entry.choice == toolkit::Choice::CopyCode && first != toolkit::Choice::CopyCode)) {
       menu->addSeparator();
     }
     QAction* action = menu->addAction(QString::fromUtf16(entry.caption));
     action->setEnabled(entry.enabled);
-    connect(action, &QAction::triggered, this, [this, &control, row = row, choice = entry.choice] {
-      form_.UserChoose(control, row, choice);
+    connect(action, &QAction::triggered, this, [this, &control, row = row, entry] {
+      form_.UserChoose(control, row, entry);
       After();
     });
   }
   const bool byKey = event.reason() == QContextMenuEvent::Keyboard;
-  menu->popup(byKey ? widget.mapToGlobal(widget.rect().bottomLeft()) : event.globalPos());
+  menu->popup(byKey ? widget.mapToGlobal(view.PlaceOf(row).bottomLeft()) : event.globalPos());
 }
 
 }  // namespace desktop

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <Qt>
-#include <algorithm>
-#include <iterator>
 #include <optional>
 
 #include "platform/toolkit/keys.h"
@@ -31,8 +29,12 @@ inline std::optional<toolkit::Key> KeyOf(int qt) {
 
 // Not for Key::Character.
 inline Qt::Key QtKeyOf(toolkit::Key key) {
-  const auto* row = std::ranges::find_if(kQtKeys, [key](const auto& r) { return r.key == key; });
-  return row != std::end(kQtKeys) ? static_cast<Qt::Key>(row->qt) : Qt::Key_unknown;
+  for (const auto& row : kQtKeys) {
+    if (row.key == key) {
+      return static_cast<Qt::Key>(row.qt);
+    }
+  }
+  return Qt::Key_unknown;
 }
 
 }  // namespace desktop

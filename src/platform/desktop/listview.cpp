@@ -28,7 +28,6 @@ ListView::ListView(toolkit::ListBox& list, QWidget* parent) : WidgetFor(list, pa
     bar->setFocusPolicy(Qt::NoFocus);
     bar->setContextMenuPolicy(Qt::NoContextMenu);
     QPalette palette = bar->palette();
-    palette.setColor(QPalette::Button, QColor(213, 226, 246));
     palette.setColor(QPalette::Window, QColor(230, 238, 250));
     bar->setPalette(palette);
   }
@@ -141,11 +140,11 @@ QString ListView::RowText(int row) const { return Display(model_.List(row)); }
 bool ListView::event(QEvent* event) {
   if (event->type() == QEvent::Paint) {
     QPainter painter(this);
-    painter.fillRect(rect(), palette().color(QPalette::Base));
+    FillBox(painter, rect(), palette().color(QPalette::Base));
     if (hasFocus()) {
-      DrawFrame(painter, rect(), Highlight(), 2);
+      DrawRing(painter, rect(), Highlight(), 2);
     } else {
-      DrawFrame(painter, rect(), Line(palette().color(QPalette::Window)));
+      DrawRing(painter, rect(), Line(palette().color(QPalette::Window)));
     }
     return true;
   }
@@ -166,6 +165,7 @@ void ListView::paintEvent(QPaintEvent* event) {
   const double baseline = (rowHeight_ - metrics.height()) / 2 + metrics.ascent();
   const int shift = kTextInset - horizontalScrollBar()->value();
   const int end = TopRow() + RowsInView();
+  const QColor stripe = Stripe(palette().color(QPalette::Base));
   for (int row = TopRow(); row < end; ++row) {
     const QRect place = RowRect(row);
     if (!place.intersects(event->rect())) {
@@ -175,6 +175,8 @@ void ListView::paintEvent(QPaintEvent* event) {
     painter.setPen(palette().color(on && isEnabled() ? QPalette::HighlightedText : QPalette::Text));
     if (on && isEnabled()) {
       painter.fillRect(place, Highlight());
+    } else if (!on && row % 2 == 1) {
+      painter.fillRect(place, stripe);
     } else if (on) {
       const QColor back = FaintHighlight(palette().color(QPalette::Base));
       painter.fillRect(place, back);

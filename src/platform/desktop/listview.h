@@ -19,6 +19,7 @@ class ListView : public WidgetFor<QAbstractScrollArea, toolkit::ListBox> {
   void OnPress(Input& input, const QMouseEvent& event, bool again) override;
   void OnRelease(Input& /*input*/, const QMouseEvent& /*event*/) override {}
   Spot SpotOf(const QContextMenuEvent& event) override;
+  QRect PlaceOf(int row) override { return RowRect(row).translated(viewport()->pos()); }
 
   const toolkit::ListBox& Model() const { return model_; }
   int TopRow() const;

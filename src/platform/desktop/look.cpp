@@ -2,9 +2,7 @@
 
 #include <QApplication>
 #include <QPainter>
-#include <QProxyStyle>
-#include <QStyleFactory>
-#include <QStyleOption>
+#include <QPainterPath>
 #include <QTextDocument>
 #include <QToolTip>
 #include <algorithm>
@@ -15,105 +13,6 @@
 namespace desktop {
 
 namespace {
-
-QColor Mix(const QColor& a, const QColor& b, double partOfB) {
-  auto channel = [partOfB](int x, int y) {
-    return static_cast<int>(std::lround(x * (1 - partOfB) + y * partOfB));
-  };
-  return QColor(channel(a.red(), b.red()), channel(a.green(), b.green()),
-                channel(a.blue(), b.blue()));
-}
-
-// A sign on a disc, for message boxes.
-QIcon Disc(const QColor& color, const QString& sign) {
-  QIcon icon;
-  for (const int size : {32, 48, 64, 96, 128}) {
-    QPixmap pixmap(size, size);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawEllipse(QRectF(0, 0, size, size).adjusted(1, 1, -1, -1));
-    painter.setPen(Qt::white);
-    QFont face = FaceFont(toolkit::Font::Bold);
-    face.setPixelSize(size * 11 / 16);
-    painter.setFont(face);
-    painter.drawText(QRect(0, 0, size, size), Qt::AlignCenter, sign);
-    icon.addPixmap(pixmap);
-  }
-  return icon;
-}
-
-// Fusion with what must not follow the desktop's settings.
-class Style : public QProxyStyle {
- public:
-  Style() : QProxyStyle(QStyleFactory::create("Fusion")) {}
-
-  int pixelMetric(PixelMetric metric, const QStyleOption* option,
-                  const QWidget* widget) const override {
-    switch (metric) {
-      case PM_ScrollBarExtent:
-        return std::max(9, WholePixels(14 * kTwipsPerPixel));
-      case PM_ExclusiveIndicatorWidth:
-      case PM_ExclusiveIndicatorHeight:
-        return WholePixels(13 * kTwipsPerPixel);
-      case PM_RadioButtonLabelSpacing:
-        return WholePixels(6 * kTwipsPerPixel);
-      default:
-        return QProxyStyle::pixelMetric(metric, option, widget);
-    }
-  }
-
-  // Fusion's own marks of the focus are faint, and its boxes' buttons have none until
-  // a key is pressed. A field has a ring of two lines, as a list.
-  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
-                     const QWidget* widget) const override {
-    QProxyStyle::drawPrimitive(element, option, painter, widget);
-    if (element == PE_PanelLineEdit && option->state & State_HasFocus) {
-      DrawFrame(*painter, option->rect, Highlight(), 2);
-    }
-  }
-  void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
-                   const QWidget* widget) const override {
-    QProxyStyle::drawControl(element, option, painter, widget);
-    const bool button = element == CE_PushButtonBevel;
-    if ((button || element == CE_RadioButton) && option->state & State_HasFocus) {
-      DrawFrame(*painter, button ? option->rect.adjusted(3, 3, -3, -3) : option->rect, Highlight());
-    }
-  }
-
-  QIcon standardIcon(StandardPixmap which, const QStyleOption* option,
-                     const QWidget* widget) const override {
-    switch (which) {
-      case SP_MessageBoxInformation:
-        return Disc(Highlight(), "i");
-      case SP_MessageBoxQuestion:
-        return Disc(Highlight(), "?");
-      case SP_MessageBoxWarning:
-        return Disc(QColor(176, 96, 0), "!");
-      case SP_MessageBoxCritical:
-        return Disc(QColor(190, 30, 45), "!");
-      default:
-        return QProxyStyle::standardIcon(which, option, widget);
-    }
-  }
-
-  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                QStyleHintReturn* result) const override {
-    switch (hint) {
-      case SH_UnderlineShortcut:
-        return 1;
-      case SH_DialogButtonLayout:  // yes, no, cancel
-      case SH_DialogButtonBox_ButtonsHaveIcons:
-        return 0;
-      case SH_MessageBox_TextInteractionFlags:
-        return Qt::NoTextInteraction;
-      default:
-        return QProxyStyle::styleHint(hint, option, widget, result);
-    }
-  }
-};
 
 double Luminance(const QColor& color) {
   auto linear = [](double c) {
@@ -138,6 +37,16 @@ QRectF Whole(const QPainter& painter, const QRect& rect) {
 qreal LineWidth(const QPainter& painter) {
   const qreal scale = painter.deviceTransform().m11();
   return std::max(1.0, std::floor(scale)) / scale;
+}
+
+// Of the corners of boxes and buttons.
+qreal Radius() { return 3 * formZoom; }
+
+void FillSmoothly(QPainter& painter, const QPainterPath& path, const QColor& color) {
+  const bool smooth = painter.testRenderHint(QPainter::Antialiasing);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.fillPath(path, color);
+  painter.setRenderHint(QPainter::Antialiasing, smooth);
 }
 
 }  // namespace
@@ -181,12 +90,23 @@ QColor Readable(const QColor& fore, const QColor& back) {
   return color;
 }
 
+QColor Mix(const QColor& a, const QColor& b, double partOfB) {
+  auto channel = [partOfB](int x, int y) {
+    return static_cast<int>(std::lround(x * (1 - partOfB) + y * partOfB));
+  };
+  return QColor(channel(a.red(), b.red()), channel(a.green(), b.green()),
+                channel(a.blue(), b.blue()));
+}
+
 QColor Faint(const QColor& fore, const QColor& back) {
   return Readable(Mix(fore, back, 0.3), back);
 }
+QColor Quiet(const QColor& back, const QColor& around) { return Mix(back, around, 0.55); }
+QColor Stripe(const QColor& back) { return Mix(back, Highlight(), 0.05); }
 QColor FaintHighlight(const QColor& back) { return Mix(back, Highlight(), 0.25); }
 QColor Line(const QColor& back) { return Mix(back, QColor(24, 56, 104), 0.42); }
 QColor Highlight() { return QColor(27, 92, 168); }
+QColor Alarm() { return QColor(190, 30, 45); }
 
 QFont FaceFont(toolkit::Font face, int pixelSize) {
   QFont font;
@@ -200,7 +120,7 @@ QFont FaceFont(toolkit::Font face, int pixelSize) {
   }
   // Hinting would round the 6.6 pixels of a fixed-pitch character up to 7.
   font.setHintingPreference(QFont::PreferNoHinting);
-  font.setBold(face == toolkit::Font::Bold);
+  font.setBold(face == toolkit::Font::Bold || face == toolkit::Font::Heading);
   SetSize(font, pixelSize);
   return font;
 }
@@ -265,40 +185,11 @@ QString PlainToolTip(std::u16string_view text) {
   return Qt::mightBeRichText(shown) ? "<span>" + shown.toHtmlEscaped() + "</span>" : shown;
 }
 
-QStyle* MakeStyle() { return new Style; }
-
-QPalette MakePalette() {
-  const QColor back(230, 238, 250), text(16, 24, 40);
-  QPalette palette(QColor(213, 226, 246), back);
-  for (const auto role :
-       {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::ToolTipText}) {
-    palette.setColor(role, text);
-    palette.setColor(QPalette::Disabled, role, Faint(text, back));
-  }
-  palette.setColor(QPalette::Base, Qt::white);
-  palette.setColor(QPalette::Highlight, Highlight());
-  palette.setColor(QPalette::HighlightedText, Qt::white);
-  palette.setColor(QPalette::ToolTipBase, QColor(255, 255, 240));
-  return palette;
-}
-
 void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const QColor& back) {
-  if (edge == toolkit::Border::None) {
-    return;
-  }
   if (edge == toolkit::Border::Raised) {
-    DrawFrame(painter, rect, Highlight(), 2);
-    return;
-  }
-  DrawFrame(painter, rect, Line(back));
-  if (edge == toolkit::Border::Sunken) {
-    const QRectF inside = Whole(painter, rect);
-    const qreal line = LineWidth(painter);
-    const QColor light = Mix(back, Qt::white, 0.8);
-    painter.fillRect(
-        QRectF(inside.left() + line, inside.bottom() - line, inside.width() - line, line), light);
-    painter.fillRect(
-        QRectF(inside.right() - line, inside.top() + line, line, inside.height() - line), light);
+    DrawRing(painter, rect, Highlight(), 2);
+  } else if (edge != toolkit::Border::None) {
+    DrawRing(painter, rect, Line(back));
   }
 }
 
@@ -309,6 +200,22 @@ void DrawFrame(QPainter& painter, const QRect& rect, const QColor& color, int li
   painter.fillRect(QRectF(out.left(), out.bottom() - width, out.width(), width), color);
   painter.fillRect(QRectF(out.left(), out.top(), width, out.height()), color);
   painter.fillRect(QRectF(out.right() - width, out.top(), width, out.height()), color);
+}
+
+void FillBox(QPainter& painter, const QRect& rect, const QColor& color) {
+  QPainterPath box;
+  box.addRoundedRect(Whole(painter, rect), Radius(), Radius());
+  FillSmoothly(painter, box, color);
+}
+
+void DrawRing(QPainter& painter, const QRect& rect, const QColor& color, int lines) {
+  const QRectF out = Whole(painter, rect);
+  const qreal width = lines * LineWidth(painter);
+  const qreal inner = std::max(0.0, Radius() - width);
+  QPainterPath ring;
+  ring.addRoundedRect(out, Radius(), Radius());
+  ring.addRoundedRect(out.adjusted(width, width, -width, -width), inner, inner);
+  FillSmoothly(painter, ring, color);
 }
 
 }  // namespace desktop

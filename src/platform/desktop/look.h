@@ -38,11 +38,20 @@ double Contrast(const QColor& a, const QColor& b);
 QColor Readable(const QColor& fore, const QColor& back);
 // Text colour of what is disabled: fainter, yet readable on `back`.
 QColor Faint(const QColor& fore, const QColor& back);
+// `a` with that part of `b` in it.
+QColor Mix(const QColor& a, const QColor& b, double partOfB);
+// Ground of a box of colour `back` into which nothing can be typed, on `around`.
+QColor Quiet(const QColor& back, const QColor& around);
+// Fill of every second row of a list whose background is `back`.
+QColor Stripe(const QColor& back);
 // Fill of the selected row of a disabled list whose background is `back`.
 QColor FaintHighlight(const QColor& back);
 // Line round a control on a background.
 QColor Line(const QColor& back);
 QColor Highlight();
+// What is wrong, or refused; a frame is lit by it for kFlash milliseconds.
+QColor Alarm();
+constexpr int kFlash = 150;
 
 // Size in pixels, so that texts keep their proportion to the twips whatever
 // resolution the desktop claims.
@@ -67,8 +76,11 @@ QString PlainToolTip(std::u16string_view text);
 QStyle* MakeStyle();
 QPalette MakePalette();
 
+// The grounds and rings of boxes, buttons and frames, whose corners are round.
+void FillBox(QPainter& painter, const QRect& rect, const QColor& color);
+void DrawRing(QPainter& painter, const QRect& rect, const QColor& color, int lines = 1);
 void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const QColor& back);
-// A plain frame of so many lines, along the inside of `rect`.
+// A square one. All are along the inside of `rect`, that many lines wide.
 void DrawFrame(QPainter& painter, const QRect& rect, const QColor& color, int lines = 1);
 
 }  // namespace desktop

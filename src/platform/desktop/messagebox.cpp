@@ -70,7 +70,7 @@ class Box : public QMessageBox {
     QMessageBox::paintEvent(event);
     if (flash_.isActive()) {
       QPainter painter(this);
-      DrawFrame(painter, rect(), QColor(190, 30, 45), 4);
+      DrawFrame(painter, rect(), Alarm(), 4);
     }
     if (!std::exchange(painted_, true) && resting_) {
       // What was typed up to then may still be on its way, but comes before an idle moment.
@@ -107,7 +107,7 @@ class Box : public QMessageBox {
   }
 
   void Flash() {
-    flash_.start(150);
+    flash_.start(kFlash);
     update();
   }
 

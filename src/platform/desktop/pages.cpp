@@ -32,6 +32,8 @@ QFont PaperFont(Face face) {
   return font;
 }
 
+Face TextFace(bool code) { return code ? kCode : kText; }
+
 // A text in its place across the page.
 struct Piece {
   std::u16string_view text;
@@ -106,11 +108,11 @@ class Passage {
     Row({{block.title, kHeading, kInk, 0, width_}}, 0.8);
     Rule();
     for (const toolkit::Item& item : block.items) {
-      const bool both = !item.description.empty();
       std::vector<Piece> pieces = {
           {item.label, kText, kFaint, 0, kLabel - kGap},
-          {item.value, item.code ? kCode : kText, kInk, kLabel, both ? kValue : width_ - kLabel}};
-      if (both) {
+          {item.value, TextFace(item.code), kInk, kLabel, width_ - kLabel}};
+      if (!item.description.empty()) {
+        pieces.back().width = kValue;
         pieces.push_back(
             {item.description, kText, kInk, kLabel + kValue, width_ - kLabel - kValue});
       }
@@ -126,7 +128,10 @@ class Passage {
       rest -= Width(column);
     }
     for (const toolkit::Column& column : document_.columns) {
-      const double width = column.characters > 0 ? Width(column) : rest;
+      double width = rest;
+      if (column.characters > 0) {
+        width = Width(column);
+      }
       heads_.push_back({column.title, kHeading, kInk, left, width - kGap, column.right});
       left += width;
     }
@@ -135,7 +140,7 @@ class Passage {
     for (std::size_t i = 0; i + columns <= document_.cells.size(); i += columns) {
       for (std::size_t n = 0; n < columns; ++n) {
         pieces[n].text = document_.cells[i + n];
-        pieces[n].face = document_.columns[n].code ? kCode : kText;
+        pieces[n].face = TextFace(document_.columns[n].code);
       }
       Row(pieces, 0.45, 0.45);
       Rule();

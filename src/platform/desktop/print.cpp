@@ -54,14 +54,16 @@ void Prepare(QPrintDialog& dialog, const toolkit::Document& document) {
   dialog.setFont(BoxFont());
   dialog.setWindowTitle("Stampa");
   if (auto* file = dialog.findChild<QLineEdit*>("filename")) {
-    // What a file's name had better not have.
+    // Characters that could give trouble in a file's name.
     static const QRegularExpression strange("[^\\w \\-]",
                                             QRegularExpression::UseUnicodePropertiesOption);
-    const QDir folder(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-    file->setText((folder.exists() ? folder : QDir::home())
-                      .filePath(Display(document.name).replace(strange, "_") + ".pdf"));
+    QDir folder(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+    if (!folder.exists()) {
+      folder = QDir::home();
+    }
+    file->setText(folder.filePath(Display(document.name).replace(strange, "_") + ".pdf"));
   }
-  // Qt leaves the order of the pages to the program; printers can turn it by themselves.
+  // Qt leaves the order of the pages to the program; printers can reverse it on their own.
   if (auto* reverse = dialog.findChild<QAbstractButton*>("reverse")) {
     reverse->hide();
   }
@@ -87,7 +89,10 @@ QString Draw(QPagedPaintDevice& device, const toolkit::Document& document, const
                                QDateTime::currentDateTime().toString("dd/MM/yyyy HH:mm"),
                                [&](int page) { return pages.isEmpty() || pages.contains(page); }) &&
                      painter.end();
-  return drawn ? QString() : failure;
+  if (!drawn) {
+    return failure;
+  }
+  return {};
 }
 
 }  // namespace
@@ -107,8 +112,11 @@ QString WritePdf(const QString& file, const QPageLayout& paper, const toolkit::D
   pdf.setPageLayout(paper);
   pdf.setTitle(Display(document.title));
   pdf.setCreator("anagparc");
-  const QString failure = Draw(pdf, document, pages, refused);
-  return failure.isEmpty() && !target.commit() ? refused : failure;
+  QString failure = Draw(pdf, document, pages, refused);
+  if (failure.isEmpty() && !target.commit()) {
+    return refused;
+  }
+  return failure;
 }
 
 std::u16string PrintDocument(QWidget* parent, const toolkit::Document& document,
@@ -126,8 +134,10 @@ std::u16string PrintDocument(QWidget* parent, const toolkit::Document& document,
   }
   const QPageLayout paper = WithMargins(printer.pageLayout());
   printer.setPageLayout(paper);
-  const bool some = printer.printRange() == QPrinter::PageRange && !ServerPicks(dialog);
-  const QPageRanges pages = some ? printer.pageRanges() : QPageRanges();
+  QPageRanges pages;
+  if (printer.printRange() == QPrinter::PageRange && !ServerPicks(dialog)) {
+    pages = printer.pageRanges();
+  }
   busy(true);
   QString failure;
   if (printer.outputFormat() == QPrinter::PdfFormat) {

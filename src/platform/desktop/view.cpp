@@ -6,6 +6,7 @@
 #include <QScreen>
 #include <QWindow>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "platform/desktop/listview.h"
@@ -44,8 +45,9 @@ constexpr ControlView* (*kMakers[])(Control&, QWidget*) = {
 
 FormView::FormView(toolkit::Form& form) : form_(form) {
   root_.setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                       Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                       Qt::WindowSystemMenuHint | Qt::WindowMinMaxButtonsHint |
                        Qt::WindowCloseButtonHint);
+  root_.installEventFilter(this);
   QPalette palette = root_.palette();
   palette.setColor(QPalette::Window, ToQt(form.BackColor()));
   root_.setPalette(palette);
@@ -90,7 +92,11 @@ void FormView::Apply(Control& control) {
   const QScopedValueRollback quiet(syncing_, true);
   ControlView& view = ViewOf(control);
   QWidget& widget = view.Widget();
-  if (const QRect place = PixelRect(control); widget.geometry() != place) {
+  QRect place = PixelRect(control);
+  if (control.Container() == nullptr) {
+    place.translate(origin_);
+  }
+  if (widget.geometry() != place) {
     widget.setGeometry(place);
   }
   view.Apply();
@@ -149,16 +155,107 @@ QSize FormView::InnerSize() const {
   return QSize(right, bottom);
 }
 
-// Part of the designed size at which the whole form fits the screen. A form that
-// reached past its edge would hide the last buttons, and one in a scroll area
-// would never show both halves together. At 150 percent on 1366 x 768 the form so
-// comes out at about 120.
-double FormView::ZoomToFit() const {
-  const QSizeF room = root_.screen()->availableGeometry().size() - kFrameRoom;
+// Part of the designed size at which the whole form fits into so many pixels.
+double FormView::ZoomToFit(const QSizeF& room) const {
   const QSizeF form = QSizeF(InnerSize()) / kTwipsPerPixel;
   constexpr double kLeast = 0.25;  // on whatever a desktop calls a screen
-  return std::clamp(std::min(room.width() / form.width(), room.height() / form.height()), kLeast,
-                    1.0);
+  return std::max(kLeast, std::min(room.width() / form.width(), room.height() / form.height()));
+}
+
+// A form that reached past the screen's edge would hide the last buttons, and one in a scroll
+// area would never show both halves together. At 150 percent on 1366 x 768 the form so
+// comes out at about 120.
+double FormView::ZoomToScreen() const {
+  return ZoomToFit(root_.screen()->availableGeometry().size() - kFrameRoom);
+}
+
+bool FormView::Maximised() const {
+  return root_.windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen);
+}
+
+void FormView::Choose(double zoom, bool maximised) {
+  chosen_ = zoom;
+  maximise_ = maximised;
+}
+
+void FormView::ZoomBy(int step) {
+  constexpr double kSteps = 10, kLeast = 0.5, kMost = 4;  // steps of a tenth
+  if (Maximised() && step > 0) {
+    return;
+  }
+  constexpr double kSame = 1e-6;
+  double zoom = 1;
+  if (step > 0) {
+    zoom = std::min({std::floor(Zoom() * kSteps + 1 + kSame) / kSteps, kMost, ZoomToScreen()});
+  } else if (step < 0) {
+    zoom = std::max(std::ceil(Zoom() * kSteps - 1 - kSame) / kSteps, std::min(kLeast, Zoom()));
+  }
+  if (Maximised()) {
+    root_.showNormal();
+  }
+  chosen_ = zoom;
+  dragged_ = 0;
+  const QPoint middle = root_.frameGeometry().center();
+  SizeWindow();
+  MoveWindow(middle - QRect(QPoint(), root_.frameSize()).center());
+  Sync();
+}
+
+// Makes the window as large as the form at the chosen size, as far as the screen has room.
+void FormView::SizeWindow() {
+  formSize_ = {form_.Width(), form_.Height()};
+  const QSize inner = InnerSize();
+  chosen_ = ChosenZoom();
+  dragged_ = 0;
+  fittedZoom_ = std::min(chosen_, ZoomToScreen());
+  LayOut(fittedZoom_);
+  fitted_ = {Pixels(inner.width()), Pixels(inner.height())};
+  MoveForm({});
+  root_.setMinimumSize(inner / (4 * kTwipsPerPixel));
+  root_.resize(fitted_);
+}
+
+// To a place of its frame, or as near to it as the whole window is on the screen.
+void FormView::MoveWindow(const QPoint& wanted) {
+  const QRect room = root_.screen()->availableGeometry();
+  const QSize needed = (root_.size() + kFrameRoom).expandedTo(root_.frameSize());
+  const auto within = [](int at, int from, int length, int needed_length) {
+    return std::max(from, std::min(at, from + length - needed_length));
+  };
+  root_.move(within(wanted.x(), room.x(), room.width(), needed.width()),
+             within(wanted.y(), room.y(), room.height(), needed.height()));
+}
+
+// The user, or the desktop, has given the window another size: the form fills it as far as its
+// shape allows, and stands in its middle.
+void FormView::FollowWindow() {
+  if (!shown_) {
+    return;
+  }
+  const bool own = root_.size() == fitted_;
+  LayOut(own ? fittedZoom_ : ZoomToFit(root_.size()));
+  if (!Maximised()) {
+    before_ = std::exchange(dragged_, own ? 0 : Zoom());
+  }
+  const QSize inner = InnerSize();
+  const QSize left = root_.size() - QSize(Pixels(inner.width()), Pixels(inner.height()));
+  MoveForm({std::max(0, left.width() / 2), std::max(0, left.height() / 2)});
+  Sync();
+}
+
+void FormView::MoveForm(const QPoint& origin) {
+  if (std::exchange(origin_, origin) != origin) {
+    waiting_ = form_.Controls();
+  }
+}
+
+// Has all controls laid out at another size, by the next Sync.
+void FormView::LayOut(double zoom) {
+  if (zoom != Zoom()) {
+    SetZoom(zoom);
+    UseFonts();
+    waiting_ = form_.Controls();
+  }
 }
 
 // The user may move the window to another screen, or change that one's size.
@@ -173,25 +270,24 @@ void FormView::FollowScreen() {
 void FormView::Show() {
   Sync();
   const QScreen* screen = root_.screen();
-  const QRect room = screen->availableGeometry();
-  // Smaller than designed, it keeps the middle of its place.
+  // Smaller or larger than designed, it keeps the middle of its place.
   auto place = [](int twips, int length) {
     return (2 * twips + length) / (2 * kTwipsPerPixel) - Pixels(length) / 2;
   };
-  auto within = [](int at, int from, int length, int needed) {
-    return std::max(from, std::min(at, from + length - needed));
-  };
   const QPoint wanted = screen->geometry().topLeft() + QPoint(place(form_.Left(), form_.Width()),
                                                               place(form_.Top(), form_.Height()));
-  const QSize needed = root_.size() + kFrameRoom;
-  root_.move(within(wanted.x(), room.x(), room.width(), needed.width()),
-             within(wanted.y(), room.y(), room.height(), needed.height()));
+  MoveWindow(wanted);
   {
     const QScopedValueRollback quiet(syncing_, true);
-    root_.show();
+    if (maximise_) {
+      root_.showMaximized();
+    } else {
+      root_.show();
+    }
   }
+  EndWaiting();
   shown_ = true;
-  Sync();
+  FollowWindow();
   root_.activateWindow();
   FollowScreen();
   root_.windowHandle()->installEventFilter(this);
@@ -203,19 +299,18 @@ void FormView::Show() {
 }
 
 void FormView::Hide() {
+  EndWaiting();
+  if (beforeHiding && root_.isVisible()) {
+    beforeHiding();
+  }
   ShowBusy(false);
   root_.hide();
 }
 
 void FormView::Sync() {
   const QScopedValueRollback quiet(syncing_, true);
-  const bool resized = formSize_ != std::pair(form_.Width(), form_.Height());
-  if (resized) {
-    if (const double zoom = ZoomToFit(); zoom != Zoom()) {
-      SetZoom(zoom);
-      UseFonts();
-      waiting_ = form_.Controls();
-    }
+  if (formSize_ != std::pair(form_.Width(), form_.Height()) && !Maximised()) {
+    SizeWindow();
   }
   for (Control* control : form_.TakeTouched()) {
     if (std::ranges::find(waiting_, control) == waiting_.end()) {
@@ -232,13 +327,8 @@ void FormView::Sync() {
   if (const QString title = Display(form_.Caption()); root_.windowTitle() != title) {
     root_.setWindowTitle(title);
   }
-  if (resized) {
-    formSize_ = {form_.Width(), form_.Height()};
-    const QSize inner = InnerSize();
-    root_.setFixedSize(Pixels(inner.width()), Pixels(inner.height()));
-  }
   ApplyFocus();
-  ShowBusy(toolkit::Screen.MousePointer == 11);
+  ShowBusy(Busy());
 }
 
 void FormView::ApplyFocus() {
@@ -267,8 +357,15 @@ void FormView::ShowBusy(bool busy) {
   }
 }
 
-bool FormView::eventFilter(QObject* /*object*/, QEvent* event) {
+bool FormView::eventFilter(QObject* object, QEvent* event) {
   exposed_ |= event->type() == QEvent::Expose;
+  if (object == &root_ && event->type() == QEvent::Resize) {
+    FollowWindow();
+  }
+  // Some desktops make the window large before they say that it is maximised.
+  if (object == &root_ && event->type() == QEvent::WindowStateChange && Maximised()) {
+    dragged_ = before_;
+  }
   return false;
 }
 
@@ -297,15 +394,56 @@ void FormView::Uncover(std::chrono::milliseconds longest) {
 void FormView::Repaint() {
   constexpr auto kFrame = std::chrono::microseconds(16667);
   const auto now = std::chrono::steady_clock::now();
-  if (!shown_ || (now - painted_ < kFrame && !form_.AppearanceChanged())) {
+  if (now - painted_ < kFrame && (!shown_ || !form_.AppearanceChanged())) {
     return;
   }
   painted_ = now;
+  if (!shown_) {
+    StillWorking();
+    return;
+  }
   Sync();
   // Paints what is dirty, at once, and lets no other event in.
   QEvent paint(QEvent::UpdateRequest);
   QCoreApplication::sendEvent(&root_, &paint);
 }
+
+namespace {
+
+// How long the handler that runs has been at work.
+std::chrono::steady_clock::duration Worked() {
+  const auto& since = toolkit::App().working;
+  return since ? std::chrono::steady_clock::now() - *since : std::chrono::steady_clock::duration();
+}
+
+}  // namespace
+
+bool FormView::Busy() const {
+  constexpr std::chrono::milliseconds kLong{300};
+  return toolkit::Screen.MousePointer == 11 || Worked() >= kLong;
+}
+
+void FormView::StillWorking() {
+  // With what comes before it, from the start of the process, well within half a second.
+  constexpr std::chrono::milliseconds kPatience{100};
+  if (shown_) {
+    ShowBusy(Busy());
+    return;
+  }
+  if (form_.Loaded() || Worked() < kPatience) {
+    return;
+  }
+  if (waitingWindow_ == nullptr) {
+    waitingWindow_ = std::make_unique<WaitingWindow>(Display(form_.Caption()));
+  }
+  for (Control* control : form_.Controls()) {
+    if (auto* bar = dynamic_cast<toolkit::StatusBar*>(control)) {
+      waitingWindow_->Tell(Display(bar->Panels(2).Text()));
+    }
+  }
+}
+
+void FormView::EndWaiting() { waitingWindow_.reset(); }
 
 QWidget* FormView::WidgetOf(const Control& control) const {
   const auto found = views_.find(&control);

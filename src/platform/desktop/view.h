@@ -4,11 +4,14 @@
 
 #include <QWidget>
 #include <chrono>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "platform/desktop/waiting.h"
 #include "platform/desktop/widgets.h"
 #include "platform/toolkit/control.h"
 #include "platform/toolkit/form.h"
@@ -31,11 +34,20 @@ class FormView : public QObject {
   explicit FormView(toolkit::Form& form);
   ~FormView() override;
 
-  // Shows the window at the form's place, smaller than designed where it would
+  // Shows the window at the form's place, smaller than chosen where it would
   // not fit the screen.
   void Show();
   void Hide();
+  // Makes the form one step larger (1) or smaller (-1), or as large as designed (0). A maximised
+  // window, in which it is as large as fits, becomes a plain one, but not by making it larger.
+  void ZoomBy(int step);
+  // The size that the user has chosen, part of the designed one, and whether he has maximised the
+  // window. To be set before Show.
+  double ChosenZoom() const { return dragged_ > 0 ? dragged_ : chosen_; }
+  bool Maximised() const;
+  void Choose(double zoom, bool maximised);
   bool Shown() const { return shown_; }
+  std::function<void()> beforeHiding;
   // Brings everything that has changed in the model onto the screen.
   void Sync();
   // The same for one control, changed or not.
@@ -43,6 +55,12 @@ class FormView : public QObject {
   // Sync, and paints before it returns. Left out when the last time is less than a
   // frame of the screen ago and nothing was shown or hidden since.
   void Repaint();
+  // Shows that a handler takes long: by the pointer, and, before the form is on the screen, by
+  // a window of its own, with what the status bar says.
+  void StillWorking();
+  void EndWaiting();
+  // The handler asks for the waiting pointer, or takes long.
+  bool Busy() const;
   // A message box goes away now, and uncovers the form.
   void ExpectUncovering() { exposed_ = false; }
   // Afterwards: waits until the screen shows the form where the box was, at most so long.
@@ -50,10 +68,11 @@ class FormView : public QObject {
   // True while widgets are being changed: what they report is our own doing.
   bool Syncing() const { return syncing_; }
 
-  // Notes when part of the window is uncovered.
+  // Notes when part of the window is uncovered, and when the window's size has changed.
   bool eventFilter(QObject* object, QEvent* event) override;
 
   QWidget& Root() { return root_; }
+  QPoint Origin() const { return origin_; }
   ControlView& ViewOf(const Control& control) const { return *views_.at(&control); }
   // Null for a control that isn't the form's.
   QWidget* WidgetOf(const Control& control) const;
@@ -68,7 +87,13 @@ class FormView : public QObject {
   void DescribeByTips(const Control& control);
   void ApplyFocus();
   QSize InnerSize() const;  // twips
-  double ZoomToFit() const;
+  double ZoomToFit(const QSizeF& room) const;
+  double ZoomToScreen() const;
+  void SizeWindow();
+  void FollowWindow();
+  void LayOut(double zoom);
+  void MoveForm(const QPoint& origin);
+  void MoveWindow(const QPoint& wanted);
   void FollowScreen();
 
   toolkit::Form& form_;
@@ -86,7 +111,15 @@ class FormView : public QObject {
   const Control* focus_ = nullptr;
   std::chrono::steady_clock::time_point painted_;
   std::pair<int, int> formSize_;  // that the window's size was made for
+  double chosen_ = 1;             // the zoom that the user wants, if the screen has room
+  double dragged_ = 0;            // the zoom of a size given to the window itself; 0: none is
+  double before_ = 0;             // what it was before the window's size changed last
+  bool maximise_ = false;         // when the window shows
+  QSize fitted_;                  // the window's size, as set here, at `fittedZoom_`
+  double fittedZoom_ = 1;
+  QPoint origin_;  // the form's place in the window, in pixels
   QMetaObject::Connection screenChanges_;
+  std::unique_ptr<WaitingWindow> waitingWindow_;
   Surface root_;  // the last member: its end still raises events
 };
 

@@ -37,15 +37,15 @@ void ControlView::ApplyColours(bool box) {
   back_ = control_.BackColor();
   const QColor fore = ToQt(fore_), back = ToQt(back_);
   QPalette palette = widget.palette();
-  const QColor text = Readable(fore, back), disabledBack = back.darker(106);
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-    palette.setColor(role, text);
-    palette.setColor(QPalette::Disabled, role, Faint(text, box ? disabledBack : back));
-  }
   // A box is outlined by the style in a shade of its surroundings.
   QColor around = back;
   if (box && control_.Container() != nullptr) {
     around = ToQt(control_.Container()->BackColor());
+  }
+  const QColor text = Readable(fore, back), disabledBack = Quiet(back, around);
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    palette.setColor(role, text);
+    palette.setColor(QPalette::Disabled, role, Faint(text, box ? disabledBack : back));
   }
   for (const auto role : {QPalette::Window, QPalette::Button}) {
     palette.setColor(role, around);
@@ -63,6 +63,8 @@ TextField::TextField(toolkit::TextBox& box, QWidget* parent) : WidgetFor(box, pa
   setAcceptDrops(false);
   setFocusPolicy(Qt::TabFocus);
   setTextMargins(1, 0, 1, 0);  // keeps the caret off the ring of the focus
+  flash_.setSingleShot(true);
+  connect(&flash_, &QTimer::timeout, this, [this] { update(); });
 }
 
 void TextField::Apply() {
@@ -78,8 +80,12 @@ void TextField::Apply() {
       setText(shown);
     }
   }
-  const int start = model_.SelStart(), length = focused ? model_.SelLength() : 0;
-  if (length == 0) {
+  if (const int refusals = model_.Refusals(); std::exchange(refusals_, refusals) < refusals) {
+    flash_.start(kFlash);
+    update();
+  }
+  const int start = model_.SelStart(), length = model_.SelLength();
+  if (!focused || length == 0) {
     if (hasSelectedText()) {
       deselect();
     }
@@ -136,7 +142,10 @@ void TextField::OnPress(Input& input, const QMouseEvent& event, bool again) {
     }
     form.UserSelect(model_, anchor_, at);
   } else {
-    anchor_ = focused || !model_.Masked() ? at : -1;
+    anchor_ = at;
+    if (!focused && model_.Masked()) {
+      anchor_ = -1;
+    }
     form.UserClick(model_, at);
   }
   input.After();
@@ -191,11 +200,15 @@ void TextField::Change(const QString& to) {
   }
 }
 
-// Qt draws no caret where nothing can be typed; here keys do act on such a field.
+// A key that was refused lights the frame for a moment. Qt draws no caret where nothing can be
+// typed; here keys do act on such a field.
 void TextField::paintEvent(QPaintEvent* event) {
   QLineEdit::paintEvent(event);
+  QPainter painter(this);
+  if (flash_.isActive()) {
+    DrawRing(painter, rect(), Alarm(), 3);
+  }
   if (isReadOnly() && hasFocus()) {
-    QPainter painter(this);
     const QRect caret = cursorRect();
     painter.fillRect(QRect(caret.center().x(), caret.top(), 1, caret.height()),
                      palette().color(QPalette::Text));
@@ -271,6 +284,8 @@ void Button::paintEvent(QPaintEvent*) {
   QStylePainter painter(this);
   QStyleOptionButton option;
   initStyleOption(&option);
+  const bool main = model_.Main() && isEnabled();
+  option.features.setFlag(QStyleOptionButton::DefaultButton, main);
   painter.drawControl(QStyle::CE_PushButtonBevel, option);
   constexpr int kFlags = Qt::AlignCenter | Qt::TextWordWrap | Qt::TextShowMnemonic;
   QRect room = rect().adjusted(3, 2, -3, -2);
@@ -287,7 +302,8 @@ void Button::paintEvent(QPaintEvent*) {
   if (isDown()) {
     room.translate(1, 1);
   }
-  painter.drawItemText(room, kFlags, palette(), isEnabled(), text(), QPalette::ButtonText);
+  painter.drawItemText(room, kFlags, palette(), isEnabled(), text(),
+                       main ? QPalette::HighlightedText : QPalette::ButtonText);
 }
 
 Option::Option(toolkit::OptionButton& option, QWidget* parent) : ButtonFor(option, parent) {
@@ -344,8 +360,8 @@ void LabelBox::Apply() {
   // Nothing is filled that looks the same without, so that a label hides no
   // border which it overlaps.
   const toolkit::Control* frame = model_.Container();
-  setAutoFillBackground(edge_ != toolkit::Border::None || frame == nullptr ||
-                        frame->BackColor() != model_.BackColor());
+  filled_ = edge_ != toolkit::Border::None || frame == nullptr ||
+            frame->BackColor() != model_.BackColor();
   setText(DisplayLines(model_.Caption()));
 }
 
@@ -369,26 +385,28 @@ bool BreakLines(QTextLayout& layout, const QSize& room, qreal lineHeight,
 }  // namespace
 
 void LabelBox::LayOut(const QSize& room) {
-  if (layout_ != nullptr && laidOut_ == text() && room_ == room && zoom_ == Zoom()) {
+  if (layout_ != nullptr && laid_out_ == text() && room_ == room && zoom_ == Zoom()) {
     return;
   }
   zoom_ = Zoom();
-  laidOut_ = text();
+  laid_out_ = text();
   room_ = room;
   QString shown = text();
   shown.replace('\n', QChar::LineSeparator);
-  for (int size = 11; size > 8; --size) {
+  for (int size = face_ == toolkit::Font::Heading ? 15 : 11; size > 8; --size) {
     const QFont face = FaceFont(face_, size);
     layout_ = std::make_unique<QTextLayout>(shown, face, this);
     layout_->setCacheEnabled(true);
     QTextOption wrap;
     wrap.setWrapMode(QTextOption::WordWrap);
     layout_->setTextOption(wrap);
-    lineHeight_ = QFontMetricsF(face, this).height();
+    const QFontMetricsF metrics(face, this);
+    line_height_ = metrics.height();
+    rise_ = metrics.ascent() - metrics.capHeight() / 2 - line_height_ / 2;
     // Where the font came out smaller than its place, lines break as designed.
     const double part = std::min(1.0, face.pixelSize() / (size * Zoom()));
     const QSize wrapped(static_cast<int>(room.width() * part), room.height());
-    whole_ = BreakLines(*layout_, wrapped, lineHeight_, lines_);
+    whole_ = BreakLines(*layout_, wrapped, line_height_, lines_);
     if (whole_) {
       break;
     }
@@ -397,24 +415,30 @@ void LabelBox::LayOut(const QSize& room) {
 
 void LabelBox::paintEvent(QPaintEvent*) {
   QPainter painter(this);
+  if (filled_) {
+    FillBox(painter, rect(), palette().color(QPalette::Window));
+  }
   DrawEdge(painter, rect(), edge_, palette().color(QPalette::Window));
   if (text().isEmpty()) {
     whole_ = true;
     return;
   }
-  const bool bordered = edge_ != toolkit::Border::None;
-  const QRect room = bordered ? rect().adjusted(3, 1, -3, -1) : rect();
+  QRect room = rect();
+  if (edge_ != toolkit::Border::None) {
+    room.adjust(3, 1, -3, -1);
+  }
   LayOut(room.size());
   const auto count = static_cast<qreal>(lines_.size());
   qreal y = room.top();
-  if (bordered || lines_.size() == 1) {
-    y += std::max(0.0, std::floor((room.height() - count * lineHeight_) / 2));
+  if (filled_ || lines_.size() == 1) {
+    // Capitals in the middle: names and codes are all of them.
+    y += std::max(0.0, std::round((room.height() - count * line_height_) / 2 - rise_));
   }
   painter.setPen(
       palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::WindowText));
   for (const QTextLine& line : lines_) {
     line.draw(&painter, QPointF(room.left(), y - line.y()));
-    y += std::round(lineHeight_);
+    y += std::round(line_height_);
   }
 }
 
@@ -422,8 +446,8 @@ void LabelBox::paintEvent(QPaintEvent*) {
 
 void FrameBox::Apply() {
   ApplyColours();
-  setAutoFillBackground(true);
   edge_ = model_.Edge();
+  setAutoFillBackground(edge_ == toolkit::Border::None);
   caption_ = Spoken(model_.Caption());
   if (edge_ == toolkit::Border::Raised && shadow_ == nullptr) {
     shadow_ = new ShadowBox(this);
@@ -434,6 +458,9 @@ void FrameBox::Apply() {
 void FrameBox::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   const QColor back = palette().color(QPalette::Window);
+  if (edge_ != toolkit::Border::None) {
+    FillBox(painter, rect(), back);
+  }
   if (caption_.isEmpty()) {
     DrawEdge(painter, rect(), edge_, back);
     return;
@@ -473,7 +500,10 @@ void ShadowBox::Follow() {
   setVisible(!frame_->isHidden());
 }
 
-void ShadowBox::paintEvent(QPaintEvent*) { QPainter(this).fillRect(rect(), QColor(0, 16, 48, 70)); }
+void ShadowBox::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  FillBox(painter, rect(), QColor(0, 16, 48, 70));
+}
 
 ShapeBox::ShapeBox(toolkit::Shape& shape, QWidget* parent) : WidgetFor(shape, parent) {
   setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -491,7 +521,7 @@ void ShapeBox::paintEvent(QPaintEvent*) {
 
 namespace {
 
-constexpr int kPanelEdge = 2, kPanelMargin = 6;  // pixels
+constexpr int kPanelMargin = 8;  // pixels
 
 }  // namespace
 
@@ -501,14 +531,17 @@ StatusPanel::StatusPanel(QWidget* parent) : QLabel(parent) {
 }
 
 int StatusPanel::Needed() const {
-  return QFontMetrics(font(), this).horizontalAdvance(text()) + 2 * (kPanelEdge + kPanelMargin);
+  return QFontMetrics(font(), this).horizontalAdvance(text()) + 2 * kPanelMargin;
 }
 
 void StatusPanel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
-  const QRect panel = rect().adjusted(kPanelEdge, kPanelEdge, -kPanelEdge, -kPanelEdge);
-  DrawEdge(painter, panel, toolkit::Border::Sunken, palette().color(QPalette::Window));
-  const QRect room = panel.adjusted(kPanelMargin, 0, -kPanelMargin, 0);
+  const QColor line = Line(palette().color(QPalette::Window));
+  DrawFrame(painter, rect().adjusted(-2, 0, 2, 2), line);  // of which the upper side shows
+  if (x() > 0) {
+    DrawFrame(painter, QRect(0, 5, 1, height() - 9), line);
+  }
+  const QRect room = rect().adjusted(kPanelMargin, 1, -kPanelMargin, 0);
   painter.setPen(palette().color(QPalette::WindowText));
   painter.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                    QFontMetrics(font(), this).elidedText(text(), Qt::ElideRight, room.width()));
@@ -531,9 +564,11 @@ void StatusBox::Apply() {
         text != panel.text()) {
       panel.setText(text);
     }
-    const bool last = i + 1 == panels_.size();
-    const int wanted = last ? width() - left : std::max(panel.Needed(), width() / kLeast);
-    panel.setGeometry(left, 0, std::min(wanted, last ? wanted : width() / 2), height());
+    int room = width() - left;
+    if (i + 1 < panels_.size()) {
+      room = std::min(std::max(panel.Needed(), width() / kLeast), width() / 2);
+    }
+    panel.setGeometry(left, 0, room, height());
     left += panel.width();
   }
 }

@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTextLayout>
+#include <QTimer>
 #include <memory>
 #include <vector>
 
@@ -55,6 +56,8 @@ class ControlView {
   virtual void OnDrag(Input& /*input*/, const QMouseEvent& /*event*/) {}
   virtual void OnRelease(Input& input, const QMouseEvent& event);
   virtual Spot SpotOf(const QContextMenuEvent& /*event*/) { return {}; }
+  // Where a menu that a key opens stands by, in the widget: a list's row.
+  virtual QRect PlaceOf(int /*row*/) { return Widget().rect(); }
 
  protected:
   // Colours and face; set only when one of them has changed, since a new palette is
@@ -96,6 +99,8 @@ class TextField : public WidgetFor<QLineEdit, toolkit::TextBox> {
   void Change(const QString& to);
   bool SelectWord(toolkit::Form& form, int at);
 
+  int refusals_ = 0;
+  QTimer flash_;         // runs while the frame is lit
   int anchor_ = -1;      // where dragging began; -1: it selects nothing
   quint64 doubled_ = 0;  // time of the double click that a third one may follow
 };
@@ -140,8 +145,7 @@ class Option : public ButtonFor<QRadioButton, toolkit::OptionButton> {
 // Text in lines. One that is too long for its place gets a smaller font before
 // anything of it is cut off.
 //
-// Laying a text out costs more than painting it, so the lines are kept until
-// text or place change.
+// Laying a text out costs more than painting it, so the lines are kept until text or place change.
 class LabelBox : public WidgetFor<QLabel, toolkit::Label> {
  public:
   LabelBox(toolkit::Label& label, QWidget* parent);
@@ -157,10 +161,12 @@ class LabelBox : public WidgetFor<QLabel, toolkit::Label> {
 
   toolkit::Font face_ = toolkit::Font::Normal;
   toolkit::Border edge_ = toolkit::Border::None;
+  bool filled_ = false;
   std::unique_ptr<QTextLayout> layout_;
   std::vector<QTextLine> lines_;
-  qreal lineHeight_ = 0;
-  QString laidOut_;
+  qreal line_height_ = 0;
+  qreal rise_ = 0;  // of the middle of capitals over that of the line
+  QString laid_out_;
   QSize room_;
   double zoom_ = 0;
   bool whole_ = true;

@@ -25,7 +25,20 @@ std::chrono::milliseconds TimeOfDay() {
   return since;
 }
 
+void StillWorking() {
+  if (App().view != nullptr) {
+    App().view->StillWorking();
+  }
+}
+
 namespace {
+
+// The user has had the time in between.
+void BeginAnew() {
+  if (App().working) {
+    App().working = std::chrono::steady_clock::now();
+  }
+}
 
 Message Describe(std::u16string_view text, int flags, std::u16string_view title) {
   Message message;
@@ -73,7 +86,11 @@ int MsgBox(std::u16string_view text, int flags, std::u16string_view title) {
   if (app.witness != nullptr) {
     app.witness->Painted();
   }
-  const int answer = app.view != nullptr ? app.view->Ask(message) : message.preset;
+  int answer = message.preset;
+  if (app.view != nullptr) {
+    answer = app.view->Ask(message);
+  }
+  BeginAnew();
   if (app.witness != nullptr) {
     app.witness->MessageShown(message, answer);
   }
@@ -111,7 +128,19 @@ std::u16string Print(const Document& document) {
   if (App().witness != nullptr) {
     App().witness->Printed(document);
   }
-  return App().print ? App().print(document) : u"";
+  if (!App().print) {
+    return u"";
+  }
+  std::u16string failure = App().print(document);
+  BeginAnew();
+  return failure;
+}
+
+std::u16string ShowManual(std::u16string_view chapter) {
+  if (App().witness != nullptr) {
+    App().witness->ManualAsked(chapter);
+  }
+  return App().manual ? App().manual(chapter) : u"";
 }
 
 void End(int status) { throw ProgramEnd{status}; }

@@ -49,20 +49,6 @@ void Control::SetVisible(bool on) {
   Assign(visible_, on);
 }
 
-void Control::SetCaption(std::u16string_view caption) {
-  if (caption_ != caption) {
-    caption_ = caption;
-    Touch();
-  }
-}
-
-void Control::SetToolTipText(std::u16string_view text) {
-  if (toolTip_ != text) {
-    toolTip_ = text;
-    Touch();
-  }
-}
-
 void Control::SetFocus() {
   if (!CanFocus()) {
     throw Misuse("SetFocus on a control that can't have the focus: " + text::ToUtf8(FullName()));
@@ -87,10 +73,10 @@ void Control::Reset(const Design& design) {
   visible_ = design.Visible;
   enabled_ = design.Enabled;
   caption_ = design.Caption;
-  toolTip_.clear();
-  foreColor_ = design.ForeColor;
-  backColor_ = design.BackColor;
-  tabIndex_ = design.TabIndex;
+  tool_tip_.clear();
+  fore_color_ = design.ForeColor;
+  back_color_ = design.BackColor;
+  tab_index_ = design.TabIndex;
   face_ = design.Face;
   edge_ = design.Edge;
 }
@@ -140,10 +126,11 @@ void Button::OnKey(const KeyStroke& stroke) {
   }
 }
 
-void Button::Act() {
-  if (Click) {
-    Click();
-  }
+void Button::Act() { Control::OnClick(0); }
+
+void CommandButton::Reset(const Design& design) {
+  Control::Reset(design);
+  main_ = design.Main;
 }
 
 void OptionButton::SetValue(bool on) {

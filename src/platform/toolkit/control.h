@@ -2,10 +2,9 @@
 // user acts on them, which events they raise. Nothing here draws: a screen shows
 // what it reads here, and the model is the only truth.
 //
-// Measures are twips (1440 to an inch, 15 to a pixel at 96 dpi), texts are
-// counted in UTF-16 units, colours are red + 256 * green + 65536 * blue.
-// The event members (Click, Change, ...) are set by the form's code; an empty one
-// is not called.
+// Measures are twips (1440 to an inch, 15 to a pixel at 96 dpi), texts are counted in UTF-16 units,
+// colours are red + 256 * green + 65536 * blue. The event members (Click, Change, ...) are set by
+// the form's code; an empty one is not called.
 #pragma once
 
 #include <chrono>
@@ -33,7 +32,7 @@ class Misuse : public std::logic_error {
   using std::logic_error::logic_error;
 };
 
-enum class Font { Normal, Bold, Fixed };           // Fixed: Courier New 8.25
+enum class Font { Normal, Bold, Heading, Fixed };  // Fixed: Courier New 8.25
 enum class Border { None, Line, Sunken, Raised };  // Raised: lies over its surroundings
 
 // A control as it was designed, before any code has run.
@@ -47,18 +46,22 @@ struct Design {
   bool Locked = false;
   bool Masked = false;
   bool Trims = false;
+  bool Main = false;
   Color BackColor = kWhite;
   Color ForeColor = kBlack;
   Font Face = Font::Normal;
   Border Edge = Border::None;
 };
 
-enum class Choice { Undo, Cut, Copy, Paste, SelectAll, CopyCode, CopyRow };
+class Control;
+
+enum class Choice { Undo, Cut, Copy, Paste, SelectAll, CopyCode, CopyRow, Open, Press };
 
 struct MenuEntry {
   Choice choice;
   const char16_t* caption;
   bool enabled;
+  Control* button = nullptr;  // of Choice::Press
 };
 
 class Control {
@@ -97,27 +100,26 @@ class Control {
   bool HasFocus() const;
 
   const std::u16string& Caption() const { return caption_; }
-  void SetCaption(std::u16string_view caption);
-  Color ForeColor() const { return foreColor_; }
-  Color BackColor() const { return backColor_; }
-  void SetForeColor(Color color) { Assign(foreColor_, color); }
-  void SetBackColor(Color color) { Assign(backColor_, color); }
-  const std::u16string& ToolTipText() const { return toolTip_; }
-  void SetToolTipText(std::u16string_view text);
-  int TabIndex() const { return tabIndex_; }
+  void SetCaption(std::u16string_view text) { Assign(caption_, std::u16string(text)); }
+  Color ForeColor() const { return fore_color_; }
+  Color BackColor() const { return back_color_; }
+  void SetForeColor(Color color) { Assign(fore_color_, color); }
+  void SetBackColor(Color color) { Assign(back_color_, color); }
+  const std::u16string& ToolTipText() const { return tool_tip_; }
+  void SetToolTipText(std::u16string_view text) { Assign(tool_tip_, std::u16string(text)); }
+  int TabIndex() const { return tab_index_; }
   Font Face() const { return face_; }
   Border Edge() const { return edge_; }
 
   // The letter, upper case, that presses the control together with Alt; 0 if none does.
   virtual char16_t AccessKey() const { return 0; }
-  // What copying takes, of a list's row for all but Choice::Copy; "" where that is nothing.
+  // What a copy puts into the clipboard, of a list's row for all but Choice::Copy; "" for nothing.
   virtual std::u16string Copied(Choice choice, int row) const;
 
-  // Gives the control the focus, after the LostFocus of the one that has it,
-  // which may take it back. Throws Misuse where CanFocus is false.
+  // Moves the focus here, after the LostFocus of the control that has it, which may take it back.
+  // Throws Misuse where CanFocus is false.
   void SetFocus();
-  // Repaints at once what has changed; more often than the eye can follow it
-  // is left out.
+  // Repaints at once what has changed; more often than the eye can follow it is left out.
   void Refresh();
 
   std::function<void()> Click, GotFocus, LostFocus;
@@ -129,7 +131,7 @@ class Control {
   virtual void Reset(const Design& design);  // back to how it was designed
   void Touch();                              // the screen has to look at this control again
 
-  // What each kind does in its own way, asked by the form. The members On... are called in
+  // What each kind does in its own way, called by the form. The members On... are called in
   // the middle of an event.
   virtual bool TakesFocus() const { return false; }
   virtual bool IsTabStop() const { return true; }          // of what takes the focus
@@ -159,9 +161,9 @@ class Control {
   Control* label_ = nullptr;
   int left_ = 0, top_ = 0, width_ = 0, height_ = 0;
   bool visible_ = true, enabled_ = true;
-  std::u16string caption_, toolTip_;
-  Color foreColor_ = kBlack, backColor_ = kWhite;
-  int tabIndex_ = -1;
+  std::u16string caption_, tool_tip_;
+  Color fore_color_ = kBlack, back_color_ = kWhite;
+  int tab_index_ = -1;
   Font face_ = Font::Normal;
   Border edge_ = Border::None;
   bool touched_ = false;
@@ -206,6 +208,14 @@ class Button : public Control {
 class CommandButton : public Button {
  public:
   using Button::Button;
+  // The one with which the work on its screen ends; it stands out.
+  bool Main() const { return main_; }
+
+ protected:
+  void Reset(const Design& design) override;
+
+ private:
+  bool main_ = false;
 };
 
 // Single-line text box.
@@ -217,25 +227,28 @@ class TextBox : public Control {
   using Control::Control;
 
   const std::u16string& Text() const { return text_; }
-  // The text that the box already holds: nothing happens. Another one: it
-  // stands, whatever MaxLength says, the caret goes to 0, and Change comes
-  // before the call returns.
+  // The text that the box already holds: nothing happens. Another one: it stands, whatever
+  // MaxLength says, the caret goes to 0, and Change comes before the call returns.
   void SetText(std::u16string_view text);
-  int MaxLength() const { return maxLength_; }  // of typing and pasting; 0: none
-  bool Locked() const { return locked_; }       // takes no typing, raises KeyPress
-  // KeyPress writes the text on its own, as in a date mask: the click that brings
-  // the focus leaves the caret where GotFocus has put it, and cutting, pasting and
-  // undoing aren't offered.
+  int MaxLength() const { return max_length_; }  // of typing and pasting; 0: none
+  bool Locked() const { return locked_; }        // takes no typing, raises KeyPress
+  // KeyPress writes the text on its own, as in a date mask: the click that brings the focus leaves
+  // the caret where GotFocus has put it, and cutting, pasting and undoing aren't offered.
   bool Masked() const { return masked_; }
   // Takes a code: what is pasted loses blanks and line ends around it before it is cut to length.
   bool Trims() const { return trims_; }
   // Caret, as an offset from 0, and length of the selection after it. Setting
   // SelStart past the end means the end, and drops the selection.
-  int SelStart() const { return selStart_; }
-  int SelLength() const { return selLength_; }
+  int SelStart() const { return sel_start_; }
+  int SelLength() const { return sel_length_; }
   // The end of the selection where the caret stands.
-  int ActiveEnd() const { return activeAtStart_ ? selStart_ : selStart_ + selLength_; }
-  bool CanUndo() const { return canUndo_; }
+  int ActiveEnd() const { return active_at_start_ ? sel_start_ : sel_start_ + sel_length_; }
+  bool CanUndo() const { return can_undo_; }
+  // How many keys have come to nothing here in all: those that the box drops, because it is
+  // full or locked, and those of which KeyPress leaves none. Counts up, so that a screen sees
+  // each of them. A paste that is cut to length is one; Backspace, Delete, cut and undo with
+  // nothing to act on are none.
+  int Refusals() const { return refusals_; }
   void SetSelStart(int offset);
   void SelectAll();
 
@@ -257,11 +270,15 @@ class TextBox : public Control {
   friend class Form;
   struct State {
     std::u16string text;
-    int selStart = 0;
+    int caret = 0;
   };
 
+  void OnCaretKey(const KeyStroke& stroke);
   void Press(char16_t code);
   void PressPair(char16_t high, char16_t low);
+  template <class Action>
+  void CountRefusal(bool empties, Action act);
+  void Refuse();
   void ActOn(char16_t code);
   void Insert(std::u16string_view units);
   void Paste(std::u16string_view clipboard);
@@ -276,15 +293,18 @@ class TextBox : public Control {
   int WordRight(int offset) const;
 
   std::u16string text_;
-  int maxLength_ = 0;
+  int max_length_ = 0;
   bool locked_ = false;
   bool masked_ = false;
   bool trims_ = false;
-  int selStart_ = 0, selLength_ = 0;
-  bool activeAtStart_ = false;  // which end of the selection Shift+arrow moves
-  State before_;                // what undo brings back
-  bool canUndo_ = false;
+  int sel_start_ = 0, sel_length_ = 0;
+  bool active_at_start_ = false;  // which end of the selection Shift+arrow moves
+  State before_;                  // what undo brings back
+  bool can_undo_ = false;
   bool typing_ = false;  // the last edit was a typed character: the next one joins it
+  int refusals_ = 0;
+  // Of the key that is being acted on: the box has dropped it, the text or the caret was set.
+  bool dropped_ = false, changed_ = false, moved_ = false;
 };
 
 // List box, unsorted, one row selected or none.
@@ -302,8 +322,11 @@ class ListBox : public Control {
   // there. Valid until Clear.
   std::u16string_view List(int row) const;
   int ListCount() const { return count_; }
-  int ListIndex() const { return listIndex_; }  // -1: nothing selected
-  std::u16string Text() const { return std::u16string(List(listIndex_)); }
+  int ListIndex() const { return list_index_; }  // -1: nothing selected
+  std::u16string Text() const { return std::u16string(List(list_index_)); }
+  // Selects the row, which must be there, and brings it into view; raises Click, also when it is
+  // the same one. Ends a search.
+  void Select(int row);
   // Rows that fit into the list's height at once, above the horizontal scroll bar that it
   // has while a row is wider than the list.
   int VisibleRows() const { return RowsIn(Wide() ? kBar : 0); }
@@ -311,10 +334,9 @@ class ListBox : public Control {
   bool Long() const { return count_ > VisibleRows(); }  // has a vertical scroll bar
   // Characters of the widest row, without blanks at its end.
   int Widest() const { return static_cast<int>(widest_); }
-  // The first row in view; Clear makes it 0, and a row that gets selected comes
-  // into view. A row too far down to be the first is brought up to the last one
-  // that can be.
-  int TopIndex() const { return topIndex_; }
+  // The first row in view; Clear makes it 0, and a row that gets selected comes into view. A row
+  // too far down to be the first is brought up to the last one that can be.
+  int TopIndex() const { return top_index_; }
   void SetTopIndex(int row);
   // The TopIndex that brings `row` into view with the least scrolling.
   int TopToShow(int row) const;
@@ -323,7 +345,7 @@ class ListBox : public Control {
   // place, and Up the one above. Clear forgets it.
   void GoOnFrom(int row, bool gone = false);
   // The selected row, or the one of GoOnFrom; -1 if neither.
-  int GoesOnFrom() const { return listIndex_ >= 0 ? listIndex_ : from_; }
+  int GoesOnFrom() const { return list_index_ >= 0 ? list_index_ : from_; }
   // What typed letters find: a row from `firstRow` on whose text begins so at `column`,
   // or, where there is none, any row in which a word begins so.
   void SetSearch(int column, int firstRow);
@@ -341,6 +363,13 @@ class ListBox : public Control {
   std::function<void()> DblClick;  // also by Enter on the selected row
   // The code that a row bears, for copying; "" where it bears none.
   std::function<std::u16string(int row)> Code;
+  // What a right click on a row offers before copying; where there is any, it selects the row
+  // first.
+  struct RowCommand {
+    const char16_t* caption;
+    Control* button;  // is pressed; null: as a double click on the row
+  };
+  std::vector<RowCommand> RowCommands;
 
   std::u16string Copied(Choice choice, int row) const override;
 
@@ -363,7 +392,6 @@ class ListBox : public Control {
   };
 
   int RowsIn(int bar) const { return (Height() - 2 * kInset - bar) / kRowHeight; }
-  void Select(int row);  // raises Click, also when the row is the same
   int Here() const;
   void Show(int row);
   void Find(char16_t c);
@@ -376,16 +404,16 @@ class ListBox : public Control {
   std::vector<std::unique_ptr<Block>> blocks_;
   int count_ = 0;
   std::size_t widest_ = 0;
-  int listIndex_ = -1;
-  int topIndex_ = 0;
+  int list_index_ = -1;
+  int top_index_ = 0;
   int from_ = -1;
   bool gone_ = false;
-  int searchColumn_ = 0, searchFirst_ = 0;
+  int search_column_ = 0, search_first_ = 0;
   std::uint64_t revision_ = 0;
   std::u16string sought_;
   bool searching_ = false, found_ = false;
   bool first_ = false;  // the same letter again: only the first one counts
-  std::chrono::milliseconds searchedAt_{};
+  std::chrono::milliseconds searched_at_{};
 };
 
 class OptionButton : public Button {
@@ -438,7 +466,7 @@ class StatusBar : public Control {
   std::vector<Panel> panels_;
 };
 
-// Controls of one name, told apart by an index that may have gaps.
+// Controls of one name, each with an index of its own; the indices may have gaps.
 template <class T>
 class ControlArray {
  public:

@@ -10,14 +10,14 @@ namespace toolkit {
 
 void Form::Build(std::span<const Placed> table, std::u16string_view caption, Color backColor) {
   controls_.clear();
-  tabOrder_.clear();
+  tab_order_.clear();
   touched_.clear();
   focus_ = nullptr;
-  lastTab_ = -1;
+  last_tab_ = -1;
   loaded_ = running_ = false;
   left_ = top_ = width_ = height_ = 0;
   caption_ = caption;
-  backColor_ = backColor;
+  back_color_ = backColor;
   for (const Placed& row : table) {
     Control& control = row.control;
     control.form_ = this;
@@ -27,10 +27,10 @@ void Form::Build(std::span<const Placed> table, std::u16string_view caption, Col
     control.Reset(row.design);
     controls_.push_back(&control);
     if (control.TabIndex() >= 0) {
-      tabOrder_.push_back(&control);
+      tab_order_.push_back(&control);
     }
   }
-  std::ranges::stable_sort(tabOrder_, {}, &Control::TabIndex);
+  std::ranges::stable_sort(tab_order_, {}, &Control::TabIndex);
   for (Control* control : controls_) {
     control->touched_ = false;
     control->Touch();
@@ -56,6 +56,7 @@ bool Form::Event(const std::function<bool()>& action) {
     return false;
   }
   running_ = true;
+  App().working = std::chrono::steady_clock::now();
   bool done = true;
   auto guarded = [](const auto& what) {
     try {
@@ -87,6 +88,7 @@ bool Form::Event(const std::function<bool()>& action) {
   if (App().atRest) {
     App().atRest();
   }
+  App().working.reset();
   running_ = false;
   return done;
 }
@@ -157,7 +159,7 @@ bool Form::MoveFocus(Control* target) {
   }
   focus_ = target;
   if (target->TabIndex() >= 0) {
-    lastTab_ = target->TabIndex();
+    last_tab_ = target->TabIndex();
   }
   if (target->GotFocus) {
     target->GotFocus();
@@ -165,8 +167,8 @@ bool Form::MoveFocus(Control* target) {
   return focus_ == target;
 }
 
-// The focused control may have gone while the handlers ran, or there may be
-// none: the next one in tab order takes over, once everything stands.
+// The handlers may have hidden or disabled the focused control, or there may be none: then the next
+// one in tab order gets the focus, once the handlers have ended.
 void Form::SettleFocus() {
   if (!loaded_) {
     return;
@@ -175,7 +177,7 @@ void Form::SettleFocus() {
     if (focus_ != nullptr && focus_->CanFocus()) {
       return;
     }
-    Control* next = NextInTab(lastTab_, false);
+    Control* next = NextInTab(last_tab_, false);
     MoveFocus(next);
     if (next == nullptr) {
       return;
@@ -184,18 +186,23 @@ void Form::SettleFocus() {
 }
 
 Control* Form::NextInTab(int from, bool backwards) const {
-  const auto n = static_cast<int>(tabOrder_.size());
+  const auto n = static_cast<int>(tab_order_.size());
   int start = 0;
-  while (start < n && tabOrder_[static_cast<std::size_t>(start)]->TabIndex() <= from) {
+  while (start < n && tab_order_[static_cast<std::size_t>(start)]->TabIndex() <= from) {
     ++start;
   }
   // `start` is the first one after `from`; backwards begins before `from`.
+  int step = 1;
   if (backwards) {
-    start -= from >= 0 && start > 0 ? 2 : 1;
+    step = -1;
+    --start;
+    if (from >= 0 && start >= 0) {
+      --start;
+    }
   }
   for (int i = 0; i < n; ++i) {
-    const int at = ((start + (backwards ? -i : i)) % n + n) % n;
-    Control* control = tabOrder_[static_cast<std::size_t>(at)];
+    const int at = ((start + step * i) % n + n) % n;
+    Control* control = tab_order_[static_cast<std::size_t>(at)];
     if (control->CanFocus() && control->IsTabStop()) {
       return control;
     }
@@ -253,11 +260,11 @@ bool Form::UserClickRow(ListBox& list, int row) {
 // the row that is selected, if any.
 bool Form::UserDblClickRow(ListBox& list, int row) {
   return Event([&] {
-    const bool wasThere = list.Usable() && focus_ == &list && row < list.ListCount();
-    if (wasThere && list.DblClick) {
+    const bool clicked = list.Usable() && focus_ == &list && row < list.ListCount();
+    if (clicked && list.DblClick) {
       list.DblClick();
     }
-    return wasThere;
+    return clicked;
   });
 }
 
@@ -271,16 +278,11 @@ bool Form::UserScroll(ListBox& list, int row) {
 
 TextBox* Form::FocusedText() const { return dynamic_cast<TextBox*>(focus_); }
 
-std::int16_t CodeOf(const KeyStroke& stroke) {
-  if (stroke.key != Key::Character) {
-    return CodeOf(stroke.key);
-  }
-  const char16_t c = stroke.text.size() == 1 ? text::Upper(stroke.text[0]) : u'\0';
-  const bool own = (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || c == u' ';
-  return own ? static_cast<std::int16_t>(c) : std::int16_t{0};
-}
-
 namespace {
+
+bool IsLetterOrDigit(char16_t capital) {
+  return (capital >= u'0' && capital <= u'9') || (capital >= u'A' && capital <= u'Z');
+}
 
 bool Searches(const KeyStroke& stroke) {
   if (stroke.key == Key::F3) {
@@ -290,11 +292,24 @@ bool Searches(const KeyStroke& stroke) {
   if (stroke.key == Key::Character && !stroke.control && stroke.text.size() == 1) {
     text::AppendPlain(plain, stroke.text[0]);
   }
-  return !plain.empty() &&
-         ((plain[0] >= u'0' && plain[0] <= u'9') || (plain[0] >= u'A' && plain[0] <= u'Z'));
+  return !plain.empty() && IsLetterOrDigit(plain[0]);
 }
 
 }  // namespace
+
+std::int16_t CodeOf(const KeyStroke& stroke) {
+  if (stroke.key != Key::Character) {
+    return CodeOf(stroke.key);
+  }
+  if (stroke.text.size() != 1) {
+    return 0;
+  }
+  const char16_t c = text::Upper(stroke.text[0]);
+  if (!IsLetterOrDigit(c) && c != u' ') {
+    return 0;
+  }
+  return static_cast<std::int16_t>(c);
+}
 
 void Form::Press(Control& button, const std::function<Back(const Control& control)>& back) {
   if (!button.CanFocus()) {
@@ -309,7 +324,7 @@ void Form::Press(Control& button, const std::function<Back(const Control& contro
     from = box->SelStart();
     length = box->SelLength();
   }
-  const auto giveBack = [&] {
+  const auto restore = [&] {
     if (before == nullptr || before == &button || focus_ != &button || !before->CanFocus()) {
       return;
     }
@@ -323,10 +338,10 @@ void Form::Press(Control& button, const std::function<Back(const Control& contro
   try {
     button.OnClick(0);
   } catch (const std::exception&) {
-    giveBack();
+    restore();
     throw;
   }
-  giveBack();
+  restore();
 }
 
 bool Form::UserKey(const KeyStroke& stroke) {
@@ -353,7 +368,7 @@ bool Form::UserKey(const KeyStroke& stroke) {
 }
 
 bool Form::OnTab(bool backwards) {
-  Control* next = NextInTab(lastTab_, backwards);
+  Control* next = NextInTab(last_tab_, backwards);
   if (next == nullptr) {
     return false;
   }
@@ -406,9 +421,9 @@ bool Form::UserAccess(char16_t letter) {
     const char16_t wanted = text::Upper(letter);
     // The next one after the focus, so that two with one letter take turns.
     const auto after = std::ranges::find_if(
-        tabOrder_, [this](const Control* c) { return c->TabIndex() > lastTab_; });
-    std::vector<Control*> order(after, tabOrder_.end());
-    order.insert(order.end(), tabOrder_.begin(), after);
+        tab_order_, [this](const Control* c) { return c->TabIndex() > last_tab_; });
+    std::vector<Control*> order(after, tab_order_.end());
+    order.insert(order.end(), tab_order_.begin(), after);
     for (Control* control : order) {
       if (control->CanFocus() && control->AccessKey() == wanted) {
         control->OnClick(0);
@@ -438,7 +453,7 @@ bool Form::UserCopy() {
   return Event([this] { return focus_ != nullptr && Copy(focus_->Copied(Choice::Copy, -1)); });
 }
 
-// Gives the focused text box a code of editing; false where none has the focus.
+// Passes a code of editing to the focused text box; false where none has the focus.
 bool Form::Edit(char16_t code) {
   return Event([&] {
     TextBox* box = FocusedText();
@@ -464,8 +479,8 @@ bool Form::UserSelectAll() {
   });
 }
 
-bool Form::UserChoose(Control& control, int row, Choice choice) {
-  switch (choice) {
+bool Form::UserChoose(Control& control, int row, const MenuEntry& entry) {
+  switch (entry.choice) {
     case Choice::Undo:
       return UserUndo();
     case Choice::Cut:
@@ -474,18 +489,27 @@ bool Form::UserChoose(Control& control, int row, Choice choice) {
       return UserPaste();
     case Choice::SelectAll:
       return UserSelectAll();
+    case Choice::Open:
+      return UserDblClickRow(static_cast<ListBox&>(control), row);
+    case Choice::Press:
+      return UserClick(*entry.button);
     case Choice::Copy:
     case Choice::CopyCode:
     case Choice::CopyRow:
       break;
   }
-  return Event([&] { return Copy(control.Copied(choice, row)); });
+  return Event([&] { return Copy(control.Copied(entry.choice, row)); });
 }
 
 std::vector<MenuEntry> Form::UserMenu(Control& control, int row, int caret) {
   const bool box = dynamic_cast<TextBox*>(&control) != nullptr;
   if (box && focus_ != &control && UserClick(control, caret) &&
       (App().ended || focus_ != &control)) {
+    return {};
+  }
+  auto* list = dynamic_cast<ListBox*>(&control);
+  if (list != nullptr && row >= 0 && !list->RowCommands.empty() && UserClickRow(*list, row) &&
+      (App().ended || focus_ != list)) {
     return {};
   }
   if (!control.Showing()) {

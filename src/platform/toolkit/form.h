@@ -1,7 +1,6 @@
-// The form: its controls, the focus, the tab order, and what the user can do
-// to it. A screen, a script or a test calls the User... members; each of them
-// is one event: handlers run to their end, then the focus settles, then the
-// program is at rest until the next one.
+// The form: its controls, the focus, the tab order, and what the user can do to it. A screen, a
+// script or a test calls the User... members; each of them is one event: handlers run to their end,
+// then the focus settles, then the program is at rest until the next one.
 #pragma once
 
 #include <functional>
@@ -20,7 +19,7 @@ namespace toolkit {
 struct Placed {
   Control& control;
   Control* container;  // null: directly on the form
-  Control* label;      // what tells the user what it is; null if nothing
+  Control* label;      // says what it is; null if none does
   Design design;
 };
 
@@ -52,7 +51,7 @@ class Form {
   // Changing width or height raises Resize.
   void SetWidth(int twips);
   void SetHeight(int twips);
-  Color BackColor() const { return backColor_; }
+  Color BackColor() const { return back_color_; }
 
   const std::vector<Control*>& Controls() const { return controls_; }
   Control* Focus() const { return focus_; }
@@ -68,9 +67,9 @@ class Form {
   // For handlers: raises Unload, after which the form is gone.
   void Unload();
 
-  // For handlers: presses a button as a click does, where one could be pressed, and
-  // gives the focus back to the control that had it, also after an exception, unless the
-  // button's handlers have moved it. `back` is asked then what is right for that control.
+  // For handlers: presses a button as a click does, where a user could, and moves the focus back
+  // to the control that had it, also after an exception, unless the button's handlers have moved
+  // it. `back` returns how, for that control.
   void Press(Control& button, const std::function<Back(const Control& control)>& back);
 
   std::function<void()> LoadEvent, ActivateEvent, ResizeEvent, UnloadEvent;
@@ -86,9 +85,8 @@ class Form {
   // --- What the user does. False: a user could not do that now, and nothing
   // happened. Afterwards the program may have ended (application.h).
 
-  // Focus on a control, without a click. The old control's LostFocus comes
-  // first; if it takes the focus back, that is where it stays (true all the
-  // same: the user did it).
+  // Focus on a control, without a click. The old control's LostFocus comes first; if it takes the
+  // focus back, that is where it stays (true all the same: the user did it).
   bool UserFocus(Control& control);
   // A click on anything but a list's row. A button is clicked only if it got
   // the focus. In a text box it puts the caret at `caret` (past the end: end), but
@@ -113,10 +111,11 @@ class Form {
   bool UserSelectAll();
   // A right click on a control, a list's row where it is one: what the menu then offers,
   // nothing for most. In a text box it brings the focus, with the caret at `caret`, before
-  // that; nothing where another control keeps the focus.
+  // that; a row for which the list has commands it selects. Nothing where another control keeps
+  // the focus.
   std::vector<MenuEntry> UserMenu(Control& control, int row, int caret = 1 << 20);
   // A choice of that menu.
-  bool UserChoose(Control& control, int row, Choice choice);
+  bool UserChoose(Control& control, int row, const MenuEntry& entry);
   bool UserClose();  // by the window's frame
   // The user has done nothing for a while: Settled sees what the time has changed.
   void Idle();
@@ -150,12 +149,12 @@ class Form {
   std::u16string name_;
   std::u16string caption_;
   int left_ = 0, top_ = 0, width_ = 0, height_ = 0;
-  Color backColor_ = kWhite;
+  Color back_color_ = kWhite;
   std::vector<Control*> controls_;
-  std::vector<Control*> tabOrder_;
+  std::vector<Control*> tab_order_;
   std::vector<Control*> touched_;
   Control* focus_ = nullptr;
-  int lastTab_ = -1;  // where the focus was last, in the tab order
+  int last_tab_ = -1;  // where the focus was last, in the tab order
   bool loaded_ = false;
   bool running_ = false;  // inside an event
   bool appearance_ = false;

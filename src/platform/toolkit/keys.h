@@ -22,6 +22,7 @@ namespace toolkit {
   KEY(Right, 39)          \
   KEY(Down, 40)           \
   KEY(Delete, 46)         \
+  KEY(F1, 112)            \
   KEY(F3, 114)            \
   KEY(F4, 115)            \
   KEY(F5, 116)            \

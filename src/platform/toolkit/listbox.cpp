@@ -10,7 +10,7 @@ namespace toolkit {
 
 namespace {
 
-// Whether the row begins with the letters of `plain`, case and accents apart.
+// Whether the row begins with the letters of `plain`, regardless of case and accents.
 bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
   std::u16string letters;
   for (; !plain.empty() && !row.empty(); row.remove_prefix(1)) {
@@ -27,7 +27,11 @@ bool BeginsWith(std::u16string_view row, std::u16string_view plain) {
 
 // A word begins after what is neither a letter nor a digit.
 bool HasWord(std::u16string_view row, std::u16string_view plain) {
-  const char16_t first = plain[0], small = first >= u'A' && first <= u'Z' ? first + 32 : first;
+  const char16_t first = plain[0];
+  char16_t small = first;
+  if (first >= u'A' && first <= u'Z') {
+    small += u'a' - u'A';
+  }
   char16_t before = u' ';
   for (std::size_t i = 0; i < row.size(); before = row[i++]) {
     const char16_t c = row[i];
@@ -77,9 +81,9 @@ void ListBox::Clear() {
   }
   count_ = 0;
   widest_ = 0;
-  listIndex_ = from_ = -1;
+  list_index_ = from_ = -1;
   gone_ = false;
-  topIndex_ = 0;
+  top_index_ = 0;
   searching_ = false;
   ++revision_;
   Touch();
@@ -100,16 +104,19 @@ std::u16string_view ListBox::List(int row) const {
 
 bool ListBox::Wide() const {
   constexpr int kCharacter = 99;  // twips, of the fixed-pitch font
-  const int room = Width() - 4 * kInset - (count_ > RowsIn(0) ? kBar : 0);
+  int room = Width() - 4 * kInset;
+  if (count_ > RowsIn(0)) {
+    room -= kBar;
+  }
   return static_cast<int>(widest_) * kCharacter > room;
 }
 
 void ListBox::SetTopIndex(int row) {
-  Assign(topIndex_, std::clamp(row, 0, std::max(0, count_ - VisibleRows())));
+  Assign(top_index_, std::clamp(row, 0, std::max(0, count_ - VisibleRows())));
 }
 
 int ListBox::TopToShow(int row) const {
-  return std::clamp(topIndex_, row - std::max(1, VisibleRows()) + 1, row);
+  return std::clamp(top_index_, row - std::max(1, VisibleRows()) + 1, row);
 }
 
 void ListBox::GoOnFrom(int row, bool gone) {
@@ -118,13 +125,13 @@ void ListBox::GoOnFrom(int row, bool gone) {
 }
 
 void ListBox::SetSearch(int column, int firstRow) {
-  searchColumn_ = column;
-  searchFirst_ = firstRow;
+  search_column_ = column;
+  search_first_ = firstRow;
 }
 
 void ListBox::Select(int row) {
   searching_ = false;
-  Assign(listIndex_, row);
+  Assign(list_index_, row);
   SetTopIndex(TopToShow(row));
   if (Click) {
     Click();
@@ -138,17 +145,32 @@ std::u16string ListBox::Copied(Choice choice, int row) const {
     return std::u16string(text::Trim(List(row)));
   }
   if (choice == Choice::Copy) {
-    row = listIndex_;
+    row = list_index_;
   }
-  return row >= 0 && Code ? Code(row) : std::u16string();
+  if (row < 0 || !Code) {
+    return {};
+  }
+  return Code(row);
 }
 
 std::vector<MenuEntry> ListBox::Menu(int row) const {
   if (row < 0 || row >= count_) {
     return {};
   }
-  return {{Choice::CopyCode, u"Copia &codice", !Copied(Choice::CopyCode, row).empty()},
-          {Choice::CopyRow, u"Copia &riga", true}};
+  std::vector<MenuEntry> entries;
+  entries.reserve(RowCommands.size() + 2);
+  const bool chosen = row == list_index_ && Usable();
+  for (const RowCommand& command : RowCommands) {
+    MenuEntry entry{Choice::Open, command.caption, chosen, command.button};
+    if (command.button != nullptr) {
+      entry.choice = Choice::Press;
+      entry.enabled = chosen && command.button->CanFocus();
+    }
+    entries.push_back(entry);
+  }
+  entries.push_back({Choice::CopyCode, u"Copia &codice", !Copied(Choice::CopyCode, row).empty()});
+  entries.push_back({Choice::CopyRow, u"Copia &riga", true});
+  return entries;
 }
 
 void ListBox::OnKey(const KeyStroke& stroke) {
@@ -169,7 +191,7 @@ void ListBox::OnKey(const KeyStroke& stroke) {
       FindAgain(stroke.shift);
       break;
     case Key::Enter:  // a double click without the mouse
-      if (listIndex_ >= 0 && DblClick) {
+      if (list_index_ >= 0 && DblClick) {
         DblClick();
       }
       break;
@@ -204,10 +226,10 @@ void ListBox::Step(int rows) {
     return;
   }
   int from = GoesOnFrom();
-  if (listIndex_ < 0 && gone_ && rows > 0) {
-    --from;
+  if (rows > 0) {
+    from = Here();
   }
-  if (const int row = std::clamp(from + rows, 0, count_ - 1); row != listIndex_) {
+  if (const int row = std::clamp(from + rows, 0, count_ - 1); row != list_index_) {
     Select(row);
   }
 }
@@ -218,9 +240,9 @@ int ListBox::Searched(int from, int direction, std::u16string_view letters, bool
   for (int i = 1; i <= count_; ++i) {
     const int row = ((from + direction * i) % count_ + count_) % count_;
     const std::u16string_view text = List(row);
-    const auto column = std::min(static_cast<std::size_t>(searchColumn_), text.size());
+    const auto column = std::min(static_cast<std::size_t>(search_column_), text.size());
     if ((words && HasWord(text, letters)) ||
-        (!words && row >= searchFirst_ && BeginsWith(text.substr(column), letters))) {
+        (!words && row >= search_first_ && BeginsWith(text.substr(column), letters))) {
       return row;
     }
   }
@@ -230,12 +252,18 @@ int ListBox::Searched(int from, int direction, std::u16string_view letters, bool
 // Words count only where no row begins so.
 int ListBox::Searched(int from, int direction, std::u16string_view letters) const {
   const int row = Searched(from, direction, letters, false);
-  return row >= 0 ? row : Searched(from, direction, letters, true);
+  if (row >= 0) {
+    return row;
+  }
+  return Searched(from, direction, letters, true);
 }
 
 bool ListBox::Searching() const {
-  const std::chrono::milliseconds since = searching_ ? TimeOfDay() - searchedAt_ : kSearchPause;
-  return searching_ && since.count() >= 0 && since < kSearchPause;
+  if (!searching_) {
+    return false;
+  }
+  const std::chrono::milliseconds since = TimeOfDay() - searched_at_;
+  return since.count() >= 0 && since < kSearchPause;
 }
 
 std::u16string_view ListBox::Sought() const {
@@ -244,17 +272,23 @@ std::u16string_view ListBox::Sought() const {
 
 // Goes to the row that was found, or stays where none was; the search goes on.
 void ListBox::Show(int row) {
-  if (row >= 0 && row != listIndex_) {
+  if (row >= 0 && row != list_index_) {
     SetTopIndex(row - VisibleRows() / 2);
     Select(row);
   }
   searching_ = true;
   found_ = row >= 0;
-  searchedAt_ = TimeOfDay();
+  searched_at_ = TimeOfDay();
 }
 
-// Where the selection is, or the row before the one that keys go on from.
-int ListBox::Here() const { return std::max(-1, GoesOnFrom() - (listIndex_ < 0 && gone_ ? 1 : 0)); }
+// The selected row, or the one from which keys go on; the row before that where its own has gone.
+int ListBox::Here() const {
+  int here = GoesOnFrom();
+  if (list_index_ < 0 && gone_) {
+    --here;
+  }
+  return std::max(-1, here);
+}
 
 void ListBox::Find(char16_t c) {
   if (!Searching()) {

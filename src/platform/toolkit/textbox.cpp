@@ -35,17 +35,25 @@ std::u16string_view Bare(std::u16string_view s) {
   return s;
 }
 
+std::u16string Clipboard() {
+  if (App().view == nullptr) {
+    return {};
+  }
+  return App().view->Clipboard();
+}
+
 }  // namespace
 
 void TextBox::Reset(const Design& design) {
   Control::Reset(design);
   text_ = design.Caption;
-  maxLength_ = design.MaxLength;
+  max_length_ = design.MaxLength;
   locked_ = design.Locked;
   masked_ = design.Masked;
   trims_ = design.Trims;
-  selStart_ = selLength_ = 0;
-  activeAtStart_ = canUndo_ = typing_ = false;
+  sel_start_ = sel_length_ = 0;
+  active_at_start_ = can_undo_ = typing_ = false;
+  refusals_ = 0;
 }
 
 void TextBox::SetText(std::u16string_view text) {
@@ -53,8 +61,9 @@ void TextBox::SetText(std::u16string_view text) {
     return;
   }
   text_ = text;
-  selStart_ = selLength_ = 0;
-  canUndo_ = typing_ = false;
+  sel_start_ = sel_length_ = 0;
+  can_undo_ = typing_ = false;
+  changed_ = true;
   Touch();
   if (Change) {
     Change();
@@ -62,9 +71,10 @@ void TextBox::SetText(std::u16string_view text) {
 }
 
 void TextBox::SetSelStart(int offset) {
-  selStart_ = std::clamp(offset, 0, Length(text_));
-  selLength_ = 0;
-  activeAtStart_ = typing_ = false;
+  sel_start_ = std::clamp(offset, 0, Length(text_));
+  sel_length_ = 0;
+  active_at_start_ = typing_ = false;
+  moved_ = true;
   Touch();
 }
 
@@ -79,8 +89,8 @@ void TextBox::OnClick(int caret) {
     return;
   }
   SetSelStart(caret);
-  if (selStart_ > 0) {  // never amid a character of two units
-    SetSelStart(StepRight(StepLeft(selStart_)));
+  if (sel_start_ > 0) {  // never amid a character of two units
+    SetSelStart(StepRight(StepLeft(sel_start_)));
   }
 }
 
@@ -88,25 +98,22 @@ std::u16string TextBox::Copied(Choice /*choice*/, int /*row*/) const {
   if (!HasFocus()) {
     return text_;
   }
-  return text_.substr(static_cast<std::size_t>(selStart_), static_cast<std::size_t>(selLength_));
+  return text_.substr(static_cast<std::size_t>(sel_start_), static_cast<std::size_t>(sel_length_));
 }
 
 std::vector<MenuEntry> TextBox::Menu(int /*row*/) const {
   if (!Enabled()) {
     return {{Choice::Copy, u"&Copia", !text_.empty()}};
   }
-  const bool open = !locked_ && !masked_, selection = selLength_ > 0;
-  const bool full = App().view != nullptr && !App().view->Clipboard().empty();
-  return {{Choice::Undo, u"&Annulla", open && canUndo_},
+  const bool open = !locked_ && !masked_, selection = sel_length_ > 0;
+  return {{Choice::Undo, u"&Annulla", open && can_undo_},
           {Choice::Cut, u"&Taglia", open && selection},
           {Choice::Copy, u"&Copia", selection},
-          {Choice::Paste, u"&Incolla", open && full},
+          {Choice::Paste, u"&Incolla", open && !Clipboard().empty()},
           {Choice::SelectAll, u"&Seleziona tutto", !text_.empty()}};
 }
 
 void TextBox::OnKey(const KeyStroke& stroke) {
-  const int caret = ActiveEnd();
-  const bool collapse = selLength_ > 0 && !stroke.shift && !stroke.control;
   switch (stroke.key) {
     case Key::Character:
       if (stroke.text.size() == 1 && !text::IsControl(stroke.text[0])) {
@@ -122,26 +129,41 @@ void TextBox::OnKey(const KeyStroke& stroke) {
       Press(CodeOf(Key::Enter));
       break;
     case Key::Delete:
-      if (selLength_ > 0) {
-        DeleteRange(selStart_, selLength_);
-      } else {
-        DeleteRange(caret, StepRight(caret) - caret);
-      }
+      CountRefusal(true, [&] {
+        if (sel_length_ > 0) {
+          DeleteRange(sel_start_, sel_length_);
+        } else {
+          DeleteRange(sel_start_, StepRight(sel_start_) - sel_start_);
+        }
+      });
       break;
+    default:
+      OnCaretKey(stroke);
+  }
+}
+
+void TextBox::OnCaretKey(const KeyStroke& stroke) {
+  const int caret = ActiveEnd();
+  const bool collapse = sel_length_ > 0 && !stroke.shift && !stroke.control;
+  switch (stroke.key) {
     case Key::Left:
     case Key::Up:
       if (collapse) {
-        SetSelStart(selStart_);
+        SetSelStart(sel_start_);
+      } else if (stroke.control) {
+        MoveCaret(WordLeft(caret), stroke.shift);
       } else {
-        MoveCaret(stroke.control ? WordLeft(caret) : StepLeft(caret), stroke.shift);
+        MoveCaret(StepLeft(caret), stroke.shift);
       }
       break;
     case Key::Right:
     case Key::Down:
       if (collapse) {
-        SetSelStart(selStart_ + selLength_);
+        SetSelStart(sel_start_ + sel_length_);
+      } else if (stroke.control) {
+        MoveCaret(WordRight(caret), stroke.shift);
       } else {
-        MoveCaret(stroke.control ? WordRight(caret) : StepRight(caret), stroke.shift);
+        MoveCaret(StepRight(caret), stroke.shift);
       }
       break;
     case Key::Home:
@@ -155,48 +177,67 @@ void TextBox::OnKey(const KeyStroke& stroke) {
   }
 }
 
-void TextBox::Press(char16_t code) {
-  auto key = static_cast<std::int16_t>(code);
-  if (KeyPress) {
-    KeyPress(key);
+// Acts on a key, and counts it where nothing came of it. `empties`: it may find nothing to do.
+template <class Action>
+void TextBox::CountRefusal(bool empties, Action act) {
+  dropped_ = changed_ = moved_ = false;
+  act();
+  if (!changed_ && (dropped_ || (!moved_ && !empties))) {
+    Refuse();
   }
-  ActOn(static_cast<char16_t>(key));
 }
 
-// A character of two units comes as two keys, and stands or falls as one.
+void TextBox::Refuse() {
+  ++refusals_;
+  Touch();
+}
+
+void TextBox::Press(char16_t code) {
+  CountRefusal(code == kBackspace || code == kCut || code == kUndo, [&] {
+    auto key = static_cast<std::int16_t>(code);
+    if (KeyPress) {
+      KeyPress(key);
+    }
+    ActOn(static_cast<char16_t>(key));
+  });
+}
+
+// A character of two units comes as two keys; it is inserted whole or not at all.
 void TextBox::PressPair(char16_t high, char16_t low) {
-  auto first = static_cast<std::int16_t>(high);
-  auto second = static_cast<std::int16_t>(low);
-  if (KeyPress) {
-    KeyPress(first);
-    KeyPress(second);
-  }
-  if (static_cast<char16_t>(first) == high && static_cast<char16_t>(second) == low) {
-    const char16_t pair[] = {high, low};
-    Insert({pair, 2});
-  }
+  CountRefusal(false, [&] {
+    auto first = static_cast<std::int16_t>(high);
+    auto second = static_cast<std::int16_t>(low);
+    if (KeyPress) {
+      KeyPress(first);
+      KeyPress(second);
+    }
+    if (static_cast<char16_t>(first) == high && static_cast<char16_t>(second) == low) {
+      const char16_t pair[] = {high, low};
+      Insert({pair, 2});
+    }
+  });
 }
 
 void TextBox::ActOn(char16_t code) {
   switch (code) {
     case kBackspace:
-      if (selLength_ > 0) {
-        DeleteRange(selStart_, selLength_);
+      if (sel_length_ > 0) {
+        DeleteRange(sel_start_, sel_length_);
       } else {
-        const int from = StepLeft(selStart_);
-        DeleteRange(from, selStart_ - from);
+        const int from = StepLeft(sel_start_);
+        DeleteRange(from, sel_start_ - from);
       }
       break;
     case kPaste:
-      Paste(App().view != nullptr ? App().view->Clipboard() : std::u16string());
+      Paste(Clipboard());
       break;
     case kCut:
-      if (selLength_ > 0 && !locked_) {
+      if (sel_length_ > 0 && !locked_) {
         if (App().view != nullptr) {
-          App().view->SetClipboard(text::Mid(text_, static_cast<std::size_t>(selStart_) + 1,
-                                             static_cast<std::size_t>(selLength_)));
+          App().view->SetClipboard(text::Mid(text_, static_cast<std::size_t>(sel_start_) + 1,
+                                             static_cast<std::size_t>(sel_length_)));
         }
-        DeleteRange(selStart_, selLength_);
+        DeleteRange(sel_start_, sel_length_);
       }
       break;
     case kUndo:
@@ -209,21 +250,26 @@ void TextBox::ActOn(char16_t code) {
   }
 }
 
-// Typing into a full box is dropped; what is selected gives way first and so
-// doesn't count.
+// Typing into a full box is dropped; what is selected gives way first and so doesn't count.
 void TextBox::Insert(std::u16string_view units) {
-  const int stays = Length(text_) - selLength_;
-  if (locked_ || (maxLength_ > 0 && stays + Length(units) > maxLength_)) {
+  const int stays = Length(text_) - sel_length_;
+  if (locked_ || (max_length_ > 0 && stays + Length(units) > max_length_)) {
+    dropped_ = true;
     return;
   }
-  Replace(selStart_, selLength_, units, true);
+  Replace(sel_start_, sel_length_, units, true);
 }
 
 void TextBox::Paste(std::u16string_view clipboard) {
-  std::u16string line = SingleLine(trims_ ? Bare(clipboard) : clipboard);
-  if (maxLength_ > 0) {
-    const int room = std::max(0, maxLength_ - (Length(text_) - selLength_));
+  if (trims_) {
+    clipboard = Bare(clipboard);
+  }
+  std::u16string line = SingleLine(clipboard);
+  bool whole = true;
+  if (max_length_ > 0) {
+    const int room = std::max(0, max_length_ - (Length(text_) - sel_length_));
     if (Length(line) > room) {
+      whole = false;
       line.resize(static_cast<std::size_t>(room));
       if (!line.empty() && text::IsHighSurrogate(line.back())) {
         line.pop_back();
@@ -231,22 +277,26 @@ void TextBox::Paste(std::u16string_view clipboard) {
     }
   }
   if (!locked_ && !line.empty()) {
-    Replace(selStart_, selLength_, line, false);
+    Replace(sel_start_, sel_length_, line, false);
+    if (!whole) {
+      Refuse();
+    }
   }
 }
 
-// One step, and the next undo undoes that one: as the platform's box.
+// There is one step: a second undo undoes the first one, as in the platform's box.
 void TextBox::Undo() {
-  if (!canUndo_ || locked_) {
+  if (!can_undo_ || locked_) {
     return;
   }
-  State now{text_, selStart_ + selLength_};
+  State now{text_, sel_start_ + sel_length_};
   const bool differs = text_ != before_.text;
   std::swap(now, before_);
   text_ = std::move(now.text);
-  selStart_ = now.selStart;
-  selLength_ = 0;
-  activeAtStart_ = typing_ = false;
+  sel_start_ = now.caret;
+  sel_length_ = 0;
+  active_at_start_ = typing_ = false;
+  changed_ = true;
   Touch();
   if (differs && Change) {
     Change();
@@ -254,22 +304,25 @@ void TextBox::Undo() {
 }
 
 void TextBox::DeleteRange(int start, int length) {
-  if (length > 0 && !locked_) {
+  if (locked_) {
+    dropped_ = true;
+  } else if (length > 0) {
     Replace(start, length, {}, false);
   }
 }
 
 void TextBox::Replace(int start, int length, std::u16string_view with, bool typing) {
   if (!typing || !typing_) {
-    before_ = {text_, selStart_ + selLength_};
-    canUndo_ = true;
+    before_ = {text_, sel_start_ + sel_length_};
+    can_undo_ = true;
   }
   typing_ = typing;
   const std::u16string old = text_;
   text_.replace(static_cast<std::size_t>(start), static_cast<std::size_t>(length), with);
-  selStart_ = start + Length(with);
-  selLength_ = 0;
-  activeAtStart_ = false;
+  sel_start_ = start + Length(with);
+  sel_length_ = 0;
+  active_at_start_ = false;
+  changed_ = true;
   Touch();
   if (text_ != old && Change) {
     Change();
@@ -283,10 +336,10 @@ void TextBox::MoveCaret(int offset, bool extend) {
     SetSelStart(offset);
     return;
   }
-  const int anchor = activeAtStart_ ? selStart_ + selLength_ : selStart_;
-  selStart_ = std::min(anchor, offset);
-  selLength_ = std::abs(anchor - offset);
-  activeAtStart_ = offset < anchor;
+  const int anchor = active_at_start_ ? sel_start_ + sel_length_ : sel_start_;
+  sel_start_ = std::min(anchor, offset);
+  sel_length_ = std::abs(anchor - offset);
+  active_at_start_ = offset < anchor;
   Touch();
 }
 
@@ -297,7 +350,7 @@ int TextBox::StepLeft(int offset) const {
   const auto at = static_cast<std::size_t>(offset);
   const bool pair =
       offset > 1 && text::IsLowSurrogate(text_[at - 1]) && text::IsHighSurrogate(text_[at - 2]);
-  return pair ? offset - 2 : offset - 1;
+  return offset - (pair ? 2 : 1);
 }
 
 int TextBox::StepRight(int offset) const {
@@ -307,7 +360,7 @@ int TextBox::StepRight(int offset) const {
   const auto at = static_cast<std::size_t>(offset);
   const bool pair = offset + 1 < Length(text_) && text::IsHighSurrogate(text_[at]) &&
                     text::IsLowSurrogate(text_[at + 1]);
-  return pair ? offset + 2 : offset + 1;
+  return offset + (pair ? 2 : 1);
 }
 
 int TextBox::WordLeft(int offset) const {
