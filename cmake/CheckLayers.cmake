@@ -32,7 +32,7 @@ layer("platform/system/posix/.*" MAY ${text} "platform/system/[a-z_]+\\.h"
 layer("platform/system/windows/.*" MAY ${text} "platform/system/[a-z_]+\\.h" SYSTEM "[a-z0-9]+\\.h")
 layer("platform/system/[^/]*" MAY ${text})
 layer("platform/sqlite/.*" MAY ${text} ${system} "platform/system/errors\\.h" SYSTEM "sqlite3\\.h")
-layer("platform/postgresql/.*" MAY ${text} ${system} "platform/system/network\\.h"
+layer("platform/postgresql/.*" MAY ${text} ${system} "platform/system/(library|network)\\.h"
       SYSTEM "libpq-fe\\.h")
 layer("platform/engine/postgresql/.*" MAY ${text} ${system} "platform/engine/(engine|store)\\.h"
       "platform/postgresql/postgresql\\.h")

@@ -110,6 +110,13 @@ def refusals():
                       (r"L'archivio postgresql:///pieno non è adatto\. Tabella frontespizio: manca\.", address('pieno'))]:
         expect(1, text, 'collega', 'ufficio', uri)
         check(not os.listdir('ufficio'), 'a file after a refusal')
+    os.mkdir('senza')
+    open('senza/libpq.so.5', 'w').close()
+    os.environ['LD_LIBRARY_PATH'] = 'senza'
+    expect(1, r"L'archivio postgresql:///pieno sta su un server, .* manca .*la libreria libpq .*\(.*libpq",
+           'verifica', address('pieno'))
+    expect(0, '.*completo e integro', 'verifica', 'modello')
+    del os.environ['LD_LIBRARY_PATH']
 
 
 def there_and_back():

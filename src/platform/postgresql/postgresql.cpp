@@ -1,7 +1,5 @@
 #include "platform/postgresql/postgresql.h"
 
-#include <libpq-fe.h>
-
 #include <algorithm>
 #include <charconv>
 #include <condition_variable>
@@ -11,6 +9,7 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/postgresql/libpq.h"
 #include "platform/system/network.h"
 #include "platform/text/text.h"
 
@@ -251,6 +250,13 @@ void Connection::Close::operator()(pg_conn* handle) const { PQfinish(handle); }
 
 Connection::Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on)
     : name_(std::move(name)), goes_on_(std::move(goes_on)) {
+  if (const std::string failure = LoadLibpq(); !failure.empty()) {
+    throw Error(Cause::kNoLibrary, u"L'archivio " + name_ +
+                                       u" sta su un server, e su questo computer manca quel che "
+                                       u"serve per usarlo, la libreria libpq dalla versione 14 in "
+                                       u"poi" +
+                                       Detail(failure.c_str()) + u".");
+  }
   const Options options = Parsed(uri, name_);
   if (!OptionOf(options, "password").empty() || !OptionOf(options, "sslpassword").empty()) {
     throw Error(Cause::kPassword,

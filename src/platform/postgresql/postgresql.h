@@ -1,5 +1,5 @@
 // PostgreSQL: a connection, results, and failures with an Italian text. The only code that
-// includes libpq's own header is this folder's.
+// includes libpq's own header is this folder's, which loads the library with the first connection.
 //
 // A connection is for one thread. None of its calls waits without an end: a server that is
 // silent for longer than the limit counts as lost. What fails throws Error, and std::bad_alloc
@@ -26,6 +26,7 @@ struct pg_result;
 namespace postgresql {
 
 enum class Cause {
+  kNoLibrary,    // libpq isn't there, or is too old
   kUri,          // the address isn't one that libpq understands
   kPassword,     // there is a password in it
   kUnreachable,  // nobody answers there, or no server that can be written to
@@ -106,8 +107,8 @@ class Connection {
   // Connects within a few seconds, whatever the network does. `name` is what messages call the
   // archive. Whatever the server's and the user's defaults are, the session speaks UTF-8, looks
   // for names in the schema public, commits safely, and waits for a lock up to 5 seconds; the
-  // server ends it, and what it has begun, when this side is gone. Throws kUri, kPassword,
-  // kUnreachable, kRefused, kNoDatabase, kTls, kInterrupted.
+  // server ends it, and what it has begun, when this side is gone. Throws kNoLibrary, kUri,
+  // kPassword, kUnreachable, kRefused, kNoDatabase, kTls, kInterrupted.
   Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on = {});
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
