@@ -12,7 +12,10 @@ double DigitValue(std::u16string_view codice, std::size_t position) {
     return 0;
   }
   const char16_t character = codice[position - 1];
-  return character >= u'0' && character <= u'9' ? character - u'0' : 0;
+  if (character < u'0' || character > u'9') {
+    return 0;
+  }
+  return character - u'0';
 }
 
 }  // namespace

@@ -42,7 +42,10 @@ int TwoDigits(std::u16string_view code, std::size_t at) {
 
 std::optional<PersonaCF> LEGGICF(std::u16string_view codice) {
   // Its characters are digits and capitals from here on.
-  const std::u16string code = CONTROLLOCF(codice) == 0 ? WithDigits(codice) : u"";
+  if (CONTROLLOCF(codice) != 0) {
+    return std::nullopt;
+  }
+  const std::u16string code = WithDigits(codice);
   if (code.empty()) {
     return std::nullopt;
   }
@@ -51,11 +54,14 @@ std::optional<PersonaCF> LEGGICF(std::u16string_view codice) {
   if (year > kYoungest) {
     year -= 100;
   }
-  const int day = TwoDigits(code, kDay);
+  int day = TwoDigits(code, kDay);
   const bool woman = day > kWomen;
+  if (woman) {
+    day -= kWomen;
+  }
   // A letter that is no month's comes out as month 0.
   const auto month = static_cast<int>(kMonths.find(code[kMonth]) + 1);
-  std::u16string date = text::Decimal(100 + day - (woman ? kWomen : 0)).substr(1) + u'/' +
+  std::u16string date = text::Decimal(100 + day).substr(1) + u'/' +
                         text::Decimal(100 + month).substr(1) + u'/' + text::Decimal(year);
   if (!text::IsDate(date)) {
     return std::nullopt;

@@ -181,8 +181,10 @@ void CmdConfermaCF_Click() {
 }
 
 void CAMBIACF() {
-  const std::u16string registrato =
-      CERCAPERCETTORE(CFCorrente) ? TabPERCPARCELLE.Fields(u"CFP").Text() : std::u16string();
+  std::u16string registrato;
+  if (CERCAPERCETTORE(CFCorrente)) {
+    registrato = TabPERCPARCELLE.Fields(u"CFP").Text();
+  }
   RecLista = DbDichiarazione.OpenRecordset(u"SELECT * FROM QUADROLAUT WHERE" +
                                            CONDIZIONECERTIFICAZIONI(CFCorrente, registrato));
   while (!RecLista.Eof()) {

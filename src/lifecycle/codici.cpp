@@ -54,8 +54,11 @@ std::u16string CONDIZIONECERTIFICAZIONI(std::u16string_view codice,
   const auto uguale = [](std::u16string_view valore) {
     return u" CFP = '" + engine::Quoted(valore) + u"'";
   };
-  return registrato.starts_with(u' ') ? uguale(codice) + u" OR" + uguale(registrato)
-                                      : uguale(codice);
+  std::u16string condizione = uguale(codice);
+  if (registrato.starts_with(u' ')) {
+    condizione += u" OR" + uguale(registrato);
+  }
+  return condizione;
 }
 
 void FERMASU(toolkit::TextBox& casella) {

@@ -92,15 +92,20 @@ int TROVACODICE(regole::Tabella tabella, std::u16string_view codice) {
 // The row that the municipality beside the field has; -1 where there is none.
 int RIGAACCANTO(const Uso& uso) {
   const regole::Tabella tabella = TABELLADELCAMPO(uso);
-  const bool nascita = uso.campo == regole::kProvinciaNascita;
-  const std::u16string comune =
-      regole::NOMENUDO(Text1(nascita ? regole::kComuneNascita : regole::kComuneDomicilio).Text());
+  int accanto = regole::kComuneDomicilio;
+  if (uso.campo == regole::kProvinciaNascita) {
+    accanto = regole::kComuneNascita;
+  }
+  const std::u16string comune = regole::NOMENUDO(Text1(accanto).Text());
   if (comune.empty()) {
     return -1;
   }
   if (tabella == regole::Tabella::kProvince) {
     const std::u16string provincia = COMUNI().PROVINCIA(comune);
-    return provincia.empty() ? -1 : TROVACODICE(tabella, provincia);
+    if (provincia.empty()) {
+      return -1;
+    }
+    return TROVACODICE(tabella, provincia);
   }
   if (tabella != regole::Tabella::kComuni) {
     return -1;
@@ -112,26 +117,36 @@ int RIGAACCANTO(const Uso& uso) {
         [&](std::u16string_view riga) { return regole::NOMENUDO(riga).starts_with(cercato); });
   };
   const int riga = comincia(comune + regole::NOMENUDO(Text1(regole::kProvinciaDomicilio).Text()));
-  return riga >= 0 ? riga : comincia(comune);
+  if (riga >= 0) {
+    return riga;
+  }
+  return comincia(comune);
 }
 
 // The row at which the panel opens: the one of the field's code or, where the field is empty, the
 // one of what stands beside it. -1 where nothing fits.
 int RIGADIPARTENZA(const Uso& uso) {
   const std::u16string codice = text::Upper(text::Trim(Text1(uso.campo).Text()));
-  return codice.empty() ? RIGAACCANTO(uso) : TROVACODICE(TABELLADELCAMPO(uso), codice);
+  if (codice.empty()) {
+    return RIGAACCANTO(uso);
+  }
+  return TROVACODICE(TABELLADELCAMPO(uso), codice);
 }
 
 // Selects the row of the municipality beside the field, which may have been corrected just now:
 // typing it again to find it is saved. False where there is none, or the user has gone on from
 // where the panel opened.
 bool SCEGLIACCANTO() {
-  const int riga = ListTabmin.ListIndex() < 0 ? RIGAACCANTO(kUsi[TabellaAperta]) : -1;
-  if (riga >= 0) {
-    ListTabmin.SetTopIndex(riga - ListTabmin.VisibleRows() / 2);
-    ListTabmin.Select(riga);
+  if (ListTabmin.ListIndex() >= 0) {
+    return false;
   }
-  return riga >= 0;
+  const int riga = RIGAACCANTO(kUsi[TabellaAperta]);
+  if (riga < 0) {
+    return false;
+  }
+  ListTabmin.SetTopIndex(riga - ListTabmin.VisibleRows() / 2);
+  ListTabmin.Select(riga);
+  return true;
 }
 
 }  // namespace

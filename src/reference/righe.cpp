@@ -24,14 +24,15 @@ void RIGHECATEGORIA(const std::u16string& codice, const std::u16string& descrizi
     return;
   }
   const std::size_t pezzi = lunga / kLarghezzaCategoria;
+  std::u16string riga(codice);
   for (std::size_t i = 0; i <= pezzi; ++i) {
     const bool resto = i == pezzi;
     const auto pezzo = text::Trim(text::Mid(descrizione, kLarghezzaCategoria * i + 1,
                                             resto ? descrizione.npos : kLarghezzaCategoria));
     if (!resto || !pezzo.empty()) {
-      std::u16string riga = i == 0 ? codice : u" ";
       aggiungi(riga.append(u" ").append(pezzo));
     }
+    riga = u" ";
   }
 }
 
@@ -127,7 +128,10 @@ bool ECONTINUAZIONE(Tabella tabella, std::u16string_view riga) {
 std::u16string CODICEDELLARIGA(Tabella tabella, std::u16string_view riga) {
   const Descrittore& d = DESCRITTORE(tabella);
   const std::size_t cifre = std::min(d.cifre, riga.size());
-  const std::size_t inizio = d.capo == Capo::kInizio ? 0 : riga.size() - cifre;
+  std::size_t inizio = 0;
+  if (d.capo != Capo::kInizio) {
+    inizio = riga.size() - cifre;
+  }
   const std::u16string_view codice = text::Trim(riga.substr(inizio, cifre));
   if (d.maiuscolo) {
     return text::Upper(codice);

@@ -115,8 +115,10 @@ int RIEMPIELENCO(const std::u16string& codice) {
 }  // namespace
 
 std::u16string_view INTERROGAZIONEELENCO() {
-  return Option1(0).Value() ? u"SELECT * FROM PERCPARCELLE  order by cfp"
-                            : u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2";
+  if (Option1(0).Value()) {
+    return u"SELECT * FROM PERCPARCELLE  order by cfp";
+  }
+  return u"SELECT * FROM PERCPARCELLE  order by APARC_1,APARC_2";
 }
 
 void LISTAPERCETTORI() {
@@ -166,13 +168,19 @@ void List1_Click() {
   FrmInserimento.SetVisible(false);
   const std::u16string riga = List1.Text();
   const bool percettore = riga != kRigaInserimento;
-  CodiceScelto = percettore ? riga.substr(0, kColonneCodice) : u"";
+  CodiceScelto.clear();
+  if (percettore) {
+    CodiceScelto = riga.substr(0, kColonneCodice);
+  }
   Cmdcancella.SetEnabled(percettore);
   CmdCambia.SetEnabled(percettore);
 }
 
 std::u16string CODICEINELENCO(int riga) {
-  return riga == 0 ? u"" : std::u16string(text::Trim(List1.List(riga).substr(0, kColonneCodice)));
+  if (riga == 0) {
+    return {};
+  }
+  return std::u16string(text::Trim(List1.List(riga).substr(0, kColonneCodice)));
 }
 
 void APRIINSERIMENTO() {

@@ -82,17 +82,18 @@ void Input::After() {
 }
 
 bool Input::eventFilter(QObject* object, QEvent* event) {
-  const auto found = views_.find(object);
-  ControlView* view = found != views_.end() ? found->second : nullptr;
+  ControlView* view = nullptr;
+  if (const auto found = views_.find(object); found != views_.end()) {
+    view = found->second;
+  }
   const bool blocked = blocked_ || App().ended;
   switch (event->type()) {
     case QEvent::ShortcutOverride:
       event->accept();
       return true;
     case QEvent::KeyPress:
-      if (const auto& key = static_cast<QKeyEvent&>(*event); !blocked) {
-        held_ = held_ && repeats_.Is(key);
-        event->setAccepted(held_ || OnKey(key));
+      if (!blocked) {
+        OnKeyPress(static_cast<QKeyEvent&>(*event));
       }
       return true;
     case QEvent::KeyRelease:
@@ -115,12 +116,8 @@ bool Input::eventFilter(QObject* object, QEvent* event) {
       }
       return true;
     case QEvent::FocusIn:
-      // Only assistive technology gives the focus without the model.
-      if (!view_.Syncing() && !blocked && view != nullptr && !view->Shown().HasFocus()) {
-        if (static_cast<QFocusEvent*>(event)->reason() == Qt::OtherFocusReason) {
-          form_.UserFocus(view->Shown());
-        }
-        After();
+      if (!blocked && view != nullptr) {
+        OnFocus(*view, static_cast<QFocusEvent&>(*event));
       }
       return false;
     case QEvent::Close:
@@ -135,6 +132,41 @@ bool Input::eventFilter(QObject* object, QEvent* event) {
   }
 }
 
+void Input::OnKeyPress(QKeyEvent& event) {
+  held_ = held_ && repeats_.Is(event);
+  event.setAccepted(held_ || OnEdit(event) || OnKey(event));
+}
+
+// Only assistive technology gives the focus without the model.
+void Input::OnFocus(ControlView& view, const QFocusEvent& event) {
+  if (view_.Syncing() || view.Shown().HasFocus()) {
+    return;
+  }
+  if (event.reason() == Qt::OtherFocusReason) {
+    form_.UserFocus(view.Shown());
+  }
+  After();
+}
+
+bool Input::OnEdit(const QKeyEvent& event) {
+  if (event.matches(QKeySequence::Copy)) {
+    form_.UserCopy();
+  } else if (event.matches(QKeySequence::Cut) && event.key() != Qt::Key_Delete) {
+    form_.UserCut();
+  } else if (event.matches(QKeySequence::Paste)) {
+    form_.UserPaste();
+  } else if (event.matches(QKeySequence::Undo) ||
+             (event.modifiers() & Qt::AltModifier && event.key() == Qt::Key_Backspace)) {
+    form_.UserUndo();
+  } else if (event.matches(QKeySequence::SelectAll)) {
+    form_.UserSelectAll();
+  } else {
+    return false;
+  }
+  After();
+  return true;
+}
+
 bool Input::OnKey(const QKeyEvent& event) {
   const Qt::KeyboardModifiers with = event.modifiers();
   const bool shift = with & Qt::ShiftModifier;
@@ -143,21 +175,6 @@ bool Input::OnKey(const QKeyEvent& event) {
     After();
     return true;
   };
-  if (event.matches(QKeySequence::Copy)) {
-    return done(form_.UserCopy());
-  }
-  if (event.matches(QKeySequence::Cut) && event.key() != Qt::Key_Delete) {
-    return done(form_.UserCut());
-  }
-  if (event.matches(QKeySequence::Paste)) {
-    return done(form_.UserPaste());
-  }
-  if (event.matches(QKeySequence::Undo) || (alt && event.key() == Qt::Key_Backspace)) {
-    return done(form_.UserUndo());
-  }
-  if (event.matches(QKeySequence::SelectAll)) {
-    return done(form_.UserSelectAll());
-  }
   if (event.key() == Qt::Key_F10 && shift && !control && !alt) {
     if (form_.Focus() != nullptr) {
       OnContextMenu(view_.ViewOf(*form_.Focus()),

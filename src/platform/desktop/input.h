@@ -37,6 +37,10 @@ class Input : public QObject {
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:
+  void OnKeyPress(QKeyEvent& event);
+  void OnFocus(ControlView& view, const QFocusEvent& event);
+  // Each returns whether the form has a use for the key: one of editing, or any other.
+  bool OnEdit(const QKeyEvent& event);
   bool OnKey(const QKeyEvent& event);
   void OnCharacters(const QString& characters);
   bool OnMouse(ControlView* view, QMouseEvent& event);

@@ -128,7 +128,10 @@ int ListView::WholeRows() const { return std::max(1, viewport()->height() / rowH
 
 int ListView::RowAt(const QPoint& place) const {
   const int row = TopRow() + place.y() / rowHeight_;
-  return place.y() >= 0 && row < TopRow() + RowsInView() ? row : -1;
+  if (place.y() < 0 || row >= TopRow() + RowsInView()) {
+    return -1;
+  }
+  return row;
 }
 
 QRect ListView::RowRect(int row) const {

@@ -73,7 +73,7 @@ QColor ToQt(toolkit::Color color) {
 
 double Contrast(const QColor& a, const QColor& b) {
   const double ofA = Luminance(a) + 0.05, ofB = Luminance(b) + 0.05;
-  return ofA > ofB ? ofA / ofB : ofB / ofA;
+  return std::max(ofA, ofB) / std::min(ofA, ofB);
 }
 
 QColor Readable(const QColor& fore, const QColor& back) {
@@ -160,7 +160,10 @@ QString DisplayLines(std::u16string_view units) {
   QString lines;
   for (std::size_t from = 0; from <= units.size();) {
     const std::size_t end = std::min(units.find(u'\r', from), units.size());
-    lines += (from > 0 ? "\n" : "") + Display(units.substr(from, end - from));
+    if (from > 0) {
+      lines += '\n';
+    }
+    lines += Display(units.substr(from, end - from));
     from = end + 1;
     if (from < units.size() && units[from] == u'\n') {
       ++from;
@@ -182,7 +185,10 @@ QString Spoken(std::u16string_view caption) {
 
 QString PlainToolTip(std::u16string_view text) {
   const QString shown = DisplayLines(text);
-  return Qt::mightBeRichText(shown) ? "<span>" + shown.toHtmlEscaped() + "</span>" : shown;
+  if (Qt::mightBeRichText(shown)) {
+    return "<span>" + shown.toHtmlEscaped() + "</span>";
+  }
+  return shown;
 }
 
 void DrawEdge(QPainter& painter, const QRect& rect, toolkit::Border edge, const QColor& back) {

@@ -171,10 +171,15 @@ void Manual::ShowChapter(const QString& file, const QString& chapter) {
 
 void Manual::Find(bool backwards) {
   const QString text = sought_->text();
-  const auto how = backwards ? QTextDocument::FindBackward : QTextDocument::FindFlags();
+  QTextDocument::FindFlags how;
+  auto other = QTextCursor::Start;
+  if (backwards) {
+    how = QTextDocument::FindBackward;
+    other = QTextCursor::End;
+  }
   bool found = text.isEmpty() || pages_->find(text, how);
   if (!found) {  // from the other end
-    pages_->moveCursor(backwards ? QTextCursor::End : QTextCursor::Start);
+    pages_->moveCursor(other);
     found = pages_->find(text, how);
   }
   QPalette palette = QWidget::palette();

@@ -100,8 +100,11 @@ class Box : public QMessageBox {
     layout()->activate();
     const int least = layout()->totalMinimumSize().width();
     const int wide = std::max(std::min(whole, most), least);
-    setFixedSize(wide, layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(wide)
-                                                     : layout()->totalMinimumSize().height());
+    int high = layout()->totalMinimumSize().height();
+    if (layout()->hasHeightForWidth()) {
+      high = layout()->totalHeightForWidth(wide);
+    }
+    setFixedSize(wide, high);
     QCoreApplication::removePostedEvents(this, QEvent::LayoutRequest);
     adjustPosition(parentWidget());
   }
@@ -226,8 +229,10 @@ int ShowMessage(QWidget* parent, const toolkit::Message& message, std::chrono::m
   box.PlaceButtons();
   QTimer::singleShot(0, &box, [&] { whenUp(box); });
   box.exec();
-  return box.clickedButton() != nullptr ? box.clickedButton()->property(kAnswer).toInt()
-                                        : LeastAnswer(message);
+  if (box.clickedButton() == nullptr) {
+    return LeastAnswer(message);
+  }
+  return box.clickedButton()->property(kAnswer).toInt();
 }
 
 int LeastAnswer(const toolkit::Message& message) { return message.buttons.back().code; }

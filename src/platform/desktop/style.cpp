@@ -227,10 +227,12 @@ class Style : public QProxyStyle {
     painter.fillRect(bar.rect, ground);
     const bool upright = bar.orientation == Qt::Vertical;
     QStyleOption arrow = bar;
-    for (const auto& [part, sign] :
-         {std::pair(SC_ScrollBarSubLine, upright ? PE_IndicatorArrowUp : PE_IndicatorArrowLeft),
-          std::pair(SC_ScrollBarAddLine,
-                    upright ? PE_IndicatorArrowDown : PE_IndicatorArrowRight)}) {
+    std::pair ends(PE_IndicatorArrowLeft, PE_IndicatorArrowRight);
+    if (upright) {
+      ends = {PE_IndicatorArrowUp, PE_IndicatorArrowDown};
+    }
+    for (const auto& [part, sign] : {std::pair(SC_ScrollBarSubLine, ends.first),
+                                     std::pair(SC_ScrollBarAddLine, ends.second)}) {
       arrow.rect = proxy()->subControlRect(CC_ScrollBar, &bar, part, widget).adjusted(3, 3, -3, -3);
       QProxyStyle::drawPrimitive(sign, &arrow, &painter, widget);
     }

@@ -233,9 +233,15 @@ void FormView::FollowWindow() {
     return;
   }
   const bool own = root_.size() == fitted_;
-  LayOut(own ? fittedZoom_ : ZoomToFit(root_.size()));
+  double dragged = 0;
+  if (own) {
+    LayOut(fittedZoom_);
+  } else {
+    LayOut(ZoomToFit(root_.size()));
+    dragged = Zoom();
+  }
   if (!Maximised()) {
-    before_ = std::exchange(dragged_, own ? 0 : Zoom());
+    before_ = std::exchange(dragged_, dragged);
   }
   const QSize inner = InnerSize();
   const QSize left = root_.size() - QSize(Pixels(inner.width()), Pixels(inner.height()));
@@ -413,7 +419,10 @@ namespace {
 // How long the handler that runs has been at work.
 std::chrono::steady_clock::duration Worked() {
   const auto& since = toolkit::App().working;
-  return since ? std::chrono::steady_clock::now() - *since : std::chrono::steady_clock::duration();
+  if (!since) {
+    return {};
+  }
+  return std::chrono::steady_clock::now() - *since;
 }
 
 }  // namespace
@@ -447,7 +456,10 @@ void FormView::EndWaiting() { waitingWindow_.reset(); }
 
 QWidget* FormView::WidgetOf(const Control& control) const {
   const auto found = views_.find(&control);
-  return found != views_.end() ? &found->second->Widget() : nullptr;
+  if (found == views_.end()) {
+    return nullptr;
+  }
+  return &found->second->Widget();
 }
 
 std::optional<QPoint> FormView::ShowRow(toolkit::ListBox& list, int row) {

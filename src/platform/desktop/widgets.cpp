@@ -43,14 +43,19 @@ void ControlView::ApplyColours(bool box) {
     around = ToQt(control_.Container()->BackColor());
   }
   const QColor text = Readable(fore, back), disabledBack = Quiet(back, around);
+  QColor base = Qt::white, behind = back;
+  if (box) {
+    base = back;
+    behind = disabledBack;
+  }
   for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
     palette.setColor(role, text);
-    palette.setColor(QPalette::Disabled, role, Faint(text, box ? disabledBack : back));
+    palette.setColor(QPalette::Disabled, role, Faint(text, behind));
   }
   for (const auto role : {QPalette::Window, QPalette::Button}) {
     palette.setColor(role, around);
   }
-  palette.setColor(QPalette::Base, box ? back : QColor(Qt::white));
+  palette.setColor(QPalette::Base, base);
   palette.setColor(QPalette::Disabled, QPalette::Base, disabledBack);
   widget.setPalette(palette);
 }

@@ -45,8 +45,10 @@ bool IsNumeric(std::u16string_view s) {
     s.remove_prefix(1);
   }
   const std::u16string_view whole = s.substr(0, s.find(u','));
-  const std::u16string_view decimals =
-      whole.size() < s.size() ? s.substr(whole.size() + 1) : std::u16string_view();
+  std::u16string_view decimals;
+  if (whole.size() < s.size()) {
+    decimals = s.substr(whole.size() + 1);
+  }
   std::size_t digits = 0;
   std::size_t run = 0;  // digits since the last point
   bool grouped = false;

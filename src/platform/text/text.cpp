@@ -67,7 +67,10 @@ char32_t NextUtf8(std::string_view s, std::size_t& i) {
     c = (c << 6) | (static_cast<unsigned char>(s[i++]) & 0x3F);
   }
   const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
-  return c < least || surrogate || c > 0x10FFFF ? kReplacement : c;
+  if (c < least || surrogate || c > 0x10FFFF) {
+    return kReplacement;
+  }
+  return c;
 }
 
 // Plain forms from kFirstPlain on, expanded as this is compiled: a character that stays one
@@ -137,13 +140,11 @@ std::string ToUtf8(std::u16string_view units) {
 }
 
 std::u16string_view TrimLeft(std::u16string_view s) {
-  const auto first = s.find_first_not_of(u' ');
-  return first == s.npos ? std::u16string_view() : s.substr(first);
+  return s.substr(std::min(s.find_first_not_of(u' '), s.size()));
 }
 
 std::u16string_view TrimRight(std::u16string_view s) {
-  const auto last = s.find_last_not_of(u' ');
-  return last == s.npos ? std::u16string_view() : s.substr(0, last + 1);
+  return s.substr(0, s.find_last_not_of(u' ') + 1);  // none: npos + 1 is 0
 }
 
 std::u16string_view Trim(std::u16string_view s) { return TrimLeft(TrimRight(s)); }
@@ -155,7 +156,7 @@ std::u16string Fit(std::u16string_view s, std::size_t width) {
 }
 
 std::u16string_view Mid(std::u16string_view s, std::size_t start, std::size_t length) {
-  return start > s.size() ? std::u16string_view() : s.substr(start - 1, length);
+  return s.substr(std::min(start - 1, s.size()), length);
 }
 
 std::u16string Decimal(long long n) {
@@ -171,8 +172,11 @@ void AppendItem(std::string& list, std::string_view item, std::string_view separ
 }
 
 char16_t Upper(char16_t c) {
+  if (c >= u'a' && c <= u'z') {
+    return static_cast<char16_t>(c - 32);
+  }
   if (c < 0x80) {
-    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
+    return c;
   }
   const auto* const run = std::ranges::lower_bound(kUpperRuns, c, {}, &UpperRun::last);
   if (run == std::end(kUpperRuns) || c < run->first || (c - run->first) % run->step != 0) {
