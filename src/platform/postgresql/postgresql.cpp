@@ -50,14 +50,20 @@ using Options = std::unique_ptr<PQconninfoOption, FreeOptions>;
 
 // The message of libpq or the server without line ends, and without a point at the end.
 std::u16string Detail(const char* message) {
-  std::string text = message == nullptr ? "" : message;
+  std::string text;
+  if (message != nullptr) {
+    text = message;
+  }
   if (const std::size_t location = text.find("\nLOCATION:"); location != text.npos) {
     text.resize(location);
   }
   std::ranges::replace_if(
       text, [](char c) { return c == '\n' || c == '\t'; }, ' ');
   text.resize(text.find_last_not_of(" .") + 1);
-  return text.empty() ? u"" : u" (" + text::FromUtf8(text) + u")";
+  if (text.empty()) {
+    return {};
+  }
+  return u" (" + text::FromUtf8(text) + u")";
 }
 
 Options Parsed(const std::string& uri, const std::u16string& name) {
@@ -93,7 +99,10 @@ constexpr std::pair<std::string_view, Cause> kStates[] = {
 Cause CauseOf(std::string_view state) {
   const auto* const found = std::ranges::find_if(
       kStates, [&](const auto& known) { return state.starts_with(known.first); });
-  return found == std::end(kStates) ? Cause::kOther : found->second;
+  if (found == std::end(kStates)) {
+    return Cause::kOther;
+  }
+  return found->second;
 }
 
 std::u16string TextOf(Cause cause, const std::u16string& name, const std::u16string& detail) {
@@ -158,10 +167,15 @@ Cause ConnectCause(PGconn* connection) {
     if (state == "42501") {
       return Cause::kRefused;
     }
-    return cause == Cause::kLost || cause == Cause::kOther ? Cause::kUnreachable : cause;
+    if (cause == Cause::kLost || cause == Cause::kOther) {
+      return Cause::kUnreachable;
+    }
+    return cause;
   }
-  const bool tls = message.find("SSL") != message.npos || message.find("ertific") != message.npos;
-  return tls ? Cause::kTls : Cause::kUnreachable;
+  if (message.find("SSL") != message.npos || message.find("ertific") != message.npos) {
+    return Cause::kTls;
+  }
+  return Cause::kUnreachable;
 }
 
 // Made on a thread of its own, since looking up the server's name can hang, and nothing ends it.
@@ -286,11 +300,15 @@ Connection::Connection(const std::string& uri, std::u16string name, std::functio
     if (attempt->done) {
       break;
     }
-    if (late || (goes_on_ && !goes_on_())) {
-      attempt->given_up = true;
-      const Cause cause = late ? Cause::kUnreachable : Cause::kInterrupted;
-      throw Error(cause, TextOf(cause, name_, u""));
+    Cause cause = Cause::kUnreachable;
+    if (!late) {
+      if (!goes_on_ || goes_on_()) {
+        continue;
+      }
+      cause = Cause::kInterrupted;
     }
+    attempt->given_up = true;
+    throw Error(cause, TextOf(cause, name_, u""));
   }
   handle_.reset(attempt->connection);
   if (handle_ == nullptr) {
@@ -308,8 +326,10 @@ Connection::Connection(const std::string& uri, std::u16string name, std::functio
 Connection::~Connection() = default;
 
 void Connection::FailLost(Cause cause) {
-  const std::u16string detail =
-      Lost() || cause != Cause::kLost ? std::u16string() : Detail(PQerrorMessage(handle_.get()));
+  std::u16string detail;
+  if (cause == Cause::kLost && !Lost()) {
+    detail = Detail(PQerrorMessage(handle_.get()));
+  }
   handle_.reset();
   kept_.clear();
   rows_ = false;
@@ -370,34 +390,57 @@ Result Connection::Get() {
   return result;
 }
 
+namespace {
+
+// What the result says of its failure; `otherwise` where it says nothing.
+const char* Field(const pg_result* result, int code, const char* otherwise) {
+  const char* const field = PQresultErrorField(result, code);
+  if (field == nullptr) {
+    return otherwise;
+  }
+  return field;
+}
+
+}  // namespace
+
 void Connection::Check(const Result& result) {
   if (PQresultStatus(result.handle_.get()) != PGRES_FATAL_ERROR) {
     return;
   }
-  const char* const state = PQresultErrorField(result.handle_.get(), PG_DIAG_SQLSTATE);
-  const Cause cause = CauseOf(state == nullptr ? "08" : state);
+  const Cause cause = CauseOf(Field(result.handle_.get(), PG_DIAG_SQLSTATE, "08"));
   if (cause == Cause::kLost) {
     FailLost();
   }
-  const char* const table = PQresultErrorField(result.handle_.get(), PG_DIAG_TABLE_NAME);
   throw Error(cause,
               TextOf(cause, name_,
                      Detail(PQresultErrorField(result.handle_.get(), PG_DIAG_MESSAGE_PRIMARY))),
-              table == nullptr ? "" : table);
+              Field(result.handle_.get(), PG_DIAG_TABLE_NAME, ""));
+}
+
+void Connection::Prepare(const std::string& sql, const std::string& kept_name) {
+  if (PQsendPrepare(handle_.get(), kept_name.c_str(), sql.c_str(), 0, nullptr) == 0) {
+    FailLost();
+  }
 }
 
 void Connection::Send(const Statement& statement, const std::string& kept_name) {
   std::vector<const char*> values;
   values.reserve(statement.parameters.size());
   for (const Parameter& parameter : statement.parameters) {
-    values.push_back(parameter ? parameter->c_str() : nullptr);
+    values.push_back(nullptr);
+    if (parameter) {
+      values.back() = parameter->c_str();
+    }
   }
   const int count = static_cast<int>(values.size());
-  const int sent = kept_name.empty()
-                       ? PQsendQueryParams(handle_.get(), statement.sql.c_str(), count, nullptr,
-                                           values.data(), nullptr, nullptr, 0)
-                       : PQsendQueryPrepared(handle_.get(), kept_name.c_str(), count, values.data(),
-                                             nullptr, nullptr, 0);
+  int sent = 0;
+  if (kept_name.empty()) {
+    sent = PQsendQueryParams(handle_.get(), statement.sql.c_str(), count, nullptr, values.data(),
+                             nullptr, nullptr, 0);
+  } else {
+    sent = PQsendQueryPrepared(handle_.get(), kept_name.c_str(), count, values.data(), nullptr,
+                               nullptr, 0);
+  }
   if (sent == 0) {
     FailLost();
   }
@@ -430,43 +473,38 @@ std::vector<Result> Connection::Run(std::span<const Statement> statements) {
   }
   EndRows();
   PQenterPipelineMode(handle_.get());
-  // Those not prepared yet are, on the way.
-  std::vector<std::string> names;
-  std::vector<bool> prepares;
+  // For each result to come the text that it has prepared, or null for a statement's own.
+  std::vector<const std::string*> prepared;
   for (const Statement& statement : statements) {
-    const auto known = statement.kept ? kept_.find(statement.sql) : kept_.end();
-    names.push_back(known == kept_.end() ? std::string() : known->second);
-    if (statement.kept && known == kept_.end()) {
-      names.back() = "k" + std::to_string(++last_kept_);
-      kept_[statement.sql] = names.back();
-      prepares.push_back(true);
-      if (PQsendPrepare(handle_.get(), names.back().c_str(), statement.sql.c_str(), 0, nullptr) ==
-          0) {
-        FailLost();
-      }
+    if (!statement.kept) {
+      Send(statement, "");
     } else {
-      prepares.push_back(false);
+      const auto [known, added] = kept_.try_emplace(statement.sql);
+      if (added) {
+        known->second = "k" + std::to_string(++last_kept_);
+        Prepare(known->first, known->second);
+        prepared.push_back(&statement.sql);
+      }
+      Send(statement, known->second);
     }
-    Send(statement, names.back());
+    prepared.push_back(nullptr);
   }
   Sync();
   Flush();
   std::vector<Result> results;
   Result failure;
-  for (std::size_t i = 0; i < statements.size(); ++i) {
-    for (int part = prepares[i] ? 0 : 1; part < 2; ++part) {
-      Result result = Get();
-      Get();  // the null after it
-      const ExecStatusType status = PQresultStatus(result.handle_.get());
-      const bool failed = status == PGRES_FATAL_ERROR || status == PGRES_PIPELINE_ABORTED;
-      if (failed && part == 0) {
-        kept_.erase(statements[i].sql);
-      }
-      if (status == PGRES_FATAL_ERROR && failure.handle_ == nullptr) {
-        failure = std::move(result);
-      } else if (part == 1) {
-        results.push_back(std::move(result));
-      }
+  for (const std::string* text : prepared) {
+    Result result = Get();
+    Get();  // the null after it
+    const ExecStatusType status = PQresultStatus(result.handle_.get());
+    const bool failed = status == PGRES_FATAL_ERROR || status == PGRES_PIPELINE_ABORTED;
+    if (failed && text != nullptr) {
+      kept_.erase(*text);
+    }
+    if (status == PGRES_FATAL_ERROR && failure.handle_ == nullptr) {
+      failure = std::move(result);
+    } else if (text == nullptr) {
+      results.push_back(std::move(result));
     }
   }
   EndPipeline();
@@ -615,7 +653,10 @@ void AppendElement(std::string& array, std::optional<std::string_view> text) {
 std::string Identifier(std::string_view name) {
   std::string quoted = "\"";
   for (const char c : name) {
-    quoted.append(c == '"' ? 2 : 1, c);
+    quoted += c;
+    if (c == '"') {
+      quoted += c;
+    }
   }
   return quoted + '"';
 }

@@ -156,6 +156,8 @@ class Connection {
     void operator()(pg_conn* handle) const;
   };
 
+  void Prepare(const std::string& sql, const std::string& kept_name);
+  // What is prepared under that name; where it is empty, the statement's own text.
   void Send(const Statement& statement, const std::string& kept_name);
   void Sync();
   void EndPipeline();
