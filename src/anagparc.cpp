@@ -101,7 +101,7 @@ int main(int argc, char** argv) {
   ANAGPARC::PREPARAPROGRAMMA(text::FromUtf8(commandLine));
   desktop::Window window(ANAGPARC::Me);
   window.SetSize(sys::LeftNote(sys::Note::kWindow));
-  window.sizeChosen = [](std::u16string_view size) { sys::LeaveNote(sys::Note::kWindow, size); };
+  window.size_chosen = [](std::u16string_view size) { sys::LeaveNote(sys::Note::kWindow, size); };
   toolkit::App().view = &window;
   toolkit::App().print = [&](const toolkit::Document& document) { return window.Print(document); };
   toolkit::App().manual = [&](std::u16string_view chapter) { return window.ShowManual(chapter); };

@@ -609,7 +609,7 @@ TEST_F(Desktop, Zooms) {
   Keys({Qt::Key_0}, Qt::ControlModifier);
   EXPECT_FALSE(root.isMaximized());
   std::u16string chosen;
-  window->sizeChosen = [&](std::u16string_view size) { chosen = size; };
+  window->size_chosen = [&](std::u16string_view size) { chosen = size; };
   form.UnloadEvent = [] { End(0); };
   root.close();
   EXPECT_EQ(chosen, u"100");

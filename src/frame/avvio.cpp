@@ -59,7 +59,7 @@ void AVVIO() {
   LISTAPERCETTORI();
   FlagFormCaricato = 1;
   StatusBar1.Panels(1).SetText(u"Release " +
-                               std::u16string(text::Mid(toolkit::App().commandLine, 3)));
+                               std::u16string(text::Mid(toolkit::App().command_line, 3)));
   TabellaAperta = 0;
   FlagVariazioni = 0;
   FlagErroreCampi = 0;
@@ -110,10 +110,10 @@ bool SCRITTO() {
 void PREPARAPROGRAMMA(std::u16string rigaDiComando) {
   sys::IgnoreFileSizeSignal();
   toolkit::Application& app = toolkit::App();
-  app.commandLine = std::move(rigaDiComando);
+  app.command_line = std::move(rigaDiComando);
   app.activate = sys::ActivateWindow;
   app.start = sys::StartProgram;
-  app.atRest = engine::Rest;
+  app.at_rest = engine::Rest;
   engine::WhileWorking(toolkit::StillWorking);
   engine::WhileWaiting([] {
     StatusBar1.Panels(2).SetText(u"In attesa del server");

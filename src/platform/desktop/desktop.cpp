@@ -39,8 +39,8 @@ Window::Window(toolkit::Form& form) {
   }
   view_ = std::make_unique<FormView>(form);
   view_->beforeHiding = [this] {
-    if (const std::u16string size = Size(); sizeChosen && size != size_) {
-      sizeChosen(size);
+    if (const std::u16string size = Size(); size_chosen && size != size_) {
+      size_chosen(size);
       size_ = size;
     }
   };

@@ -39,7 +39,7 @@ class Window : public toolkit::View {
   std::u16string Size() const;
   void SetSize(std::u16string_view size);
   // Told the size when the form goes from the screen, if it isn't the one set.
-  std::function<void(std::u16string_view size)> sizeChosen;
+  std::function<void(std::u16string_view size)> size_chosen;
 
   // Shows the loaded form at its place, smaller than chosen where it would not fit the screen.
   // The event loop ends with App().status when an event ends the program.

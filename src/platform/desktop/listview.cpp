@@ -36,8 +36,8 @@ ListView::ListView(toolkit::ListBox& list, QWidget* parent) : WidgetFor(list, pa
 void ListView::Apply() {
   ApplyColours(true);
   if (const int height = std::max(1, WholePixels(toolkit::ListBox::kRowHeight));
-      rowHeight_ != height) {
-    rowHeight_ = height;
+      row_height_ != height) {
+    row_height_ = height;
     setLineWidth(std::max(2, Pixels(toolkit::ListBox::kInset)));
     SetRanges();
   }
@@ -85,10 +85,10 @@ void ListView::Listen(Input& input) {
 
 void ListView::OnPress(Input& input, const QMouseEvent& event, bool again) {
   const int row = RowAt(event.position().toPoint());
-  if (again && event.type() == QEvent::MouseButtonDblClick && row == pressedRow_) {
+  if (again && event.type() == QEvent::MouseButtonDblClick && row == pressed_row_) {
     input.Form().UserDblClickRow(model_, row);
   } else {
-    pressedRow_ = row;
+    pressed_row_ = row;
     input.Form().UserClickRow(model_, row);
   }
   input.After();
@@ -124,10 +124,10 @@ int ListView::RowsInView() const {
   return std::clamp(model_.ListCount() - TopRow(), 0, WholeRows());
 }
 
-int ListView::WholeRows() const { return std::max(1, viewport()->height() / rowHeight_); }
+int ListView::WholeRows() const { return std::max(1, viewport()->height() / row_height_); }
 
 int ListView::RowAt(const QPoint& place) const {
-  const int row = TopRow() + place.y() / rowHeight_;
+  const int row = TopRow() + place.y() / row_height_;
   if (place.y() < 0 || row >= TopRow() + RowsInView()) {
     return -1;
   }
@@ -135,7 +135,7 @@ int ListView::RowAt(const QPoint& place) const {
 }
 
 QRect ListView::RowRect(int row) const {
-  return QRect(0, (row - TopRow()) * rowHeight_, viewport()->width(), rowHeight_);
+  return QRect(0, (row - TopRow()) * row_height_, viewport()->width(), row_height_);
 }
 
 QString ListView::RowText(int row) const { return Display(model_.List(row)); }
@@ -165,7 +165,7 @@ void ListView::paintEvent(QPaintEvent* event) {
   QPainter painter(viewport());
   painter.setFont(font());
   const QFontMetricsF metrics(font(), this);
-  const double baseline = (rowHeight_ - metrics.height()) / 2 + metrics.ascent();
+  const double baseline = (row_height_ - metrics.height()) / 2 + metrics.ascent();
   const int shift = kTextInset - horizontalScrollBar()->value();
   const int end = TopRow() + RowsInView();
   const QColor stripe = Stripe(palette().color(QPalette::Base));

@@ -44,11 +44,11 @@ class ListView : public WidgetFor<QAbstractScrollArea, toolkit::ListBox> {
   void SetRanges();
   int WholeRows() const;
 
-  int rowHeight_ = 1;
+  int row_height_ = 1;
   std::uint64_t revision_ = 0;
   int selected_ = -1;
   int rows_ = 0;
-  int pressedRow_ = -1;
+  int pressed_row_ = -1;
 };
 
 }  // namespace desktop

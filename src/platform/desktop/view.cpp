@@ -203,12 +203,12 @@ void FormView::ZoomBy(int step) {
 
 // Makes the window as large as the form at the chosen size, as far as the screen has room.
 void FormView::SizeWindow() {
-  formSize_ = {form_.Width(), form_.Height()};
+  form_size_ = {form_.Width(), form_.Height()};
   const QSize inner = InnerSize();
   chosen_ = ChosenZoom();
   dragged_ = 0;
-  fittedZoom_ = std::min(chosen_, ZoomToScreen());
-  LayOut(fittedZoom_);
+  fitted_zoom_ = std::min(chosen_, ZoomToScreen());
+  LayOut(fitted_zoom_);
   fitted_ = {Pixels(inner.width()), Pixels(inner.height())};
   MoveForm({});
   root_.setMinimumSize(inner / (4 * kTwipsPerPixel));
@@ -235,7 +235,7 @@ void FormView::FollowWindow() {
   const bool own = root_.size() == fitted_;
   double dragged = 0;
   if (own) {
-    LayOut(fittedZoom_);
+    LayOut(fitted_zoom_);
   } else {
     LayOut(ZoomToFit(root_.size()));
     dragged = Zoom();
@@ -266,9 +266,9 @@ void FormView::LayOut(double zoom) {
 
 // The user may move the window to another screen, or change that one's size.
 void FormView::FollowScreen() {
-  disconnect(screenChanges_);
-  screenChanges_ = connect(root_.screen(), &QScreen::availableGeometryChanged, this, [this] {
-    formSize_ = {};
+  disconnect(screen_changes_);
+  screen_changes_ = connect(root_.screen(), &QScreen::availableGeometryChanged, this, [this] {
+    form_size_ = {};
     Sync();
   });
 }
@@ -299,7 +299,7 @@ void FormView::Show() {
   root_.windowHandle()->installEventFilter(this);
   connect(root_.windowHandle(), &QWindow::screenChanged, this, [this] {
     FollowScreen();
-    formSize_ = {};
+    form_size_ = {};
     Sync();
   });
 }
@@ -315,7 +315,7 @@ void FormView::Hide() {
 
 void FormView::Sync() {
   const QScopedValueRollback quiet(syncing_, true);
-  if (formSize_ != std::pair(form_.Width(), form_.Height()) && !Maximised()) {
+  if (form_size_ != std::pair(form_.Width(), form_.Height()) && !Maximised()) {
     SizeWindow();
   }
   for (Control* control : form_.TakeTouched()) {
@@ -384,12 +384,12 @@ void FormView::Uncover(std::chrono::milliseconds longest) {
   if (QApplication::activeWindow() == nullptr) {
     root_.activateWindow();
   }
-  const auto uncovered = [this] { return root_.isActiveWindow() && (exposed_ || !sendsExposed_); };
+  const auto uncovered = [this] { return root_.isActiveWindow() && (exposed_ || !sends_exposed_); };
   QElapsedTimer waited;
   for (waited.start(); !uncovered() && waited.elapsed() < longest.count();) {
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
   }
-  sendsExposed_ &= exposed_;
+  sends_exposed_ &= exposed_;
   QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
   painted_ = {};
   Repaint();
@@ -442,17 +442,17 @@ void FormView::StillWorking() {
   if (form_.Loaded() || Worked() < kPatience) {
     return;
   }
-  if (waitingWindow_ == nullptr) {
-    waitingWindow_ = std::make_unique<WaitingWindow>(Display(form_.Caption()));
+  if (waiting_window_ == nullptr) {
+    waiting_window_ = std::make_unique<WaitingWindow>(Display(form_.Caption()));
   }
   for (Control* control : form_.Controls()) {
     if (auto* bar = dynamic_cast<toolkit::StatusBar*>(control)) {
-      waitingWindow_->Tell(Display(bar->Panels(2).Text()));
+      waiting_window_->Tell(Display(bar->Panels(2).Text()));
     }
   }
 }
 
-void FormView::EndWaiting() { waitingWindow_.reset(); }
+void FormView::EndWaiting() { waiting_window_.reset(); }
 
 QWidget* FormView::WidgetOf(const Control& control) const {
   const auto found = views_.find(&control);

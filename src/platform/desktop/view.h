@@ -106,20 +106,20 @@ class FormView : public QObject {
   bool shown_ = false;
   bool busy_ = false;
   bool syncing_ = false;
-  bool exposed_ = false;      // part of the window has been uncovered
-  bool sendsExposed_ = true;  // as far as is known, the screen sends that after a box
+  bool exposed_ = false;       // part of the window has been uncovered
+  bool sends_exposed_ = true;  // as far as is known, the screen sends that after a box
   const Control* focus_ = nullptr;
   std::chrono::steady_clock::time_point painted_;
-  std::pair<int, int> formSize_;  // that the window's size was made for
-  double chosen_ = 1;             // the zoom that the user wants, if the screen has room
-  double dragged_ = 0;            // the zoom of a size given to the window itself; 0: none is
-  double before_ = 0;             // what it was before the window's size changed last
-  bool maximise_ = false;         // when the window shows
-  QSize fitted_;                  // the window's size, as set here, at `fittedZoom_`
-  double fittedZoom_ = 1;
+  std::pair<int, int> form_size_;  // that the window's size was made for
+  double chosen_ = 1;              // the zoom that the user wants, if the screen has room
+  double dragged_ = 0;             // the zoom of a size given to the window itself; 0: none is
+  double before_ = 0;              // what it was before the window's size changed last
+  bool maximise_ = false;          // when the window shows
+  QSize fitted_;                   // the window's size, as set here, at `fitted_zoom_`
+  double fitted_zoom_ = 1;
   QPoint origin_;  // the form's place in the window, in pixels
-  QMetaObject::Connection screenChanges_;
-  std::unique_ptr<WaitingWindow> waitingWindow_;
+  QMetaObject::Connection screen_changes_;
+  std::unique_ptr<WaitingWindow> waiting_window_;
   Surface root_;  // the last member: its end still raises events
 };
 

@@ -80,8 +80,8 @@ Message Describe(std::u16string_view text, int flags, std::u16string_view title)
 int MsgBox(std::u16string_view text, int flags, std::u16string_view title) {
   Application& app = App();
   const Message message = Describe(text, flags, title);
-  if (app.atRest) {
-    app.atRest();
+  if (app.at_rest) {
+    app.at_rest();
   }
   if (app.witness != nullptr) {
     app.witness->Painted();
@@ -122,8 +122,8 @@ bool Shell(std::u16string_view path) {
 }
 
 std::u16string Print(const Document& document) {
-  if (App().atRest) {
-    App().atRest();
+  if (App().at_rest) {
+    App().at_rest();
   }
   if (App().witness != nullptr) {
     App().witness->Printed(document);

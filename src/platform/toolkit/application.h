@@ -69,7 +69,7 @@ class Witness {
 struct Application {
   View* view = nullptr;  // null: no screen; MsgBox returns the default button
   Witness* witness = nullptr;
-  std::u16string commandLine;  // after the program's name
+  std::u16string command_line;  // after the program's name
   std::function<bool(std::u16string_view title)> activate;
   std::function<bool(std::u16string_view path)> start;
   // As Print, below.
@@ -79,7 +79,7 @@ struct Application {
   // The clock for TimeOfDay; the computer's where there is none.
   std::function<std::chrono::milliseconds()> clock;
   // Called when an event has run to its end, and before a message box or the printing waits.
-  std::function<void()> atRest;
+  std::function<void()> at_rest;
   // Called with an exception that left a handler.
   std::function<void(const std::exception&)> unhandled;
   // Since when a handler has been at work without waiting for the user; empty between two.

@@ -85,8 +85,8 @@ bool Form::Event(const std::function<bool()>& action) {
       Settled();
     }
   });
-  if (App().atRest) {
-    App().atRest();
+  if (App().at_rest) {
+    App().at_rest();
   }
   App().working.reset();
   running_ = false;
