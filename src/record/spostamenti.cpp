@@ -24,18 +24,25 @@ bool PASSA(const Verso& verso) {
     CERCAPERCETTORE(CFCorrente);
     FuoriPosto = false;
   }
-  if (!(TabPERCPARCELLE.*verso.finita)()) {
-    (TabPERCPARCELLE.*verso.sposta)();
-  }
-  if ((TabPERCPARCELLE.*verso.finita)()) {
-    toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
-    if (!CERCAPERCETTORE(CFPrecedente)) {
-      toolkit::MsgBox(kPercettoreSparito, toolkit::kInformation, Titolo());
-      return false;
+  // A neighbour that another program deletes at this moment is passed over. One that no search
+  // finds comes again: it fails when it is read.
+  for (std::u16string sparita;; sparita = CFCorrente) {
+    if (!(TabPERCPARCELLE.*verso.finita)()) {
+      (TabPERCPARCELLE.*verso.sposta)();
     }
-  } else {
+    if ((TabPERCPARCELLE.*verso.finita)()) {
+      break;
+    }
     CFCorrente = TabPERCPARCELLE.Fields(u"CFP").Text();
-    CERCAPERCETTORE(CFCorrente);
+    if (CERCAPERCETTORE(CFCorrente) || CFCorrente == sparita) {
+      return true;
+    }
+  }
+  CFCorrente = CFPrecedente;
+  toolkit::MsgBox(verso.messaggio, toolkit::kInformation, Titolo());
+  if (!CERCAPERCETTORE(CFPrecedente)) {
+    toolkit::MsgBox(kPercettoreSparito, toolkit::kInformation, Titolo());
+    return false;
   }
   return true;
 }
