@@ -2,11 +2,12 @@
 // model of the form and a real archive. After each action it checks what must
 // hold whatever the user does.
 //
-//   utente_casuale SEED ACTIONS BASE.sql
+//   utente_casuale [--server] SEED ACTIONS BASE.sql
 //   utente_casuale --scenario SEED ACTIONS BASE.sql
 //
 // BASE.sql puts the recipients into the archive. When a check fails, the seed and the
-// action are told; the same seed fails there again. The second form writes a scenario of
+// action are told; the same seed fails there again. With --server the archive is published into
+// the empty database that the environment names (PGHOST, ...). The second form writes a scenario of
 // one run of the program, with looks at the state, for a run on any screen; it leaves out
 // what comes to a real window in another way than to the model.
 #include <algorithm>
@@ -22,6 +23,9 @@
 #include "archivio/archivio.h"
 #include "frame/ANAGPARC.h"
 #include "frame/MOD770BAS.h"
+#ifdef ANAGPARC_SERVER
+#include "platform/postgresql/postgresql.h"
+#endif
 #include "platform/text/text.h"
 #include "program.h"
 #include "script/script.h"
@@ -238,6 +242,9 @@ class Will {
 std::string Trimmed(std::u16string_view code) { return text::ToUtf8(text::Trim(code)); }
 std::string Trimmed(const std::string& code) { return Trimmed(text::FromUtf8(code)); }
 
+// Without parameters: what the environment says.
+constexpr char kServer[] = "postgresql:///";
+
 // The archive as another program sees it.
 class Archive {
  public:
@@ -247,50 +254,92 @@ class Archive {
     std::map<std::string, int> certifications;  // number by code
   };
 
-  explicit Archive(const fs::path& file) : database_(file, sqlite::Mode::kWrite) { Changed(); }
+  Archive(const fs::path& file, bool server) {
+    if (server) {
+#ifdef ANAGPARC_SERVER
+      server_.emplace(kServer, u"");
+#endif
+    } else {
+      file_.emplace(file, sqlite::Mode::kWrite);
+    }
+    Changed();
+  }
 
   // Looks again; true when another connection has written since the last look.
   bool Changed() {
-    const std::string version = Sql(database_, "PRAGMA data_version");
+    const char* const sql =
+        file_ ? "PRAGMA data_version" : "SELECT pg_snapshot_xmax(pg_current_snapshot())";
+    const std::string version = Query(sql)[0][0];
     if (std::exchange(version_, version) == version) {
       return false;
     }
-    before = std::exchange(now, {Query("SELECT * FROM PERCPARCELLE"), {}});
+    std::string columns = "CFP";
+    for (int i = 1; i <= 17; ++i) {
+      columns += ", APARC_" + std::to_string(i);
+    }
+    const std::vector<Row> rows = Query("SELECT " + columns + " FROM PERCPARCELLE");
+    before = std::exchange(now, {{rows.begin(), rows.end()}, {}});
     for (const Row& row : Query("SELECT trim(CFP) FROM QUADROLAUT")) {
       ++now.certifications[row[0]];
     }
     return true;
   }
-  bool Free() { return Sql(database_, "BEGIN EXCLUSIVE; ROLLBACK").empty(); }
-  bool Sound() { return Sql(database_, "PRAGMA integrity_check") == "ok\n"; }
+  // Nobody has a lock or a transaction there.
+  bool Free() {
+    if (file_) {
+      return Sql(*file_, "BEGIN EXCLUSIVE; ROLLBACK").empty();
+    }
+    return Query(
+               "SELECT state FROM pg_stat_activity WHERE backend_type = 'client backend'"
+               " AND state <> 'idle' AND pid <> pg_backend_pid()")
+        .empty();
+  }
 
   State now, before;
 
  private:
-  std::multiset<Row> Query(const char* sql) {
-    std::multiset<Row> rows;
-    sqlite::Statement statement(database_, sql);
+  std::vector<Row> Query(const std::string& sql) {
+    std::vector<Row> rows;
+#ifdef ANAGPARC_SERVER
+    if (server_) {
+      const postgresql::Result result = server_->Run(sql);
+      rows.resize(static_cast<std::size_t>(result.Rows()));
+      for (int i = 0; i < result.Rows() * result.Columns(); ++i) {
+        const int row = i / result.Columns(), column = i % result.Columns();
+        rows[static_cast<std::size_t>(row)].emplace_back(result.Bytes(row, column));
+      }
+      return rows;
+    }
+#endif
+    sqlite::Statement statement(*file_, sql);
     while (statement.Next()) {
-      Row row;
+      Row& row = rows.emplace_back();
       for (int i = 0; i < statement.ColumnCount(); ++i) {
         row.emplace_back(statement.Bytes(i));
       }
-      rows.insert(row);
     }
     return rows;
   }
 
-  sqlite::Connection database_;
+  std::optional<sqlite::Connection> file_;
+#ifdef ANAGPARC_SERVER
+  std::optional<postgresql::Connection> server_;
+#endif
   std::string version_;
 };
 
 class User : public Program {
  public:
-  User(const std::string& seed, bool anyScreen, const fs::path& base)
+  User(const std::string& seed, bool anyScreen, bool server, const fs::path& base)
       : seed_(seed), will_(std::stoull(seed), anyScreen), any_screen_(anyScreen) {
     fs::copy_file(Template(), File());
     Must(Sql(File(), Bytes(base)).empty(), "base");
-    archive_.emplace(File());
+    if (server) {
+      std::stringstream report;
+      Must(archivio::Publish(File(), kServer, std::nullopt, report, nullptr), report.str());
+      SetBytes(File(), kServer);
+    }
+    archive_.emplace(File(), server);
   }
 
   void Run(long actions) {
@@ -300,7 +349,7 @@ class User : public Program {
       }
       Act(will_.Next());
     }
-    Must(archive_->Sound(), "archivio danneggiato");
+    Must(archivio::Check(File()).empty(), "archivio danneggiato");
   }
 
   // Of the run: a scenario of it, or what it came to.
@@ -521,22 +570,25 @@ class User : public Program {
 
 int main(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
-  const bool scenario = !words.empty() && words[0] == "--scenario";
-  words.erase(words.begin(), words.begin() + (scenario ? 1 : 0));
+  const bool scenario = std::erase(words, "--scenario") > 0;
+  const bool server = std::erase(words, "--server") > 0;
   if (words.size() != 3) {
-    std::cerr << "uso: utente_casuale [--scenario] SEME AZIONI BASE.sql\n";
+    std::cerr << "uso: utente_casuale [--scenario | --server] SEME AZIONI BASE.sql\n";
     return 2;
   }
-  User user(words[0], scenario, words[2]);
+  User user(words[0], scenario, server, words[2]);
   user.Run(std::stol(words[1]));
   std::cout << user.Told();
 
   // What a user can make with the form, the import takes, but for codes that a question has let
   // in. One recipient of the base has no birth date.
-  Sql(user.File(), "UPDATE PERCPARCELLE SET APARC_4 = '00000000' WHERE APARC_4 IS NULL");
+  const fs::path end = user.Place() / "fine.mdb";
   const fs::path csv = user.Place() / "x.csv", copy = user.Place() / "x.mdb";
   std::stringstream report;
-  archivio::Export(user.File(), csv);
+  archivio::Copy(user.File(), end, report);
+  Sql(end, "UPDATE PERCPARCELLE SET APARC_4 = '00000000' WHERE APARC_4 IS NULL");
+  report.str("");
+  archivio::Export(end, csv);
   archivio::WriteTemplate(copy);
   archivio::Import(csv, copy, {.skip = true}, report, nullptr);
   for (std::string line; std::getline(report, line);) {
