@@ -120,6 +120,35 @@ class Server:
         self.sql('SELECT pg_promote()')
 
 
+class Session:
+    """Statements over one connection, which stays. A failure ends it, and the next call has another."""
+
+    def __init__(self, server):
+        self.words = [programs() + '/psql', '-XAtq', '-F', '\t', '-v', 'ON_ERROR_STOP=1',
+                      '-h', server.folder, '-U', 'postgres']
+        self.process = None
+
+    def __call__(self, text):
+        """The rows of all statements, each a list of texts."""
+        if not self.process:
+            self.process = subprocess.Popen(self.words, text=True, bufsize=1, stdin=subprocess.PIPE,
+                                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.process.stdin.write(text + ';\n\\echo <end>\n')
+        rows = []
+        for line in self.process.stdout:
+            if line == '<end>\n':
+                return rows
+            rows.append(line.rstrip('\n').split('\t'))
+        self.close()
+        raise RuntimeError(f'{text}: {rows}')
+
+    def close(self):
+        if self.process:
+            self.process.kill()
+            self.process.communicate()
+            self.process = None
+
+
 class Line:
     """A socket folder whose connections lead to the server's, through this process. A round trip is
     counted where the server's answer reaches a client that has sent something since the last."""
@@ -132,6 +161,7 @@ class Line:
         self.fate = None    # (what, way, bytes): of the connections that there are then
         self.new = 'pass'   # what becomes of new ones: pass, cut or silence
         self.open = set()   # connections
+        self.passed = None  # what has passed each way, where somebody wants it
         self.reset()
         self.loop = asyncio.new_event_loop()
         started = threading.Event()
@@ -145,7 +175,7 @@ class Line:
         """cut WAY N, silence WAY N: once N more bytes have gone that way, up or down, all
         connections are broken off, or nothing passes any more; with 0 at the next byte. With "stay"
         after it new ones from then on as well.
-        new pass|cut|silence: new connections. delay MS: for each round trip. reset: counts from 0,
+        new pass|cut|silence: new connections. end: breaks all off now. delay MS: for each round trip. reset: counts from 0,
         and the server learns of the end of silent connections.
         server stop|crash|kill|start. count: changes nothing.
         Returns "TRIPS BYTES_UP BYTES_DOWN CONNECTIONS"."""
@@ -159,9 +189,10 @@ class Line:
             self.delay = float(words[0]) / 1000
         elif what == 'reset':
             self.fate = None
-            for ends in [ends for ends in self.open if ends.silent]:
-                self.loop.call_soon_threadsafe(ends.strike, 'cut')
+            self.end([ends for ends in self.open if ends.silent])
             self.reset()
+        elif what == 'end':
+            self.end(list(self.open))
         elif what == 'server' and words[0] == 'start':
             self.server.start()
         elif what == 'server':
@@ -170,6 +201,10 @@ class Line:
         elif what != 'count':
             raise ValueError(text)
         return f'{self.trips} {self.bytes["up"]} {self.bytes["down"]} {self.connections}'
+
+    def end(self, connections):
+        for ends in connections:
+            self.loop.call_soon_threadsafe(ends.strike, 'cut')
 
     def run(self, started):
         async def serve():
@@ -222,6 +257,8 @@ class Line:
             strikes = fated == way and data and self.bytes[way] + len(data) >= at
             if part and not ends.silent:
                 self.count(way, len(part), ends)
+                if self.passed is not None:
+                    self.passed[way] += part
                 try:
                     writer.write(part)
                     await writer.drain()
