@@ -48,7 +48,7 @@ struct FreeOptions {
 };
 using Options = std::unique_ptr<PQconninfoOption, FreeOptions>;
 
-// The message of libpq or the server without line ends, and without a point at the end.
+// The message of libpq or the server in one line, without a point at its end.
 std::u16string Detail(const char* message) {
   std::string text;
   if (message != nullptr) {
@@ -59,6 +59,8 @@ std::u16string Detail(const char* message) {
   }
   std::ranges::replace_if(
       text, [](char c) { return c == '\n' || c == '\t'; }, ' ');
+  const auto doubled = [](char a, char b) { return a == ' ' && b == ' '; };
+  text.erase(std::unique(text.begin(), text.end(), doubled), text.end());
   text.resize(text.find_last_not_of(" .") + 1);
   if (text.empty()) {
     return {};
