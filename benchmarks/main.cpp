@@ -27,6 +27,7 @@
 #include "platform/text/text.h"
 #include "program.h"
 #include "selection/selection.h"
+#include "server.h"
 #include "table.h"
 
 namespace bench {
@@ -83,19 +84,29 @@ void CheckRows(const fs::path& archive, bool by_name) {
   }
 }
 
+Cost ListWithoutScreen(const fs::path& archive, bool by_name) {
+  Running(archive, Show::Nothing);
+  SetOrder(by_name);
+  return Measured([] {
+    LISTAPERCETTORI();
+    engine::Rest();
+  });
+}
+
 double List(const fs::path& archive, Show show, bool by_name) {
-  MeasuredProgram& program = Running(archive, show);
   if (show == Show::Nothing) {
-    SetOrder(by_name);
-    return Measured([] {
-             LISTAPERCETTORI();
-             engine::Rest();
-           })
-        .cpu;
+    return ListWithoutScreen(archive, by_name).cpu;
   }
+  MeasuredProgram& program = Running(archive, show);
   SetOrder(!by_name);
   program.Settle();
   return Measured([&] { program.Click(Option1(by_name ? 1 : 0)); }).cpu;
+}
+
+double ListFromServer(const fs::path& archive, const fs::path& model, bool by_name) {
+  const double seconds = ListWithoutScreen(archive, by_name).elapsed;
+  CheckRows(model, by_name);
+  return seconds;
 }
 
 int ShellTimes(long rows) { return static_cast<int>(std::max(1L, 100'000 / rows)); }
@@ -520,6 +531,9 @@ std::vector<Comparison> AllComparisons() {
   rows.push_back(MunicipalitiesComparison());
   rows.push_back(ChangeComparison());
   for (Comparison& row : ExchangeComparisons(programs / "anagparc-archivio")) {
+    rows.push_back(std::move(row));
+  }
+  for (Comparison& row : ServerComparisons(programs / "anagparc-archivio", ListFromServer)) {
     rows.push_back(std::move(row));
   }
   rows.push_back(StartComparison(false));

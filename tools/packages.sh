@@ -11,7 +11,7 @@ wayland=(qt6-wayland)
 # Python runs the test with two users, makes old archives and the table of capitals; xz
 # unpacks an archive; pdftotext reads what was printed; tests start a server of their own.
 testing=(libgtest-dev sqlite3 python3 xz-utils poppler-utils postgresql)
-benchmarks=(libbenchmark-dev sqlite3 mdbtools python3)
+benchmarks=(libbenchmark-dev sqlite3 mdbtools python3 postgresql)
 # For the tests that look for real windows; left out, those tests are skipped.
 display=(xvfb xdotool openbox x11-utils)
 # For tools/moments.sh, on such a display.
