@@ -81,6 +81,9 @@ def refusals():
     make('cattivo', "UPDATE PERCPARCELLE SET APARC_3 = 'M'",
          "INSERT INTO PERCPARCELLE (CFP, APARC_1, APARC_2) VALUES ('X', 'R' || char(0), CAST(X'E0' AS TEXT))",
          "INSERT INTO TABMIN_SA VALUES ('1', X'01')", 'CREATE TABLE altra (n)', 'INSERT INTO altra VALUES (7)')
+    make('nomi', f'CREATE TABLE {"l" * 64} (x)', 'CREATE TABLE "a.b" (x)', 'CREATE TABLE a_B (x)',
+         f'CREATE TABLE x ({"è" * 32}, c_d COLLATE RTRIM, "C.D", Xmin, "")', f'CREATE UNIQUE INDEX {"i" * 57} ON x (c_d)',
+         'CREATE INDEX x_y ON x (c_d)', 'CREATE INDEX "X.Y" ON x (c_d)')
     cluster.sql('CREATE DATABASE vuoto')
     cluster.sql("CREATE DATABASE latino ENCODING 'LATIN1' TEMPLATE template0")
     cluster.sql('CREATE DATABASE pieno')
@@ -94,6 +97,14 @@ def refusals():
              r'UTF-8\.\nTabella TABMIN_SA, riga 1: la colonna descr_tmsa contiene dati binari, non un testo\.\n'
              r'Tabella altra, riga 1: la colonna n contiene un numero, non un testo\.\n'
              r'Valori che sul server non possono stare: 4\. Sul server non', 'cattivo', address('vuoto')),
+            (f'La tabella {"l" * 64} sul server avrebbe un nome di 64 byte, e può averne al massimo 63: l+\\.\n'
+             r'La tabella a_B sul server si chiamerebbe a_b, come la tabella a\.b\.\n'
+             f'La colonna x\\.{"è" * 32} sul server .* di 64 byte, .*\n'
+             r'La colonna x\.C\.D sul server si chiamerebbe c_d, come la colonna x\.c_d\.\n'
+             r'La colonna x\.Xmin ha un nome che il server usa per sé\.\nLa colonna x\. non ha un nome\.\n'
+             f'L\'indice {"i" * 57} sul server .* di 64 byte, .*: i+_ordine\\.\n'
+             r'L\'indice X\.Y sul server si chiamerebbe x_y, come l\'indice x_y\.\n'
+             'Nomi che sul server non possono stare: 8' + nothing, 'nomi', address('vuoto')),
             ('Nel database .* c\'è già la tabella tabhelpdip' + nothing, 'buono', address('pieno')),
             ('Il database .* non è in UTF8', 'buono', address('latino')),
             ('Il ruolo nessuno sul server non c\'è' + nothing, 'buono', address('vuoto'), '--ruolo=nessuno'),

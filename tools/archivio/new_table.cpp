@@ -100,18 +100,28 @@ std::string ServerText(const NewTable& table) {
   return "CREATE TABLE " + ServerIdentifier(table.name) + " (" + columns + ")";
 }
 
+std::vector<std::string> ServerIndexNames(const NewTable& table, const NewIndex& index) {
+  const std::string name = ServerName(index.name);
+  if (index.unique) {
+    return {name, name + "_ordine"};
+  }
+  if (table.columns[index.columns.front()].ends_trimmed) {
+    return {name};
+  }
+  return {};
+}
+
 std::vector<std::string> ServerTexts(const NewTable& table, const NewIndex& index) {
   std::vector<std::string> texts;
-  const NewColumn& first = table.columns[index.columns.front()];
   const std::string on = " ON " + ServerIdentifier(table.name) + " (";
-  const std::string walk = on + ServerIdentifier(first.name) + " NULLS FIRST, " +
-                           ServerIdentifier(ServerNumber(table)) + ")";
+  for (const std::string& name : ServerIndexNames(table, index)) {
+    texts.push_back("CREATE INDEX " + ServerIdentifier(name) + on +
+                    ServerIdentifier(table.columns[index.columns.front()].name) + " NULLS FIRST, " +
+                    ServerIdentifier(ServerNumber(table)) + ")");
+  }
   if (index.unique) {
-    texts.push_back("CREATE UNIQUE INDEX " + ServerIdentifier(index.name) + on +
-                    ServerName(KeyText(table, index)) + ")");
-    texts.push_back("CREATE INDEX " + ServerIdentifier(index.name + "_ordine") + walk);
-  } else if (first.ends_trimmed) {
-    texts.push_back("CREATE INDEX " + ServerIdentifier(index.name) + walk);
+    texts.front() = "CREATE UNIQUE INDEX " + ServerIdentifier(index.name) + on +
+                    ServerName(KeyText(table, index)) + ")";
   }
   return texts;
 }

@@ -57,5 +57,7 @@ std::string ServerText(const NewTable& table);
 // The index; of a unique one another beside it, for what moves along it and meets Null keys in
 // the order of the rows. None where the index would only spare a sort.
 std::vector<std::string> ServerTexts(const NewTable& table, const NewIndex& index);
+// The names that the indexes of ServerTexts bear.
+std::vector<std::string> ServerIndexNames(const NewTable& table, const NewIndex& index);
 
 }  // namespace archivio

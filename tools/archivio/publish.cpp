@@ -9,6 +9,7 @@
 #include "archivio/progress.h"
 #include "archivio/server.h"
 #include "archivio/server_connection.h"
+#include "archivio/server_names.h"
 #include "archivio/values.h"
 #include "platform/engine/engine.h"
 #include "platform/system/paths.h"
@@ -43,7 +44,7 @@ class Publisher {
     if (role) {
       CheckRole(*role);
     }
-    if (!CheckValues()) {
+    if (!CheckNames() || !CheckValues()) {
       return false;
     }
     Create();
@@ -108,6 +109,18 @@ class Publisher {
                     "serve uno che non possa altro. " +
                     kNothing);
     }
+  }
+
+  bool CheckNames() {
+    const std::vector<std::string> faults = UnfitNames(found_.tables);
+    for (const std::string& sentence : faults) {
+      report_ << sentence << '\n';
+    }
+    if (!faults.empty()) {
+      report_ << "Nomi che sul server non possono stare: " << faults.size() << ". " << kNothing
+              << '\n';
+    }
+    return faults.empty();
   }
 
   bool CheckValues() {
