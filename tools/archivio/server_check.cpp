@@ -144,8 +144,11 @@ class Checker {
     std::uint64_t rows = 0;
     for (const ServerTable& table : ReadTables(connection_, ignored)) {
       if (FindTable(table.table.name) != nullptr) {
-        connection_.CopyOut("COPY (" + table.select + ") TO STDOUT",
-                            [&](std::string_view) { progress_.Show(++rows, 0); });
+        connection_.BeginRows({table.select, {}});
+        for (postgresql::Rows row; connection_.NextRow(row); row.Clear()) {
+          CheckInterrupted();
+          progress_.Show(++rows, 0);
+        }
       }
     }
   }

@@ -253,34 +253,4 @@ void AppendCopied(std::string& line, std::optional<std::string_view> value) {
   }
 }
 
-namespace {
-
-// Of a letter after a backslash.
-char Meaning(char letter) {
-  constexpr std::string_view kLetters = "bfnrtv";
-  constexpr std::string_view kMeanings = "\b\f\n\r\t\v";
-  const std::size_t known = kLetters.find(letter);
-  if (known == kLetters.npos) {
-    return letter;
-  }
-  return kMeanings[known];
-}
-
-}  // namespace
-
-void SplitCopied(std::string_view line, std::vector<std::optional<std::string>>& values) {
-  values.assign(1, std::string());
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    if (line[i] == '\t') {
-      values.emplace_back(std::string());
-    } else if (line[i] != '\\' || i + 1 == line.size()) {
-      values.back()->push_back(line[i]);
-    } else if (line[++i] == 'N') {
-      values.back() = std::nullopt;
-    } else {
-      values.back()->push_back(Meaning(line[i]));
-    }
-  }
-}
-
 }  // namespace archivio

@@ -45,9 +45,7 @@ struct ServerTable {
 std::vector<ServerTable> ReadTables(postgresql::Connection& connection,
                                     std::vector<std::string>& left_out);
 
-// A line of COPY's text form, and back.
+// A value on a line of COPY's text form.
 void AppendCopied(std::string& line, std::optional<std::string_view> value);
-// Without the end of the line.
-void SplitCopied(std::string_view line, std::vector<std::optional<std::string>>& values);
 
 }  // namespace archivio

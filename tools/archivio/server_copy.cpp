@@ -1,6 +1,7 @@
 // From a server into a file.
 #include <ostream>
 
+#include "archivio/interruption.h"
 #include "archivio/progress.h"
 #include "archivio/server.h"
 #include "archivio/server_connection.h"
@@ -18,23 +19,19 @@ void FillTable(ServerConnection& connection, const ServerTable& from, sqlite::Co
   }
   sqlite::Statement insert(
       to, "INSERT INTO " + sqlite::Identifier(from.table.name) + " VALUES (" + places + ")");
-  std::vector<std::optional<std::string>> values;
-  connection.CopyOut("COPY (" + from.select + ") TO STDOUT", [&](std::string_view line) {
-    if (line.ends_with('\n')) {
-      line.remove_suffix(1);
-    }
-    SplitCopied(line, values);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      const int parameter = static_cast<int>(i) + 1;
-      if (values[i]) {
-        insert.Bind(parameter, *values[i]);
+  connection.BeginRows({from.select, {}});
+  for (postgresql::Rows row; connection.NextRow(row); row.Clear()) {
+    CheckInterrupted();
+    for (int i = 0; i < static_cast<int>(from.table.columns.size()); ++i) {
+      if (const std::optional<std::string_view> text = row.Text(0, i)) {
+        insert.Bind(i + 1, *text);
       } else {
-        insert.BindNull(parameter);
+        insert.BindNull(i + 1);
       }
     }
     insert.Next();
     progress.Show(++rows, 0);
-  });
+  }
 }
 
 }  // namespace

@@ -21,7 +21,10 @@ class ServerRows : public Rows {
   ServerRows(const ServerRows&) = delete;
   ServerRows& operator=(const ServerRows&) = delete;
 
-  bool Next() override { return connection_.NextRow(row_); }
+  bool Next() override {
+    row_.Clear();
+    return connection_.NextRow(row_);
+  }
   std::int64_t Number() const override { return row_.Number(0, 0); }
   std::optional<std::string_view> Text(std::size_t column) const override {
     return row_.Text(0, static_cast<int>(column) + 1);
@@ -30,7 +33,7 @@ class ServerRows : public Rows {
 
  private:
   postgresql::Connection& connection_;
-  postgresql::Result row_;
+  postgresql::Rows row_;
 };
 
 // Rows on their way to the server, by columns: the texts of arrays.

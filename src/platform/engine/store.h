@@ -108,9 +108,11 @@ class Table {
   // characters' codes. Rows of equal values come in no fixed order.
   virtual void Select(const Condition& condition, const std::vector<int>& order) = 0;
   // The rows of the condition in any order, with these columns alone, at least one, which count
-  // from 1 in that run.
+  // from 1 in that run. To be followed by List with rows that it has found: a store that is far
+  // away may fetch all of their columns here.
   virtual void Scan(const Condition& condition, const std::vector<int>& columns) = 0;
-  // The rows of these numbers, in this order; a number without a row is passed over.
+  // The rows of these numbers, in this order; a number without a row is passed over. Right after a
+  // Scan they may be as they were at that moment.
   virtual void List(const std::vector<std::int64_t>& rows) = 0;
 
   // Goes to the next row; false at the end. The end and a failure end the run.

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <system_error>
@@ -260,6 +261,124 @@ std::int64_t Result::Number(int row, int column) const { return NumberIn(Bytes(r
 std::int64_t Result::Changed() const { return NumberIn(PQcmdTuples(handle_.get())); }
 std::string_view Result::Tag() const { return PQcmdStatus(handle_.get()); }
 
+// ---- Rows
+
+namespace {
+
+// A cell begins with the length of its text, or one of these.
+constexpr unsigned char kLong = 254;  // the length follows, in four bytes
+constexpr unsigned char kNull = 255;
+constexpr std::size_t kBlock = std::size_t{1} << 20;
+
+std::string_view TextOfCell(const char* cell) {
+  std::uint32_t length = static_cast<unsigned char>(*cell++);
+  if (length == kNull) {
+    length = 0;
+  } else if (length == kLong) {
+    std::memcpy(&length, cell, sizeof length);
+    cell += sizeof length;
+  }
+  return {cell, length};
+}
+
+void AppendCell(std::string& cells, std::optional<std::string_view> text) {
+  if (!text) {
+    cells += static_cast<char>(kNull);
+    return;
+  }
+  if (text->size() < kLong) {
+    cells += static_cast<char>(text->size());
+  } else {
+    cells += static_cast<char>(kLong);
+    const auto length = static_cast<std::uint32_t>(text->size());
+    cells.append(reinterpret_cast<const char*>(&length), sizeof length);
+  }
+  cells += *text;
+}
+
+// Of a letter after a backslash in COPY's text form.
+char Meaning(char letter) {
+  constexpr std::string_view kLetters = "bfnrtv";
+  constexpr std::string_view kMeanings = "\b\f\n\r\t\v";
+  const std::size_t known = kLetters.find(letter);
+  if (known == kLetters.npos) {
+    return letter;
+  }
+  return kMeanings[known];
+}
+
+void AppendEscaped(std::string& cells, std::string_view text) {
+  if (text == "\\N") {
+    AppendCell(cells, std::nullopt);
+    return;
+  }
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 1 < text.size()) {
+      plain += Meaning(text[++i]);
+    } else {
+      plain += text[i];
+    }
+  }
+  AppendCell(cells, plain);
+}
+
+// A line of COPY's text form, without its end.
+void AppendCopied(std::string& cells, std::string_view line) {
+  const bool plain = line.find('\\') == line.npos;
+  for (bool more = true; more;) {
+    const std::size_t tab = line.find('\t');
+    const std::string_view text = line.substr(0, tab);
+    if (plain || text.find('\\') == text.npos) {
+      AppendCell(cells, text);
+    } else {
+      AppendEscaped(cells, text);
+    }
+    more = tab != line.npos;
+    if (more) {
+      line.remove_prefix(tab + 1);
+    }
+  }
+}
+
+}  // namespace
+
+void Rows::Add(std::string_view cells) {
+  if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < cells.size()) {
+    blocks_.emplace_back().reserve(std::max(kBlock, cells.size()));
+  }
+  std::string& block = blocks_.back();
+  const std::size_t begin = block.size();
+  block += cells;
+  begins_.push_back(block.data() + begin);
+}
+
+void Rows::Clear() {
+  if (blocks_.size() > 1) {
+    blocks_.erase(blocks_.begin(), blocks_.end() - 1);
+  }
+  if (!blocks_.empty()) {
+    blocks_.back().clear();
+  }
+  begins_.clear();
+}
+
+std::optional<std::string_view> Rows::Text(std::size_t row, int column) const {
+  const char* cell = begins_[row];
+  for (; column > 0; --column) {
+    const std::string_view text = TextOfCell(cell);
+    cell = text.data() + text.size();
+  }
+  if (static_cast<unsigned char>(*cell) == kNull) {
+    return std::nullopt;
+  }
+  return TextOfCell(cell);
+}
+
+std::int64_t Rows::Number(std::size_t row, int column) const {
+  return NumberIn(Text(row, column).value_or(std::string_view()));
+}
+
 // ---- Connections
 
 void Connection::Close::operator()(pg_conn* handle) const { PQfinish(handle); }
@@ -334,7 +453,7 @@ void Connection::FailLost(Cause cause) {
   }
   handle_.reset();
   kept_.clear();
-  rows_ = false;
+  running_ = Running::kNothing;
   throw Error(cause, TextOf(cause, name_, detail));
 }
 
@@ -516,48 +635,96 @@ std::vector<Result> Connection::Run(std::span<const Statement> statements) {
   return results;
 }
 
-// In pipeline mode, too: outside of it libpq would go on with single rows in the next pipeline.
+// Rows that the server copies come as plain lines, where a result of one row brings the names of
+// all columns along; but a copy takes no parameters. Single rows are read in pipeline mode, too:
+// outside of it libpq would go on with them in the next pipeline.
 void Connection::BeginRows(const Statement& statement) {
   if (Lost()) {
     FailLost();
   }
   EndRows();
+  if (statement.parameters.empty()) {
+    Send({"COPY (" + statement.sql + ") TO STDOUT", {}}, "");
+    Flush();
+    running_ = Running::kCopyBegun;
+    return;
+  }
   PQenterPipelineMode(handle_.get());
   Send(statement, "");
   PQsetSingleRowMode(handle_.get());
   Sync();
   Flush();
-  rows_ = true;
+  running_ = Running::kSingle;
 }
 
-bool Connection::NextRow(Result& row) {
-  if (!rows_) {
+bool Connection::NextRow(Rows& rows) {
+  if (running_ == Running::kNothing) {
     return false;
   }
-  row = Get();
+  cells_.clear();
+  const bool row = running_ == Running::kSingle ? NextSingle() : NextCopied();
+  if (row) {
+    rows.Add(cells_);
+  }
+  return row;
+}
+
+bool Connection::NextSingle() {
+  const Result row = Get();
   if (PQresultStatus(row.handle_.get()) == PGRES_SINGLE_TUPLE) {
+    for (int column = 0; column < row.Columns(); ++column) {
+      AppendCell(cells_, row.Text(0, column));
+    }
     return true;
   }
-  rows_ = false;
-  const Result last = std::move(row);
+  running_ = Running::kNothing;
   Get();  // the null after it
   EndPipeline();
-  Check(last);
+  Check(row);
+  return false;
+}
+
+bool Connection::NextCopied() {
+  if (running_ == Running::kCopyBegun) {
+    running_ = Running::kCopy;
+    if (const Result begun = Get(); PQresultStatus(begun.handle_.get()) != PGRES_COPY_OUT) {
+      running_ = Running::kNothing;
+      Finish(begun);
+    }
+  }
+  for (;;) {
+    char* buffer = nullptr;
+    const int length = PQgetCopyData(handle_.get(), &buffer, 1);
+    const std::unique_ptr<char, void (*)(void*)> line(buffer, PQfreemem);
+    if (length > 0) {
+      AppendCopied(cells_, {buffer, static_cast<std::size_t>(length) - 1});
+      return true;
+    }
+    if (length < 0) {
+      break;
+    }
+    Await(false);
+    if (PQconsumeInput(handle_.get()) == 0) {
+      FailLost();
+    }
+  }
+  running_ = Running::kNothing;
+  Finish(Get());
   return false;
 }
 
 void Connection::EndRows() noexcept {
-  if (!rows_) {
+  if (running_ == Running::kNothing) {
     return;
   }
   try {
-    Result row;
-    while (NextRow(row)) {
+    while (running_ == Running::kSingle ? NextSingle() : NextCopied()) {
+      cells_.clear();
     }
   } catch (const std::exception&) {
     // Whoever runs something next learns of it.
   }
-  rows_ = false;
+  running_ = Running::kNothing;
 }
 
 std::int64_t Connection::CopyIn(const std::string& sql,
@@ -600,41 +767,6 @@ std::int64_t Connection::CopyIn(const std::string& sql,
   Result result = Get();
   Finish(result);
   return result.Changed();
-}
-
-void Connection::CopyOut(const std::string& sql,
-                         const std::function<void(std::string_view)>& take) {
-  if (Lost()) {
-    FailLost();
-  }
-  EndRows();
-  Send({sql, {}}, "");
-  Flush();
-  if (Result begun = Get(); PQresultStatus(begun.handle_.get()) != PGRES_COPY_OUT) {
-    Finish(begun);
-  }
-  try {
-    for (;;) {
-      char* buffer = nullptr;
-      const int length = PQgetCopyData(handle_.get(), &buffer, 1);
-      const std::unique_ptr<char, void (*)(void*)> line(buffer, PQfreemem);
-      if (length > 0) {
-        take({buffer, static_cast<std::size_t>(length)});
-      } else if (length == 0) {
-        Await(false);
-        if (PQconsumeInput(handle_.get()) == 0) {
-          FailLost();
-        }
-      } else {
-        break;
-      }
-    }
-  } catch (...) {
-    handle_.reset();
-    throw;
-  }
-  Result result = Get();
-  Finish(result);
 }
 
 void AppendElement(std::string& array, std::optional<std::string_view> text) {

@@ -102,6 +102,32 @@ class Result {
   std::unique_ptr<pg_result, Clear> handle_;
 };
 
+// Rows, one after the other in large pieces of memory. Rows and columns count from 0; texts live
+// until Clear.
+class Rows {
+ public:
+  Rows() = default;
+  Rows(const Rows&) = delete;
+  Rows& operator=(const Rows&) = delete;
+  Rows(Rows&&) = default;
+  Rows& operator=(Rows&&) = default;
+
+  std::size_t Count() const { return begins_.size(); }
+  // Nothing for Null.
+  std::optional<std::string_view> Text(std::size_t row, int column) const;
+  // Of texts that are numbers; 0 for anything else.
+  std::int64_t Number(std::size_t row, int column) const;
+  void Clear();
+
+ private:
+  friend class Connection;
+  // A row's columns, each behind its length.
+  void Add(std::string_view cells);
+
+  std::vector<std::string> blocks_;  // never moved
+  std::vector<const char*> begins_;
+};
+
 class Connection {
  public:
   // Connects within a few seconds, whatever the network does. `name` is what messages call the
@@ -137,19 +163,17 @@ class Connection {
   }
 
   // Runs a statement whose rows come one at a time, so that there can be any number of them. Until
-  // NextRow has returned false nothing else may run. EndRows drops the rows to come.
+  // NextRow has returned false nothing else may run. EndRows drops the rows to come. Without
+  // parameters the rows cost hardly more than their bytes.
   void BeginRows(const Statement& statement);
-  // A result of one row.
-  bool NextRow(Result& row);
+  // Adds a row to `rows`.
+  bool NextRow(Rows& rows);
   void EndRows() noexcept;
 
   // Runs "COPY ... FROM STDIN". `next` puts the next bytes, whole lines of COPY's text form, into
   // its argument, or returns false after the last ones; what it throws ends the copy, which then
   // hasn't taken place. Returns the number of rows.
   std::int64_t CopyIn(const std::string& sql, const std::function<bool(std::string&)>& next);
-  // Runs "COPY ... TO STDOUT"; `take` gets line by line, each with its end. What it throws breaks
-  // the connection.
-  void CopyOut(const std::string& sql, const std::function<void(std::string_view)>& take);
 
  private:
   struct Close {
@@ -166,6 +190,9 @@ class Connection {
   // The next result; null where there is none.
   Result Get();
   void Await(bool write);
+  // A row alone in a result, a line of COPY, into cells_. False where that was the last one.
+  bool NextSingle();
+  bool NextCopied();
   // Throws what the result says where it is a failure.
   void Check(const Result& result);
   // The same, when the results after it have been dropped.
@@ -178,7 +205,9 @@ class Connection {
   std::unique_ptr<pg_conn, Close> handle_;
   std::map<std::string, std::string> kept_;  // names of the prepared statements, by their texts
   int last_kept_ = 0;
-  bool rows_ = false;  // between BeginRows and the last row
+  // What is between BeginRows and the last row.
+  enum class Running { kNothing, kSingle, kCopyBegun, kCopy } running_ = Running::kNothing;
+  std::string cells_;  // of the row at hand, as Rows has them
 };
 
 // A name for an SQL text, in double quotes.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <deque>
 #include <exception>
 #include <iterator>
 #include <limits>
@@ -218,7 +217,7 @@ class PostgresStore final : public Store {
   // Rows one at a time, up to the last one or EndRows. When something else is asked before, the
   // reader keeps the rows that are still to come.
   void AskRows(const Statement& statement, PostgresTable& reader);
-  bool NextRow(Result& row);
+  bool NextRow(postgresql::Rows& rows);
   void EndRows() noexcept;
 
   void Put(Write write);
@@ -293,7 +292,7 @@ class PostgresTable final : public Table {
   bool Next() override {
     bool row = false;
     try {
-      row = kind_ == Kind::kRows ? NextOfRows() : NextOfPages();
+      row = NextOfRun();
     } catch (...) {
       End();
       throw;
@@ -308,6 +307,9 @@ class PostgresTable final : public Table {
     if (streaming_) {
       store_.EndRows();
     }
+    if (kind_ == Kind::kList) {
+      scanned_ = {};
+    }
     Begin(Kind::kNone);
   }
 
@@ -318,9 +320,12 @@ class PostgresTable final : public Table {
     return text ? StoredValue{StoredValue::Kind::kText, std::string(*text)} : StoredValue{};
   }
 
-  // See PostgresStore::AskRows. After a failure there are none.
+  // See PostgresStore::AskRows. After a failure, which the next row throws, there are none.
   void KeepRows();
-  void DropRows() noexcept { streaming_ = false; }
+  void DropRows(const std::exception_ptr& failure) noexcept {
+    streaming_ = false;
+    dropped_ = failure;
+  }
 
   void Insert(const std::vector<ColumnValue>& values) override;
   void Update(std::int64_t row, const std::vector<ColumnValue>& values) override;
@@ -334,6 +339,8 @@ class PostgresTable final : public Table {
     kKey,   // the rows of a key, page by page
     kWalk,  // along an index, page by page
     kRows,  // those of one statement, one by one
+    kScan,  // the same, all of them kept
+    kList,  // those kept by a scan, in another order
   };
 
   // Rows of a page: the first one is small, since most runs want one row. Whoever wants more wants
@@ -346,9 +353,11 @@ class PostgresTable final : public Table {
     bool last = false;  // no page comes after it
   };
 
-  struct Kept {
-    std::string bytes;
-    std::vector<std::pair<std::size_t, bool>> ends;  // of the columns; false: it is Null
+  // Rows by number.
+  struct Scanned {
+    postgresql::Rows rows;
+    std::vector<std::int64_t> numbers;
+    int moment = -1;  // at which they were all there
   };
 
   static std::int64_t NumberIn(std::optional<std::string_view> text) {
@@ -367,11 +376,15 @@ class PostgresTable final : public Table {
 
   void Begin(Kind kind) noexcept {
     kind_ = kind;
-    asked_ = streaming_ = on_kept_ = false;
-    kept_.clear();
+    asked_ = streaming_ = false;
+    dropped_ = nullptr;
+    rows_.Clear();
     page_ = nullptr;
   }
+  bool NextOfRun();
   bool NextOfRows();
+  bool NextOfScan();
+  bool NextOfList();
   bool NextOfPages();
   void FetchPage();
   std::vector<Statement> PieceStatements(int limit) const;
@@ -386,11 +399,15 @@ class PostgresTable final : public Table {
   Kind kind_ = Kind::kNone;
   bool asked_ = false;
 
-  Statement statement_;  // of kRow and kRows
+  Statement statement_;  // of kRow, kRows and kScan
   bool streaming_ = false;
-  Result row_result_;     // the row that stands, if it isn't
-  bool on_kept_ = false;  // the first one of these
-  std::deque<Kept> kept_;
+  std::exception_ptr dropped_;  // why the rows to come can't be had
+  postgresql::Rows rows_;       // the row that stands, and those kept after it
+  Scanned scanned_;
+  std::vector<int> scan_columns_;  // as the scan counts them, from 0 on
+  std::vector<std::int64_t> list_numbers_;
+  std::size_t at_row_number_ = 0;  // in list_numbers_
+  std::size_t at_kept_ = 0;        // the row that stands, of rows_ or scanned_
 
   int column_ = 0;  // of kKey and kWalk: the index's key, and where the next page begins
   Direction direction_ = Direction::kNext;
@@ -489,15 +506,16 @@ void PostgresTable::Select(const Condition& condition, const std::vector<int>& o
   statement_.sql += number_;
 }
 
-// In the order of insertion, in which names that are equal come from a file.
+// In the order of insertion, in which names that are equal come from a file. The rows are kept
+// whole: to ask for them once more, in their order by name, would take the server longer than all
+// the rest.
 void PostgresTable::Scan(const Condition& condition, const std::vector<int>& columns) {
   End();
-  Begin(Kind::kRows);
-  std::string list = "SELECT " + number_;
-  for (const int column : columns) {
-    list += ", " + ColumnName(column);
-  }
-  statement_ = Conditioned(list, condition);
+  Begin(Kind::kScan);
+  scanned_ = {};
+  scan_columns_ = columns;
+  scan_columns_.insert(scan_columns_.begin(), 0);
+  statement_ = Conditioned(list_, condition);
   statement_.sql += " ORDER BY " + number_;
 }
 
@@ -505,10 +523,29 @@ void PostgresTable::Scan(const Condition& condition, const std::vector<int>& col
 // first ones at once, without a sort.
 void PostgresTable::List(const std::vector<std::int64_t>& rows) {
   End();
+  if (scanned_.moment == store_.Moment()) {
+    Begin(Kind::kList);
+    list_numbers_ = rows;
+    return;
+  }
+  scanned_ = {};
   Begin(Kind::kRows);
   statement_ = {"SELECT f.* FROM unnest($1::bigint[]) AS o(n) CROSS JOIN LATERAL (" + list_ +
                     from_ + " WHERE " + number_ + " = o.n LIMIT 1) AS f",
                 {Array(rows)}};
+}
+
+bool PostgresTable::NextOfRun() {
+  switch (kind_) {
+    case Kind::kRows:
+      return NextOfRows();
+    case Kind::kScan:
+      return NextOfScan();
+    case Kind::kList:
+      return NextOfList();
+    default:
+      return NextOfPages();
+  }
 }
 
 bool PostgresTable::NextOfRows() {
@@ -517,30 +554,61 @@ bool PostgresTable::NextOfRows() {
     store_.AskRows(statement_, *this);
     streaming_ = true;
   }
-  if (on_kept_) {
-    kept_.pop_front();
-    on_kept_ = false;
+  if (dropped_ != nullptr) {
+    std::rethrow_exception(dropped_);
   }
   if (streaming_) {
-    streaming_ = store_.NextRow(row_result_);
+    rows_.Clear();
+    at_kept_ = 0;
+    streaming_ = store_.NextRow(rows_);
     return streaming_;
   }
-  on_kept_ = !kept_.empty();
-  return on_kept_;
+  return ++at_kept_ < rows_.Count();
 }
 
 void PostgresTable::KeepRows() {
-  Result row;
-  while (store_.NextRow(row)) {
-    Kept kept;
-    for (int column = 0; column < row.Columns(); ++column) {
-      const std::optional<std::string_view> text = row.Text(0, column);
-      kept.bytes += text.value_or(std::string_view());
-      kept.ends.emplace_back(kept.bytes.size(), text.has_value());
-    }
-    kept_.push_back(std::move(kept));
+  while (store_.NextRow(rows_)) {
   }
   streaming_ = false;
+}
+
+bool PostgresTable::NextOfScan() {
+  constexpr std::size_t kLook = 1024;  // rows
+  if (asked_) {
+    ++at_kept_;
+    return at_kept_ < scanned_.rows.Count();
+  }
+  asked_ = true;
+  store_.AskRows(statement_, *this);
+  streaming_ = true;
+  while (store_.NextRow(scanned_.rows)) {
+    scanned_.numbers.push_back(scanned_.rows.Number(scanned_.numbers.size(), 0));
+    if (scanned_.numbers.size() % kLook == 0) {
+      StillWorking();
+    }
+  }
+  streaming_ = false;
+  scanned_.moment = store_.Moment();
+  at_kept_ = 0;
+  return !scanned_.numbers.empty();
+}
+
+bool PostgresTable::NextOfList() {
+  if (asked_) {
+    ++at_row_number_;
+  } else {
+    asked_ = true;
+    at_row_number_ = 0;
+  }
+  for (; at_row_number_ < list_numbers_.size(); ++at_row_number_) {
+    const std::int64_t number = list_numbers_[at_row_number_];
+    const auto found = std::ranges::lower_bound(scanned_.numbers, number);
+    if (found != scanned_.numbers.end() && *found == number) {
+      at_kept_ = static_cast<std::size_t>(found - scanned_.numbers.begin());
+      return true;
+    }
+  }
+  return false;
 }
 
 bool PostgresTable::NextOfPages() {
@@ -676,19 +744,16 @@ std::vector<Statement> PostgresTable::WalkStatements(const std::string& limit) c
 }
 
 std::optional<std::string_view> PostgresTable::Cell(int column) const {
-  if (kind_ != Kind::kRows) {
-    return page_->results[at_result_].Text(at_row_, column);
+  switch (kind_) {
+    case Kind::kRows:
+      return rows_.Text(at_kept_, column);
+    case Kind::kScan:
+      return scanned_.rows.Text(at_kept_, scan_columns_[static_cast<std::size_t>(column)]);
+    case Kind::kList:
+      return scanned_.rows.Text(at_kept_, column);
+    default:
+      return page_->results[at_result_].Text(at_row_, column);
   }
-  if (!on_kept_) {
-    return row_result_.Text(0, column);
-  }
-  const Kept& kept = kept_.front();
-  const auto at = static_cast<std::size_t>(column);
-  const std::size_t begin = at == 0 ? 0 : kept.ends[at - 1].first;
-  if (!kept.ends[at].second) {
-    return std::nullopt;
-  }
-  return std::string_view(kept.bytes).substr(begin, kept.ends[at].first - begin);
 }
 
 Statement PostgresTable::Conditioned(const std::string& head, const Condition& condition) const {
@@ -852,7 +917,7 @@ auto PostgresStore::Guarded(Work work) {
     failure_ = failure;
   }
   if (reader_ != nullptr) {
-    std::exchange(reader_, nullptr)->DropRows();
+    std::exchange(reader_, nullptr)->DropRows(failure);
   }
   if (inside_) {
     Abort(failure);
@@ -866,8 +931,9 @@ PostgresStore::PostgresStore(const std::filesystem::path& file, std::string addr
 }
 
 void PostgresStore::LetReaderKeep() {
-  if (PostgresTable* const reader = std::exchange(reader_, nullptr)) {
-    reader->KeepRows();
+  if (reader_ != nullptr) {
+    reader_->KeepRows();
+    reader_ = nullptr;
   }
 }
 
@@ -927,9 +993,9 @@ void PostgresStore::AskRows(const Statement& statement, PostgresTable& reader) {
   reader_ = &reader;
 }
 
-bool PostgresStore::NextRow(Result& row) {
+bool PostgresStore::NextRow(postgresql::Rows& rows) {
   return Guarded([&] {
-    if (connection_->NextRow(row)) {
+    if (connection_->NextRow(rows)) {
       return true;
     }
     reader_ = nullptr;
