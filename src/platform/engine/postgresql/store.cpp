@@ -42,7 +42,10 @@ constexpr std::pair<Cause, ErrorNumber> kNumbers[] = {{Cause::kBusy, kLocked},
 Error Translated(const postgresql::Error& error) {
   const auto* const found =
       std::ranges::find(kNumbers, error.Cause(), &std::pair<Cause, ErrorNumber>::first);
-  return {found == std::end(kNumbers) ? kOther : found->second, error.Text()};
+  if (found == std::end(kNumbers)) {
+    return {kOther, error.Text()};
+  }
+  return {found->second, error.Text()};
 }
 
 // ---- What the server has
@@ -138,44 +141,66 @@ struct Write {
   std::vector<std::vector<Parameter>> values = {};
 };
 
-std::string Array(const std::vector<std::int64_t>& numbers) {
-  std::string array = "{";
-  for (const std::int64_t number : numbers) {
-    array += (array.size() == 1 ? "" : ",") + std::to_string(number);
+Parameter Bytes(const Value& value) {
+  if (!value) {
+    return std::nullopt;
   }
-  return array + "}";
+  return text::ToUtf8(*value);
+}
+
+std::string Array(const std::vector<std::int64_t>& numbers) {
+  std::string elements;
+  for (const std::int64_t number : numbers) {
+    text::AppendItem(elements, std::to_string(number));
+  }
+  return "{" + elements + "}";
 }
 
 std::string Array(const std::vector<Parameter>& texts) {
-  std::string array;
+  std::string array = "{";
   for (const Parameter& text : texts) {
-    array += array.empty() ? '{' : ',';
+    if (array.size() > 1) {
+      array += ',';
+    }
     postgresql::AppendElement(array, text);
   }
   return array + '}';
 }
 
-Statement UpdateOf(const Write& write) {
+Statement UpdateOfOne(const Write& write) {
   const ServerTable& table = *write.table;
-  const bool one = write.numbers.size() == 1;
-  Statement update = {"UPDATE " + Identifier(table.name) + " AS t SET ", {}, true};
-  std::string arrays, names;
+  Statement update = {{}, {}, true};
+  std::string set;
+  for (std::size_t i = 0; i < write.columns.size(); ++i) {
+    update.parameters.push_back(write.values[i].front());
+    text::AppendItem(set, Identifier(table.columns[static_cast<std::size_t>(write.columns[i])]) +
+                              " = $" + std::to_string(i + 1));
+  }
+  update.parameters.emplace_back(std::to_string(write.numbers.front()));
+  update.sql = "UPDATE " + Identifier(table.name) + " SET " + set + " WHERE " +
+               Identifier(table.number) + " = $" + std::to_string(update.parameters.size());
+  return update;
+}
+
+Statement UpdateOf(const Write& write) {
+  if (write.numbers.size() == 1) {
+    return UpdateOfOne(write);
+  }
+  const ServerTable& table = *write.table;
+  Statement update = {{}, {}, true};
+  std::string set, arrays, names;
   for (std::size_t i = 0; i < write.columns.size(); ++i) {
     const auto column = static_cast<std::size_t>(write.columns[i]);
     const std::string number = std::to_string(i + 1);
-    update.sql += (i == 0 ? "" : ", ") + Identifier(table.columns[column]) +
-                  (one ? " = $" : " = v.c") + number;
+    text::AppendItem(set, Identifier(table.columns[column]) + " = v.c" + number);
     arrays += "$" + number + "::" + Identifier(table.types[column]) + "[], ";
     names += "c" + number + ", ";
-    update.parameters.push_back(one ? write.values[i].front() : Array(write.values[i]));
+    update.parameters.emplace_back(Array(write.values[i]));
   }
-  const std::string last = "$" + std::to_string(write.columns.size() + 1);
-  update.parameters.emplace_back(one ? std::to_string(write.numbers.front())
-                                     : Array(write.numbers));
-  if (!one) {
-    update.sql += " FROM unnest(" + arrays + last + "::bigint[]) AS v(" + names + "n)";
-  }
-  update.sql += " WHERE t." + Identifier(table.number) + " = " + (one ? last : "v.n");
+  update.parameters.emplace_back(Array(write.numbers));
+  update.sql = "UPDATE " + Identifier(table.name) + " AS t SET " + set + " FROM unnest(" + arrays +
+               "$" + std::to_string(update.parameters.size()) + "::bigint[]) AS v(" + names +
+               "n) WHERE t." + Identifier(table.number) + " = v.n";
   return update;
 }
 
@@ -224,6 +249,7 @@ class PostgresStore final : public Store {
 
  private:
   void Connect();
+  void Describe(const Result& columns, const Result& indexes, const Result& triggers);
   bool Watch();
   postgresql::Connection& Use();
   template <typename Work>
@@ -317,7 +343,10 @@ class PostgresTable final : public Table {
   std::optional<std::string_view> Text(int column) const override { return Cell(column); }
   StoredValue Stored(int column) const override {
     const std::optional<std::string_view> text = Cell(column);
-    return text ? StoredValue{StoredValue::Kind::kText, std::string(*text)} : StoredValue{};
+    if (!text) {
+      return {};
+    }
+    return {StoredValue::Kind::kText, std::string(*text)};
   }
 
   // See PostgresStore::AskRows. After a failure, which the next row throws, there are none.
@@ -643,8 +672,10 @@ void PostgresTable::FetchPage() {
   const bool cached = first && direction_ == Direction::kNext;
   const bool further = std::exchange(grown_, true);
   int limit = kMany;
-  if (!further) {
-    limit = first ? kFew : kOne;
+  if (!further && first) {
+    limit = kFew;
+  } else if (!further) {
+    limit = kOne;
   }
   at_ = at_row_ = 0;
   at_result_ = 0;
@@ -682,21 +713,27 @@ std::vector<Statement> PostgresTable::PieceStatements(int limit) const {
   if (kind_ == Kind::kRow) {
     return {statement_};
   }
-  return kind_ == Kind::kKey ? KeyStatements(rows) : WalkStatements(rows);
+  if (kind_ == Kind::kKey) {
+    return KeyStatements(rows);
+  }
+  return WalkStatements(rows);
 }
 
 // A text with NUL equals none that a server has.
 std::vector<Statement> PostgresTable::KeyStatements(const std::string& limit) const {
-  const bool null = key_.kind == StoredValue::Kind::kNull;
-  const bool impossible = key_.bytes.find('\0') != key_.bytes.npos;
-  Statement statement = {list_ + from_ + " WHERE " + number_ + " > $1 AND " + ColumnName(column_) +
-                             (null ? " IS NULL" : " = $2") + (impossible ? " AND false" : "") +
-                             " ORDER BY " + number_ + limit,
+  Statement statement = {list_ + from_ + " WHERE " + number_ + " > $1 AND " + ColumnName(column_),
                          {std::to_string(row_)},
                          true};
-  if (!null) {
+  if (key_.kind == StoredValue::Kind::kNull) {
+    statement.sql += " IS NULL";
+  } else {
+    statement.sql += " = $2";
     statement.parameters.emplace_back(key_.bytes);
   }
+  if (key_.bytes.find('\0') != key_.bytes.npos) {
+    statement.sql += " AND false";
+  }
+  statement.sql += " ORDER BY " + number_ + limit;
   return {statement};
 }
 
@@ -704,7 +741,12 @@ std::vector<Statement> PostgresTable::KeyStatements(const std::string& limit) co
 // they are a range of their own; where a page may need two ranges, both are asked for at once.
 std::vector<Statement> PostgresTable::WalkStatements(const std::string& limit) const {
   const bool next = direction_ == Direction::kNext;
-  const std::string beyond = next ? " > " : " < ", down = next ? "" : " DESC";
+  std::string beyond = " > ", down, nulls_first = " NULLS FIRST, ";
+  if (!next) {
+    beyond = " < ";
+    down = " DESC";
+    nulls_first = " DESC NULLS LAST, ";
+  }
   const std::string by_number = " ORDER BY " + number_ + down + limit;
   const std::string row = std::to_string(row_);
   if (column_ == 0) {
@@ -714,8 +756,7 @@ std::vector<Statement> PostgresTable::WalkStatements(const std::string& limit) c
     return {{list_ + from_ + " WHERE " + number_ + beyond + "$1" + by_number, {row}, true}};
   }
   const std::string key = ColumnName(column_);
-  const std::string by_key = " ORDER BY " + key + (next ? " NULLS FIRST, " : " DESC NULLS LAST, ") +
-                             number_ + down + limit;
+  const std::string by_key = " ORDER BY " + key + nulls_first + number_ + down + limit;
   const std::string where = list_ + from_ + " WHERE " + key;
   if (from_place_ == From::kEnd) {
     return {{list_ + from_ + by_key, {}, true}};
@@ -765,7 +806,7 @@ Statement PostgresTable::Conditioned(const std::string& head, const Condition& c
     if (value && value->find(u'\0') != value->npos) {
       statement.sql += "false";  // as in KeyStatements
     } else {
-      statement.parameters.push_back(value ? Parameter(text::ToUtf8(*value)) : std::nullopt);
+      statement.parameters.push_back(Bytes(value));
       statement.sql += ColumnName(column) + " = $" + std::to_string(statement.parameters.size());
     }
   }
@@ -779,7 +820,7 @@ Parameter PostgresTable::Bound(int column, const Value& value) const {
     Fail(kOther, u"il testo per la colonna " + columns_[static_cast<std::size_t>(column)] +
                      u" contiene il carattere NUL, che un server non conserva");
   }
-  return value ? Parameter(text::ToUtf8(*value)) : std::nullopt;
+  return Bytes(value);
 }
 
 void PostgresTable::Insert(const std::vector<ColumnValue>& values) {
@@ -787,11 +828,14 @@ void PostgresTable::Insert(const std::vector<ColumnValue>& values) {
   std::string names, marks;
   for (const auto& [column, value] : values) {
     statement.parameters.push_back(Bound(column, value));
-    names += (names.empty() ? " (" : ", ") +
-             Identifier(table_.columns[static_cast<std::size_t>(column)]);
-    marks += (marks.empty() ? ") VALUES ($" : ", $") + std::to_string(statement.parameters.size());
+    text::AppendItem(names, Identifier(table_.columns[static_cast<std::size_t>(column)]));
+    text::AppendItem(marks, "$" + std::to_string(statement.parameters.size()));
   }
-  statement.sql += values.empty() ? " DEFAULT VALUES" : names + marks + ")";
+  if (values.empty()) {
+    statement.sql += " DEFAULT VALUES";
+  } else {
+    statement.sql += " (" + names + ") VALUES (" + marks + ")";
+  }
   store_.Put({&table_, Name(), Rows::kNew, std::move(statement)});
 }
 
@@ -861,15 +905,19 @@ void PostgresStore::Connect() {
     return;
   }
   cluster_ = facts.Bytes(0, 1);
-  tables_ = Described(results[2], results[3]);
-  const Result& triggers = results[4];
+  Describe(results[2], results[3], results[4]);
+}
+
+void PostgresStore::Describe(const Result& columns, const Result& indexes, const Result& triggers) {
+  tables_ = Described(columns, indexes);
   for (int row = 0; row < triggers.Rows(); ++row) {
     triggers_.push_back(
         {text::FromUtf8(triggers.Bytes(row, 0)), text::FromUtf8(triggers.Bytes(row, 1))});
   }
+  std::string writable;
   for (const ServerTable& table : tables_) {
     if (table.writable) {
-      lock_ += (lock_.empty() ? "LOCK TABLE " : ", ") + Identifier(table.name);
+      text::AppendItem(writable, Identifier(table.name));
     }
   }
   if (tables_.empty()) {
@@ -877,12 +925,12 @@ void PostgresStore::Connect() {
                               u" non ci sono tabelle: l'archivio non vi è ancora stato pubblicato, "
                               u"oppure questo utente non può leggerlo.");
   }
-  if (lock_.empty()) {
+  if (writable.empty()) {
     throw Error(kReadOnly, u"L'archivio " + name_ +
                                u" non può essere scritto: a questo utente mancano i permessi.");
   }
   // The weakest lock that keeps out whoever writes, by whatever program, and no reader.
-  lock_ += " IN SHARE ROW EXCLUSIVE MODE";
+  lock_ = "LOCK TABLE " + writable + " IN SHARE ROW EXCLUSIVE MODE";
 }
 
 postgresql::Connection& PostgresStore::Use() {
@@ -947,7 +995,11 @@ std::vector<Result> PostgresStore::Ask(const std::vector<Statement>& statements)
       all.push_back({lock_, {}});
     }
     for (const Write& write : writes_) {
-      all.push_back(write.numbers.empty() ? write.statement : UpdateOf(write));
+      if (write.numbers.empty()) {
+        all.push_back(write.statement);
+      } else {
+        all.push_back(UpdateOf(write));
+      }
     }
     if (!writes_.empty() && transaction_.empty()) {
       all.push_back({"SELECT pg_current_xact_id_if_assigned()", {}, true});
@@ -1008,6 +1060,12 @@ void PostgresStore::EndRows() noexcept {
   connection_->EndRows();
 }
 
+// Whether both are updates of the same columns, of one row after the other.
+bool Joins(const Write& last, const Write& next) {
+  return !next.numbers.empty() && !last.numbers.empty() && last.table == next.table &&
+         last.columns == next.columns && last.numbers.back() < next.numbers.front();
+}
+
 void PostgresStore::Put(Write write) {
   if (lost_ != nullptr) {
     std::rethrow_exception(lost_);
@@ -1017,13 +1075,11 @@ void PostgresStore::Put(Write write) {
     Begin();
   }
   ++moment_;
-  Write* const last = writes_.empty() ? nullptr : &writes_.back();
-  if (last != nullptr && !write.numbers.empty() && !last->numbers.empty() &&
-      last->table == write.table && last->columns == write.columns &&
-      last->numbers.back() < write.numbers.front()) {
-    last->numbers.push_back(write.numbers.front());
+  if (!writes_.empty() && Joins(writes_.back(), write)) {
+    Write& last = writes_.back();
+    last.numbers.push_back(write.numbers.front());
     for (std::size_t i = 0; i < write.values.size(); ++i) {
-      last->values[i].push_back(std::move(write.values[i].front()));
+      last.values[i].push_back(std::move(write.values[i].front()));
     }
   } else {
     writes_.push_back(std::move(write));
@@ -1131,7 +1187,10 @@ std::optional<bool> PostgresStore::Stands() {
         return false;
       }
       if (status.Bytes(0, 0) == "committed") {
-        return timeline == timeline_ ? std::optional(true) : std::nullopt;
+        if (timeline != timeline_) {
+          return std::nullopt;
+        }
+        return true;
       }
       std::this_thread::sleep_for(kPause);
     } while (std::chrono::steady_clock::now() < end);
