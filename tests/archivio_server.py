@@ -205,19 +205,29 @@ def program():
                    f'"PERCORSOARCHIVI"="{os.getcwd()}/anna"\n"PERCORSOPROGRAMMI"="{os.getcwd()}"\n'
                    f'"PERCORSOCOPIE"="{os.getcwd()}/anna"\n')
     rows = "SELECT cfp, aparc_1, aparc_2 FROM percparcelle; SELECT cfp FROM quadrolaut"
-    for script, left in [
+
+    def script(lines):
+        return subprocess.run([os.path.dirname(TOOL) + '/anagparc-script'], input=lines + '\nclose\n', text=True,
+                              capture_output=True, env=dict(os.environ, MORVENNA_REGISTRO='registro.reg',
+                                                            XDG_RUNTIME_DIR=os.getcwd(), XDG_STATE_HOME=os.getcwd()))
+    for lines, left in [
             ('dblclick List1 0\ntype "00743110157"\nfocus TextCOGNO\ntype "ROSSI"\nclick CmdInserimento(0)\n'
              'focus Text1(2)\ntype "MARIA"\nclick cmdmemorizza', '00743110157|ROSSI|MARIA\n00743110157\n'),
             ('click List1 1\naccess C\ntype "00000000158"\nanswer 6\nkey Enter',
              '00000000158     |ROSSI|MARIA\n00000000158     \n'),
             ('click List1 1\nanswer 6\nclick Cmdcancella', '')]:
-        said = subprocess.run([os.path.dirname(TOOL) + '/anagparc-script'], input=script + '\nclose\n', text=True,
-                              capture_output=True, env=dict(os.environ, MORVENNA_REGISTRO='registro.reg',
-                                                            XDG_RUNTIME_DIR=os.getcwd(), XDG_STATE_HOME=os.getcwd()))
+        said = script(lines)
         found = cluster.sql(rows, 'programma')
         check(found == left and 'copia' not in said.stdout,
-              'the program as a bookkeeper', script, said.stdout, said.stderr, found)
+              'the program as a bookkeeper', lines, said.stdout, said.stderr, found)
     check(sorted(os.listdir('anna')) == ['S7702015.MDB', 'SQ4RXXXX.MDB'], 'the copy of the day')
+    # A server that works is waited for, however long it is silent.
+    cluster.sql("""CREATE FUNCTION lenta() RETURNS bool LANGUAGE plpgsql AS
+        'BEGIN PERFORM pg_sleep(7); RETURN true; END'; ALTER TABLE percparcelle ADD CHECK (lenta())""", 'programma')
+    said = script('dblclick List1 0\ntype "00743110157"\nfocus TextCOGNO\ntype "ROSSI"\n'
+                  'click CmdInserimento(0)\nwatch StatusBar1.Panels(2)\nclick cmdmemorizza')
+    check(cluster.sql(rows, 'programma') == '00743110157|ROSSI|\n' and 'In attesa del server' in said.stdout
+          and 'MsgBox' not in said.stdout, 'a server at work', said.stdout)
 
 
 def findings():

@@ -14,11 +14,11 @@ std::string LoadLibpq();
 
 // clang-format off
 #define ANAGPARC_LIBPQ_FUNCTIONS(X)                                                                \
-  X(PQclear) X(PQcmdStatus) X(PQcmdTuples) X(PQconnectdbParams) X(PQconnectionNeedsPassword)       \
+  X(PQbackendPID) X(PQclear) X(PQcmdStatus) X(PQcmdTuples) X(PQconnectdbParams) X(PQconnectionNeedsPassword)       \
   X(PQconninfoFree) X(PQconninfoParse) X(PQconsumeInput) X(PQenterPipelineMode) X(PQerrorMessage)  \
   X(PQexitPipelineMode) X(PQfinish) X(PQflush) X(PQfreemem) X(PQgetCopyData) X(PQgetResult)        \
-  X(PQgetisnull) X(PQgetlength) X(PQgetvalue) X(PQisBusy) X(PQnfields) X(PQntuples)                \
-  X(PQpipelineSync) X(PQputCopyData) X(PQputCopyEnd) X(PQreset) X(PQresultErrorField)              \
+  X(PQgetisnull) X(PQgetlength) X(PQgetvalue) X(PQhost) X(PQhostaddr) X(PQisBusy) X(PQnfields) X(PQntuples)                \
+  X(PQpipelineSync) X(PQport) X(PQputCopyData) X(PQputCopyEnd) X(PQreset) X(PQresultErrorField)              \
   X(PQresultStatus) X(PQsendPrepare) X(PQsendQueryParams) X(PQsendQueryPrepared)                   \
   X(PQsetErrorVerbosity) X(PQsetNoticeProcessor) X(PQsetSingleRowMode) X(PQsetnonblocking)         \
   X(PQsocket) X(PQstatus)

@@ -25,6 +25,20 @@ using std::chrono::milliseconds;
 constexpr milliseconds kSlice{50};
 constexpr milliseconds kConnectLimit{4200};
 
+// A sort or a scan can keep the server silent for longer than anybody should wait for a line that
+// is dead, and on the connection itself the two look alike. So after kAskAfter the server is asked
+// on another connection, whose answer comes before kSilence is over. A process that hangs is at
+// work, too, as far as the server knows: kLongest ends that.
+constexpr milliseconds kAskAfter{3000};
+constexpr milliseconds kAskLimit{1500};
+constexpr milliseconds kAnswerLimit{1000};
+static_assert(kAskAfter + kAskLimit + kAnswerLimit <= kSilence);
+constexpr std::chrono::minutes kLongest{2};
+// Not at work is whoever waits to be read from, or for another server's word.
+constexpr char kWorks[] =
+    "SELECT FROM pg_stat_activity WHERE pid = $1 AND state = 'active'"
+    " AND coalesce(wait_event_type, '') NOT IN ('Client', 'IPC')";
+
 // What the session sets whatever the defaults are. A server notices by itself within seconds that
 // this side has gone, and gives its locks back.
 constexpr char kOptions[] =
@@ -383,19 +397,23 @@ std::int64_t Rows::Number(std::size_t row, int column) const {
 
 void Connection::Close::operator()(pg_conn* handle) const { PQfinish(handle); }
 
-Connection::Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on)
-    : name_(std::move(name)), goes_on_(std::move(goes_on)) {
+namespace {
+
+void RequireLibrary(const std::u16string& name) {
   if (const std::string failure = LoadLibpq(); !failure.empty()) {
-    throw Error(Cause::kNoLibrary, u"L'archivio " + name_ +
+    throw Error(Cause::kNoLibrary, u"L'archivio " + name +
                                        u" sta su un server, e su questo computer manca quel che "
                                        u"serve per usarlo, la libreria libpq dalla versione 14 in "
                                        u"poi" +
                                        Detail(failure.c_str()) + u".");
   }
-  const Options options = Parsed(uri, name_);
+}
+
+Parameters ParametersOf(const std::string& uri, const std::u16string& name, PGconn* like) {
+  const Options options = Parsed(uri, name);
   if (!OptionOf(options, "password").empty() || !OptionOf(options, "sslpassword").empty()) {
     throw Error(Cause::kPassword,
-                u"Nell'indirizzo del server in " + name_ +
+                u"Nell'indirizzo del server in " + name +
                     u" c'è una password, che può leggere chiunque legga l'indirizzo. Toglierla, e "
                     u"metterla nel file ~/.pgpass di ogni utente.");
   }
@@ -410,10 +428,20 @@ Connection::Connection(const std::string& uri, std::u16string name, std::functio
   add("dbname", uri);
   add("client_encoding", "UTF8");
   add("options", OptionOf(options, "options") + kOptions);
+  if (like != nullptr) {
+    add("host", PQhost(like));
+    add("hostaddr", PQhostaddr(like));
+    add("port", PQport(like));
+  }
+  return parameters;
+}
 
+// The connection as it has become, good or bad. Throws where that isn't known within the limit.
+PGconn* Attempted(const Parameters& parameters, const std::u16string& name, milliseconds limit,
+                  const std::function<bool()>& goes_on) {
   const auto attempt = std::make_shared<Attempt>();
   std::thread([attempt, parameters] { Work(attempt, parameters); }).detach();
-  const Clock::time_point end = Clock::now() + kConnectLimit;
+  const Clock::time_point end = Clock::now() + limit;
   std::unique_lock lock(attempt->mutex);
   while (!attempt->done) {
     attempt->ended.wait_for(lock, kSlice);
@@ -423,15 +451,27 @@ Connection::Connection(const std::string& uri, std::u16string name, std::functio
     }
     Cause cause = Cause::kUnreachable;
     if (!late) {
-      if (!goes_on_ || goes_on_()) {
+      if (!goes_on || goes_on()) {
         continue;
       }
       cause = Cause::kInterrupted;
     }
     attempt->given_up = true;
-    throw Error(cause, TextOf(cause, name_, u""));
+    throw Error(cause, TextOf(cause, name, u""));
   }
-  handle_.reset(attempt->connection);
+  return attempt->connection;
+}
+
+}  // namespace
+
+Connection::Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on)
+    : Connection(uri, std::move(name), std::move(goes_on), kConnectLimit, nullptr) {}
+
+Connection::Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on,
+                       milliseconds limit, pg_conn* like)
+    : uri_(uri), name_(std::move(name)), goes_on_(std::move(goes_on)) {
+  RequireLibrary(name_);
+  handle_.reset(Attempted(ParametersOf(uri, name_, like), name_, limit, goes_on_));
   if (handle_ == nullptr) {
     throw std::bad_alloc();
   }
@@ -468,15 +508,34 @@ bool Connection::Alive() noexcept {
 }
 
 void Connection::Await(bool write) {
-  const Clock::time_point end = Clock::now() + limit_;
+  const Clock::time_point longest = Clock::now() + kLongest;
+  Clock::time_point begun = Clock::now();
+  bool ask = limit_ == kSilence;
   while (!sys::AwaitSocket(PQsocket(handle_.get()), write, kSlice)) {
     if (goes_on_ && !goes_on_()) {
       FailLost(Cause::kInterrupted);
     }
-    if (limit_.count() != 0 && Clock::now() >= end) {
+    if (ask && Clock::now() - begun >= kAskAfter) {
+      ask = Works() && Clock::now() < longest;
+      if (ask) {
+        begun = Clock::now();
+      }
+    }
+    if (limit_.count() != 0 && Clock::now() - begun >= limit_) {
       handle_.reset();
       FailLost();
     }
+  }
+}
+
+// Whether the server is at work on what was asked here.
+bool Connection::Works() {
+  try {
+    Connection other(uri_, name_, goes_on_, kAskLimit, handle_.get());
+    other.SetLimit(kAnswerLimit);
+    return other.Run(kWorks, {std::to_string(PQbackendPID(handle_.get()))}).Rows() == 1;
+  } catch (const Error& /*failure*/) {
+    return false;
   }
 }
 

@@ -2,7 +2,8 @@
 // includes libpq's own header is this folder's, which loads the library with the first connection.
 //
 // A connection is for one thread. None of its calls waits without an end: a server that is
-// silent for longer than the limit counts as lost. What fails throws Error, and std::bad_alloc
+// silent for longer than the limit counts as lost, unless it says on another connection that it
+// is at work on what it was asked. What fails throws Error, and std::bad_alloc
 // where memory is exhausted.
 #pragma once
 
@@ -143,7 +144,8 @@ class Connection {
   // `goes_on` is called several times a second while the server is waited for. When it returns
   // false, the call fails with kInterrupted, and the connection is lost.
   void SetWatch(std::function<bool()> goes_on) { goes_on_ = std::move(goes_on); }
-  // How long the server may be silent, kSilence at first; for ever where it is 0.
+  // How long the server may be silent: kSilence at first, and then longer while it is at work; for
+  // ever where it is 0.
   void SetLimit(std::chrono::milliseconds limit) { limit_ = limit; }
 
   const std::u16string& Name() const { return name_; }
@@ -180,6 +182,10 @@ class Connection {
     void operator()(pg_conn* handle) const;
   };
 
+  // The same within `limit`, and to the very server of the connection `like`, if there is one.
+  Connection(const std::string& uri, std::u16string name, std::function<bool()> goes_on,
+             std::chrono::milliseconds limit, pg_conn* like);
+
   void Prepare(const std::string& sql, const std::string& kept_name);
   // What is prepared under that name; where it is empty, the statement's own text.
   void Send(const Statement& statement, const std::string& kept_name);
@@ -190,6 +196,7 @@ class Connection {
   // The next result; null where there is none.
   Result Get();
   void Await(bool write);
+  bool Works();
   // A row alone in a result, a line of COPY, into cells_. False where that was the last one.
   bool NextSingle();
   bool NextCopied();
@@ -199,6 +206,7 @@ class Connection {
   void Finish(const Result& result);
   [[noreturn]] void FailLost(Cause cause = Cause::kLost);
 
+  const std::string uri_;
   std::u16string name_;
   std::function<bool()> goes_on_;
   std::chrono::milliseconds limit_ = kSilence;
