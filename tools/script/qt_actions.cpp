@@ -4,6 +4,8 @@
 #include <QAbstractScrollArea>
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMessageBox>
@@ -43,11 +45,17 @@ Qt::Key CharacterKey(std::u16string_view text) {
 class QtActions : public Actions {
  public:
   explicit QtActions(Answers& answers) : answers_(answers) {
-    ChooseScreen();
+    // The platform takes the name of its file apart at colons, and for Latin-1: it gets one without
+    // a folder.
+    const QString folder = QDir::currentPath();
+    if (ChooseScreen()) {
+      QDir::setCurrent(QFileInfo(screen_file_).path());
+    }
     static char name[] = "anagparc-script";
     static char* argv[] = {name, nullptr};
     static int argc = 1;
     application_ = std::make_unique<QApplication>(argc, argv);
+    QDir::setCurrent(folder);
     const toolkit::ScreenObject screen = toolkit::Screen;
     window_ = std::make_unique<desktop::Window>(ANAGPARC::Me);
     window_->boxRest = {};
@@ -226,10 +234,11 @@ class QtActions : public Actions {
 
  private:
   // The offscreen platform, with the model's screen: its own is smaller than the
-  // form. Who names a screen of the platform in the environment has that one.
-  void ChooseScreen() {
-    if (qgetenv("QT_QPA_PLATFORM").startsWith("offscreen:") || !screen_file_.open()) {
-      return;
+  // form. Who names a platform with its parameters in the environment has that one. True
+  // where there is a file to be read.
+  bool ChooseScreen() {
+    if (qgetenv("QT_QPA_PLATFORM").contains(':') || !screen_file_.open()) {
+      return false;
     }
     screen_file_.write(QByteArray(R"({"screens": [{"name": "schermo", "x": 0, "y": 0, "width": )") +
                        QByteArray::number(toolkit::Screen.Width / desktop::kTwipsPerPixel) +
@@ -237,7 +246,9 @@ class QtActions : public Actions {
                        QByteArray::number(toolkit::Screen.Height / desktop::kTwipsPerPixel) +
                        R"(, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})");
     screen_file_.close();
-    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screen_file_.fileName().toLocal8Bit());
+    qputenv("QT_QPA_PLATFORM",
+            "offscreen:configfile=" + QFileInfo(screen_file_).fileName().toLatin1());
+    return true;
   }
 
   QWindow* Target() { return window_->Widget().windowHandle(); }
