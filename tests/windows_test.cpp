@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <thread>
 
 #include "files.h"
@@ -16,6 +17,8 @@
 #include "platform/system/paths.h"
 #include "platform/system/process.h"
 #include "platform/system/registry.h"
+#include "platform/system/signals.h"
+#include "platform/system/windows/native.h"
 
 namespace fs = std::filesystem;
 
@@ -37,7 +40,7 @@ void Work(const std::vector<std::string>& words, sys::ToParent& parent) {
     Sleep(INFINITE);
   } else if (what == "memory") {
     std::vector<std::string> all;
-    for (;;) {
+    for (int i = 0; i < 1000; ++i) {
       all.emplace_back(std::size_t{1} << 20, 'x');
     }
   } else if (what == "crash") {
@@ -60,6 +63,41 @@ std::string ReadSome(sys::ChildProcess& child) {
   EXPECT_EQ(child.Read(bytes), Event::kBytes);
   return bytes;
 }
+
+constexpr std::wstring_view kWaits = L"--aspetta";
+constexpr int kCalled = 77;  // exit status
+
+// This program started once more, waiting for its end: it remembers it, or is called.
+int AwaitEnd(bool remember) {
+  const sys::Handle called(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (remember) {
+    sys::RememberEndSignals();
+  } else {
+    sys::HoldEndSignals();
+    sys::OnEndSignal([&called] { SetEvent(called.Get()); });
+  }
+  SetEvent(sys::Handle(OpenEventW(EVENT_MODIFY_STATE, FALSE, L"anagparc.prova.pronto")).Get());
+  WaitForSingleObject(remember ? sys::EndEvent() : called.Get(), 20'000);
+  return remember ? sys::EndSignal() : kCalled;
+}
+
+// The window of that process that hears of the session's end.
+struct Listener {
+  DWORD process;
+  HWND window = nullptr;
+
+  static BOOL CALLBACK Look(HWND window, LPARAM parameter) {
+    auto& wanted = *reinterpret_cast<Listener*>(parameter);
+    wchar_t name[32];
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    if (process == wanted.process && GetClassNameW(window, name, 32) > 0 &&
+        std::wstring_view(name) == L"anagparc.session") {
+      wanted.window = window;
+    }
+    return TRUE;
+  }
+};
 
 std::string Growing(const fs::path& folder) {
   std::string names;
@@ -217,7 +255,6 @@ TEST(Windows, Children) {
   for (const std::string word : {"ò Ж", "due parole", "", "\"", "a\\", "b\\\\\" c\\\\"}) {
     EXPECT_EQ(run({word}), word);
   }
-  EXPECT_EQ(run({"memory"}, {.memory = std::size_t{200} << 20}), " no memory");
   EXPECT_EQ(run({"crash"}), " signal 11");
 
   sys::ChildProcess silent(kWork, {"hold"}, {.seconds = 1});
@@ -226,8 +263,85 @@ TEST(Windows, Children) {
   EXPECT_EQ(silent.Read(none), Event::kSilent);
 }
 
+// The session ends, or the console is interrupted: a program that is called, and one that
+// remembers.
+class End : public testing::TestWithParam<bool> {
+ protected:
+  void TearDown() override {
+    if (started_) {
+      TerminateProcess(started_.Get(), 1);
+    }
+  }
+
+  // Starts this program once more, as AwaitEnd. Returns its number; 0 where it doesn't come up.
+  DWORD Start() {
+    const sys::Handle ready(CreateEventW(nullptr, TRUE, FALSE, L"anagparc.prova.pronto"));
+    std::wstring words = GetCommandLineW();
+    words += L" " + std::wstring(kWaits) + (GetParam() ? L" ricorda" : L" chiama");
+    STARTUPINFOW how = {};
+    how.cb = sizeof how;
+    PROCESS_INFORMATION started = {};
+    if (CreateProcessW(nullptr, words.data(), nullptr, nullptr, FALSE, CREATE_NEW_PROCESS_GROUP,
+                       nullptr, nullptr, &how, &started) == 0) {
+      return 0;
+    }
+    const sys::Handle thread(started.hThread);
+    started_ = sys::Handle(started.hProcess);
+    return WaitForSingleObject(ready.Get(), 20'000) == WAIT_OBJECT_0 ? started.dwProcessId : 0;
+  }
+
+  void ExpectEnd() {
+    EXPECT_EQ(WaitForSingleObject(started_.Get(), 20'000), WAIT_OBJECT_0);
+    DWORD status = 0;
+    GetExitCodeProcess(started_.Get(), &status);
+    EXPECT_EQ(status, static_cast<DWORD>(GetParam() ? SIGTERM : kCalled));
+  }
+
+ private:
+  sys::Handle started_;
+};
+
+TEST_P(End, OfTheSession) {
+  const DWORD process = Start();
+  ASSERT_NE(process, 0U);
+  Listener listener = {process};
+  for (int i = 0; i < 100 && listener.window == nullptr; ++i) {
+    EnumWindows(Listener::Look, reinterpret_cast<LPARAM>(&listener));
+    Sleep(50);
+  }
+  ASSERT_NE(listener.window, nullptr);
+  DWORD_PTR result = 0;
+  SendMessageTimeoutW(listener.window, WM_ENDSESSION, TRUE, 0, SMTO_NORMAL, 500, &result);
+  ExpectEnd();
+}
+
+TEST_P(End, OfTheConsole) {
+  if (GetConsoleCP() == 0 && AllocConsole() == 0) {
+    GTEST_SKIP() << "no console";
+  }
+  // The whole console is told, and we with it.
+  const auto stay = [](DWORD) -> BOOL { return TRUE; };
+  SetConsoleCtrlHandler(stay, TRUE);
+  ASSERT_NE(Start(), 0U);
+  EXPECT_NE(GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, 0), 0);
+  ExpectEnd();
+  SetConsoleCtrlHandler(stay, FALSE);
+}
+
+INSTANTIATE_TEST_SUITE_P(CalledOrRemembering, End, testing::Bool());
+
+TEST(Windows, MemoryHasALimit) {
+  sys::ChildProcess child(kWork, {"memory"}, {.memory = std::size_t{200} << 20});
+  ReadAll(child);
+  EXPECT_TRUE(child.Await().no_memory);
+}
+
 int main(int argc, char** argv) {
-  sys::ServeAsChild(sys::Arguments(argc, argv), {kWork});
+  const std::vector<std::string> words = sys::Arguments(argc, argv);
+  if (words.size() > 1 && text::FromUtf8(words[words.size() - 2]) == sys::FromWide(kWaits)) {
+    return AwaitEnd(words.back() == "ricorda");
+  }
+  sys::ServeAsChild(words, {kWork});
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -17,6 +17,7 @@ class Utf8Console {
  public:
   Utf8Console() : out_(GetConsoleOutputCP()) { SetConsoleOutputCP(CP_UTF8); }
   ~Utf8Console() {
+    std::fflush(nullptr);
     if (out_ != 0) {
       SetConsoleOutputCP(out_);
     }
@@ -31,8 +32,12 @@ class Utf8Console {
 }  // namespace
 
 // Lines end with a line feed alone, at a console too, where it starts a new line all the same.
+// Without a buffer a console would get byte after byte, and no letter of more than one.
 void SpeakUtf8() {
   static const Utf8Console console;
+  constexpr std::size_t kBuffer = std::size_t{1} << 14;
+  std::setvbuf(stdout, nullptr, _IOFBF, kBuffer);
+  std::setvbuf(stderr, nullptr, _IOFBF, kBuffer);
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
 }

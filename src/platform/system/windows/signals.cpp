@@ -31,7 +31,6 @@ struct Callback {
   std::mutex mutex;
   std::function<void()> call;
   bool pending = false;  // a signal has come
-  bool waiting = false;  // a thread does
 };
 
 // Never destroyed: the thread may outlive what is.
@@ -56,15 +55,29 @@ BOOL WINAPI OnConsole(DWORD event) {
   return TRUE;
 }
 
+std::atomic<int> remembered = 0;
+
+BOOL WINAPI Remember(DWORD event) {
+  int none = 0;
+  remembered.compare_exchange_strong(none, event == CTRL_C_EVENT ? SIGINT : SIGTERM);
+  SetEvent(EndEvent());
+  if (IsLast(event)) {
+    AwaitOurEnd();
+  }
+  return TRUE;
+}
+
+std::atomic<PHANDLER_ROUTINE> handler = nullptr;
+
 LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wide, LPARAM parameter) {
   if (message == WM_ENDSESSION && wide != 0) {
-    Call();
-    AwaitOurEnd();
+    handler.load()(CTRL_LOGOFF_EVENT);
   }
   return DefWindowProcW(window, message, wide, parameter);
 }
 
-// A window that is never shown hears of the session's end, and keeps it waiting for us.
+// A window that is never shown hears of the session's end, and keeps it waiting for us. The
+// console tells only programs without windows, and a library has made us one with.
 void AwaitSessionEnd() {
   WNDCLASSW kind = {};
   kind.lpfnWndProc = OnMessage;
@@ -81,16 +94,17 @@ void AwaitSessionEnd() {
   }
 }
 
-std::atomic<int> remembered = 0;
-
-BOOL WINAPI Remember(DWORD event) {
-  int none = 0;
-  remembered.compare_exchange_strong(none, event == CTRL_C_EVENT ? SIGINT : SIGTERM);
-  SetEvent(EndEvent());
-  if (IsLast(event)) {
-    AwaitOurEnd();
+// Without a thread the session's end acts as ever.
+void Listen(PHANDLER_ROUTINE routine) {
+  if (handler.exchange(routine) != nullptr) {
+    return;
   }
-  return TRUE;
+  SetConsoleCtrlHandler(routine, TRUE);
+  try {
+    std::thread(AwaitSessionEnd).detach();
+  } catch (const std::system_error&) {
+    OutputDebugStringW(L"anagparc: no thread for the end of the session");
+  }
 }
 
 }  // namespace
@@ -100,9 +114,8 @@ HANDLE EndEvent() {
   return event;
 }
 
-void HoldEndSignals() { SetConsoleCtrlHandler(OnConsole, TRUE); }
+void HoldEndSignals() { Listen(OnConsole); }
 
-// Without a thread the session's end acts as ever.
 void OnEndSignal(std::function<void()> callback) {
   Callback& held = TheCallback();
   const std::lock_guard lock(held.mutex);
@@ -110,16 +123,9 @@ void OnEndSignal(std::function<void()> callback) {
   if (held.pending && held.call) {
     std::exchange(held.call, nullptr)();
   }
-  if (!std::exchange(held.waiting, true)) {
-    try {
-      std::thread(AwaitSessionEnd).detach();
-    } catch (const std::system_error&) {
-      held.waiting = false;
-    }
-  }
 }
 
-void RememberEndSignals() { SetConsoleCtrlHandler(Remember, TRUE); }
+void RememberEndSignals() { Listen(Remember); }
 
 int EndSignal() noexcept { return remembered; }
 
