@@ -3,23 +3,24 @@
 //
 //   crash_test [KILLS [SEED]]      200 kills, seed 1, if not given
 //
-// Half of the kills come from outside, at random moments; half strike inside
+// The program that is killed is this one, started once more. Half of the kills come from
+// another thread, at random moments; half strike inside
 // one of SQLite's calls to the file system, a write then being half done. Some
 // starts after a kill are killed too. Then the program starts at once, the
 // file is sound, a change that had returned is there, one that was under way is
 // there whole or not at all. As many kills strike the copy of the archive that a session
 // leaves. Exit status 0: all of that holds.
-#include <signal.h>
-#include <sys/wait.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <thread>
 
 #include "archivio/archivio.h"
 #include "fault_vfs.h"
 #include "frame/ANAGPARC.h"
+#include "platform/system/environment.h"
+#include "platform/system/process.h"
 #include "platform/text/text.h"
 #include "program.h"
 
@@ -72,7 +73,10 @@ bool Do(Program& program, const Change& change) {
   }
   Me.UserClick(save ? cmdmemorizza : change.kind == Change::kCode ? CmdConfermaCF : Cmdcancella);
   for (const toolkit::Message& box : program.TakeBoxes()) {
-    done = done && box.flags != toolkit::kCritical;
+    if (box.flags == toolkit::kCritical) {
+      std::fprintf(stderr, "%s\n", text::ToUtf8(box.text).c_str());
+      done = false;
+    }
   }
   return done;
 }
@@ -85,45 +89,71 @@ std::string State(const Program& program) {
              "GROUP BY CFP ORDER BY CFP");
 }
 
-// A process that starts the program and does the change; true when that had
-// returned before it was killed, at the given call or, for 0, from outside
-// within so many microseconds from the start's end; with `leaving`, from the moment on that it
-// is told to end.
-bool Killed(Program& program, const Change* change, long call, int within = 0,
-            bool leaving = false) {
-  int ends[2];
-  Must(pipe(ends) == 0, "no pipe");
-  const pid_t child = fork();
-  if (child == 0) {
-    if (call > 0 && !leaving) {
+constexpr char kChild[] = "--figlio";
+fs::path g_self;
+
+fs::path DoneFile(const Program& program) { return program.Place() / "fatto"; }
+
+// The process that is killed; its words are those that Killed gives it.
+[[noreturn]] void Die(const std::vector<std::string>& words) {
+  Program program(sys::PathOf(words.at(1)));
+  const long call = std::stol(words.at(2)), microseconds = std::stol(words.at(3));
+  const bool leaving = words.at(4) == "1", changing = words.size() > 5;
+  Change change = {};
+  if (changing) {
+    change = {static_cast<decltype(change.kind)>(std::stoi(words.at(5))),
+              text::FromUtf8(words.at(6)), text::FromUtf8(words.at(7)),
+              text::FromUtf8(words.at(8))};
+  }
+  if (call > 0 && !leaving) {
+    fault::Arm(fault::Cause::kKill, call);
+  }
+  bool done = program.Start() && (!leaving || Do(program, change));
+  if (call == 0) {
+    std::thread([microseconds] {
+      std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+      fault::Kill();
+    }).detach();
+  }
+  if (leaving) {
+    if (call > 0) {
       fault::Arm(fault::Cause::kKill, call);
     }
-    bool done = program.Start() && (!leaving || Do(program, *change));
-    Must(write(ends[1], "", 1) == 1, "no pipe");
-    if (leaving) {
-      if (call > 0) {
-        fault::Arm(fault::Cause::kKill, call);
-      }
-      program.Stop();
-    } else {
-      done = done && change != nullptr && Do(program, *change);
+    program.Stop();
+  } else {
+    done = done && changing && Do(program, change);
+  }
+  SetBytes(DoneFile(program), done ? "done" : "failed");
+  if (call == 0) {
+    std::this_thread::sleep_for(std::chrono::hours(1));
+  }
+  fault::Kill();
+}
+
+// Starts the program in a process that does the change; true when that had returned before it
+// was killed, at the given call or, for 0, within so many microseconds from the start's end; with
+// `leaving`, from the moment on that it is told to end.
+bool Killed(Program& program, const Change* change, long call, int within = 0,
+            bool leaving = false) {
+  std::vector<std::string> words = {sys::PathBytes(g_self),
+                                    kChild,
+                                    sys::PathBytes(program.Place()),
+                                    std::to_string(call),
+                                    std::to_string(call == 0 ? Pick(within) : 0),
+                                    leaving ? "1" : "0"};
+  if (change != nullptr) {
+    words.push_back(std::to_string(change->kind));
+    for (const std::u16string& text : {change->code, change->fresh, change->name}) {
+      words.push_back(text::ToUtf8(text));
     }
-    [[maybe_unused]] const auto told = write(ends[1], done ? "done" : "failed", 1);
-    call > 0 ? raise(SIGKILL) : pause();
   }
-  close(ends[1]);
-  char end = 0;
-  if (read(ends[0], &end, 1) == 1 && call == 0) {
-    usleep(static_cast<useconds_t>(Pick(within)));
-    kill(child, SIGKILL);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  Must(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL, "the program ended by itself");
-  const bool returned = read(ends[0], &end, 1) == 1;
-  close(ends[0]);
-  Must(!returned || change == nullptr || end == 'd', "the program has complained");
-  return returned;
+  fs::remove(DoneFile(program));
+  sys::LeaveInstance();
+  const int status = RunProgram(words);
+  Must(status == fault::kKilled, "the program ended by itself: " + std::to_string(status));
+  const std::string end = Bytes(DoneFile(program));
+  Must(change == nullptr || end != "failed", "the program has complained");
+  return !end.empty();
 }
 
 // One that was cut off before it was good begins with 0, if at all, and means
@@ -136,6 +166,12 @@ bool JournalHot(const Program& program) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const std::vector<std::string> words = sys::Arguments(argc, argv);
+  if (!words.empty() && words[0] == kChild) {
+    fault::Install();
+    Die(words);
+  }
+  g_self = fs::absolute(argv[0]);
   const long kills = argc > 1 ? std::atol(argv[1]) : 200;
   g_random.seed(argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : 1U);
   fault::Install();
@@ -183,7 +219,7 @@ int main(int argc, char** argv) {
 
   // While the copy at the end is made: it is the one from before, or the new one, whole.
   const fs::path today = program.MakeCopies();
-  long left = 0, fresh = 0;
+  std::ptrdiff_t left = 0, fresh = 0;
   for (long n = 0; n < kills; ++n) {
     Must(program.Running() || program.Start(), "the program doesn't start");
     const Change change = Choose();
@@ -204,5 +240,5 @@ int main(int argc, char** argv) {
   program.Stop();
   Must(std::distance(fs::directory_iterator(today.parent_path()), {}) == 1, "leftovers stay");
   std::printf("%ld kills in the copy, %ld left a hidden file, %ld copies were new, none half\n",
-              kills, left, fresh);
+              kills, static_cast<long>(left), static_cast<long>(fresh));
 }

@@ -1,9 +1,15 @@
 #include "fault_vfs.h"
 
-#include <signal.h>
 #include <sqlite3.h>
 
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <signal.h>
+#endif
+
 #include <cerrno>
+#include <cstdlib>
 #include <utility>
 
 namespace fault {
@@ -49,19 +55,31 @@ bool Hits(Cause cause, Call call) {
   }
 }
 
-// Whether this call fails; then errno says why.
+// What the system would say.
+void SetError(Cause cause) {
+#ifdef _WIN32
+  SetLastError(cause == Cause::kDiskFull       ? ERROR_DISK_FULL
+               : cause == Cause::kReadOnly     ? ERROR_WRITE_PROTECT
+               : cause == Cause::kTooManyFiles ? ERROR_TOO_MANY_OPEN_FILES
+                                               : ERROR_IO_DEVICE);
+#else
+  errno = cause == Cause::kDiskFull       ? ENOSPC
+          : cause == Cause::kReadOnly     ? EROFS
+          : cause == Cause::kTooManyFiles ? EMFILE
+                                          : EIO;
+#endif
+}
+
+// Whether this call fails; then the system's error says why.
 bool Strikes(Call call) {
   if (!g.armed || !Hits(g.cause, call) || --g.left > 0 || (g.left < 0 && !g.lasting)) {
     return false;
   }
   g.struck = true;
   if (g.cause == Cause::kKill && call != Call::kWrite) {
-    raise(SIGKILL);
+    Kill();
   }
-  errno = g.cause == Cause::kDiskFull       ? ENOSPC
-          : g.cause == Cause::kReadOnly     ? EROFS
-          : g.cause == Cause::kTooManyFiles ? EMFILE
-                                            : EIO;
+  SetError(g.cause);
   return true;
 }
 
@@ -80,12 +98,11 @@ int Write(sqlite3_file* file, const void* data, int size, sqlite3_int64 at) {
   if (!Strikes(Call::kWrite)) {
     return Pass<&sqlite3_io_methods::xWrite>(file, data, size, at);
   }
-  const int error = errno;
   Pass<&sqlite3_io_methods::xWrite>(file, data, size / 2, at);
   if (g.cause == Cause::kKill) {
-    raise(SIGKILL);
+    Kill();
   }
-  errno = error;
+  SetError(g.cause);
   return g.cause == Cause::kDiskFull ? SQLITE_FULL : SQLITE_IOERR_WRITE;
 }
 
@@ -144,6 +161,15 @@ int Sleep(sqlite3_vfs*, int microseconds) {
 }
 
 }  // namespace
+
+void Kill() {
+#ifdef _WIN32
+  TerminateProcess(GetCurrentProcess(), kKilled);
+#else
+  raise(SIGKILL);
+#endif
+  std::abort();
+}
 
 void Install() {
   if (g.real != nullptr) {

@@ -13,8 +13,13 @@ enum class Cause {
   kReadOnly,      // making a file, writing, truncating, deleting
   kBusy,          // locking
   kTooManyFiles,  // opening a file
-  kKill,          // every call that changes a file: SIGKILL, in a write when half is done
+  kKill,          // every call that changes a file: Kill, in a write when half is done
 };
+
+// Ends this process at once, with nothing more done, as the system does where it is told to;
+// its exit status, as RunProgram has it, is kKilled.
+[[noreturn]] void Kill();
+constexpr int kKilled = 137;
 
 // Becomes the default for files opened from now on.
 void Install();

@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/sqlite/sqlite.h"
 #include "platform/system/paths.h"
@@ -23,7 +24,7 @@ class Folder {
   explicit Folder(const std::filesystem::path& place) {
     std::random_device number;
     do {
-      path_ = place / ("anagparc." + std::to_string(number()));
+      path_ = std::filesystem::absolute(place) / ("anagparc." + std::to_string(number()));
     } while (!std::filesystem::create_directory(path_));
     std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
@@ -82,14 +83,25 @@ inline std::string Rows(const std::filesystem::path& file) {
   return Sql(file, "SELECT " + columns + " FROM PERCPARCELLE ORDER BY _rowid_");
 }
 
+// Whether the mode of a file says who may read and write it, a link can be made by everybody, and
+// a file that is open can be renamed and removed.
+#ifdef _WIN32
+constexpr bool kPosixFiles = false;
+#else
+constexpr bool kPosixFiles = true;
+#endif
+
 // A registry file that names the folder of the archives, and that of the copies.
 inline void SetRegistry(const std::filesystem::path& file, const std::filesystem::path& archives,
                         const std::filesystem::path& copies = "") {
+  // A backslash would want another one.
+  const auto name = [](const std::filesystem::path& folder) {
+    return sys::PathBytes(folder.generic_string<std::filesystem::path::value_type>());
+  };
   SetBytes(file,
            "REGEDIT4\n[HKEY_CURRENT_USER\\SOFTWARE\\CALVENZA\\MORVENNA]\n"
            "\"PERCORSOARCHIVI\"=\"" +
-               sys::PathBytes(archives) + "\"\n\"PERCORSOCOPIE\"=\"" + sys::PathBytes(copies) +
-               "\"\n");
+               name(archives) + "\"\n\"PERCORSOCOPIE\"=\"" + name(copies) + "\"\n");
 }
 
 // Sets a variable of this process's environment.
@@ -98,6 +110,21 @@ inline void SetVariable(const char* name, const std::filesystem::path& value) {
   _wputenv_s(std::filesystem::path(name).c_str(), value.c_str());
 #else
   setenv(name, value.c_str(), 1);
+#endif
+}
+
+// Runs the program words[0] with the others, none of which has a quote in it, to its end. Returns
+// its exit status; where a signal has ended it 128 and the signal's number, as a shell has it.
+inline int RunProgram(const std::vector<std::string>& words) {
+  std::string line;
+  for (const std::string& word : words) {
+    line += '"' + word + "\" ";
+  }
+#ifdef _WIN32
+  return std::system(('"' + line + '"').c_str());  // the shell takes the outer quotes away
+#else
+  const int status = std::system(line.c_str());
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 #endif
 }
 

@@ -1,16 +1,16 @@
 // Values of the old engine from their bytes, and the process that reads them.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cmath>
-#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <thread>
 
 #include "archivio/jet/process.h"
 #include "archivio/jet/values.h"
+#include "platform/system/environment.h"
 
 namespace archivio::jet {
 namespace {
@@ -104,19 +104,63 @@ TEST(Values, Dates) {
   }
 }
 
-// Runs a function without captures in a process.
-template <typename Read>
-Process Reading(Read, const sys::ChildLimits& limits = {}) {
-  const sys::ChildJob job = {"lettore", [](const auto& arguments, sys::ToParent& parent) {
-                               Serve([](const auto&, Sender& sender) { Read()(sender); }, arguments,
-                                     parent);
-                             }};
-  return Process(job, {}, limits);
-}
+// By name, what a process does. A system that can't copy a process runs this program again.
+const std::pair<const char*, void (*)(Sender&)> kReaders[] = {
+    {"large",
+     [](Sender& sender) {
+       const std::string large(std::size_t{3} << 20, 'x');
+       sender.Send(Kind::kAt, large);
+       std::this_thread::sleep_for(1100ms);  // as long as the first is kept back
+       sender.Send(Kind::kAt, large);
+     }},
+    {"damaged", [](Sender&) { throw Damaged("rotto"); }},
+    {"quiet end", [](Sender&) { std::_Exit(0); }},
+    {"crash", [](Sender&) { std::abort(); }},
+    {"no memory", [](Sender&) { throw std::bad_alloc(); }},
+    {"silent", [](Sender&) { std::this_thread::sleep_for(1h); }},
+    {"no message", [](Sender& sender) { sender.Send(static_cast<Kind>(77)); }},
+    {"all memory",
+     [](Sender&) {
+       for (int i = 0; i < 1000; ++i) {
+         std::string(std::size_t{1} << 20, 'x').swap(*new std::string);
+       }
+     }},
+    {"a file",
+     [](Sender&) {
+       FILE* const file = tmpfile();
+       fputs("x", file);
+       fclose(file);
+     }},
+    {"a table",
+     [](Sender& sender) {
+       sender.SendTable({"T", 7, {{"A", Type::kText}, {"B", Type::kReal}}, {{"I", true, {1, 0}}}});
+       sender.Begin();
+       sender.Add(Value::Kind::kText, "x");
+       sender.Drop();
+       sender.Begin();
+       sender.Add(Value::Kind::kBinary, "\0a"sv);
+       sender.Add(-1.5);
+       sender.Add(std::int64_t{-7});
+       sender.Null();
+       sender.End();
+     }},
+};
 
-template <typename Read>
-std::string Failure(Read read, const sys::ChildLimits& limits = {}) {
-  Process process = Reading(read, limits);
+const sys::ChildJob kJob = {"lettore",
+                            [](const std::vector<std::string>& arguments, sys::ToParent& parent) {
+                              Serve(
+                                  [](const std::vector<std::string>& words, Sender& sender) {
+                                    for (const auto& [name, read] : kReaders) {
+                                      if (words.at(0) == name) {
+                                        read(sender);
+                                      }
+                                    }
+                                  },
+                                  arguments, parent);
+                            }};
+
+std::string Failure(const char* reader, const sys::ChildLimits& limits = {}) {
+  Process process(kJob, {reader}, limits);
   std::string_view message;
   try {
     while (process.Next(message) != Kind::kEnd) {
@@ -128,52 +172,26 @@ std::string Failure(Read read, const sys::ChildLimits& limits = {}) {
 }
 
 TEST(ReaderProcess, EndsInOneWayOrAnother) {
-  static const std::string large(std::size_t{3} << 20, 'x');
-  EXPECT_EQ(Failure([](Sender& sender) {
-              sender.Send(Kind::kAt, large);
-              std::this_thread::sleep_for(1100ms);  // as long as the first is kept back
-              sender.Send(Kind::kAt, large);
-            }),
-            "");
-  EXPECT_EQ(Failure([](Sender&) { throw Damaged("rotto"); }), "rotto");
-  EXPECT_EQ(Failure([](Sender&) { _exit(0); }), "la lettura si è interrotta");
-  EXPECT_EQ(Failure([](Sender&) { raise(SIGKILL); }), "la lettura si è interrotta (segnale 9)");
-  EXPECT_EQ(Failure([](Sender&) { throw std::bad_alloc(); }),
-            "la lettura vuole più di 2048 MB di memoria");
-  EXPECT_EQ(Failure([](Sender&) { pause(); }, {.seconds = 1}), "la lettura è ferma da 1 secondi");
-  EXPECT_EQ(Failure([](Sender& sender) { sender.Send(static_cast<Kind>(77)); }),
-            "il lettore dà messaggi non validi");
-#ifndef __SANITIZE_ADDRESS__
-  EXPECT_EQ(Failure(
-                [](Sender&) {
-                  for (;;) {
-                    std::string(std::size_t{1} << 20, 'x').swap(*new std::string);
-                  }
-                },
-                {.memory = std::size_t{512} << 20}),
-            "la lettura vuole più di 512 MB di memoria");
-#endif
-  EXPECT_NE(Failure([](Sender&) {
-              FILE* const file = tmpfile();
-              fputs("x", file);
-              fclose(file);
-            }),
-            "");
+  EXPECT_EQ(Failure("large"), "");
+  EXPECT_EQ(Failure("damaged"), "rotto");
+  EXPECT_EQ(Failure("quiet end"), "la lettura si è interrotta");
+  EXPECT_EQ(Failure("crash"), "la lettura si è interrotta (segnale 6)");
+  EXPECT_EQ(Failure("no memory"), "la lettura vuole più di 2048 MB di memoria");
+  EXPECT_EQ(Failure("silent", {.seconds = 1}), "la lettura è ferma da 1 secondi");
+  EXPECT_EQ(Failure("no message"), "il lettore dà messaggi non validi");
 }
 
+#ifndef __SANITIZE_ADDRESS__
+TEST(ReaderProcess, MemoryHasALimit) {
+  EXPECT_EQ(Failure("all memory", {.memory = std::size_t{512} << 20}),
+            "la lettura vuole più di 512 MB di memoria");
+}
+#endif
+
+TEST(ReaderProcess, WritesNoFiles) { EXPECT_NE(Failure("a file"), ""); }
+
 TEST(Stream, EveryCutIsNoticed) {
-  Process process = Reading([](Sender& sender) {
-    sender.SendTable({"T", 7, {{"A", Type::kText}, {"B", Type::kReal}}, {{"I", true, {1, 0}}}});
-    sender.Begin();
-    sender.Add(Value::Kind::kText, "x");
-    sender.Drop();
-    sender.Begin();
-    sender.Add(Value::Kind::kBinary, "\0a"sv);
-    sender.Add(-1.5);
-    sender.Add(std::int64_t{-7});
-    sender.Null();
-    sender.End();
-  });
+  Process process(kJob, {"a table"});
   std::string_view message;
   ASSERT_EQ(process.Next(message), Kind::kTable);
   const OldTable table = ReadTable(message);
@@ -204,4 +222,14 @@ TEST(Stream, EveryCutIsNoticed) {
 }
 
 }  // namespace
+
+// The job of this program started again.
+const sys::ChildJob& Job() { return kJob; }
+
 }  // namespace archivio::jet
+
+int main(int argc, char** argv) {
+  sys::ServeAsChild(sys::Arguments(argc, argv), {archivio::jet::Job()});
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

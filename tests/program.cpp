@@ -9,13 +9,17 @@
 
 using namespace ANAGPARC;
 
-Program::Program() : file_(folder_ / archivio::kYearName) {
+Program::Program()
+    : own_(std::in_place), place_(own_->Path()), file_(place_ / archivio::kYearName) {
   archivio::WriteTemplate(Template());
-  SetRegistry(folder_ / "registro.reg", Place());
-  SetVariable("MORVENNA_REGISTRO", folder_ / "registro.reg");
+  SetRegistry(place_ / "registro.reg", Place());
+  SetVariable("MORVENNA_REGISTRO", place_ / "registro.reg");
   SetVariable("XDG_RUNTIME_DIR", Place());
-  SetVariable("XDG_STATE_HOME", folder_ / "stato");
+  SetVariable("XDG_STATE_HOME", place_ / "stato");
 }
+
+Program::Program(const std::filesystem::path& place)
+    : place_(place), file_(place_ / archivio::kYearName) {}
 
 Program::~Program() {
   Stop();
@@ -23,15 +27,15 @@ Program::~Program() {
 }
 
 std::filesystem::path Program::MakeCopies() {
-  std::filesystem::create_directory(folder_ / "copie");
-  SetRegistry(folder_ / "registro.reg", Place(), folder_ / "copie");
+  std::filesystem::create_directory(place_ / "copie");
+  SetRegistry(place_ / "registro.reg", Place(), place_ / "copie");
   char name[32];
   const std::time_t now = std::time(nullptr);
   std::strftime(name, sizeof name, "S7702015-%Y-%m-%d.MDB", std::localtime(&now));
-  return folder_ / "copie" / name;
+  return place_ / "copie" / name;
 }
 
-std::filesystem::path Program::Template() const { return folder_ / archivio::kTemplateName; }
+std::filesystem::path Program::Template() const { return place_ / archivio::kTemplateName; }
 
 bool Program::Start() {
   Stop();

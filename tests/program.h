@@ -2,6 +2,8 @@
 // of its own.
 #pragma once
 
+#include <optional>
+
 #include "board.h"
 #include "files.h"
 #include "platform/toolkit/control.h"
@@ -10,9 +12,11 @@
 class Program : public Board {
  public:
   Program();
+  // In the folder of another one, which made it.
+  explicit Program(const std::filesystem::path& place);
   ~Program() override;
 
-  const std::filesystem::path& Place() const { return folder_.Path(); }
+  const std::filesystem::path& Place() const { return place_; }
   // The year database. There is none until a copy of the template or a start makes one.
   const std::filesystem::path& File() const { return file_; }
   std::filesystem::path Template() const;
@@ -40,6 +44,6 @@ class Program : public Board {
   std::vector<toolkit::Message> TakeBoxes();
 
  private:
-  Folder folder_;
-  std::filesystem::path file_;
+  std::optional<Folder> own_;
+  std::filesystem::path place_, file_;
 };
