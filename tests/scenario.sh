@@ -93,7 +93,8 @@ while IFS= read -r command; do
 done < <(directive after)
 
 sed -nE -e 's/^> ?//p' -e 's/^= ([^ ]+) (.*)/\1 = \2/p' "$scenario" >"$dir/expected"
-sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" -e "s|${dir//\//\\\\\\\\}|@DIR@|g" "$dir/out" >"$dir/got"
+sed -e "s|$caption|@CAPTION@|g" -e "s|$dir|@DIR@|g" -e "s|${dir//\//\\\\\\\\}|@DIR@|g" \
+  -e "s|${dir//\//\\\\}|@DIR@|g" "$dir/out" >"$dir/got"
 # Names have backslashes under Windows, double within quotes; part of the name everywhere is
 # the one that the program puts between a folder and its file.
 sed -i -E ':again; s|(@DIR@[A-Za-z0-9_./-]*)\\\\|\1/|; t again' "$dir/got" "$dir/expected"
