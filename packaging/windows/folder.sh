@@ -3,7 +3,7 @@
 
 # The DLLs that a file wants and that aren't Windows' own, and theirs.
 dlls() { # FILE...
-  local places=("$qt_folder/bin" "$libmdb_folder/bin" "/usr/lib/gcc/$mingw/12-posix" "/usr/$mingw/lib")
+  local places=("$qt_folder/bin" "$libmdb_folder/bin" "$libpq_folder/bin" "$openssl_folder/bin" "/usr/lib/gcc/$mingw/12-posix" "/usr/$mingw/lib")
   local queue=("$@") file name place seen=' '
   while [ ${#queue[@]} -gt 0 ]; do
     file=${queue[0]} queue=("${queue[@]:1}")
@@ -38,7 +38,7 @@ qt_parts() { # FOLDER PLUGIN...
 licences() { # FOLDER
   local to=$1/licenze name folder
   mkdir -p "$to"
-  for name in qt libmdb; do
+  for name in qt libmdb libpq openssl; do
     folder=${name}_folder
     cp "${!folder}"/licenze/* "$to"
     { echo "$name, dai sorgenti di Debian (sha256):"; cat "${!folder}/FONTI"; echo; } >>"$to/FONTI.txt"
@@ -55,7 +55,9 @@ make_folder() { # FOLDER
     "$mingw-strip" -o "$to/$name.exe" "$bin/$name.exe"
   done
   qt_parts "$to" platforms/qwindows platforms/qoffscreen styles/qwindowsvistastyle
-  mapfile -t found < <(dlls "$to"/*.exe "$to"/plugins/*/*.dll)
+  # libpq is loaded with the first connection; no program names it.
+  mapfile -t found < <(echo "$libpq_folder/bin/libpq.dll" &&
+    dlls "$to"/*.exe "$to"/plugins/*/*.dll "$libpq_folder/bin/libpq.dll")
   for name in "${found[@]}"; do
     "$mingw-strip" -o "$to/${name##*/}" "$name"
   done

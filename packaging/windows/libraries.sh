@@ -9,9 +9,9 @@ sources=$PWD/build/windows/sorgenti
 
 # apt with sources of packages, which most machines don't list. They come from where the
 # machine has its packages; the machine's own lists stay as they are.
-source_apt() { # SUITE APT-GET-ARGUMENTS...
-  local suite=$1 lists=$sources/apt-${1:-own} list
-  shift
+source_apt() { # SUITE APT-GET|APT-CACHE ARGUMENTS...
+  local suite=$1 tool=$2 lists=$sources/apt-${1:-own} list
+  shift 2
   list=$lists.list
   if [ ! -e "$list" ]; then
     mkdir -p "$lists/partial"
@@ -27,13 +27,22 @@ source_apt() { # SUITE APT-GET-ARGUMENTS...
       done >"$list.new"
     [ -s "$list.new" ] || { echo "apt names no archive of Debian's on this machine" >&2; return 1; }
     mv "$list.new" "$list"
-    source_apt "$suite" -qq update
+    source_apt "$suite" apt-get -qq update
   fi
-  apt-get -o Dir::Etc::sourcelist="$list" -o Dir::Etc::sourceparts=/dev/null \
-    -o Dir::State::lists="$lists" -o APT::Sandbox::User=root "$@"
+  "$tool" -o Dir::Etc::sourcelist="$list" -o Dir::Etc::sourceparts=/dev/null \
+    -o Dir::State::lists="$lists" -o Dir::Cache::pkgcache= -o Dir::Cache::srcpkgcache= \
+    -o APT::Sandbox::User=root "$@"
 }
 
-# Fetches what a recipe asks for, and tells what it is.
+# The releases of a package: that of the machine's own package first, whose tools take part in
+# the building, then the others, the newest first.
+releases() {
+  dpkg-query -W -f='${source:Version}\n' "${package}-dev" "lib${package}-dev" 2>/dev/null |
+    head -n 1 || true
+  source_apt "$suite" apt-cache madison "$package" | cut -d '|' -f 2 | tr -d ' ' | sort -Vru
+}
+
+# Fetches what a recipe asks for.
 fetch() {
   local version folder=$sources/$package file sum
   [ -n "$package" ] || return 0
@@ -41,14 +50,21 @@ fetch() {
   if [ ${#files[@]} -gt 0 ]; then
     for file in "${files[@]}"; do
       [ -e "$folder/$file" ] ||
-        (cd "$folder" && source_apt "$suite" -qq source --download-only --tar-only "$package")
+        (cd "$folder" && source_apt "$suite" apt-get -qq source --download-only --tar-only "$package")
     done
-  elif ! compgen -G "$folder/*.dsc" >/dev/null; then
-    # The release of the machine's own package, whose tools take part in the building.
-    version=$(dpkg-query -W -f='${source:Version}\n' "${package}-dev" "lib${package}-dev" \
-      2>/dev/null | head -n 1) || true
-    source_apt "$suite" -qq update
-    (cd "$folder" && source_apt "$suite" -qq source --download-only "$package${version:+=$version}")
+  elif [ ! -e "$folder/INTERO" ]; then
+    source_apt "$suite" apt-get -qq update
+    # A mirror may list what it doesn't have whole.
+    for version in $(releases); do
+      rm -f "$folder"/*
+      if (cd "$folder" && source_apt "$suite" apt-get -qq source --download-only "$package=$version")
+      then
+        touch "$folder/INTERO"
+        break
+      fi
+      echo "$package $version can't be had whole" >&2
+    done
+    [ -e "$folder/INTERO" ] || return 1
   fi
   # apt has compared them with Debian's signed lists; a recipe may know better still.
   for i in "${!files[@]}"; do
@@ -96,5 +112,5 @@ library() { # NAME
   rm -rf "$work"
   [ -z "$package" ] || (cd "$sources/$package" && sha256sum -- *.tar.*) >"$built/FONTI"
   echo "$((SECONDS - begun)) s" >"$built/FATTO"
-  echo "  $name: $((SECONDS - begun)) s"
+  echo "  $name: $((SECONDS - begun)) s, $(du -sh "$built" | cut -f 1)"
 }
