@@ -26,9 +26,10 @@ packaging=(build-essential debhelper librsvg2-bin pandoc)
 # For ./lint.
 checking=(clang-format clang-tidy shellcheck lintian)
 # For ./windows: what builds for Windows, runs it here and makes an installer; SQLite's
-# sources are put together by Tcl, the icon from a drawing.
+# sources are put together by Tcl, the icon from a drawing. And for its tests.
 windows=(g++-mingw-w64-x86-64-posix wine64 nsis dpkg-dev tcl libgtest-dev librsvg2-bin imagemagick
   pandoc)
+wine_testing=(sqlite3 python3 xz-utils postgresql openssl)
 # For trying the package.
 trial=(appstream desktop-file-utils debootstrap xvfb xdotool)
 
