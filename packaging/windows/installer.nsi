@@ -8,6 +8,7 @@ SetCompressor /SOLID lzma
 
 !define NAME "anagparc"
 !define TITLE "Anagrafica dei percettori 770/2015"
+!define MENU "Percettori 770-2015" ; names of files have no slash
 !define LIST "Software\Microsoft\Windows\CurrentVersion\Uninstall\${NAME}"
 
 !define MULTIUSER_EXECUTIONLEVEL Highest
@@ -42,17 +43,22 @@ VIAddVersionKey LegalCopyright ""
 !insertmacro MUI_LANGUAGE "Italian"
 
 ; A running program keeps its file: then nothing is changed.
-!macro REFUSE_RUNNING
-  ${If} ${FileExists} "$INSTDIR\anagparc.exe"
+!macro REFUSE_RUNNING PROGRAM
+  ${If} ${FileExists} "$INSTDIR\${PROGRAM}.exe"
     ClearErrors
-    FileOpen $0 "$INSTDIR\anagparc.exe" a
+    FileOpen $0 "$INSTDIR\${PROGRAM}.exe" a
     ${If} ${Errors}
-      MessageBox MB_OK|MB_ICONEXCLAMATION "Il programma è aperto. Chiuderlo, in tutte le sessioni di questo computer, e riprovare: non è stato cambiato niente." /SD IDOK
+      MessageBox MB_OK|MB_ICONEXCLAMATION "Il programma ${PROGRAM} è aperto. Chiuderlo, in tutte le sessioni di questo computer, e riprovare: non è stato cambiato niente." /SD IDOK
       SetErrorLevel 1
       Quit
     ${EndIf}
     FileClose $0
   ${EndIf}
+!macroend
+!macro REFUSE_RUNNING_ONES
+  !insertmacro REFUSE_RUNNING anagparc
+  !insertmacro REFUSE_RUNNING anagparc-archivio
+  !insertmacro REFUSE_RUNNING anagparc-script
 !macroend
 
 Function .onInit
@@ -64,15 +70,23 @@ Function un.onInit
 FunctionEnd
 
 Section
-  !insertmacro REFUSE_RUNNING
-  ; An upgrade begins without what is to be written.
-  !include "${FILES}"
+  !insertmacro REFUSE_RUNNING_ONES
+  ; An upgrade begins with the removal of what the release before has brought.
+  ${If} ${FileExists} "$INSTDIR\disinstalla.exe"
+    ExecWait '"$INSTDIR\disinstalla.exe" /$MultiUser.InstallMode /S _?=$INSTDIR'
+  ${EndIf}
   SetOutPath "$INSTDIR"
   File /r "${FOLDER}/*"
   WriteUninstaller "$INSTDIR\disinstalla.exe"
-  CreateDirectory "$SMPROGRAMS\${TITLE}"
-  CreateShortCut "$SMPROGRAMS\${TITLE}\${TITLE}.lnk" "$INSTDIR\anagparc.exe"
-  CreateShortCut "$SMPROGRAMS\${TITLE}\Manuale.lnk" "$INSTDIR\manuale\manuale.html"
+  CreateDirectory "$SMPROGRAMS\${MENU}"
+  CreateShortCut "$SMPROGRAMS\${MENU}\${MENU}.lnk" "$INSTDIR\anagparc.exe"
+  CreateShortCut "$SMPROGRAMS\${MENU}\Manuale.lnk" "$INSTDIR\manuale\manuale.html"
+  ; A user's first archive, in a window that waits to be read; and the tool's other commands.
+  CreateShortCut "$SMPROGRAMS\${MENU}\Prepara la cartella degli archivi.lnk" "$SYSDIR\cmd.exe" \
+    '/c ""$INSTDIR\anagparc-archivio.exe" prepara "%USERPROFILE%\archivi" & pause"' \
+    "$INSTDIR\anagparc.exe"
+  CreateShortCut "$SMPROGRAMS\${MENU}\Comandi.lnk" "$SYSDIR\cmd.exe" \
+    '/k "set PATH=$INSTDIR;%PATH%"' "$INSTDIR\anagparc.exe"
   WriteRegStr SHCTX "${LIST}" "DisplayName" "${TITLE}"
   WriteRegStr SHCTX "${LIST}" "DisplayVersion" "${VERSION}"
   WriteRegStr SHCTX "${LIST}" "DisplayIcon" "$INSTDIR\anagparc.exe"
@@ -86,12 +100,14 @@ SectionEnd
 
 ; File by file: whatever else has come to stand in the folder stays.
 Section Uninstall
-  !insertmacro REFUSE_RUNNING
+  !insertmacro REFUSE_RUNNING_ONES
   !include "${FILES}"
   Delete "$INSTDIR\disinstalla.exe"
   RMDir "$INSTDIR"
-  Delete "$SMPROGRAMS\${TITLE}\${TITLE}.lnk"
-  Delete "$SMPROGRAMS\${TITLE}\Manuale.lnk"
-  RMDir "$SMPROGRAMS\${TITLE}"
+  Delete "$SMPROGRAMS\${MENU}\${MENU}.lnk"
+  Delete "$SMPROGRAMS\${MENU}\Manuale.lnk"
+  Delete "$SMPROGRAMS\${MENU}\Prepara la cartella degli archivi.lnk"
+  Delete "$SMPROGRAMS\${MENU}\Comandi.lnk"
+  RMDir "$SMPROGRAMS\${MENU}"
   DeleteRegKey SHCTX "${LIST}"
 SectionEnd
