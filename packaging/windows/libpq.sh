@@ -17,9 +17,9 @@ build() { # SOURCES FOLDER
     --without-readline --without-zlib --with-ssl=openssl --with-system-tzdata=/usr/share/zoneinfo &&
     make -C src/interfaces/libpq all)
   cp "$work/src/interfaces/libpq/libpq.dll" "$to/bin"
-  cp "$work/src/interfaces/libpq/libpq.dll.a" "$to/lib"
   cp "$source/src/interfaces/libpq/libpq-fe.h" "$source/src/include/postgres_ext.h" \
     "$work/src/include/pg_config_ext.h" "$to/include"
-  printf 'Name: libpq\nDescription: servers\nVersion: 15\n' >"$to/lib/pkgconfig/libpq.pc"
-  printf 'Libs: -L%s/lib -lpq\nCflags: -I%s/include\n' "$to" "$to" >>"$to/lib/pkgconfig/libpq.pc"
+  # The program loads it by its name, without a library to link with.
+  printf 'Name: libpq\nDescription: servers\nVersion: 15\nCflags: -I%s/include\n' "$to" \
+    >"$to/lib/pkgconfig/libpq.pc"
 }

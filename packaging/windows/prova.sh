@@ -167,6 +167,8 @@ run_tests() {
     scenarios qt offscreen
     try casuale tests/casuale.sh "$wrappers" 1 500
   fi
+  # Wine's own desktop is without a display until it begins anew.
+  /usr/lib/wine/wineserver64 -k || true
   . tools/display.sh on_display
   report
 }
