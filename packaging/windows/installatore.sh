@@ -27,9 +27,10 @@ fail() { # WHAT...
 # What stands on the disk and in the registry, but for what Wine itself keeps there.
 look() {
   (cd "$disk" && find . -path ./windows -prune -o -print | grep -v '/Temp\(/\|$\)' | sort)
-  for hive in HKCU HKLM; do
-    "$wine" reg export "$hive\\Software" "z:${work//\//\\}\\$hive.reg" /y >/dev/null 2>&1
-    iconv -f UTF-16 -t UTF-8 "$work/$hive.reg" | tr -d '\r' |
+  local root
+  for root in HKCU HKLM; do
+    "$wine" reg export "$root\\Software" "z:${work//\//\\}\\$root.reg" /y >/dev/null 2>&1
+    iconv -f UTF-16 -t UTF-8 "$work/$root.reg" | tr -d '\r' |
       awk '/^\[/ { at = $0; print } /^["@]/ { print at " " $0 }' | grep -v '\\Wine\|Explorer\|MuiCache'
   done
 }
