@@ -36,11 +36,13 @@ qt_parts() { # FOLDER PLUGIN...
 
 # The licences of what isn't ours, and where it was taken from.
 licences() { # FOLDER
-  local to=$1/licenze name folder
+  local to=$1/licenze name folder file
   mkdir -p "$to"
   for name in qt libmdb libpq openssl; do
     folder=${name}_folder
-    cp "${!folder}"/licenze/* "$to"
+    for file in "${!folder}"/licenze/*; do
+      cp "$file" "$to/$name ${file##*/}"
+    done
     { echo "$name, dai sorgenti di Debian (sha256):"; cat "${!folder}/FONTI"; echo; } >>"$to/FONTI.txt"
   done
   cp /usr/share/doc/gcc-mingw-w64-base/copyright "$to/libgcc e libstdc++.txt"
