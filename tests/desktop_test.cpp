@@ -499,7 +499,7 @@ TEST_F(Desktop, PrintsThroughTheDialogToPdf) {
       ASSERT_NE(dialog, nullptr);
       auto* name = dialog->findChild<QLineEdit*>("filename");
       proposed = name->text();
-      name->setText(QString::fromStdString(to));
+      name->setText(QString::fromStdString(sys::PathBytes(to)));
       if (from > 0) {
         dialog->findChild<QAbstractButton*>("printRange")->setChecked(true);
         dialog->findChild<QSpinBox*>("from")->setValue(from);
