@@ -184,7 +184,7 @@ QString Spoken(std::u16string_view caption) {
 }
 
 QString PlainToolTip(std::u16string_view text) {
-  const QString shown = DisplayLines(text);
+  QString shown = DisplayLines(text);
   if (Qt::mightBeRichText(shown)) {
     return "<span>" + shown.toHtmlEscaped() + "</span>";
   }
