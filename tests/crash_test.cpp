@@ -150,7 +150,7 @@ bool Killed(Program& program, const Change* change, long call, int within = 0,
   fs::remove(DoneFile(program));
   sys::LeaveInstance();
   const int status = RunProgram(words);
-  Must(status == fault::kKilled, "the program ended by itself: " + std::to_string(status));
+  Must(status == fault::kKilled, "the program ended on its own: " + std::to_string(status));
   const std::string end = Bytes(DoneFile(program));
   Must(change == nullptr || end != "failed", "the program has complained");
   return !end.empty();

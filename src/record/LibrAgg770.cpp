@@ -100,7 +100,7 @@ std::pair<std::size_t, std::size_t> CONTACIFRE(std::u16string_view cifre, bool c
   return {SenzaSpazi(cifre.substr(0, virgola)), SenzaSpazi(cifre.substr(virgola + 1))};
 }
 
-// Moves the number to the left, so that the key has room behind it. A number that is full
+// Moves the number to the left, so that the key has room after it. A number that is full
 // stays as it is, and so does one that has its digits before a sign; the box then drops the
 // key or not. False where the key has to be dropped.
 bool FAIPOSTO(std::u16string& testo, std::int16_t Tasto, std::size_t posti, const Forma& forma) {

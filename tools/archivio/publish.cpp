@@ -67,7 +67,7 @@ class Publisher {
   }
 
  private:
-  // Without it the server would guess how large the tables are, until it looks by itself; so it
+  // Without it the server would guess how large the tables are, until it looks on its own; so it
   // may fail.
   void Analyze() {
     try {

@@ -39,7 +39,7 @@ constexpr char kWorks[] =
     "SELECT FROM pg_stat_activity WHERE pid = $1 AND state = 'active'"
     " AND coalesce(wait_event_type, '') NOT IN ('Client', 'IPC')";
 
-// What the session sets whatever the defaults are. A server notices by itself within seconds that
+// What the session sets whatever the defaults are. A server notices on its own within seconds that
 // this side has gone, and gives its locks back.
 constexpr char kOptions[] =
     " -c search_path=public,pg_temp -c standard_conforming_strings=on"

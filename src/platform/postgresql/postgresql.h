@@ -122,7 +122,7 @@ class Rows {
 
  private:
   friend class Connection;
-  // A row's columns, each behind its length.
+  // A row's columns, each after its length.
   void Add(std::string_view cells);
 
   std::vector<std::string> blocks_;  // never moved
