@@ -152,13 +152,7 @@ class Importer {
       regole::COMPONIRIGHE(table, {}, add);
       return codes;
     }
-    std::vector<std::string> columns;
-    columns.reserve(source.colonne.size());
-    for (const std::u16string_view column : source.colonne) {
-      columns.push_back(text::ToUtf8(column));
-    }
-    const std::unique_ptr<Rows> rows =
-        database_->Read(text::ToUtf8(source.tabella), columns, Order::kNumber);
+    const std::unique_ptr<Rows> rows = ReadLookup(*database_, source);
     std::u16string value;
     const auto column = [&](std::size_t i) {
       return std::u16string_view(value = text::FromUtf8(rows->Text(i).value_or("")));

@@ -52,14 +52,8 @@ class Reviewer {
 
  private:
   void ReadMunicipalities() {
-    const regole::Fonte source = regole::FONTE(regole::Tabella::kComuni);
-    std::vector<std::string> columns;
-    columns.reserve(source.colonne.size());
-    for (const std::u16string_view column : source.colonne) {
-      columns.push_back(text::ToUtf8(column));
-    }
     const std::unique_ptr<Rows> rows =
-        database_->Read(text::ToUtf8(source.tabella), columns, Order::kNumber);
+        ReadLookup(*database_, regole::FONTE(regole::Tabella::kComuni));
     const auto value = [&rows](std::size_t i) {
       return text::FromUtf8(rows->Text(i).value_or(""));
     };

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "reference/righe.h"
+
 namespace archivio {
 
 // A reading of one table. The views are good until the next call.
@@ -62,6 +64,9 @@ class AnyArchive {
  protected:
   AnyArchive() = default;
 };
+
+// The columns of which a lookup table's rows are made, in their order.
+std::unique_ptr<Rows> ReadLookup(AnyArchive& archive, const regole::Fonte& source);
 
 std::unique_ptr<AnyArchive> OpenFile(const std::filesystem::path& file, AnyArchive::Access access);
 

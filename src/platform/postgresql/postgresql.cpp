@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <mutex>
 #include <new>
 #include <system_error>
@@ -528,13 +529,13 @@ void Connection::Await(bool write) {
   }
 }
 
-// Whether the server is at work on what was asked here.
+// Whether the server is at work on what was asked here, as far as it says.
 bool Connection::Works() {
   try {
     Connection other(uri_, name_, goes_on_, kAskLimit, handle_.get());
     other.SetLimit(kAnswerLimit);
     return other.Run(kWorks, {std::to_string(PQbackendPID(handle_.get()))}).Rows() == 1;
-  } catch (const Error& /*failure*/) {
+  } catch (const std::exception& /*failure*/) {  // no thread for the connection, say
     return false;
   }
 }
